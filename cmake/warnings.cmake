@@ -1,0 +1,17 @@
+# One interface target with the flags of every target: warnings are errors, hardening as vendor
+# daemons have it, and the sanitizers where they are asked for.
+add_library(cellwarden_flags INTERFACE)
+
+target_compile_options(cellwarden_flags INTERFACE
+    -Wall -Wextra -Werror -Wconversion -Wsign-conversion -Wshadow)
+
+if(CELLWARDEN_SANITIZE)
+    target_compile_options(cellwarden_flags INTERFACE
+        -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(cellwarden_flags INTERFACE -fsanitize=address,undefined,float-cast-overflow)
+else()
+    target_compile_options(cellwarden_flags INTERFACE
+        -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+    target_link_options(cellwarden_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+target_link_options(cellwarden_flags INTERFACE $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie> -Wl,--as-needed)

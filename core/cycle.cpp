@@ -1,0 +1,46 @@
+#include "core/cycle.h"
+
+#include "platform/thermal_zone.h"
+
+namespace cellwarden {
+namespace {
+
+// The battery is identified, has a design capacity and a state of charge above zero. An unreadable
+// attribute reads as 0 and fails.
+bool battery_is_known(const SysfsParams& snapshot) {
+    constexpr uint32_t FIRST_KNOWN_MODEL = 2;
+    return static_cast<uint32_t>(param_integer(snapshot, PARAM_BATTERY_MODEL_NAME)) >=
+               FIRST_KNOWN_MODEL &&
+           param_integer(snapshot, PARAM_BATTERY_CHARGE_FULL_DESIGN) >= 1 &&
+           param_integer(snapshot, PARAM_BATT_SOC) >= 1;
+}
+
+}  // namespace
+
+SysfsReadMask full_cycle_mask() {
+    SysfsReadMask mask;
+    mask.fill(1);
+    return mask;
+}
+
+SysfsReadMask light_cycle_mask() {
+    SysfsReadMask mask{};
+    mask[PARAM_SDM_THERM] = 1;
+    mask[PARAM_SDM_THERM_ZONE_TEMP] = 1;
+    return mask;
+}
+
+void run_full_cycle(ServiceState& state, const SysfsParams& snapshot) {
+    // With a hold in force: the hold.
+    if (battery_is_known(snapshot)) {
+        // Restored capacity (once), soft charge, statistics, passport.
+        state.restored_capacity_applied = true;
+    }
+    // In every case: charger connection, the two reports, the two saves.
+}
+
+void run_light_cycle(const SysfsParams& snapshot) {
+    provide_external_thermal_data(snapshot);
+}
+
+}  // namespace cellwarden

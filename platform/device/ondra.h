@@ -1,0 +1,20 @@
+// The phone's libondra: the queue of telemetry events.
+#pragma once
+
+#include <cstddef>
+
+extern "C" {
+
+// Returns an opaque handle, or a null pointer where the library is unavailable.
+void* ondra_create(void);
+
+// Returns 1 or more when events may be sent, 0 or less when not.
+int ondra_is_active(void* handle);
+
+// Queues one event. The bytes are copied; the caller keeps its buffer.
+int ondra_add_event(void* handle, const char* category, const char* name, const void* data,
+                    size_t length);
+
+// Releases `*handle`.
+void ondra_destroy(void** handle);
+}

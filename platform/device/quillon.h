@@ -1,0 +1,11 @@
+// The phone's libquillon_vendor: device identity.
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+
+// Hands over the IMEI of the modem slot `selector`: `*text` is allocated by the library and freed
+// by the caller with free(), `*length` is its length without a terminator. Returns 0 on success.
+int quillon_get_imei(int selector, char** text, uint32_t* length);
+}

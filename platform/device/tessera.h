@@ -1,0 +1,15 @@
+// The phone's libtessera: the persistent store of numbered units, each an opaque byte string.
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+
+// Reads `unit` into `buffer`. `*size` is the capacity of the buffer on entry and the number of
+// bytes that the unit holds on success. Returns 0 on success; on anything else neither the buffer
+// nor the size may be used.
+int32_t tessera_read_unit(uint32_t unit, void* buffer, uint32_t* size);
+
+// Replaces the whole content of `unit`, and its length, by `size` bytes. Returns 0 on success.
+int32_t tessera_write_unit(uint32_t unit, const void* buffer, uint32_t size);
+}

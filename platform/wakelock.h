@@ -1,0 +1,10 @@
+// The kernel wakelock that keeps the phone from suspending during a cycle.
+#pragma once
+
+namespace cellwarden {
+
+// Both log "Unable to open" with the path where the kernel's file cannot be opened, and go on.
+void take_wakelock();
+void drop_wakelock();
+
+}  // namespace cellwarden
