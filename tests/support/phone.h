@@ -1,0 +1,53 @@
+// The phone's libraries as the tests see them: fakes, linked in place of the real ones, that note
+// what the daemon does and fail when told to. Everything starts afresh before every test.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace cellwarden::test {
+
+struct FakeEvent {
+    std::string category;
+    std::string name;
+    std::string data;
+};
+
+struct FakePhone {
+    // libcutils
+    std::vector<std::string> log;  // texts of klog_write, in order
+    std::map<std::string, std::string> properties;
+
+    // libtessera; a read copies what fits the buffer and reports the unit's whole size
+    std::map<uint32_t, std::string> units;
+    std::set<uint32_t> failing_reads;
+    std::set<uint32_t> failing_writes;                          // such a write changes nothing
+    std::vector<std::pair<uint32_t, std::string>> unit_writes;  // in order, failed ones included
+
+    // libondra
+    bool ondra_missing = false;
+    bool ondra_inactive = false;
+    bool ondra_refuses = false;
+    int open_handles = 0;           // ondra_create less ondra_destroy
+    std::vector<FakeEvent> events;  // in order, refused ones excluded
+
+    // libquillon_vendor: by modem slot; without an entry the call fails
+    std::map<int, std::string> imei;
+
+    // C library: what sleep() was asked for (it returns at once)
+    std::vector<unsigned> sleeps;
+};
+extern FakePhone phone;
+
+// A unit's content with the bytes of `value`.
+template <typename T>
+std::string unit_bytes(const T& value) {
+    return std::string(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+}  // namespace cellwarden::test
