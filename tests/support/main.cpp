@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "support/phone.h"
+#include "support/process.h"
 #include "support/sysfs.h"
 
 namespace {

@@ -115,6 +115,9 @@ int quillon_get_imei(int selector, char** text, uint32_t* length) {
 // The linker sends the daemon's calls of sleep() here.
 unsigned __wrap_sleep(unsigned seconds) {
     phone.sleeps.push_back(seconds);
+    if (phone.during_sleep) {
+        phone.during_sleep();
+    }
     return 0;
 }
 }

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -39,14 +39,15 @@ struct FakePhone {
     // libquillon_vendor: by modem slot; without an entry the call fails
     std::map<int, std::string> imei;
 
-    // C library: what sleep() was asked for (it returns at once)
+    // C library: what sleep() was asked for; it returns at once, and runs `during_sleep` if set
     std::vector<unsigned> sleeps;
+    std::function<void()> during_sleep;
 };
 extern FakePhone phone;
 
-// A unit's content with the bytes of `value`.
+// The bytes of a value, as a unit holds them.
 template <typename T>
-std::string unit_bytes(const T& value) {
+std::string bytes_of(const T& value) {
     return std::string(reinterpret_cast<const char*>(&value), sizeof value);
 }
 

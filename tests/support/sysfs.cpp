@@ -1,70 +1,21 @@
 #include "support/sysfs.h"
 
-#include <fcntl.h>
-#include <sched.h>
 #include <sys/mount.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
 #include "platform/sysfs_io.h"
+#include "support/process.h"
 
 namespace cellwarden::test {
-namespace {
-
-void require(bool done, const char* what) {
-    if (done) {
-        return;
-    }
-    (void)fprintf(stderr,
-                  "The tests need namespaces of their own, and this machine refuses one:\n"
-                  "  %s: %s\n"
-                  "Run them as root, or allow user namespaces (sysctl user.max_user_namespaces,\n"
-                  "kernel.unprivileged_userns_clone, kernel.apparmor_restrict_unprivileged_userns).\n",
-                  what, strerror(errno));
-    exit(1);
-}
-
-void write_proc(const char* path, const std::string& text) {
-    const int fd = open(path, O_WRONLY | O_CLOEXEC);
-    require(fd >= 0 && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()),
-            path);
-    close(fd);
-}
-
-// Root inside for the user outside.
-void enter_user_namespace() {
-    const uid_t user = geteuid();
-    const gid_t group = getegid();
-    require(unshare(CLONE_NEWUSER) == 0, "user namespace");
-    write_proc("/proc/self/setgroups", "deny");
-    write_proc("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
-    write_proc("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
-}
-
-void mount_sysfs() {
-    require(mount("tmpfs", "/sys", "tmpfs", 0, "") == 0, "tmpfs on /sys");
-}
-
-}  // namespace
-
-void enter_namespaces() {
-    if (geteuid() != 0) {
-        enter_user_namespace();
-    }
-    require(unshare(CLONE_NEWNS) == 0, "mount namespace");
-    require(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
-    mount_sysfs();
-}
 
 void empty_sysfs() {
-    require(umount2("/sys", MNT_DETACH) == 0, "unmounting /sys");
-    mount_sysfs();
+    static bool mounted = false;
+    require(!mounted || umount2("/sys", MNT_DETACH) == 0, "unmounting /sys");
+    require(mount("tmpfs", "/sys", "tmpfs", 0, "") == 0, "tmpfs on /sys");
+    mounted = true;
 }
 
 void write_attribute(const std::string& path, const std::string& text) {

@@ -1,5 +1,5 @@
 // Attribute files at their real absolute paths, on a /sys of the test process's own, and snapshots
-// made without any file. /sys is empty before every test.
+// made without any file.
 #pragma once
 
 #include <string>
@@ -10,11 +10,7 @@
 
 namespace cellwarden::test {
 
-// Gives the process namespaces of its own (mount; user as well where it is not root) and an empty
-// /sys. Ends the process with a message where the machine forbids it.
-void enter_namespaces();
-
-// A fresh and empty /sys in place of the last one.
+// A fresh and empty /sys in place of the last one; every test starts with one.
 void empty_sysfs();
 
 // Makes or replaces an attribute file, with the folders above it.
