@@ -7,6 +7,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "platform/extended.h"
@@ -39,10 +40,10 @@ struct ServiceState {
     int32_t online_time = 0;        // switched-on time over the battery's life
     int32_t soh = -1;               // gauge full-charge over design capacity, at most 100000; -1 =
                                     // not known
-    std::array<uint32_t, VOLTAGE_BIN_COUNT * TEMPERATURE_BIN_COUNT>
+    std::array<uint32_t, size_t{VOLTAGE_BIN_COUNT} * TEMPERATURE_BIN_COUNT>
         vt_cet_table{};  // seconds,
                          // row = voltage bin, column = temperature bin
-    std::array<uint32_t, SOC_BIN_COUNT * TEMPERATURE_BIN_COUNT>
+    std::array<uint32_t, size_t{SOC_BIN_COUNT} * TEMPERATURE_BIN_COUNT>
         ct_charge_table{};           // charge put in,
                                      // 0.01 % of state of charge; row = state-of-charge bin
     uint32_t total_cycle_count = 0;  // charge put in over life, 0.01 % (10000 = one full charge)
