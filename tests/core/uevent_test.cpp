@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "support/namespaces.h"
 #include "support/phone.h"
 #include "support/process.h"
 
@@ -240,7 +241,7 @@ TEST(Uevent, SupplyOfAMessage) {
 
 TEST(WaitForUevent, NothingOfAnEarlierMessageIsSeen) {
     in_own_process([] {
-        Script played{.steps = {{READABLE, {9, 0}, "hd\0...............E=usb\0"s},
+        Script played{.steps = {{READABLE, {9, 0}, "hd\0................E=usb\0"s},
                                 {READABLE, {8, 0}, "hd\0POWER_SUPPLY_NAM"s},
                                 {TIMEOUT}}};
         EXPECT_EQ(wait_through(played, 10), std::vector<std::string>{"(period)"});

@@ -1,8 +1,8 @@
 // The main function of every test program: namespaces of its own, and a fresh phone for every test.
 #include <gtest/gtest.h>
 
+#include "support/namespaces.h"
 #include "support/phone.h"
-#include "support/process.h"
 #include "support/sysfs.h"
 
 namespace {

@@ -1,20 +1,11 @@
-// What belongs to the test process itself: its namespaces, children that keep a test's traces out
-// of it, and its heap.
+// What belongs to the test process itself: children that keep a test's traces out of it, and its
+// heap.
 #pragma once
 
 #include <cstddef>
 #include <functional>
 
 namespace cellwarden::test {
-
-// Gives the process a mount namespace of its own, and a user namespace where it is not root.
-void enter_namespaces();
-
-// Gives the process a network namespace of its own, where it may send uevents.
-void enter_network_namespace();
-
-// Where the machine refuses, all of these end the process, with a message that says what to change.
-void require(bool done, const char* what);
 
 // Runs `body` in a child process, for code that remembers values for the process's life. The test
 // fails where an expectation in the child does, or where it ends otherwise than by returning.

@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "platform/sysfs_io.h"
-#include "support/process.h"
+#include "support/namespaces.h"
 
 namespace cellwarden::test {
 
