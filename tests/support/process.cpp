@@ -6,6 +6,7 @@
 
 #include <cstdio>
 
+#ifndef __SANITIZE_ADDRESS__
 namespace {
 
 size_t calls;
@@ -13,7 +14,6 @@ bool heap_is_empty;
 
 }  // namespace
 
-#ifndef __SANITIZE_ADDRESS__
 extern "C" {
 
 void* __libc_malloc(size_t size);
@@ -35,7 +35,6 @@ void* realloc(void* block, size_t size) {
     return __libc_realloc(block, size);
 }
 }
-#endif
 
 namespace cellwarden::test {
 
@@ -46,6 +45,11 @@ size_t heap_calls() {
 void set_heap_empty(bool empty) {
     heap_is_empty = empty;
 }
+
+}  // namespace cellwarden::test
+#endif
+
+namespace cellwarden::test {
 
 void in_own_process(const std::function<void()>& body) {
     (void)fflush(nullptr);

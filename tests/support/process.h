@@ -11,16 +11,11 @@ namespace cellwarden::test {
 // fails where an expectation in the child does, or where it ends otherwise than by returning.
 void in_own_process(const std::function<void()>& body);
 
-// Calls of malloc, calloc and realloc by this process so far, the C library's own included. Under
-// the sanitizers, which bring their own heap, always 0, and nothing can be made to fail.
-#ifdef __SANITIZE_ADDRESS__
-inline constexpr bool HEAP_IS_WATCHED = false;
-#else
-inline constexpr bool HEAP_IS_WATCHED = true;
+// The heap of the whole process, the C library's own use included. Not under the address sanitizer,
+// which brings a heap of its own.
+#ifndef __SANITIZE_ADDRESS__
+size_t heap_calls();              // calls of malloc, calloc and realloc so far
+void set_heap_empty(bool empty);  // from now on malloc finds no memory, or finds it again
 #endif
-size_t heap_calls();
-
-// From now on malloc finds no memory, or finds it again.
-void set_heap_empty(bool empty);
 
 }  // namespace cellwarden::test
