@@ -1,0 +1,49 @@
+// What the bench prints: a line for each happening, a status line, a summary.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "bench/happening.h"
+
+namespace cellwarden::bench {
+
+enum class Output {
+    TERMINAL,  // colours; the status line stays at the bottom
+    PLAIN,     // lines of text; the status as a line of its own every five seconds
+    JSON,      // one JSON object per line; the status every second
+};
+
+struct Settings {
+    std::string scenario;
+    std::string about;
+    std::string daemon;  // the command
+    std::filesystem::path state_dir;
+    double duration_s = 0;
+    double speed = 0;
+    double uptime_s = 0;
+};
+
+struct Ending {
+    std::string reason;      // "the scenario's end"
+    bool daemon_ran = true;  // until the bench ended it
+    double seconds = 0;
+};
+
+struct Display {
+    Output output = Output::PLAIN;
+    double next_status_s = 0;
+};
+
+void show_settings(const Display& display, const Settings& settings);
+
+// `at_s`: seconds since the daemon's start, here and below.
+void show_happening(const Display& display, double at_s, const Happening& happening);
+
+// Shows the status when it is due.
+void show_status(Display& display, double at_s, const PhoneStatus& status);
+
+void show_summary(const Display& display, const Settings& settings, const Ending& ending,
+                  const Tally& tally);
+
+}  // namespace cellwarden::bench

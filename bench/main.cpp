@@ -1,0 +1,165 @@
+// cellwarden-bench: runs the daemon on a simulated phone.
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <sstream>
+
+#include "bench/sandbox.h"
+#include "bench/scenario.h"
+#include "bench/session.h"
+#include "bench/state_dir.h"
+
+namespace cellwarden::bench {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Options {
+    std::string scenario = "ordinary";
+    bool list = false;
+    bool json = false;
+    double duration_s = 0;  // 0: the scenario's own
+    fs::path state_dir;     // empty: a new one
+    fs::path daemon;
+    fs::path device_libraries;
+    std::string run_with;
+};
+
+const fs::path scenario_folder = CELLWARDEN_SCENARIO_DIR;
+
+// The folder that the program itself is in: the build's top.
+fs::path program_folder() {
+    return fs::read_symlink("/proc/self/exe").parent_path();
+}
+
+void add_options(CLI::App& app, Options& options) {
+    app.add_option("--scenario", options.scenario,
+                   "A scenario by its name (see --list), or a scenario file")
+        ->capture_default_str();
+    app.add_flag("--list", options.list, "List the scenarios and end");
+    app.add_flag("--json", options.json, "Print one JSON object per line");
+    app.add_option("--duration", options.duration_s,
+                   "Seconds to run, in place of the scenario's own")
+        ->check(CLI::Range(1.0, 1e6));
+    app.add_option("--state", options.state_dir,
+                   "Keep units, outbox, properties and faults in this directory, and start from "
+                   "the units in it; without it, a new temporary directory is made and kept");
+    app.add_option("--daemon", options.daemon, "The daemon's program")->capture_default_str();
+    app.add_option("--device-libs", options.device_libraries,
+                   "The directory with the stand-in device libraries")
+        ->capture_default_str();
+    app.add_option("--run-with", options.run_with,
+                   "Words to put before the daemon's program, as in \"qemu-aarch64\"");
+}
+
+fs::path scenario_file(const std::string& name) {
+    const bool is_path = name.find('/') != std::string::npos || name.ends_with(".json");
+    if (is_path) {
+        return name;
+    }
+    const fs::path file = scenario_folder / (name + ".json");
+    if (!fs::exists(file)) {
+        throw ScenarioError("no scenario '" + name +
+                            "'; cellwarden-bench --list shows those there "
+                            "are, and a file is named with a '/' or with '.json' at its end");
+    }
+    return file;
+}
+
+void list_scenarios() {
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::directory_iterator(scenario_folder)) {
+        files.push_back(entry.path());
+    }
+    std::sort(files.begin(), files.end());
+    for (const fs::path& file : files) {
+        const Scenario scenario = load_scenario(file);
+        printf("%-18s %s\n", file.stem().c_str(), scenario.about.c_str());
+    }
+}
+
+Output choose_output(bool json) {
+    if (json) {
+        return Output::JSON;
+    }
+    return isatty(STDOUT_FILENO) != 0 ? Output::TERMINAL : Output::PLAIN;
+}
+
+DaemonCommand daemon_command(const Options& options, const fs::path& state_dir) {
+    DaemonCommand command{{}, fs::absolute(options.device_libraries), state_dir};
+    std::istringstream words(options.run_with);
+    for (std::string word; words >> word;) {
+        command.words.push_back(word);
+    }
+    command.words.push_back(fs::absolute(options.daemon));
+    return command;
+}
+
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    return text;
+}
+
+int run(const Options& options) {
+    SessionOptions session;
+    const fs::path file = scenario_file(options.scenario);
+    session.scenario = load_scenario(file);
+    if (options.duration_s > 0) {
+        session.scenario.duration_s = options.duration_s;
+    }
+    for (const fs::path& needed : {options.daemon, options.device_libraries / "libcutils.so"}) {
+        if (!fs::exists(needed)) {
+            throw std::runtime_error(needed.string() +
+                                     " is not there; build the project first, or "
+                                     "say where it is (--daemon, --device-libs)");
+        }
+    }
+    const fs::path state_dir =
+        options.state_dir.empty() ? make_temporary_state_dir() : fs::absolute(options.state_dir);
+    session.daemon = daemon_command(options, state_dir);
+    session.settings = {.scenario = file.stem(),
+                        .about = session.scenario.about,
+                        .daemon = joined(session.daemon.words),
+                        .state_dir = state_dir,
+                        .duration_s = session.scenario.duration_s,
+                        .speed = session.scenario.speed,
+                        .uptime_s = session.scenario.uptime_s};
+    session.output = choose_output(options.json);
+    return run_session(session) ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace cellwarden::bench
+
+// Ends with 0 when the daemon ran to the end, 1 when it did not, 2 when the bench could not run it.
+int main(int argc, char** argv) {
+    using namespace cellwarden::bench;
+    try {
+        CLI::App app{"Runs the cellwarden daemon on a simulated phone and shows what it does."};
+        Options options;
+        options.daemon = program_folder() / "cellwarden";
+        options.device_libraries = program_folder() / "device";
+        add_options(app, options);
+        try {
+            app.parse(argc, argv);
+        } catch (const CLI::ParseError& error) {
+            return app.exit(error) == 0 ? 0 : 2;
+        }
+        if (options.list) {
+            list_scenarios();
+            return 0;
+        }
+        return run(options);
+    } catch (const std::exception& error) {
+        std::cerr << "cellwarden-bench: " << error.what() << '\n';
+        return 2;
+    }
+}

@@ -1,0 +1,444 @@
+#include "bench/scenario.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "bench/phone/phone_attributes.h"
+
+namespace cellwarden::bench {
+namespace {
+
+using nlohmann::json;
+
+// A value in the file together with where it stands: "timeline[2].plug.watts".
+struct Place {
+    const json& value;
+    std::string path;
+    const std::filesystem::path& file;
+};
+
+[[noreturn]] void fail(const Place& place, const std::string& expected) {
+    std::string found = place.value.dump();
+    if (found.size() > 60) {
+        found = found.substr(0, 57) + "...";
+    }
+    const std::string where = place.path.empty() ? "top of the file" : place.path;
+    throw ScenarioError(place.file.string() + ": " + where + ": expected " + expected + ", found " +
+                        found);
+}
+
+Place member(const Place& parent, const std::string& key) {
+    const std::string path = parent.path.empty() ? key : parent.path + "." + key;
+    return {parent.value.at(key), path, parent.file};
+}
+
+Place element(const Place& parent, size_t index) {
+    return {parent.value.at(index), parent.path + "[" + std::to_string(index) + "]", parent.file};
+}
+
+using Handler = std::function<void(const Place&)>;
+using Handlers = std::map<std::string, Handler>;
+
+std::string key_list(const Handlers& handlers) {
+    std::string list;
+    for (const auto& [key, handler] : handlers) {
+        list += list.empty() ? key : ", " + key;
+    }
+    return list;
+}
+
+// Hands each member of an object to its key's handler; an unknown key is an error.
+void read_object(const Place& place, const Handlers& handlers) {
+    if (!place.value.is_object()) {
+        fail(place, "an object with some of: " + key_list(handlers));
+    }
+    for (const auto& item : place.value.items()) {
+        const auto handler = handlers.find(item.key());
+        if (handler == handlers.end()) {
+            throw ScenarioError(place.file.string() + ": " +
+                                (place.path.empty() ? "" : place.path + ".") + item.key() +
+                                ": unknown key, expected one of: " + key_list(handlers));
+        }
+        handler->second(member(place, item.key()));
+    }
+}
+
+std::string short_number(double value) {
+    std::ostringstream text;
+    text << value;
+    return text.str();
+}
+
+double read_number(const Place& place, double low, double high) {
+    if (!place.value.is_number() || place.value.get<double>() < low ||
+        place.value.get<double>() > high) {
+        fail(place, "a number from " + short_number(low) + " to " + short_number(high));
+    }
+    return place.value.get<double>();
+}
+
+int64_t read_integer(const Place& place, int64_t low, int64_t high) {
+    if (!place.value.is_number_integer() || place.value.get<int64_t>() < low ||
+        place.value.get<int64_t>() > high) {
+        fail(place, "a whole number from " + std::to_string(low) + " to " + std::to_string(high));
+    }
+    return place.value.get<int64_t>();
+}
+
+std::string read_text(const Place& place) {
+    if (!place.value.is_string()) {
+        fail(place, "a text");
+    }
+    return place.value.get<std::string>();
+}
+
+bool read_flag(const Place& place) {
+    if (!place.value.is_boolean()) {
+        fail(place, "true or false");
+    }
+    return place.value.get<bool>();
+}
+
+Handler number_into(double& target, double low, double high, double factor = 1) {
+    return [&target, low, high, factor](const Place& place) {
+        target = read_number(place, low, high) * factor;
+    };
+}
+
+Handler integer_into(int& target, int low, int high) {
+    return [&target, low, high](const Place& place) {
+        target = static_cast<int>(read_integer(place, low, high));
+    };
+}
+
+Handler text_into(std::string& target) {
+    return [&target](const Place& place) { target = read_text(place); };
+}
+
+void read_phone(const Place& place, Phone& phone) {
+    Battery& battery = phone.battery;
+    read_object(
+        place, {
+                   {"model_name", text_into(phone.model_name)},
+                   {"charge_full_design_mah",
+                    number_into(battery.charge_full_design_uah, 100, 20'000, 1e3)},
+                   {"state_of_health_percent", number_into(battery.state_of_health, 10, 100, 0.01)},
+                   {"soc_percent", number_into(battery.soc, 0, 100, 0.01)},
+                   {"resistance_mohm", number_into(battery.resistance_mohm, 1, 1000)},
+                   {"battery_temp_c", number_into(battery.temp_c, -40, 100)},
+                   {"ambient_c", number_into(phone.ambient_c, -40, 100)},
+                   {"load_ma", number_into(phone.load_ma, 0, 10'000)},
+                   {"thermal_level", integer_into(phone.charger.thermal_level, 0, 19)},
+                   {"thermal_level_max", integer_into(phone.charger.thermal_level_max, 1, 19)},
+                   {"thermal_zone", integer_into(phone.thermal_zone, 2, 99)},
+                   {"shutdown_phase", integer_into(phone.shutdown_phase, 0, 9)},
+               });
+    if (phone.charger.thermal_level > phone.charger.thermal_level_max) {
+        fail(place, "a thermal_level of at most thermal_level_max");
+    }
+}
+
+std::string little_endian(uint64_t value, size_t size) {
+    std::string bytes;
+    for (size_t i = 0; i < size; i++) {
+        bytes.push_back(static_cast<char>(value >> (8 * i)));
+    }
+    return bytes;
+}
+
+std::string read_hex(const Place& place) {
+    const std::string text = read_text(place);
+    const auto is_hex = [](unsigned char c) { return std::isxdigit(c) != 0; };
+    if (text.size() % 2 != 0 || !std::all_of(text.begin(), text.end(), is_hex)) {
+        fail(place, "pairs of hexadecimal digits");
+    }
+    std::string bytes;
+    for (size_t i = 0; i < text.size(); i += 2) {
+        bytes.push_back(static_cast<char>(std::stoul(text.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+std::string read_file_of(const Place& place) {
+    const std::filesystem::path path = place.file.parent_path() / read_text(place);
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream) {
+        fail(place, "a file that can be read (tried " + path.string() + ")");
+    }
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::string read_unit(const Place& place) {
+    std::string bytes;
+    const auto unsigned_of = [&bytes](size_t size) {
+        return [&bytes, size](const Place& at) {
+            const auto most = static_cast<int64_t>((uint64_t{1} << (8 * size)) - 1);
+            bytes = little_endian(static_cast<uint64_t>(read_integer(at, 0, most)), size);
+        };
+    };
+    const auto signed_of = [&bytes](size_t size, int64_t low, int64_t high) {
+        return [&bytes, size, low, high](const Place& at) {
+            bytes = little_endian(static_cast<uint64_t>(read_integer(at, low, high)), size);
+        };
+    };
+    const Handlers forms = {
+        {"u8", unsigned_of(1)},
+        {"u16", unsigned_of(2)},
+        {"u32", unsigned_of(4)},
+        {"i32", signed_of(4, INT32_MIN, INT32_MAX)},
+        {"i64", signed_of(8, INT64_MIN, INT64_MAX)},
+        {"text", text_into(bytes)},
+        {"hex", [&bytes](const Place& at) { bytes = read_hex(at); }},
+        {"file", [&bytes](const Place& at) { bytes = read_file_of(at); }},
+    };
+    if (!place.value.is_object() || place.value.size() != 1) {
+        fail(place, "an object with exactly one of: " + key_list(forms));
+    }
+    read_object(place, forms);
+    return bytes;
+}
+
+bool is_unit_number(const std::string& text) {
+    return !text.empty() && text.size() <= 9 &&
+           text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+void read_units(const Place& place, std::map<uint32_t, std::string>& units) {
+    if (!place.value.is_object()) {
+        fail(place, "an object with unit numbers as keys");
+    }
+    for (const auto& item : place.value.items()) {
+        const Place unit = member(place, item.key());
+        if (!is_unit_number(item.key())) {
+            fail(unit, "a unit number as the key, not '" + item.key() + "'");
+        }
+        units[static_cast<uint32_t>(std::stoul(item.key()))] = read_unit(unit);
+    }
+}
+
+void read_properties(const Place& place, std::map<std::string, std::string>& properties) {
+    if (!place.value.is_object()) {
+        fail(place, "an object with property names as keys");
+    }
+    for (const auto& item : place.value.items()) {
+        const Place property = member(place, item.key());
+        if (item.key().empty() || item.key().find('/') != std::string::npos) {
+            fail(property, "a property name as the key, not '" + item.key() + "'");
+        }
+        properties[item.key()] = read_text(property);
+    }
+}
+
+// One of the texts; the list also serves the message.
+std::string read_choice(const Place& place, const std::vector<std::string>& choices) {
+    const std::string text = place.value.is_string() ? place.value.get<std::string>() : "";
+    if (std::find(choices.begin(), choices.end(), text) == choices.end()) {
+        std::string list;
+        for (const std::string& choice : choices) {
+            list += (list.empty() ? "" : ", ") + choice;
+        }
+        fail(place, "one of: " + list);
+    }
+    return text;
+}
+
+void require(const Place& place, const char* key) {
+    if (!place.value.is_object() || !place.value.contains(key)) {
+        fail(place, std::string("an object with the key ") + key);
+    }
+}
+
+template <typename Plug>
+Plug read_plug(const Place& place, const std::vector<std::string>& types) {
+    require(place, "type");
+    require(place, "watts");
+    Plug plug;
+    read_object(place, {{"type", [&](const Place& at) { plug.type = read_choice(at, types); }},
+                        {"watts", number_into(plug.watts, 0.5, 240)}});
+    return plug;
+}
+
+bool is_attribute_name(const std::string& name) {
+    const Phone phone;
+    for (uint32_t id = 0; id < SYSFS_PARAM_COUNT; id++) {
+        if (attribute_name(attribute_path(phone, static_cast<SysfsParamId>(id))) == name) {
+            return true;
+        }
+    }
+    return false;
+}
+
+OverrideAttribute read_override(const Place& place) {
+    require(place, "name");
+    require(place, "text");
+    OverrideAttribute attribute;
+    const auto read_name = [&attribute](const Place& at) {
+        attribute.name = read_text(at);
+        if (!is_attribute_name(attribute.name)) {
+            fail(at, "the name of a parameter's attribute, such as battery/health");
+        }
+    };
+    const auto read_override_text = [&attribute](const Place& at) {
+        if (!at.value.is_null()) {
+            attribute.text = read_text(at);
+        }
+    };
+    read_object(place, {{"name", read_name}, {"text", read_override_text}});
+    return attribute;
+}
+
+std::string read_fault_name(const Place& place) {
+    for (const std::string prefix : {"unit-read-", "unit-write-"}) {
+        const std::string name = place.value.is_string() ? read_text(place) : "";
+        if (name.starts_with(prefix) && is_unit_number(name.substr(prefix.size()))) {
+            return name;
+        }
+    }
+    return read_choice(place, {"unit-read-NUMBER", "unit-write-NUMBER", "unit-store",
+                               "event-library", "event-library-inactive", "event-queue", "imei"});
+}
+
+SwitchFault read_fault(const Place& place) {
+    require(place, "name");
+    require(place, "on");
+    SwitchFault fault;
+    read_object(place, {{"name", [&fault](const Place& at) { fault.name = read_fault_name(at); }},
+                        {"on", [&fault](const Place& at) { fault.on = read_flag(at); }}});
+    return fault;
+}
+
+SendUevent read_uevent(const Place& place) {
+    require(place, "subsystem");
+    require(place, "name");
+    SendUevent uevent;
+    read_object(place,
+                {{"subsystem", text_into(uevent.subsystem)}, {"name", text_into(uevent.name)}});
+    return uevent;
+}
+
+Unplug read_unplug(const Place& place) {
+    if (!read_flag(place)) {
+        fail(place, "true");
+    }
+    return {};
+}
+
+TimedAction read_timed_action(const Place& place, const Phone& phone) {
+    TimedAction timed;
+    size_t action_count = 0;
+    const auto take = [&timed, &action_count](Action action) {
+        timed.action = std::move(action);
+        action_count++;
+    };
+    const auto number = [](const Place& at, double low, double high) {
+        return read_number(at, low, high);
+    };
+    const auto level = [&phone](const Place& at) {
+        return static_cast<int>(read_integer(at, 0, phone.charger.thermal_level_max));
+    };
+    const Handlers actions = {
+        {"plug",
+         [&](const Place& at) {
+             take(
+                 read_plug<PlugUsb>(at, {"Unknown", "SDP", "DCP", "CDP", "ACA", "C", "PD", "PD_DRP",
+                                         "PD_PPS", "BrickID", "HVDCP", "HVDCP_3", "HVDCP_3P5"}));
+         }},
+        {"wireless",
+         [&](const Place& at) {
+             take(read_plug<PlugWireless>(at, {"BPP", "EPP"}));
+         }},
+        {"unplug", [&](const Place& at) { take(read_unplug(at)); }},
+        {"ambient_c", [&](const Place& at) { take(SetAmbient{number(at, -40, 100)}); }},
+        {"battery_temp_c", [&](const Place& at) { take(SetBatteryTemp{number(at, -40, 100)}); }},
+        {"load_ma", [&](const Place& at) { take(SetLoad{number(at, 0, 10'000)}); }},
+        {"thermal_level", [&](const Place& at) { take(SetThermalLevel{level(at)}); }},
+        {"shutdown_phase",
+         [&](const Place& at) {
+             take(SetShutdownPhase{static_cast<int>(read_integer(at, 0, 9))});
+         }},
+        {"attribute", [&](const Place& at) { take(read_override(at)); }},
+        {"fault", [&](const Place& at) { take(read_fault(at)); }},
+        {"uevent", [&](const Place& at) { take(read_uevent(at)); }},
+    };
+    Handlers handlers = actions;
+    handlers["at_s"] = number_into(timed.at_s, 0, 1e6);
+    require(place, "at_s");
+    read_object(place, handlers);
+    if (action_count != 1) {
+        fail(place, "at_s and exactly one of: " + key_list(actions));
+    }
+    return timed;
+}
+
+void read_timeline(const Place& place, Scenario& scenario) {
+    if (!place.value.is_array()) {
+        fail(place, "an array of actions");
+    }
+    for (size_t i = 0; i < place.value.size(); i++) {
+        scenario.timeline.push_back(read_timed_action(element(place, i), scenario.phone));
+    }
+    std::stable_sort(scenario.timeline.begin(), scenario.timeline.end(),
+                     [](const TimedAction& a, const TimedAction& b) { return a.at_s < b.at_s; });
+}
+
+void read_faults(const Place& place, std::vector<std::string>& faults) {
+    if (!place.value.is_array()) {
+        fail(place, "an array of names of faults");
+    }
+    for (size_t i = 0; i < place.value.size(); i++) {
+        faults.push_back(read_fault_name(element(place, i)));
+    }
+}
+
+void read_scenario(const Place& top, Scenario& scenario) {
+    // The timeline is checked against the phone, wherever in the file the phone stands.
+    if (top.value.is_object() && top.value.contains("phone")) {
+        read_phone(member(top, "phone"), scenario.phone);
+    }
+    read_object(top,
+                {
+                    {"about", text_into(scenario.about)},
+                    {"duration_s", number_into(scenario.duration_s, 1, 1e6)},
+                    {"speed", number_into(scenario.speed, 0, 1e5)},
+                    {"uptime_s", number_into(scenario.uptime_s, 1, 1e9)},
+                    {"driver_ready_s", number_into(scenario.driver_ready_s, 0, 60)},
+                    {"battery_uevent_s", number_into(scenario.battery_uevent_s, 0, 3600)},
+                    {"phone", [](const Place&) {}},
+                    {"units", [&](const Place& place) { read_units(place, scenario.units); }},
+                    {"properties",
+                     [&](const Place& place) { read_properties(place, scenario.properties); }},
+                    {"imei", text_into(scenario.imei)},
+                    {"faults", [&](const Place& place) { read_faults(place, scenario.faults); }},
+                    {"timeline", [&](const Place& place) { read_timeline(place, scenario); }},
+                });
+}
+
+}  // namespace
+
+Scenario parse_scenario(const std::string& text, const std::filesystem::path& file) {
+    json document;
+    try {
+        document = json::parse(text);
+    } catch (const json::parse_error& error) {
+        // The library's text has the line and the column.
+        throw ScenarioError(file.string() + ": " + error.what());
+    }
+    Scenario scenario;
+    read_scenario({document, "", file}, scenario);
+    return scenario;
+}
+
+Scenario load_scenario(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        throw ScenarioError(file.string() + ": cannot be read");
+    }
+    return parse_scenario({std::istreambuf_iterator<char>(stream), {}}, file);
+}
+
+}  // namespace cellwarden::bench

@@ -1,0 +1,295 @@
+#include "bench/session.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstring>
+#include <set>
+#include <system_error>
+
+#include "bench/actions.h"
+#include "bench/uevent_sender.h"
+
+namespace cellwarden::bench {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto TICK = std::chrono::milliseconds(100);
+constexpr double LISTEN_LIMIT_S = 90;       // a daemon that does not listen by then never will
+constexpr double BATTERY_UEVENT_GAP_S = 1;  // the battery's own uevents come no faster
+
+struct Session {
+    Scenario scenario;
+    fs::path state_dir;
+    Phone phone;
+    PhoneFiles files;
+    Watch watch;
+    int log_fd = -1;
+    int uevent_fd = -1;
+    int signal_fd = -1;
+    pid_t daemon_pid = -1;
+    Clock::time_point start;
+
+    double now_s = 0;             // since the start
+    double listens_since_s = -1;  // when the daemon was first seen to listen; -1: not yet
+    double battery_uevent_s = 0;  // of the latest uevent of the battery
+    int told_capacity = -1;       // what that uevent told
+    ChargeStatus told_status = ChargeStatus::DISCHARGING;
+    size_t next_action = 0;
+    std::set<std::string> faults;  // that the scenario has switched on
+    bool cycle_is_full = false;
+
+    Display display;
+    Tally tally;
+    std::string end_reason;  // not empty: the session is over
+    bool daemon_ran = true;
+};
+
+double seconds_since(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+void tell(Session& session, const Happening& happening) {
+    count_happening(session.tally, happening);
+    show_happening(session.display, seconds_since(session.start), happening);
+}
+
+void send(Session& session, const UeventSent& uevent) {
+    tell(session, uevent);
+    send_uevent(session.uevent_fd, uevent_text(uevent.subsystem, uevent.name));
+    if (uevent.name == "battery") {
+        session.battery_uevent_s = session.now_s;
+        session.told_capacity = capacity_percent(session.phone);
+        session.told_status = session.phone.flow.status;
+    }
+}
+
+// --- What the daemon does.
+
+void take_file_event(Session& session, const FileEvent& event) {
+    const fs::path path = event.path;
+    if (event.deed == FileDeed::OPENED) {
+        session.cycle_is_full = session.cycle_is_full || path == FULL_CYCLE_PATH;
+    } else if (path == WAKE_LOCK_PATH) {
+        session.cycle_is_full = false;
+    } else if (path == WAKE_UNLOCK_PATH) {
+        tell(session, CycleDone{session.cycle_is_full});
+    } else if (path.parent_path() == session.state_dir / "units") {
+        const auto unit = static_cast<uint32_t>(std::stoul(path.filename()));
+        tell(session, UnitStored{unit, fs::file_size(path)});
+    } else if (path.parent_path() == session.state_dir / "outbox") {
+        tell(session, EventSent{read_outbox_event(path), path});
+    } else if (const auto write = take_attribute_write(session.files, session.phone, path)) {
+        tell(session, *write);
+    }
+}
+
+void take_what_the_daemon_did(Session& session) {
+    for (const FileEvent& event : read_file_events(session.watch)) {
+        take_file_event(session, event);
+    }
+    for (const LogRecord& record : read_kernel_log(session.log_fd)) {
+        tell(session, record);
+    }
+}
+
+std::string daemon_end_text(int status) {
+    if (WIFSIGNALED(status)) {
+        return std::string("the daemon was ended by signal ") + strsignal(WTERMSIG(status));
+    }
+    return "the daemon ended by itself with code " + std::to_string(WEXITSTATUS(status));
+}
+
+void take_signals(Session& session) {
+    signalfd_siginfo info = {};
+    while (read(session.signal_fd, &info, sizeof info) == sizeof info) {
+        int status = 0;
+        if (info.ssi_signo != SIGCHLD) {
+            session.end_reason = strsignal(static_cast<int>(info.ssi_signo));
+        } else if (waitpid(session.daemon_pid, &status, WNOHANG) == session.daemon_pid) {
+            session.daemon_pid = -1;
+            session.daemon_ran = false;
+            session.end_reason = daemon_end_text(status);
+        }
+    }
+}
+
+// --- What happens to the phone.
+
+void set_fault(Session& session, const std::string& fault, bool on) {
+    switch_fault(session.state_dir, fault, on);
+    session.faults.insert(fault);
+}
+
+void act(Session& session, const Action& action) {
+    tell(session, PhoneChange{action_text(action)});
+    const std::vector<UeventSent> uevents = change_phone(session.phone, action);
+    if (const auto* attribute = std::get_if<OverrideAttribute>(&action)) {
+        hold_attribute(session.files, session.phone, attribute->name, attribute->text);
+    } else if (const auto* fault = std::get_if<SwitchFault>(&action)) {
+        set_fault(session, fault->name, fault->on);
+    }
+    advance_phone(session.phone, 0);
+    refresh_phone_files(session.files, session.phone);
+    for (const UeventSent& uevent : uevents) {
+        send(session, uevent);
+    }
+}
+
+void send_battery_uevent_if_due(Session& session) {
+    const double age_s = session.now_s - session.battery_uevent_s;
+    const bool changed = session.told_capacity != capacity_percent(session.phone) ||
+                         session.told_status != session.phone.flow.status;
+    const double period_s = session.scenario.battery_uevent_s;
+    if ((changed && age_s >= BATTERY_UEVENT_GAP_S && period_s > 0) ||
+        (period_s > 0 && age_s >= period_s)) {
+        send(session, {"power_supply", "battery"});
+    }
+}
+
+void run_timeline(Session& session, double elapsed_s) {
+    const Scenario& scenario = session.scenario;
+    advance_phone(session.phone, elapsed_s * scenario.speed);
+    refresh_phone_files(session.files, session.phone);
+    send_battery_uevent_if_due(session);
+
+    const double timeline_s = session.now_s - session.listens_since_s;
+    while (session.next_action < scenario.timeline.size() &&
+           scenario.timeline[session.next_action].at_s <= timeline_s) {
+        act(session, scenario.timeline[session.next_action++].action);
+    }
+    if (timeline_s >= scenario.duration_s) {
+        session.end_reason = "the scenario's end";
+    }
+}
+
+void wait_for_listener(Session& session) {
+    if (someone_listens_for_uevents()) {
+        session.listens_since_s = session.now_s;
+        session.battery_uevent_s = session.now_s;
+        session.told_capacity = capacity_percent(session.phone);
+        session.told_status = session.phone.flow.status;
+        tell(session, PhoneChange{"the daemon listens; the timeline begins"});
+    } else if (session.now_s > LISTEN_LIMIT_S) {
+        session.daemon_ran = false;
+        session.end_reason = "the daemon does not listen for uevents";
+    }
+}
+
+PhoneStatus phone_status(const Session& session) {
+    const Phone& phone = session.phone;
+    return {.capacity_percent = capacity_percent(phone),
+            .voltage_v = terminal_uv(phone.battery) / 1e6,
+            .current_ma = phone.battery.current_ua / 1e3,
+            .temp_c = phone.battery.temp_c,
+            .ageing_level = phone.charger.ageing_level,
+            .source = source_text(phone.charger),
+            .uptime_s = std::llround(session.scenario.uptime_s + session.now_s)};
+}
+
+void tick(Session& session) {
+    const double before_s = session.now_s;
+    session.now_s = seconds_since(session.start);
+    if (!session.files.driver_ready && session.now_s >= session.scenario.driver_ready_s) {
+        show_driver_files(session.files, session.phone);
+    }
+    if (session.listens_since_s < 0) {
+        wait_for_listener(session);
+    } else {
+        run_timeline(session, session.now_s - before_s);
+    }
+    show_status(session.display, session.now_s, phone_status(session));
+}
+
+// --- Start and end.
+
+int block_and_watch_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) {
+        sigaddset(&signals, signal);
+    }
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    const int fd = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
+    if (fd < 0) {
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    }
+    return fd;
+}
+
+void start_phone(Session& session) {
+    session.phone = session.scenario.phone;
+    advance_phone(session.phone, 0);
+    session.log_fd = open_kernel_log();
+    session.uevent_fd = open_uevent_sender();
+    session.watch = open_watch();
+    create_phone_files(session.files, session.phone, session.watch);
+    if (session.scenario.driver_ready_s <= 0) {
+        show_driver_files(session.files, session.phone);
+    }
+    for (const std::string& fault : session.scenario.faults) {
+        set_fault(session, fault, true);
+    }
+    watch_folder(session.watch, session.state_dir / "units", FileDeed::REPLACED);
+    watch_folder(session.watch, session.state_dir / "outbox", FileDeed::REPLACED);
+}
+
+void run_until_end(Session& session) {
+    auto next_tick = session.start;
+    while (session.end_reason.empty()) {
+        pollfd waits[] = {{session.watch.fd, POLLIN, 0},
+                          {session.log_fd, POLLIN, 0},
+                          {session.signal_fd, POLLIN, 0}};
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(next_tick - Clock::now());
+        poll(waits, std::size(waits), std::max(0, static_cast<int>(left.count())));
+        take_what_the_daemon_did(session);
+        take_signals(session);
+        if (session.end_reason.empty() && Clock::now() >= next_tick) {
+            next_tick = Clock::now() + TICK;
+            tick(session);
+        }
+    }
+}
+
+void end_daemon(Session& session) {
+    if (session.daemon_pid > 0) {
+        kill(session.daemon_pid, SIGKILL);
+        waitpid(session.daemon_pid, nullptr, 0);
+    }
+    take_what_the_daemon_did(session);
+    for (const std::string& fault : session.faults) {
+        switch_fault(session.state_dir, fault, false);
+    }
+}
+
+}  // namespace
+
+bool run_session(const SessionOptions& options) {
+    Session session;
+    session.scenario = options.scenario;
+    session.state_dir = options.settings.state_dir;
+    session.display.output = options.output;
+    session.signal_fd = block_and_watch_signals();
+    prepare_state_dir(session.state_dir, options.scenario);
+    enter_sandbox(options.scenario.uptime_s);
+    start_phone(session);
+    show_settings(session.display, options.settings);
+
+    session.start = Clock::now();
+    session.daemon_pid = start_daemon(options.daemon);
+    run_until_end(session);
+    end_daemon(session);
+    show_summary(session.display, options.settings,
+                 {session.end_reason, session.daemon_ran, seconds_since(session.start)},
+                 session.tally);
+    return session.daemon_ran;
+}
+
+}  // namespace cellwarden::bench

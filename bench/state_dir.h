@@ -1,0 +1,30 @@
+// The directory that the stand-in device libraries work in: the bench's side of it. Its layout is
+// in bench/device/bench_files.h.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "bench/scenario.h"
+
+namespace cellwarden::bench {
+
+// Makes a new directory of its own under the system's temporary directory.
+std::filesystem::path make_temporary_state_dir();
+
+// Makes the folders, and writes what the scenario says about units, properties and the IMEI. A unit
+// that the store already has keeps its content: it is what an earlier run left.
+void prepare_state_dir(const std::filesystem::path& top, const Scenario& scenario);
+
+void switch_fault(const std::filesystem::path& top, const std::string& fault, bool on);
+
+// One event of the outbox, by its file.
+struct OutboxEvent {
+    std::string category;
+    std::string name;
+    uint64_t size = 0;  // bytes of the message, which is not looked into
+};
+OutboxEvent read_outbox_event(const std::filesystem::path& file);
+
+}  // namespace cellwarden::bench

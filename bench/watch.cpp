@@ -1,0 +1,81 @@
+#include "bench/watch.h"
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+namespace cellwarden::bench {
+namespace {
+
+[[noreturn]] void fail(const std::string& what, int error) {
+    throw std::system_error(error, std::generic_category(), what);
+}
+
+uint32_t event_mask(FileDeed deed) {
+    switch (deed) {
+        case FileDeed::WRITTEN:
+            return IN_CLOSE_WRITE;
+        case FileDeed::REPLACED:
+            return IN_MOVED_TO;
+        case FileDeed::OPENED:
+            return IN_CLOSE_WRITE | IN_OPEN;
+    }
+    return 0;
+}
+
+FileDeed deed_of(uint32_t mask) {
+    if ((mask & IN_CLOSE_WRITE) != 0) {
+        return FileDeed::WRITTEN;
+    }
+    return (mask & IN_MOVED_TO) != 0 ? FileDeed::REPLACED : FileDeed::OPENED;
+}
+
+void add_event(const Watch& watch, const inotify_event& event, const char* name,
+               std::vector<FileEvent>& events) {
+    if ((event.mask & IN_Q_OVERFLOW) != 0) {
+        fail("inotify lost events", EOVERFLOW);
+    }
+    const auto folder = watch.folders.find(event.wd);
+    if (event.len > 0 && name[0] != '.' && folder != watch.folders.end()) {
+        events.push_back({deed_of(event.mask), folder->second + "/" + name});
+    }
+}
+
+}  // namespace
+
+Watch open_watch() {
+    Watch watch;
+    watch.fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (watch.fd < 0) {
+        fail("inotify", errno);
+    }
+    return watch;
+}
+
+void watch_folder(Watch& watch, const std::string& folder, FileDeed deed) {
+    const int number = inotify_add_watch(watch.fd, folder.c_str(), event_mask(deed) | IN_ONLYDIR);
+    if (number < 0) {
+        fail(folder, errno);
+    }
+    watch.folders[number] = folder;
+}
+
+std::vector<FileEvent> read_file_events(const Watch& watch) {
+    std::vector<FileEvent> events;
+    char buffer[64 * 1024];
+    ssize_t length = 0;
+    while ((length = read(watch.fd, buffer, sizeof buffer)) > 0) {
+        for (size_t at = 0; at < static_cast<size_t>(length);) {
+            inotify_event event = {};
+            memcpy(&event, buffer + at, sizeof event);
+            add_event(watch, event, buffer + at + sizeof event, events);
+            at += sizeof event + event.len;
+        }
+    }
+    return events;
+}
+
+}  // namespace cellwarden::bench
