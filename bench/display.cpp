@@ -24,6 +24,9 @@ std::string plural(uint64_t count, const char* noun) {
 }
 
 struct LineMaker {
+    Line operator()(const DaemonListens&) const {
+        return {"daemon", "\x1b[1m", "listens for uevents; the timeline begins"};
+    }
     Line operator()(const PhoneChange& change) const { return {"phone", "\x1b[1m", change.text}; }
     Line operator()(const UeventSent& uevent) const {
         const bool supply = uevent.subsystem == "power_supply";
@@ -50,6 +53,7 @@ struct LineMaker {
 };
 
 struct JsonMaker {
+    Json operator()(const DaemonListens&) const { return {{"what", "listens"}}; }
     Json operator()(const PhoneChange& change) const {
         return {{"what", "phone"}, {"text", change.text}};
     }
@@ -84,7 +88,7 @@ double rounded(double value, double steps_per_one) {
     return std::round(value * steps_per_one) / steps_per_one;
 }
 
-void print_json(double at_s, Json facts) {
+void print_json(double at_s, const Json& facts) {
     Json object = {{"at_s", rounded(at_s, 1e3)}};
     object.update(facts);
     // What a file or a log line holds need not be UTF-8.
@@ -181,7 +185,7 @@ void show_settings(const Display& display, const Settings& settings) {
     printf("Scenario %s: %s\n", settings.scenario.c_str(), settings.about.c_str());
     printf("  daemon             %s\n", settings.daemon.c_str());
     printf("  units and events   %s\n", settings.state_dir.c_str());
-    printf("  duration           %g s, the battery lives %g s in each\n", settings.duration_s,
+    printf("  duration           %g s; battery time runs %g times as fast\n", settings.duration_s,
            settings.speed);
     (void)fflush(stdout);
 }

@@ -6,6 +6,7 @@ namespace {
 struct Counter {
     Tally& tally;
 
+    void operator()(const DaemonListens&) const {}
     void operator()(const PhoneChange&) const {}
     void operator()(const UeventSent&) const { tally.uevents++; }
     void operator()(const CycleDone& cycle) const {

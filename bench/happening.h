@@ -12,6 +12,7 @@
 
 namespace cellwarden::bench {
 
+struct DaemonListens {};  // for uevents, for the first time
 struct PhoneChange {
     std::string text;  // what the scenario did
 };
@@ -31,8 +32,8 @@ struct EventSent {
     std::string file;
 };
 
-using Happening = std::variant<PhoneChange, UeventSent, CycleDone, AttributeWrite, UnitStored,
-                               EventSent, LogRecord>;
+using Happening = std::variant<DaemonListens, PhoneChange, UeventSent, CycleDone, AttributeWrite,
+                               UnitStored, EventSent, LogRecord>;
 
 // How often each kind happened.
 struct Tally {

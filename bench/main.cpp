@@ -38,6 +38,7 @@ fs::path program_folder() {
 }
 
 void add_options(CLI::App& app, Options& options) {
+    app.option_defaults()->take_last();
     app.add_option("--scenario", options.scenario,
                    "A scenario by its name (see --list), or a scenario file")
         ->capture_default_str();
@@ -62,7 +63,7 @@ fs::path scenario_file(const std::string& name) {
     if (is_path) {
         return name;
     }
-    const fs::path file = scenario_folder / (name + ".json");
+    fs::path file = scenario_folder / (name + ".json");
     if (!fs::exists(file)) {
         throw ScenarioError("no scenario '" + name +
                             "'; cellwarden-bench --list shows those there "
@@ -122,6 +123,7 @@ int run(const Options& options) {
                                      "say where it is (--daemon, --device-libs)");
         }
     }
+    enter_sandbox();
     const fs::path state_dir =
         options.state_dir.empty() ? make_temporary_state_dir() : fs::absolute(options.state_dir);
     session.daemon = daemon_command(options, state_dir);

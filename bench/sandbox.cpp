@@ -5,12 +5,14 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cmath>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -34,44 +36,38 @@ void write_setting(const char* path, const std::string& text) {
     }
 }
 
-std::string unshare_advice(bool is_root) {
+// What to change where unshare fails with `error`.
+std::string unshare_advice(int error, bool is_root) {
+    if (error == ENOSPC) {
+        return "A limit of this machine is reached, often set to 0 on purpose. These show and "
+               "raise it:\n"
+               "  sysctl -a | grep 'user.max_.*_namespaces'\n"
+               "  sudo sysctl user.max_user_namespaces=10000     (or the one that is too low)";
+    }
     if (is_root) {
         return "This machine lets not even root make namespaces, as inside most containers. Run "
-               "the bench\noutside, or in a container with CAP_SYS_ADMIN and without a seccomp "
-               "filter on unshare\n(docker run --privileged).";
+               "the bench\noutside, or in a container that may (docker run --privileged).";
     }
-    return "This machine does not let ordinary users make namespaces. One of these allows it:\n"
-           "  sudo sysctl kernel.unprivileged_userns_clone=1      (Debian, where it exists)\n"
-           "  sudo sysctl user.max_user_namespaces=10000          (where it is 0)\n"
-           "  sudo sysctl kernel.apparmor_restrict_unprivileged_userns=0   (where it exists)\n"
-           "or run the bench as root.";
+    return "This machine does not let ordinary users make namespaces. Run the bench as root, or\n"
+           "allow it with the setting that this system has:\n"
+           "  sudo sysctl kernel.unprivileged_userns_clone=1\n"
+           "  sudo sysctl kernel.apparmor_restrict_unprivileged_userns=0";
 }
 
+// Root needs no user namespace, unless it is a root without capabilities.
 void enter_namespaces() {
     const uid_t uid = geteuid();
     const gid_t gid = getegid();
-    const bool is_root = uid == 0;
-    const int user = is_root ? 0 : CLONE_NEWUSER;
-    if (unshare(user | CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID) != 0) {
-        fail("cannot make the phone's namespaces", errno, unshare_advice(is_root));
+    constexpr int NAMESPACES = CLONE_NEWNS | CLONE_NEWNET;
+    if (uid == 0 && unshare(NAMESPACES) == 0) {
+        return;
     }
-    if (!is_root) {
-        write_setting("/proc/self/setgroups", "deny");
-        write_setting("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
-        write_setting("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
+    if (unshare(CLONE_NEWUSER | NAMESPACES) != 0) {
+        fail("cannot make the phone's namespaces", errno, unshare_advice(errno, uid == 0));
     }
-    if (unshare(CLONE_NEWTIME) != 0) {
-        fail("cannot make a time namespace", errno,
-             "The kernel must be 5.6 or later and built with CONFIG_TIME_NS.");
-    }
-}
-
-// Processes started from now on see `uptime_s` as the time since boot.
-void set_uptime(double uptime_s) {
-    timespec boot = {};
-    clock_gettime(CLOCK_BOOTTIME, &boot);
-    const long offset_s = std::lround(uptime_s) - boot.tv_sec;
-    write_setting("/proc/self/timens_offsets", "boottime " + std::to_string(offset_s) + " 0\n");
+    write_setting("/proc/self/setgroups", "deny");
+    write_setting("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
+    write_setting("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
 }
 
 void mount_phone_files() {
@@ -91,14 +87,40 @@ void mount_phone_files() {
     }
 }
 
-// Tells the bench which errno ended the child before the daemon ran.
-[[noreturn]] void give_up(int report_fd) {
-    const int error = errno;
-    [[maybe_unused]] const ssize_t written = write(report_fd, &error, sizeof error);
+// What a child that could not become the daemon tells the bench.
+struct StartFailure {
+    char step[64];
+    int error;
+};
+
+[[noreturn]] void give_up(int report_fd, const char* step) {
+    StartFailure failure{.step = "", .error = errno};
+    (void)snprintf(failure.step, sizeof failure.step, "%s", step);
+    [[maybe_unused]] const ssize_t written = write(report_fd, &failure, sizeof failure);
     _exit(127);
 }
 
-[[noreturn]] void become_daemon(const DaemonCommand& command, int report_fd) {
+// Moves this process to a time namespace in which the phone was booted `uptime_s` ago. The offset
+// can be set only while no process is in the namespace.
+bool enter_time_namespace(double uptime_s) {
+    timespec boot = {};
+    clock_gettime(CLOCK_BOOTTIME, &boot);
+    const std::string offset =
+        "boottime " + std::to_string(std::lround(uptime_s) - boot.tv_sec) + " 0";
+    if (unshare(CLONE_NEWTIME) != 0) {
+        return false;
+    }
+    const int offsets_fd = open("/proc/self/timens_offsets", O_WRONLY | O_CLOEXEC);
+    const int namespace_fd = open("/proc/self/ns/time_for_children", O_RDONLY | O_CLOEXEC);
+    return offsets_fd >= 0 && namespace_fd >= 0 &&
+           write(offsets_fd, offset.data(), offset.size()) == static_cast<ssize_t>(offset.size()) &&
+           setns(namespace_fd, CLONE_NEWTIME) == 0;
+}
+
+[[noreturn]] void become_daemon(const DaemonCommand& command, double uptime_s, int report_fd) {
+    if (!enter_time_namespace(uptime_s)) {
+        give_up(report_fd, "cannot make a time namespace (Linux 5.6, CONFIG_TIME_NS)");
+    }
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -106,7 +128,7 @@ void mount_phone_files() {
     if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || setsid() < 0 ||
         setenv("LD_LIBRARY_PATH", command.device_libraries.c_str(), 1) != 0 ||
         setenv("CELLWARDEN_BENCH_DIR", command.state_dir.c_str(), 1) != 0) {
-        give_up(report_fd);
+        give_up(report_fd, "cannot prepare the daemon's process");
     }
     std::vector<char*> words;
     for (const std::string& word : command.words) {
@@ -114,37 +136,37 @@ void mount_phone_files() {
     }
     words.push_back(nullptr);
     execvp(words[0], words.data());
-    give_up(report_fd);
+    give_up(report_fd, "cannot start the daemon's program");
 }
 
 }  // namespace
 
-void enter_sandbox(double uptime_s) {
+void enter_sandbox() {
     enter_namespaces();
-    set_uptime(uptime_s);
     mount_phone_files();
 }
 
-pid_t start_daemon(const DaemonCommand& command) {
+pid_t start_daemon(const DaemonCommand& command, double uptime_s) {
     int report[2];
     if (pipe2(report, O_CLOEXEC) != 0) {
         fail("pipe", errno);
     }
-    const pid_t pid = fork();
+    // A fork into a new PID namespace, whose other processes end with the daemon.
+    const auto pid = static_cast<pid_t>(syscall(SYS_clone, CLONE_NEWPID | SIGCHLD, 0, 0, 0, 0));
     if (pid < 0) {
-        fail("fork", errno);
+        fail("cannot make a process in a PID namespace", errno);
     }
     if (pid == 0) {
         close(report[0]);
-        become_daemon(command, report[1]);
+        become_daemon(command, uptime_s, report[1]);
     }
     close(report[1]);
-    int error = 0;
-    const bool failed = read(report[0], &error, sizeof error) == sizeof error;
+    StartFailure failure = {};
+    const bool failed = read(report[0], &failure, sizeof failure) == sizeof failure;
     close(report[0]);
     if (failed) {
         waitpid(pid, nullptr, 0);
-        fail("cannot start " + command.words[0], error);
+        fail(std::string(failure.step) + " (" + command.words[0] + ")", failure.error);
     }
     return pid;
 }

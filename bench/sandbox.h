@@ -20,10 +20,9 @@ struct SandboxError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Enters the namespaces; the daemon will see `uptime_s` as its uptime when it starts now. /sys is
-// an empty file system afterwards, /dev/kmsg a FIFO. May be called once, from a process with one
-// thread. Throws SandboxError.
-void enter_sandbox(double uptime_s);
+// Enters the namespaces. /sys is an empty file system afterwards, /dev/kmsg a FIFO. May be called
+// once, from a process with one thread. Throws SandboxError.
+void enter_sandbox();
 
 struct DaemonCommand {
     std::vector<std::string> words;          // path and arguments
@@ -31,7 +30,8 @@ struct DaemonCommand {
     std::filesystem::path state_dir;         // what the stand-in libraries work in
 };
 
-// Starts the daemon, which dies with the bench. Only one can be started. Throws SandboxError.
-pid_t start_daemon(const DaemonCommand& command);
+// Starts the daemon, which dies with the bench; it finds itself started `uptime_s` after the
+// phone's boot. Throws SandboxError.
+pid_t start_daemon(const DaemonCommand& command, double uptime_s);
 
 }  // namespace cellwarden::bench

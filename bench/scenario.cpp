@@ -236,7 +236,7 @@ void read_properties(const Place& place, std::map<std::string, std::string>& pro
 
 // One of the texts; the list also serves the message.
 std::string read_choice(const Place& place, const std::vector<std::string>& choices) {
-    const std::string text = place.value.is_string() ? place.value.get<std::string>() : "";
+    std::string text = place.value.is_string() ? place.value.get<std::string>() : "";
     if (std::find(choices.begin(), choices.end(), text) == choices.end()) {
         std::string list;
         for (const std::string& choice : choices) {
@@ -294,7 +294,7 @@ OverrideAttribute read_override(const Place& place) {
 
 std::string read_fault_name(const Place& place) {
     for (const std::string prefix : {"unit-read-", "unit-write-"}) {
-        const std::string name = place.value.is_string() ? read_text(place) : "";
+        std::string name = place.value.is_string() ? read_text(place) : "";
         if (name.starts_with(prefix) && is_unit_number(name.substr(prefix.size()))) {
             return name;
         }

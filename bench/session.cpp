@@ -156,17 +156,18 @@ void send_battery_uevent_if_due(Session& session) {
 
 void run_timeline(Session& session, double elapsed_s) {
     const Scenario& scenario = session.scenario;
+    const double timeline_s = session.now_s - session.listens_since_s;
+    if (timeline_s >= scenario.duration_s) {
+        session.end_reason = "the scenario's end";
+        return;
+    }
     advance_phone(session.phone, elapsed_s * scenario.speed);
     refresh_phone_files(session.files, session.phone);
     send_battery_uevent_if_due(session);
 
-    const double timeline_s = session.now_s - session.listens_since_s;
     while (session.next_action < scenario.timeline.size() &&
            scenario.timeline[session.next_action].at_s <= timeline_s) {
         act(session, scenario.timeline[session.next_action++].action);
-    }
-    if (timeline_s >= scenario.duration_s) {
-        session.end_reason = "the scenario's end";
     }
 }
 
@@ -176,7 +177,7 @@ void wait_for_listener(Session& session) {
         session.battery_uevent_s = session.now_s;
         session.told_capacity = capacity_percent(session.phone);
         session.told_status = session.phone.flow.status;
-        tell(session, PhoneChange{"the daemon listens; the timeline begins"});
+        tell(session, DaemonListens{});
     } else if (session.now_s > LISTEN_LIMIT_S) {
         session.daemon_ran = false;
         session.end_reason = "the daemon does not listen for uevents";
@@ -278,12 +279,11 @@ bool run_session(const SessionOptions& options) {
     session.display.output = options.output;
     session.signal_fd = block_and_watch_signals();
     prepare_state_dir(session.state_dir, options.scenario);
-    enter_sandbox(options.scenario.uptime_s);
     start_phone(session);
     show_settings(session.display, options.settings);
 
     session.start = Clock::now();
-    session.daemon_pid = start_daemon(options.daemon);
+    session.daemon_pid = start_daemon(options.daemon, options.scenario.uptime_s);
     run_until_end(session);
     end_daemon(session);
     show_summary(session.display, options.settings,

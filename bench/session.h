@@ -14,8 +14,8 @@ struct SessionOptions {
     Output output = Output::PLAIN;
 };
 
-// Runs until the scenario's end, the daemon's end, or SIGINT, SIGTERM or SIGHUP. Returns true when
-// the daemon ran to the end. Throws SandboxError and std::system_error.
+// Runs, inside the sandbox, until the scenario's end, the daemon's end, or SIGINT, SIGTERM or
+// SIGHUP. Returns true when the daemon ran to the end. Throws SandboxError and std::system_error.
 bool run_session(const SessionOptions& options);
 
 }  // namespace cellwarden::bench

@@ -19,7 +19,7 @@ struct Battery {
 double charge_full_uah(const Battery& battery);
 
 // Open-circuit voltage in µV: straight lines between points typical of a cell that is
-// charged to 4.48 V: 3.30 V at empty, 4.465 V at full. `soc` beyond 0 to 1 gives the end points.
+// charged to 4.48 V: 3.30 V at empty, 4.47 V at full. `soc` beyond 0 to 1 gives the end points.
 double open_circuit_uv(double soc);
 
 // Terminal voltage in µV at the current of the latest step: V = OCV(soc) + I R.

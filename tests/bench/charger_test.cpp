@@ -1,0 +1,142 @@
+// The simulated battery and charger.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "bench/phone/phone.h"
+
+namespace cellwarden::bench {
+namespace {
+
+constexpr double HOUR_S = 3600;
+
+Phone charging_phone(double soc) {
+    Phone phone;
+    phone.battery.soc = soc;
+    phone.charger.source = Source::USB;
+    phone.charger.type = "PD";
+    phone.charger.watts = 45;
+    return phone;
+}
+
+TEST(Battery, OpenCircuitVoltageRisesAndEndsAtItsEndPoints) {
+    EXPECT_DOUBLE_EQ(open_circuit_uv(-0.1), 3'300'000);
+    EXPECT_DOUBLE_EQ(open_circuit_uv(0), 3'300'000);
+    EXPECT_DOUBLE_EQ(open_circuit_uv(0.15), 3'710'000);
+    EXPECT_DOUBLE_EQ(open_circuit_uv(1), 4'470'000);
+    EXPECT_DOUBLE_EQ(open_circuit_uv(1.1), 4'470'000);
+    for (int i = 0; i < 1000; i++) {
+        EXPECT_LT(open_circuit_uv(i / 1e3), open_circuit_uv((i + 1) / 1e3)) << i;
+    }
+}
+
+TEST(Battery, ManySmallStepsGiveWhatOneLargeStepGives) {
+    Battery once;
+    once.state_of_health = 0.8;
+    Battery often = once;
+    advance_battery(once, 1'000'000, 10, 0.5, HOUR_S);
+    for (int i = 0; i < 3600; i++) {
+        advance_battery(often, 1'000'000, 10, 0.5, 1);
+    }
+    EXPECT_NEAR(once.soc, 0.5 + 1'000'000 / 4'000'000.0, 1e-12);
+    EXPECT_NEAR(often.soc, once.soc, 1e-9);
+    EXPECT_NEAR(often.temp_c, once.temp_c, 1e-9);
+    // P = I² R + 0.5 W = 0.56 W warms by 4.48 K at last; after 4.5 time constants 1.1 % is left of
+    // the way from 25 °C.
+    EXPECT_NEAR(once.temp_c, 14.48 + (25 - 14.48) * std::exp(-4.5), 1e-9);
+}
+
+TEST(Charger, ConstantCurrentThenTaperThenFull) {
+    Phone phone = charging_phone(0.2);
+    double current_ua = 0;
+    for (int minute = 0; minute < 180 && !phone.charger.full; minute++) {
+        advance_phone(phone, 60);
+        EXPECT_LE(phone.battery.current_ua, 4'500'001) << minute;
+        EXPECT_LE(terminal_uv(phone.battery), 4'490'000) << minute;
+        if (current_ua < 4'499'999 && minute > 0) {
+            EXPECT_LE(phone.battery.current_ua, current_ua) << minute;  // the taper only falls
+        }
+        current_ua = phone.battery.current_ua;
+    }
+    EXPECT_EQ(phone.flow.status, ChargeStatus::FULL);
+    EXPECT_EQ(capacity_percent(phone), 100);
+
+    const double full_soc = phone.battery.soc;
+    advance_phone(phone, HOUR_S);
+    EXPECT_DOUBLE_EQ(phone.battery.soc, full_soc);  // the charger carries the phone
+    phone.battery.soc -= 0.04;
+    advance_phone(phone, 10);
+    EXPECT_EQ(phone.flow.status, ChargeStatus::CHARGING);
+}
+
+TEST(Charger, ObeysTheDaemonsSwitchesAndTheTemperature) {
+    const double rest = 0;
+    const double drain = -250'000;
+    const double fast = 4'500'000;
+    struct {
+        const char* name;
+        void (*change)(Phone&);
+        double current_ua;
+        ChargeStatus status;
+    } const rows[] = {
+        {"no switch", [](Phone&) {}, fast, ChargeStatus::CHARGING},
+        {"unplugged", [](Phone& p) { p.charger.source = Source::NONE; }, drain,
+         ChargeStatus::DISCHARGING},
+        {"USB input suspended", [](Phone& p) { p.charger.usb_input_suspend = true; }, drain,
+         ChargeStatus::DISCHARGING},
+        {"USB input suspended, on a wireless charger",
+         [](Phone& p) {
+             p.charger.usb_input_suspend = true;
+             p.charger.source = Source::WIRELESS;
+         },
+         fast, ChargeStatus::CHARGING},
+        {"every input suspended, on a wireless charger",
+         [](Phone& p) {
+             p.charger.lrc_input_suspend = true;
+             p.charger.source = Source::WIRELESS;
+         },
+         drain, ChargeStatus::DISCHARGING},
+        {"charging disabled", [](Phone& p) { p.charger.lrc_charge_disable = true; }, rest,
+         ChargeStatus::NOT_CHARGING},
+        {"charging disabled, load beyond the charger",
+         [](Phone& p) {
+             p.charger.lrc_charge_disable = true;
+             p.charger.watts = 3.88 / 0.9;  // 1 A at the battery
+             p.load_ma = 1500;
+         },
+         -500'000, ChargeStatus::NOT_CHARGING},
+        {"weak charger", [](Phone& p) { p.charger.watts = 3.88 / 0.9; }, 750'000,
+         ChargeStatus::CHARGING},
+        {"ageing level 4", [](Phone& p) { p.charger.ageing_level = 4; }, fast * 0.8,
+         ChargeStatus::CHARGING},
+        {"highest thermal level", [](Phone& p) { p.charger.thermal_level = 15; }, fast * 0.1,
+         ChargeStatus::CHARGING},
+        {"below freezing", [](Phone& p) { p.battery.temp_c = -0.1; }, rest,
+         ChargeStatus::NOT_CHARGING},
+        {"at freezing", [](Phone& p) { p.battery.temp_c = 0; }, fast, ChargeStatus::CHARGING},
+        {"warm", [](Phone& p) { p.battery.temp_c = 45; }, fast / 2, ChargeStatus::CHARGING},
+        {"hot", [](Phone& p) { p.battery.temp_c = 60; }, rest, ChargeStatus::NOT_CHARGING},
+    };
+    for (const auto& row : rows) {
+        Phone phone = charging_phone(0.5);
+        row.change(phone);
+        advance_phone(phone, 0);
+        EXPECT_NEAR(phone.battery.current_ua, row.current_ua, 1) << row.name;
+        EXPECT_EQ(phone.flow.status, row.status) << row.name;
+    }
+}
+
+TEST(Charger, AnAgeingLevelEndsTheChargeLower) {
+    double previous_soc = 2;
+    for (int level = 0; level <= 5; level++) {
+        Phone phone = charging_phone(0.5);
+        phone.charger.ageing_level = level;
+        advance_phone(phone, 4 * HOUR_S);
+        EXPECT_EQ(phone.flow.status, ChargeStatus::FULL) << level;
+        EXPECT_LT(phone.battery.soc, previous_soc - 0.01) << level;
+        previous_soc = phone.battery.soc;
+    }
+}
+
+}  // namespace
+}  // namespace cellwarden::bench

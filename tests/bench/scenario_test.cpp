@@ -1,0 +1,105 @@
+// Scenario files: what they give, and where their faults are told to be.
+#include "bench/scenario.h"
+
+#include <gtest/gtest.h>
+
+namespace cellwarden::bench {
+namespace {
+
+std::string error_of(const std::string& text) {
+    try {
+        (void)parse_scenario(text, "some/phone.json");
+    } catch (const ScenarioError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
+    const struct {
+        const char* name;
+        const char* text;
+        const char* error;  // after the file's name
+    } rows[] = {
+        {"no JSON", "{\n  \"speed\": }", "line 2, column 12"},
+        {"empty", "", "line 1, column 1"},
+        {"no object", "[]", "top of the file: expected an object"},
+        {"unknown key", R"({"sped": 1})", "sped: unknown key, expected one of: about,"},
+        {"unknown key of the phone", R"({"phone": {"sooc": 1}})", "phone.sooc: unknown key"},
+        {"text for a number", R"({"phone": {"soc_percent": "x"}})",
+         "phone.soc_percent: expected a number from 0 to 100, found \"x\""},
+        {"just too much", R"({"phone": {"soc_percent": 100.1}})", "found 100.1"},
+        {"just too little", R"({"phone": {"thermal_zone": 1}})",
+         "phone.thermal_zone: expected a whole number from 2 to 99, found 1"},
+        {"fraction", R"({"phone": {"thermal_zone": 2.5}})", "found 2.5"},
+        {"level beyond the highest", R"({"phone": {"thermal_level": 16}})",
+         "phone: expected a thermal_level of at most thermal_level_max"},
+        {"unit's key", R"({"units": {"-1": {"u8": 1}}})", "units.-1: expected a unit number"},
+        {"unit without a form", R"({"units": {"7": {}}})",
+         "units.7: expected an object with exactly"},
+        {"two forms", R"({"units": {"7": {"u8": 1, "u16": 1}}})", "units.7: expected"},
+        {"u8 overflows", R"({"units": {"7": {"u8": 256}}})",
+         "units.7.u8: expected a whole number from 0 to 255, found 256"},
+        {"half a byte", R"({"units": {"7": {"hex": "abc"}}})", "units.7.hex: expected pairs"},
+        {"no hex", R"({"units": {"7": {"hex": "zz"}}})", "units.7.hex: expected pairs"},
+        {"missing file", R"({"units": {"7": {"file": "none.bin"}}})", "tried some/none.bin"},
+        {"property with a path", R"({"properties": {"../x": "1"}})", "properties.../x: expected"},
+        {"fault", R"({"faults": ["imei", "unit-read-"]})",
+         "faults[1]: expected one of: unit-read-N"},
+        {"timeline", R"({"timeline": {}})", "timeline: expected an array"},
+        {"no time", R"({"timeline": [{"unplug": true}]})",
+         "timeline[0]: expected an object with the key at_s"},
+        {"no action", R"({"timeline": [{"at_s": 1}]})",
+         "timeline[0]: expected at_s and exactly one of: ambient_c, attribute,"},
+        {"two actions", R"({"timeline": [{"at_s": 1, "load_ma": 5, "unplug": true}]})",
+         "timeline[0]: expected at_s and exactly one of"},
+        {"unknown action", R"({"timeline": [{"at_s": 1, "explode": true}]})",
+         "timeline[0].explode: unknown key"},
+        {"charger type", R"({"timeline": [{"at_s": 1, "plug": {"type": "USB", "watts": 5}}]})",
+         "timeline[0].plug.type: expected one of: Unknown, SDP,"},
+        {"no watts", R"({"timeline": [{"at_s": 1, "wireless": {"type": "EPP"}}]})",
+         "timeline[0].wireless: expected an object with the key watts"},
+        {"level of a later phone",
+         R"({"timeline": [{"at_s": 1, "thermal_level": 8}], "phone": {"thermal_level_max": 7}})",
+         "timeline[0].thermal_level: expected a whole number from 0 to 7"},
+        {"attribute's name",
+         R"({"timeline": [{"at_s": 1, "attribute": {"name": "battery/colour", "text": ""}}]})",
+         "timeline[0].attribute.name: expected the name of a parameter's attribute"},
+    };
+    for (const auto& row : rows) {
+        const std::string error = error_of(row.text);
+        EXPECT_EQ(error.find("some/phone.json: "), 0U) << row.name << ": " << error;
+        EXPECT_NE(error.find(row.error), error.npos) << row.name << ": " << error;
+    }
+}
+
+TEST(Scenario, TakesUnitsInEveryForm) {
+    const Scenario scenario = parse_scenario(R"({"units": {
+        "1": {"u8": 255}, "2": {"u16": 258}, "3": {"u32": 171}, "4": {"i32": -2},
+        "5": {"i64": -3}, "6": {"text": "250401"}, "7": {"hex": "00Ff10"}, "8": {"text": ""}}})",
+                                             "phone.json");
+    const std::map<uint32_t, std::string> wanted = {
+        {1, "\xff"},
+        {2, "\x02\x01"},
+        {3, std::string("\xab\0\0\0", 4)},
+        {4, "\xfe\xff\xff\xff"},
+        {5, "\xfd\xff\xff\xff\xff\xff\xff\xff"},
+        {6, "250401"},
+        {7, std::string("\0\xff\x10", 3)},
+        {8, ""},
+    };
+    EXPECT_EQ(scenario.units, wanted);
+}
+
+TEST(Scenario, SortsTheTimelineAndKeepsTheOrderOfEqualTimes) {
+    const Scenario scenario = parse_scenario(R"({"timeline": [
+        {"at_s": 5, "unplug": true}, {"at_s": 1, "load_ma": 10}, {"at_s": 5, "load_ma": 20}]})",
+                                             "phone.json");
+    ASSERT_EQ(scenario.timeline.size(), 3U);
+    EXPECT_EQ(scenario.timeline[0].at_s, 1);
+    EXPECT_TRUE(std::holds_alternative<Unplug>(scenario.timeline[1].action));
+    EXPECT_TRUE(std::holds_alternative<SetLoad>(scenario.timeline[2].action));
+}
+
+}  // namespace
+}  // namespace cellwarden::bench
