@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 
@@ -62,12 +61,7 @@ int set_bench_path(BenchPath& path, const char* folder, const char* name) {
     return length >= 0 && static_cast<size_t>(length) < sizeof path.text ? 0 : -1;
 }
 
-bool fault_is_on(const char* format, ...) {
-    char name[64];
-    va_list values;
-    va_start(values, format);
-    (void)vsnprintf(name, sizeof name, format, values);
-    va_end(values);
+bool fault_is_on(const char* name) {
     BenchPath path;
     return set_bench_path(path, "faults", name) == 0 && access(path.text, F_OK) == 0;
 }

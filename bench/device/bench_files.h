@@ -19,8 +19,8 @@ struct BenchPath {
 // or the path is too long.
 int set_bench_path(BenchPath& path, const char* folder, const char* name);
 
-// Whether the fault of that name is switched on; `format` is a printf format.
-bool fault_is_on(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// Whether the fault of that name is switched on.
+bool fault_is_on(const char* name);
 
 // Reads at most `capacity` bytes of a file into `buffer` and sets `file_size` to the size of the
 // whole file. Returns 0, or -1 where the file cannot be read.

@@ -18,14 +18,20 @@ UnitName unit_name(uint32_t unit) {
     return name;
 }
 
+// `call` is "read" or "write".
+bool unit_fails(const char* call, uint32_t unit) {
+    char fault[32];
+    (void)snprintf(fault, sizeof fault, "unit-%s-%u", call, unit);
+    return cellwarden::bench::fault_is_on("unit-store") || cellwarden::bench::fault_is_on(fault);
+}
+
 }  // namespace
 
 int32_t tessera_read_unit(uint32_t unit, void* buffer, uint32_t* size) {
     using namespace cellwarden::bench;
     BenchPath path;
     size_t stored_size = 0;
-    if (fault_is_on("unit-store") || fault_is_on("unit-read-%u", unit) ||
-        set_bench_path(path, "units", unit_name(unit).text) != 0 ||
+    if (unit_fails("read", unit) || set_bench_path(path, "units", unit_name(unit).text) != 0 ||
         read_bench_file(path, buffer, *size, stored_size) != 0) {
         return -1;
     }
@@ -35,7 +41,7 @@ int32_t tessera_read_unit(uint32_t unit, void* buffer, uint32_t* size) {
 
 int32_t tessera_write_unit(uint32_t unit, const void* buffer, uint32_t size) {
     using namespace cellwarden::bench;
-    if (fault_is_on("unit-store") || fault_is_on("unit-write-%u", unit)) {
+    if (unit_fails("write", unit)) {
         return -1;
     }
     return replace_bench_file("units", unit_name(unit).text, buffer, size);
