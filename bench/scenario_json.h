@@ -1,0 +1,51 @@
+// Values of a scenario file together with where they stand, so that whatever is wrong with one is
+// told with its place. All functions throw ScenarioError where the value is not what they read.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace cellwarden::bench {
+
+struct Place {
+    const nlohmann::json& value;
+    std::string path;  // "timeline[2].plug.watts"
+    const std::filesystem::path& file;
+};
+
+// Throws ScenarioError: "FILE: PATH: expected ..., found ...".
+[[noreturn]] void fail(const Place& place, const std::string& expected);
+
+Place member(const Place& parent, const std::string& key);
+Place element(const Place& parent, size_t index);
+
+// Fails where the value is no object with that key.
+void require(const Place& place, const char* key);
+
+double read_number(const Place& place, double low, double high);
+int64_t read_integer(const Place& place, int64_t low, int64_t high);
+std::string read_text(const Place& place);
+std::string read_choice(const Place& place, const std::vector<std::string>& choices);
+bool read_flag(const Place& place);
+
+// What to do with each member of an object.
+using Handler = std::function<void(const Place&)>;
+using Handlers = std::map<std::string, Handler>;
+
+// Hands each member of an object to its key's handler; an unknown key is an error.
+void read_object(const Place& place, const Handlers& handlers);
+
+// The keys, for a message.
+std::string key_list(const Handlers& handlers);
+
+// Handlers that store what they read; `target` must outlive them.
+Handler number_into(double& target, double low, double high, double factor = 1);
+Handler integer_into(int& target, int low, int high);
+Handler text_into(std::string& target);
+
+}  // namespace cellwarden::bench
