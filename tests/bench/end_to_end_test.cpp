@@ -67,7 +67,7 @@ class EndToEnd : public testing::Test {
 
 TEST_F(EndToEnd, CyclesFollowUeventsAndThePeriod) {
     const json scenario = json::parse(R"({
-        "duration_s": 13, "speed": 10, "uptime_s": 5000,
+        "duration_s": 15, "speed": 10, "uptime_s": 5000,
         "driver_ready_s": 2.5, "battery_uevent_s": 0,
         "phone": {"soc_percent": 50, "battery_temp_c": 30, "ambient_c": 30, "load_ma": 500,
                   "thermal_zone": 12},
