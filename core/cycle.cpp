@@ -1,5 +1,6 @@
 #include "core/cycle.h"
 
+#include "charge/soft_charge.h"
 #include "platform/thermal_zone.h"
 
 namespace cellwarden {
@@ -30,13 +31,20 @@ SysfsReadMask light_cycle_mask() {
     return mask;
 }
 
-void run_full_cycle(ServiceState& state, const SysfsParams& snapshot) {
-    // With a hold in force: the hold.
-    if (battery_is_known(snapshot)) {
-        // Restored capacity (once), soft charge, statistics, passport.
-        state.restored_capacity_applied = true;
+void load_records(ServiceState& state, BattStat& stat) {
+    init_batt_stat(state, stat);
+}
+
+void run_full_cycle(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
+    if (state.lrc_hold_active) {
     }
-    // In every case: charger connection, the two reports, the two saves.
+    if (battery_is_known(snapshot)) {
+        if (!state.restored_capacity_applied) {
+            state.restored_capacity_applied = true;
+        }
+        control_soft_charge(state, snapshot);
+    }
+    save_batt_stat_if_is_timing(state, snapshot, stat);
 }
 
 void run_light_cycle(const SysfsParams& snapshot) {

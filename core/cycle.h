@@ -4,6 +4,7 @@
 
 #include "core/service_state.h"
 #include "platform/sysfs_params.h"
+#include "stats/batt_stat.h"
 
 namespace cellwarden {
 
@@ -12,8 +13,11 @@ namespace cellwarden {
 SysfsReadMask full_cycle_mask();
 SysfsReadMask light_cycle_mask();
 
+// Before the first wait: the stored records and the device modes.
+void load_records(ServiceState& state, BattStat& stat);
+
 // After a power-supply event, with a snapshot of all parameters.
-void run_full_cycle(ServiceState& state, const SysfsParams& snapshot);
+void run_full_cycle(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
 
 // At the end of a period, with a snapshot of the two thermal parameters.
 void run_light_cycle(const SysfsParams& snapshot);

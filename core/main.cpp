@@ -17,9 +17,10 @@ namespace cellwarden {
 namespace {
 
 ServiceState service_state;
+BattStat batt_stat;
 SysfsParams snapshot;
 
-void start_up(ServiceState& state) {
+void take_settings(ServiceState& state) {
     state.event_wait_timeout_s = periodic_event_interval(config_table);
     property_get("ro.product.vendor.model", state.vendor_model, "");
 }
@@ -40,7 +41,7 @@ void run_cycle(ServiceState& state, const char* event_name) {
     take_cycle_times(state);
     if (event_name[0] != '\0') {
         read_sysfs_params(snapshot, full_cycle_mask());
-        run_full_cycle(state, snapshot);
+        run_full_cycle(state, batt_stat, snapshot);
     } else {
         read_sysfs_params(snapshot, light_cycle_mask());
         run_light_cycle(snapshot);
@@ -62,7 +63,8 @@ int main() {
         LOG_LINE("<3>cellwarden: cannot create uevent socket, abort cellwarden\n");
         return 0;
     }
-    start_up(service_state);
+    take_settings(service_state);
+    load_records(service_state, batt_stat);
     while (wait_for_uevent(uevent_fd, service_state.event_wait_timeout_s, event_name) >= 0) {
         run_cycle(service_state, event_name);
     }

@@ -26,6 +26,103 @@ inline constexpr int32_t NO_SOC = 11'000;
 template <typename T>
 using PerPeriod = std::array<T, PERIOD_COUNT>;
 
+// --- What the rules remember from one call to the next, one record per rule. It lives for the
+// process and is not stored: the first call after start-up takes references only.
+
+// Terms of the Arrhenius rate as computed last. The start reading is no valid sample (0 V), so the
+// first valid one is computed in full.
+struct ArrheniusTerms {
+    int32_t temperature_decic = INT32_MIN;
+    int32_t voltage_uv = 0;
+    extended temperature_term = 0;
+    extended voltage_term = 0;
+    extended rate = 0;
+};
+
+// Soft charge: usage accounting and ageing models.
+struct SoftChargeMemory {
+    int64_t last_soft_charge_boot_time = 0;  // cycle_boot_time of the previous call; 0 = none
+
+    // Voltage x temperature grid.
+    int64_t grid_time = 0;  // cycle_boot_time of the previous update; 0 = none
+    int32_t grid_temperature_decic = 0;
+    int32_t grid_voltage_uv = 0;
+
+    // State of charge x temperature grid.
+    int32_t charge_soc = NO_SOC;  // 0.01 %
+    int32_t charge_temperature_decic = 0;
+
+    // Arrhenius integral.
+    int32_t arrhenius_online_time = 0;  // online_time at the previous step; 0 = none
+    int32_t arrhenius_temperature_decic = 0;
+    int32_t arrhenius_voltage_uv = 0;
+    ArrheniusTerms arrhenius_terms;
+
+    // Capacity degradation.
+    int64_t full_stay_start = 0;          // cycle_boot_time of the previous step if the battery was
+                                          // full then; 0 = it was not
+    int32_t previous_full_stay_time = 0;  // soc_full_total_time at the previous step; 0 = none
+    int32_t previous_cycle_count = 0;     // low 32 bits of total_cycle_count there; 0 = none
+};
+
+// Saving of the statistics record.
+struct StatSaveMemory {
+    uint64_t remembered_learning_time = 0;  // last_learning_time of the record; 0 = none
+};
+
+// Update of the statistics record: values of the previous call.
+struct StatUpdateMemory {
+    int32_t prev_learning_counter = 0;
+    int32_t prev_soft_charge_mode = -1;  // -1 = none yet
+    int64_t charge_start_time = 0;       // boot time if charging or full then; 0 = not
+    int32_t prev_charge_phase = 0;
+    int64_t smart_charge_start_time = 0;  // boot time if smart charging was active then; 0 = not
+    int64_t warm_start_time = 0;          // boot time if the battery was "Warm" then; 0 = not
+    int32_t prev_charger_class = -1;      // -1 = none
+    int64_t class_start_time = 0;         // boot time if a class was recognised then; 0 = not
+    int32_t class_start_soc = NO_SOC;     // state of charge then, 0.01 %; NO_SOC = none
+    int32_t prev_shutdown_phase = -1;
+    int64_t thermal_sample_time = 0;
+    int32_t prev_system_temp_level = 0;
+    int64_t rate_sample_time = 0;
+    int32_t prev_rate_current_ua = 0;
+    int32_t prev_soc = NO_SOC;  // at the previous call with a valid state of charge
+    int32_t prev_soc_current_ua = 0;
+    int64_t discharge_sample_time = 0;  // boot time if neither charging nor full then; 0 = not
+};
+
+// Following the charger connection.
+struct ConnectionMemory {
+    int64_t prev_call_time = 0;      // cycle_boot_time at the last refresh
+    int32_t prev_thermal_level = 0;  // system thermal level at the last refresh
+    int32_t prev_usb_online = 0;
+    int32_t prev_wls_online = 0;
+    uint32_t long_insertion_threshold = 0;  // seconds of the days already counted
+    uint32_t prev_aicl_bit = 0;
+};
+
+// What made the charger report go out last.
+struct InsertionRemovalReportMemory {
+    int32_t reported_long_insertion_counter = 0;
+    int32_t reported_shutdown_phase = 0;
+    int32_t reported_thermal_level = 0;
+};
+
+// What made the ageing report go out last.
+struct BattDegr2ReportMemory {
+    int32_t last_reported_period = -1;  // -1 = no period seen since start
+};
+
+// What the passport has published. The start values lie outside the range of real ones, so each
+// value is written once after start-up.
+struct PassportMemory {
+    bool production_date_published = false;
+    bool first_usage_date_published = false;
+    uint32_t last_cycle_count_written = UINT32_MAX;
+    int32_t last_charge_full_written = -1;
+    uint16_t last_soh_written = UINT16_MAX;
+};
+
 struct ServiceState {
     // --- Start-up and main loop
     int64_t cycle_boot_time = 0;               // CLOCK_BOOTTIME at the start of this cycle
@@ -85,6 +182,14 @@ struct ServiceState {
     uint8_t soft_charge_override =
         0;                       // from the record: 0xE- suspends, 0xD- fixes the level written
     char vendor_model[92] = "";  // property "ro.product.vendor.model"
+
+    SoftChargeMemory soft_charge;
+    StatSaveMemory stat_save;
+    StatUpdateMemory stat_update;
+    ConnectionMemory connection;
+    InsertionRemovalReportMemory insertion_removal_report;
+    BattDegr2ReportMemory batt_degr2_report;
+    PassportMemory passport;
 };
 
 }  // namespace cellwarden

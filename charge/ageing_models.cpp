@@ -1,0 +1,179 @@
+#include "charge/ageing_models.h"
+
+#include "charge/model_constants.h"
+#include "core/elapsed.h"
+
+namespace cellwarden {
+namespace {
+
+constexpr int32_t FULL_CAPACITY_PERCENT = 100;
+constexpr int32_t SECONDS_PER_HOUR = 3600;
+
+// Readings at the ends of the models' validity.
+constexpr int32_t TEMPERATURE_LIMIT_DECIC = 1000;
+constexpr int32_t VOLTAGE_MIN_UV = 1'000'000;
+constexpr int32_t VOLTAGE_MAX_UV = 5'000'000;
+
+extended celsius(int32_t temperature_decic) {
+    return static_cast<extended>(temperature_decic) / 10;
+}
+
+bool temperature_is_valid(int32_t temperature_decic) {
+    return temperature_decic >= -TEMPERATURE_LIMIT_DECIC &&
+           temperature_decic <= TEMPERATURE_LIMIT_DECIC;
+}
+
+bool is_valid(extended volts) {
+    return volts >= 1 && volts <= 5;
+}
+
+// A value per period takes its share only while the online time has a period.
+void add_to_period(PerPeriod<extended>& values, int64_t online_time, extended share) {
+    if (online_time >= 0 && online_time < int64_t{PERIOD_S} * PERIOD_COUNT) {
+        values[static_cast<size_t>(online_time / PERIOD_S)] += share;
+    }
+}
+
+extended temperature_term(int32_t temperature_decic) {
+    return ARRHENIUS_ACTIVATION * (1 / (celsius(temperature_decic) + KELVIN_OFFSET));
+}
+
+extended voltage_term(int32_t voltage_uv) {
+    const extended volts = static_cast<extended>(voltage_uv) / 1'000'000;
+    return volts <= ARRHENIUS_KNEE ? ARRHENIUS_LOW_OFFSET + ARRHENIUS_LOW_SLOPE * volts
+                                   : ARRHENIUS_HIGH_OFFSET + ARRHENIUS_HIGH_SLOPE * volts;
+}
+
+// from + k * (to - from) / steps for k = 0, 1, 2 ..., cut toward zero, without a product.
+struct LineWalk {
+    int64_t value;     // at step k
+    int64_t fraction;  // what the cut left over so far, in parts of `steps`
+    int64_t whole;     // each step moves by this much
+    int64_t rest;      // and by this many parts of `steps`
+    int64_t sign;
+    int64_t steps;
+};
+
+LineWalk start_walk(int32_t from, int32_t to, int32_t steps) {
+    const int64_t change = int64_t{to} - from;
+    const int64_t sign = change < 0 ? -1 : 1;
+    return {.value = from,
+            .fraction = 0,
+            .whole = change / steps,
+            .rest = sign * (change % steps),
+            .sign = sign,
+            .steps = steps};
+}
+
+void step(LineWalk& walk) {
+    walk.value += walk.whole;
+    walk.fraction += walk.rest;
+    if (walk.fraction >= walk.steps) {
+        walk.fraction -= walk.steps;
+        walk.value += walk.sign;
+    }
+}
+
+// Seconds at full charge: a call at full charge books the time until the next call.
+void update_full_time(ServiceState& state, int32_t capacity_percent) {
+    int64_t& start = state.soft_charge.full_stay_start;
+    if (start != 0) {
+        state.soc_full_total_time =
+            low_i32(int64_t{state.soc_full_total_time} + elapsed_i32(state.cycle_boot_time, start));
+        start = 0;
+    }
+    if (capacity_percent >= FULL_CAPACITY_PERCENT) {
+        start = state.cycle_boot_time;
+    }
+}
+
+}  // namespace
+
+extended arrhenius_rate(ArrheniusTerms& terms, int32_t temperature_decic, int32_t voltage_uv) {
+    const bool new_temperature = temperature_decic != terms.temperature_decic;
+    const bool new_voltage = voltage_uv != terms.voltage_uv;
+    if (!new_temperature && !new_voltage) {
+        return terms.rate;
+    }
+    if (!temperature_is_valid(temperature_decic) || voltage_uv < VOLTAGE_MIN_UV ||
+        voltage_uv > VOLTAGE_MAX_UV) {
+        return 0;
+    }
+    if (new_temperature) {
+        terms.temperature_term = temperature_term(temperature_decic);
+        terms.temperature_decic = temperature_decic;
+    }
+    if (new_voltage) {
+        terms.voltage_term = voltage_term(voltage_uv);
+        terms.voltage_uv = voltage_uv;
+    }
+    terms.rate = ARRHENIUS_NUMERATOR /
+                 extended_exp((terms.temperature_term + terms.voltage_term) + ARRHENIUS_OFFSET);
+    return terms.rate;
+}
+
+void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
+    SoftChargeMemory& memory = state.soft_charge;
+    const int32_t temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP);
+    const int32_t voltage_uv = param_integer(snapshot, PARAM_BATTERY_VOLTAGE_NOW);
+    const int32_t seconds = difference_i32(state.online_time, memory.arrhenius_online_time);
+    if (memory.arrhenius_online_time != 0 && seconds >= 1) {
+        LineWalk temperature =
+            start_walk(memory.arrhenius_temperature_decic, temperature_decic, seconds);
+        LineWalk voltage = start_walk(memory.arrhenius_voltage_uv, voltage_uv, seconds);
+        for (int32_t k = 0; k < seconds; k++) {
+            const extended rate =
+                arrhenius_rate(memory.arrhenius_terms, static_cast<int32_t>(temperature.value),
+                               static_cast<int32_t>(voltage.value));
+            state.total_arrhenius += rate;
+            add_to_period(state.arrhenius_per_10days, int64_t{memory.arrhenius_online_time} + k,
+                          rate);
+            step(temperature);
+            step(voltage);
+        }
+    }
+    memory.arrhenius_temperature_decic = temperature_decic;
+    memory.arrhenius_voltage_uv = voltage_uv;
+    memory.arrhenius_online_time = state.online_time;
+}
+
+void update_full_stay_degradation(ServiceState& state, const SysfsParams& snapshot) {
+    update_full_time(state, param_integer(snapshot, PARAM_BATTERY_CAPACITY));
+
+    const int32_t temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP);
+    const extended volts =
+        static_cast<extended>(param_integer(snapshot, PARAM_BATTERY_VOLTAGE_NOW)) / 1'000'000;
+    int32_t& previous = state.soft_charge.previous_full_stay_time;
+    const int32_t seconds = difference_i32(state.soc_full_total_time, previous);
+    if (temperature_is_valid(temperature_decic) && is_valid(volts) && previous != 0 &&
+        seconds >= 1) {
+        const extended lost = extended_exp((FULL_STAY_VOLTAGE * volts +
+                                            (-1 / (celsius(temperature_decic) + KELVIN_OFFSET)) *
+                                                FULL_STAY_ACTIVATION) +
+                                           FULL_STAY_OFFSET) *
+                              (static_cast<extended>(seconds) / SECONDS_PER_HOUR) * 100;
+        state.total_full_stay_cap_degradation += lost;
+        add_to_period(state.full_stay_capacity_degradation_per_10days, state.online_time, lost);
+    }
+    previous = state.soc_full_total_time;
+}
+
+void update_cycle_degradation(ServiceState& state, const SysfsParams& snapshot) {
+    const int32_t temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP);
+    const extended volts = static_cast<extended>(param_integer(snapshot, PARAM_VBAT_FULL)) / 1000;
+    int32_t& previous = state.soft_charge.previous_cycle_count;
+    const int32_t charge = difference_i32(state.total_cycle_count, previous);
+    if (temperature_is_valid(temperature_decic) && is_valid(volts) && previous != 0 &&
+        charge >= 1) {
+        const extended lost =
+            extended_exp((CYCLE_VOLTAGE * volts +
+                          (-1 / (celsius(temperature_decic) + KELVIN_OFFSET)) * CYCLE_ACTIVATION) +
+                         CYCLE_OFFSET) *
+            (static_cast<extended>(charge) * CHARGE_UNIT) * 100;
+        state.total_cycle_degradation += lost;
+        add_to_period(state.cycle_degradation_per_10days, state.online_time, lost);
+    }
+    previous = low_i32(state.total_cycle_count);
+}
+
+}  // namespace cellwarden

@@ -1,0 +1,44 @@
+// Constants of the ageing models and the state-of-health estimates. Where a figure was fitted in
+// double precision it is that double, widened; all others are rounded once to extended precision,
+// as a quotient of exact integers. The difference reaches the stored digits.
+#pragma once
+
+#include <array>
+
+#include "platform/extended.h"
+
+namespace cellwarden {
+
+inline constexpr extended KELVIN_OFFSET = extended{27315} / 100;
+
+// Arrhenius integral.
+inline constexpr extended ARRHENIUS_ACTIVATION = 9441.71;  // K
+inline constexpr extended ARRHENIUS_LOW_OFFSET = 44.206;   // up to the knee, 4.4 V
+inline constexpr extended ARRHENIUS_LOW_SLOPE = -9.04;     // per volt
+inline constexpr extended ARRHENIUS_HIGH_OFFSET = 13.75;   // above the knee
+inline constexpr extended ARRHENIUS_HIGH_SLOPE = -2.12;
+inline constexpr extended ARRHENIUS_OFFSET = -25.41;
+inline constexpr extended ARRHENIUS_KNEE = 4.4;  // V
+inline constexpr extended ARRHENIUS_NUMERATOR = 5041;
+
+// Capacity lost at full charge.
+inline constexpr extended FULL_STAY_VOLTAGE = extended{8443} / 1000;  // per volt
+inline constexpr extended FULL_STAY_ACTIVATION = 4600;                // K
+inline constexpr extended FULL_STAY_OFFSET = -33;
+
+// Capacity lost by charging.
+inline constexpr extended CYCLE_VOLTAGE = extended{177} / 100;     // per volt
+inline constexpr extended CYCLE_ACTIVATION = extended{9542} / 10;  // K
+inline constexpr extended CYCLE_OFFSET = extended{-1396} / 100;
+inline constexpr extended CHARGE_UNIT = extended{1} / 10'000;  // full charges per 0.01 %
+
+// Share of the gauge's state of health that the user is shown at soft-charge level 0 to 5.
+inline constexpr std::array<extended, 6> LEVEL_FACTORS = {
+    extended{1},          extended{984} / 1000, extended{958} / 1000,
+    extended{935} / 1000, extended{928} / 1000, extended{913} / 1000};
+
+// What the user's state of health may fall to within one period.
+inline constexpr extended STEP_FACTOR = extended{99} / 100;      // from 80 % up
+inline constexpr extended STEP_FACTOR_LOW = extended{98} / 100;  // below 80 %
+
+}  // namespace cellwarden

@@ -1,0 +1,21 @@
+// The three indicators of the battery-care level, each a level of its own. A level per ten-day
+// period is decided by the first cycle of soft charge in that period and stays for the rest of it.
+#pragma once
+
+#include <cstdint>
+
+#include "core/service_state.h"
+
+namespace cellwarden {
+
+// Level 0 to 5 from the charge put in over life, in 0.01 % (10000 = one full charge).
+int32_t soft_charge1_level_of(uint32_t total_cycle_count);
+
+// Arrhenius level of this cycle; decides, stores and logs it where the period has none yet.
+int32_t decide_arrhenius_level(ServiceState& state);
+
+// Full-stay level of this cycle, 0 to 4, judged against the battery's measured capacity; decides
+// and stores it where the period has none yet. Only while `soh` is known.
+int32_t decide_full_stay_level(ServiceState& state);
+
+}  // namespace cellwarden
