@@ -1,7 +1,10 @@
 #include "core/cycle.h"
 
+#include "charge/device_modes.h"
+#include "charge/lrc_mode.h"
 #include "charge/soft_charge.h"
 #include "platform/thermal_zone.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden {
 namespace {
@@ -33,16 +36,20 @@ SysfsReadMask light_cycle_mask() {
 
 void load_records(ServiceState& state, BattStat& stat) {
     init_batt_stat(state, stat);
+    handle_tessera(state);
 }
 
 void run_full_cycle(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
     if (state.lrc_hold_active) {
+        control_lrc_mode(state, snapshot);
     }
     if (battery_is_known(snapshot)) {
         if (!state.restored_capacity_applied) {
+            set_restored_capacity(state);
             state.restored_capacity_applied = true;
         }
         control_soft_charge(state, snapshot);
+        update_batt_stat(state, stat, snapshot);
     }
     save_batt_stat_if_is_timing(state, snapshot, stat);
 }

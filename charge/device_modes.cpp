@@ -1,0 +1,64 @@
+#include "charge/device_modes.h"
+
+#include <cstdint>
+
+#include "platform/log.h"
+#include "platform/sysfs_io.h"
+#include "platform/unit_store.h"
+
+namespace cellwarden {
+namespace {
+
+constexpr uint64_t STARTUP_PROCESS_MARK = 171;
+constexpr uint8_t MODE_SET = 1;
+
+void hold_between(ServiceState& state, int32_t upper_percent, int32_t lower_percent) {
+    state.lrc_hold_active = true;
+    state.lrc_upper_soc = upper_percent;
+    state.lrc_lower_soc = lower_percent;
+}
+
+bool startup_process_is_set() {
+    // The unit is compared as one number with all that the store may have written.
+    uint64_t mark = 0;
+    uint32_t size = sizeof(uint32_t);
+    return tessera_read_unit(UNIT_STARTUP_PROCESS, &mark, &size) == 0 &&
+           mark == STARTUP_PROCESS_MARK;
+}
+
+bool mode_is_set(Unit unit) {
+    uint8_t mode = 0;
+    uint32_t size = sizeof mode;
+    return tessera_read_unit(unit, &mode, &size) == 0 && mode == MODE_SET;
+}
+
+}  // namespace
+
+void handle_tessera(ServiceState& state) {
+    if (startup_process_is_set()) {
+        LOG_LINE(
+            "<3>cellwarden: This phone is in startup process now, battery charge is limited.\n");
+        hold_between(state, 60, 40);
+    }
+    if (mode_is_set(UNIT_CAMERA_CALIBRATION)) {
+        LOG_LINE(
+            "<3>cellwarden: This phone is in camera calibration mode now, battery charge is "
+            "limited.\n");
+        hold_between(state, 70, 55);
+    }
+    if (mode_is_set(UNIT_CHARGE_DISABLE)) {
+        LOG_LINE("<3>cellwarden: Charging will be disabled by tessera, %d\n", int{MODE_SET});
+        (void)write_sysfs_integer(PARAM_USB_INPUT_SUSPEND, 1);
+    }
+}
+
+void set_restored_capacity(ServiceState& state) {
+    constexpr int32_t NOTHING_TO_RESTORE = -1;
+
+    if (state.restore_capacity_mah != NOTHING_TO_RESTORE) {
+        (void)write_sysfs_integer(PARAM_RESTORED_CAPACITY, state.restore_capacity_mah);
+        state.restore_capacity_mah = NOTHING_TO_RESTORE;
+    }
+}
+
+}  // namespace cellwarden

@@ -1,0 +1,69 @@
+#include "charge/lrc_mode.h"
+
+#include <array>
+
+#include "platform/sysfs_io.h"
+
+namespace cellwarden {
+namespace {
+
+// Where the capacity lies, from above the upper limit to below the lower one.
+enum Zone : uint8_t { ABOVE = 0, AT_UPPER = 1, BETWEEN = 2, AT_LOWER = 3, BELOW = 4 };
+
+constexpr std::array<std::array<LrcState, 5>, 4> NEXT_STATE = {{
+    //  above         at upper      between       at lower      below
+    {{LRC_DRAINING, LRC_HOLDING, LRC_CHARGING, LRC_CHARGING, LRC_CHARGING}},   // charging
+    {{LRC_DRAINING, LRC_HOLDING, LRC_HOLDING, LRC_CHARGING, LRC_CHARGING}},    // holding
+    {{LRC_DRAINING, LRC_HOLDING, LRC_HOLDING, LRC_HOLDING, LRC_CHARGING}},     // draining
+    {{LRC_DRAINING, LRC_CHARGING, LRC_CHARGING, LRC_CHARGING, LRC_CHARGING}},  // any other value
+}};
+
+struct Switches {
+    int32_t charge_disable;
+    int32_t input_suspend;
+};
+
+constexpr std::array<Switches, 3> SWITCHES = {{
+    {.charge_disable = 0, .input_suspend = 0},  // charging
+    {.charge_disable = 1, .input_suspend = 0},  // holding
+    {.charge_disable = 0, .input_suspend = 1},  // draining
+}};
+
+Zone zone_of(int32_t capacity, int32_t upper, int32_t lower) {
+    if (capacity > upper) {
+        return ABOVE;
+    }
+    if (capacity == upper) {
+        return AT_UPPER;
+    }
+    if (capacity > lower) {
+        return BETWEEN;
+    }
+    return capacity == lower ? AT_LOWER : BELOW;
+}
+
+void set_switch(const SysfsParams& snapshot, SysfsParamId id, int32_t value) {
+    if (param_integer(snapshot, id) != value) {
+        (void)write_sysfs_integer(id, value);
+    }
+}
+
+}  // namespace
+
+int32_t next_lrc_state(int32_t state, int32_t capacity, int32_t upper, int32_t lower) {
+    constexpr size_t ANY_OTHER = NEXT_STATE.size() - 1;
+    const bool known = state >= LRC_CHARGING && state <= LRC_DRAINING;
+    return NEXT_STATE[known ? static_cast<size_t>(state) : ANY_OTHER]
+                     [zone_of(capacity, upper, lower)];
+}
+
+void control_lrc_mode(ServiceState& state, const SysfsParams& snapshot) {
+    state.lrc_state =
+        next_lrc_state(state.lrc_state, param_integer(snapshot, PARAM_BATTERY_CAPACITY),
+                       state.lrc_upper_soc, state.lrc_lower_soc);
+    const Switches& switches = SWITCHES[static_cast<size_t>(state.lrc_state)];
+    set_switch(snapshot, PARAM_LRC_CHARGE_DISABLE, switches.charge_disable);
+    set_switch(snapshot, PARAM_LRC_INPUT_SUSPEND, switches.input_suspend);
+}
+
+}  // namespace cellwarden

@@ -1,0 +1,15 @@
+// Brings the statistics record up to date, once per full cycle with a known battery, right after
+// soft charge.
+#pragma once
+
+#include "core/service_state.h"
+#include "platform/sysfs_params.h"
+#include "stats/batt_stat.h"
+
+namespace cellwarden {
+
+// Counters wrap at their width. An interval or a gain is booked by the readings of its earlier call
+// unless a step says otherwise, so the first call after start-up books none.
+void update_batt_stat(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
+
+}  // namespace cellwarden

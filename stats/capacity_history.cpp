@@ -1,0 +1,63 @@
+#include "stats/capacity_history.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/wall_clock.h"
+
+namespace cellwarden {
+namespace {
+
+constexpr uint32_t ESTABLISHED_FROM_CYCLE_COUNT = 3000;  // 0.01 %
+constexpr int32_t UAH_PER_MAH = 1000;
+
+template <typename T, size_t N>
+void push_front(std::array<T, N>& history, T newest) {
+    std::move_backward(history.begin(), history.end() - 1, history.end());
+    history[0] = newest;
+}
+
+void shift_histories(BattStat& stat, const SysfsParams& snapshot) {
+    push_front(stat.fcc_mah_raw,
+               static_cast<uint16_t>(param_integer(snapshot, PARAM_LEARNED_CAPACITY)));
+    push_front(stat.fcc_mah, static_cast<uint16_t>(param_integer(snapshot, PARAM_QCOM_CHARGE_FULL) /
+                                                   UAH_PER_MAH));
+}
+
+}  // namespace
+
+void update_established_time(const ServiceState& state, BattStat& stat) {
+    if (stat.initialized_time == 0 && wall_clock_is_set(state) &&
+        stat.total_cycle_count >= ESTABLISHED_FROM_CYCLE_COUNT) {
+        stat.initialized_time = static_cast<uint64_t>(state.cycle_wall_time) -
+                                static_cast<uint64_t>(state.cycle_boot_time);
+    }
+}
+
+void update_model_name(BattStat& stat, const SysfsParams& snapshot) {
+    if (stat.battery_model_name[0] != '\0') {
+        return;
+    }
+    const char* text = snapshot[PARAM_BATTERY_MODEL_NAME].text;
+    stat.battery_model_name.fill('\0');
+    memcpy(stat.battery_model_name.data(), text, strnlen(text, stat.battery_model_name.size() - 1));
+}
+
+void update_capacity_history(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
+    StatUpdateMemory& memory = state.stat_update;
+    const int32_t counter = param_integer(snapshot, PARAM_LEARNING_COUNTER);
+    if (counter != memory.prev_learning_counter) {
+        stat.last_learning_time = static_cast<uint64_t>(state.cycle_wall_time);
+        stat.learning_total_count =
+            static_cast<uint16_t>(stat.learning_total_count + static_cast<uint32_t>(counter) -
+                                  static_cast<uint32_t>(memory.prev_learning_counter));
+        shift_histories(stat, snapshot);
+    } else if (memory.prev_soft_charge_mode != -1 &&
+               state.soft_charge_mode != memory.prev_soft_charge_mode) {
+        shift_histories(stat, snapshot);
+    }
+    memory.prev_learning_counter = counter;
+    memory.prev_soft_charge_mode = state.soft_charge_mode;
+}
+
+}  // namespace cellwarden

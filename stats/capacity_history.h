@@ -1,0 +1,21 @@
+// Identity of the battery and the history of its capacity.
+#pragma once
+
+#include "core/service_state.h"
+#include "platform/sysfs_params.h"
+#include "stats/batt_stat.h"
+
+namespace cellwarden {
+
+// Sets `initialized_time`, once, to the wall clock of this boot: when the wall clock is set and the
+// record (as of the previous call) holds 0.3 full charges or more.
+void update_established_time(const ServiceState& state, BattStat& stat);
+
+// Fills in the model's name while it is empty: at most 15 characters, then zeros.
+void update_model_name(BattStat& stat, const SysfsParams& snapshot);
+
+// A changed learning counter counts as that many learning events; it, or a changed soft-charge
+// level, shifts both capacity histories by one.
+void update_capacity_history(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
+
+}  // namespace cellwarden

@@ -1,0 +1,20 @@
+// Use of chargers by class, 0 to 15.
+#pragma once
+
+#include <cstdint>
+
+#include "core/service_state.h"
+#include "platform/sysfs_params.h"
+#include "stats/batt_stat.h"
+
+namespace cellwarden {
+
+// Class of a charger from the driver's charger type and, for power-delivery types, the charger's
+// wattage in microwatts; -1 = none. Classes 12 and 15 are never assigned.
+int32_t charger_class_of(int32_t charger_type, int32_t max_wattage_uw);
+
+// Counts an attachment when the class changes; time and gain of charge are booked to the class of
+// the previous call.
+void update_charger_classes(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
+
+}  // namespace cellwarden

@@ -1,0 +1,132 @@
+#include "stats/discharge_extremes.h"
+
+#include <array>
+
+#include "core/elapsed.h"
+
+namespace cellwarden {
+namespace {
+
+struct Reading {
+    int32_t temperature_decic;
+    int32_t voltage_uv;
+    int32_t current_ua;  // negative while discharging
+};
+
+// What a reading must not exceed; all three must hold.
+struct Limits {
+    int32_t temperature_decic;
+    int32_t voltage_uv;
+    int32_t current_ua;
+};
+
+constexpr int32_t ANY = INT32_MAX;
+
+constexpr bool within(const Reading& reading, const Limits& limits) {
+    return reading.temperature_decic <= limits.temperature_decic &&
+           reading.voltage_uv <= limits.voltage_uv && reading.current_ua <= limits.current_ua;
+}
+
+struct DischargeMaximum {
+    uint16_t BattStat::*field;
+    Limits limits;
+};
+
+// In the order of max_discharge_time.
+constexpr std::array<DischargeMaximum, 4> DISCHARGE_MAXIMA = {{
+    {&BattStat::max_discharge_current, {ANY, ANY, -1}},
+    {&BattStat::max_dischg_cur_3500mv_10c, {99, 3'499'999, -1}},
+    {&BattStat::max_dischg_cur_3500mv_5c, {49, 3'499'999, -1}},
+    {&BattStat::max_dischg_cur_3500mv_0c, {-1, 3'499'999, -1}},
+}};
+
+// In the order of total_discharge_time: more than 2 A, more than 3 A, and the cold and low-voltage
+// conditions of more than 2 A.
+constexpr std::array<Limits, 8> DISCHARGE_BUCKETS = {{
+    {ANY, ANY, -2'001'000},
+    {ANY, ANY, -3'001'000},
+    {149, ANY, -2'001'000},
+    {149, 3'499'999, -2'001'000},
+    {49, ANY, -2'001'000},
+    {49, 3'499'999, -2'001'000},
+    {-1, ANY, -2'001'000},
+    {-1, 3'799'999, -2'001'000},
+}};
+
+Reading reading_of(const SysfsParams& snapshot) {
+    return {.temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP),
+            .voltage_uv = param_integer(snapshot, PARAM_BATTERY_VOLTAGE_NOW),
+            .current_ua = param_integer(snapshot, PARAM_BATTERY_CURRENT_NOW)};
+}
+
+// A discharge is larger when its negative value is less than that of the stored magnitude, both as
+// signed 16-bit values: magnitudes of 32,768 mA or more wrap.
+bool is_larger(uint16_t magnitude_ma, uint16_t stored_ma) {
+    return static_cast<int16_t>(-magnitude_ma) < static_cast<int16_t>(-stored_ma);
+}
+
+void update_discharge_maxima(BattStat& stat, const Reading& reading, uint32_t wall) {
+    constexpr uint32_t UA_PER_MA = 1000;
+    if (reading.current_ua >= 0) {
+        return;
+    }
+    const auto magnitude_ma =
+        static_cast<uint16_t>((0U - static_cast<uint32_t>(reading.current_ua)) / UA_PER_MA);
+    for (size_t i = 0; i < DISCHARGE_MAXIMA.size(); i++) {
+        uint16_t& stored = stat.*DISCHARGE_MAXIMA[i].field;
+        if (is_larger(magnitude_ma, stored) && within(reading, DISCHARGE_MAXIMA[i].limits)) {
+            stored = magnitude_ma;
+            stat.max_discharge_time[i] = wall;
+        }
+    }
+}
+
+void update_cell_voltage(BattStat& stat, uint16_t cell_voltage, uint32_t wall) {
+    if (cell_voltage > stat.max_cell_voltage) {
+        stat.max_cell_voltage = cell_voltage;
+        stat.max_cell_voltage_time = wall;
+    }
+}
+
+void update_temperature(BattStat& stat, int32_t temperature_decic, uint32_t wall) {
+    if (temperature_decic > stat.max_temp) {
+        stat.max_temp = static_cast<int16_t>(temperature_decic);
+        stat.max_temp_time = wall;
+    } else if (temperature_decic < stat.min_temp) {
+        stat.min_temp = static_cast<int16_t>(temperature_decic);
+        stat.min_temp_time = wall;
+    }
+}
+
+}  // namespace
+
+void update_extremes(const ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
+    const Reading reading = reading_of(snapshot);
+    const auto wall = static_cast<uint32_t>(state.cycle_wall_time);
+    update_discharge_maxima(stat, reading, wall);
+    update_cell_voltage(stat, static_cast<uint16_t>(param_integer(snapshot, PARAM_VCELL_MAX)),
+                        wall);
+    update_temperature(stat, reading.temperature_decic, wall);
+}
+
+void update_discharge_time(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
+    constexpr int32_t STATUS_DISCHARGING = 0;
+
+    int64_t& since = state.stat_update.discharge_sample_time;
+    if (param_integer(snapshot, PARAM_BATTERY_STATUS) != STATUS_DISCHARGING) {
+        since = 0;
+        return;
+    }
+    if (since != 0) {
+        const int32_t seconds = elapsed_i32(state.cycle_boot_time, since);
+        const Reading reading = reading_of(snapshot);
+        for (size_t i = 0; i < DISCHARGE_BUCKETS.size() && seconds >= 1; i++) {
+            if (within(reading, DISCHARGE_BUCKETS[i])) {
+                stat.total_discharge_time[i] += static_cast<uint32_t>(seconds);
+            }
+        }
+    }
+    since = state.cycle_boot_time;
+}
+
+}  // namespace cellwarden

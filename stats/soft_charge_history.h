@@ -1,0 +1,20 @@
+// The way of soft charge's working state back into the record, in its stored encodings, with the
+// moments at which levels and milestones of the state of health were first reached.
+#pragma once
+
+#include "core/service_state.h"
+#include "stats/batt_stat.h"
+
+namespace cellwarden {
+
+// Degradations in per cent to millionths of a per cent: truncated, negative to 0, saturating.
+uint32_t to_micropercent(extended percent);
+
+void copy_usage_tables(const ServiceState& state, BattStat& stat);
+
+// Level, online times, ageing sums, degradations, milestones and the four state-of-health
+// histories. A working value of -1 leaves what is stored; an online time without a period fills no
+// history.
+void copy_soft_charge_history(const ServiceState& state, BattStat& stat);
+
+}  // namespace cellwarden

@@ -1,0 +1,38 @@
+#include "stats/thermal_ranges.h"
+
+#include <array>
+
+#include "core/elapsed.h"
+
+namespace cellwarden {
+namespace {
+
+// Highest level of each range.
+constexpr std::array<int32_t, 4> RANGE_ENDS = {0, 12, 13, 14};
+
+}  // namespace
+
+int32_t thermal_range_of(int32_t system_temp_level) {
+    for (size_t range = 0; range < RANGE_ENDS.size(); range++) {
+        if (system_temp_level <= RANGE_ENDS[range]) {
+            return static_cast<int32_t>(range);
+        }
+    }
+    return -1;
+}
+
+void update_thermal_ranges(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
+    StatUpdateMemory& memory = state.stat_update;
+    if (memory.thermal_sample_time != 0) {
+        const int32_t seconds = elapsed_i32(state.cycle_boot_time, memory.thermal_sample_time);
+        const int32_t range = thermal_range_of(memory.prev_system_temp_level);
+        if (seconds >= 1 && range >= 0) {
+            stat.thermal_range_stay_time[static_cast<size_t>(range)] +=
+                static_cast<uint32_t>(seconds);
+        }
+    }
+    memory.prev_system_temp_level = param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL);
+    memory.thermal_sample_time = state.cycle_boot_time;
+}
+
+}  // namespace cellwarden
