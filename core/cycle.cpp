@@ -3,8 +3,12 @@
 #include "charge/device_modes.h"
 #include "charge/lrc_mode.h"
 #include "charge/soft_charge.h"
+#include "passport/passport.h"
 #include "platform/thermal_zone.h"
 #include "stats/batt_stat_update.h"
+#include "telemetry/batt_degradation2.h"
+#include "telemetry/charger_insertion_removal.h"
+#include "telemetry/usb_connector_heat.h"
 
 namespace cellwarden {
 namespace {
@@ -34,12 +38,14 @@ SysfsReadMask light_cycle_mask() {
     return mask;
 }
 
-void load_records(ServiceState& state, BattStat& stat) {
+void load_records(ServiceState& state, BattStat& stat, ChgInsertionRemovalData& connection) {
     init_batt_stat(state, stat);
+    init_chg_insertion_removal_data(state, connection);
     handle_tessera(state);
 }
 
-void run_full_cycle(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
+void run_full_cycle(ServiceState& state, BattStat& stat, ChgInsertionRemovalData& connection,
+                    const SysfsParams& snapshot) {
     if (state.lrc_hold_active) {
         control_lrc_mode(state, snapshot);
     }
@@ -50,8 +56,13 @@ void run_full_cycle(ServiceState& state, BattStat& stat, const SysfsParams& snap
         }
         control_soft_charge(state, snapshot);
         update_batt_stat(state, stat, snapshot);
+        update_eu_eco_system_values(state);
     }
+    set_chg_insertion_removal_data(state, snapshot, connection);
+    send_ondra_batt_degr2_if_is_timing(state, stat);
+    send_ondra_chg_insertion_removal_if_is_timing(state, connection, snapshot);
     save_batt_stat_if_is_timing(state, snapshot, stat);
+    save_usb_connector_heat_data_if_is_timing(state, snapshot);
 }
 
 void run_light_cycle(const SysfsParams& snapshot) {

@@ -5,6 +5,7 @@
 #include "core/service_state.h"
 #include "platform/sysfs_params.h"
 #include "stats/batt_stat.h"
+#include "telemetry/charger_connection.h"
 
 namespace cellwarden {
 
@@ -14,10 +15,11 @@ SysfsReadMask full_cycle_mask();
 SysfsReadMask light_cycle_mask();
 
 // Before the first wait: the stored records and the device modes.
-void load_records(ServiceState& state, BattStat& stat);
+void load_records(ServiceState& state, BattStat& stat, ChgInsertionRemovalData& connection);
 
 // After a power-supply event, with a snapshot of all parameters.
-void run_full_cycle(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
+void run_full_cycle(ServiceState& state, BattStat& stat, ChgInsertionRemovalData& connection,
+                    const SysfsParams& snapshot);
 
 // At the end of a period, with a snapshot of the two thermal parameters.
 void run_light_cycle(const SysfsParams& snapshot);

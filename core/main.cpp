@@ -18,6 +18,7 @@ namespace {
 
 ServiceState service_state;
 BattStat batt_stat;
+ChgInsertionRemovalData connection;
 SysfsParams snapshot;
 
 void take_settings(ServiceState& state) {
@@ -41,7 +42,7 @@ void run_cycle(ServiceState& state, const char* event_name) {
     take_cycle_times(state);
     if (event_name[0] != '\0') {
         read_sysfs_params(snapshot, full_cycle_mask());
-        run_full_cycle(state, batt_stat, snapshot);
+        run_full_cycle(state, batt_stat, connection, snapshot);
     } else {
         read_sysfs_params(snapshot, light_cycle_mask());
         run_light_cycle(snapshot);
@@ -64,7 +65,7 @@ int main() {
         return 0;
     }
     take_settings(service_state);
-    load_records(service_state, batt_stat);
+    load_records(service_state, batt_stat, connection);
     while (wait_for_uevent(uevent_fd, service_state.event_wait_timeout_s, event_name) >= 0) {
         run_cycle(service_state, event_name);
     }

@@ -1,0 +1,32 @@
+// Packing a telemetry event and handing it to the phone's event library.
+#pragma once
+
+#include <protobuf-c/protobuf-c.h>
+
+#include "core/service_state.h"
+
+namespace cellwarden {
+
+// Whether events are sent at all: not on models whose name contains "_cdb", and not before the wall
+// clock is set.
+bool reporting_is_allowed(const ServiceState& state);
+
+// Name and log texts of one kind of event.
+struct EventKind {
+    const char* name;
+    const char* library_missing_text;
+    const char* sent_text;
+};
+
+// Fills the message that `report` holds and returns it. Called only when events may be sent.
+using FillMessage = const ProtobufCMessage* (*)(void* report);
+
+enum class SendResult : bool {
+    NOT_DONE = false,  // the library is missing or not active: nothing was tried
+    DONE = true,       // the attempt was made, with or without success
+};
+
+// One attempt; every failure is one log line, and none is retried.
+SendResult send_event(const EventKind& kind, FillMessage fill, void* report);
+
+}  // namespace cellwarden
