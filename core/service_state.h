@@ -56,7 +56,7 @@ struct SoftChargeMemory {
     int32_t arrhenius_online_time = 0;  // online_time at the previous step; 0 = none
     int32_t arrhenius_temperature_decic = 0;
     int32_t arrhenius_voltage_uv = 0;
-    ArrheniusTerms arrhenius_terms;
+    ArrheniusTerms arrhenius_terms{};
 
     // Capacity degradation.
     int64_t full_stay_start = 0;          // cycle_boot_time of the previous step if the battery was
@@ -183,13 +183,13 @@ struct ServiceState {
         0;                       // from the record: 0xE- suspends, 0xD- fixes the level written
     char vendor_model[92] = "";  // property "ro.product.vendor.model"
 
-    SoftChargeMemory soft_charge;
-    StatSaveMemory stat_save;
-    StatUpdateMemory stat_update;
-    ConnectionMemory connection;
-    InsertionRemovalReportMemory insertion_removal_report;
-    BattDegr2ReportMemory batt_degr2_report;
-    PassportMemory passport;
+    SoftChargeMemory soft_charge{};
+    StatSaveMemory stat_save{};
+    StatUpdateMemory stat_update{};
+    ConnectionMemory connection{};
+    InsertionRemovalReportMemory insertion_removal_report{};
+    BattDegr2ReportMemory batt_degr2_report{};
+    PassportMemory passport{};
 };
 
 }  // namespace cellwarden
