@@ -2,7 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "platform/sysfs_io.h"
+#include "platform/unit_store.h"
+#include "support/phone.h"
 #include "support/sysfs.h"
+#include "telemetry/charging.pb-c.h"
 
 namespace cellwarden {
 namespace {
@@ -18,7 +26,75 @@ TEST(Cycle, MasksSelectEverythingOrTheTwoThermalParameters) {
     }
 }
 
-// The once-only restored capacity shows whether the battery counted as known.
+// A battery with something to do for every rule: a hold to drain, an ageing level to correct, an
+// online time that enters its second period, a charger inserted while the connector is hot, and
+// everything due to be saved.
+struct Busy {
+    ServiceState state{
+        .cycle_boot_time = 1000,
+        .cycle_wall_time = 1'800'000'000,
+        .online_time = 863'990,
+        .restore_capacity_mah = 4400,
+        .lrc_hold_active = true,
+        .lrc_upper_soc = 60,
+        .lrc_lower_soc = 40,
+        .soft_charge = {.last_soft_charge_boot_time = 990},
+        .insertion_removal_report = {.reported_thermal_level = 3},
+        .batt_degr2_report = {.last_reported_period = 0},
+        .passport = {.production_date_published = true, .first_usage_date_published = true}};
+    BattStat stat{};
+    ChgInsertionRemovalData connection;
+    SysfsParams snapshot = snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5},
+                                        {PARAM_BATTERY_CHARGE_FULL_DESIGN, 4'480'000},
+                                        {PARAM_BATT_SOC, 11'001},
+                                        {PARAM_BATTERY_CAPACITY, 61},
+                                        {PARAM_BATT_AGING_LEVEL, 3},
+                                        {PARAM_USB_ONLINE, 1},
+                                        {PARAM_SYSTEM_TEMP_LEVEL, 3},
+                                        {PARAM_SYSTEM_TEMP_LEVEL_MAX, 3},
+                                        {PARAM_BOOTUP_SHUTDOWN_PHASE, 4}});
+
+    void run() { run_full_cycle(state, stat, connection, snapshot); }
+};
+
+using Calls = std::vector<std::string>;
+
+TEST(Cycle, RulesRunInTheirOrder) {
+    Busy busy;
+    busy.run();
+    const Calls order = {
+        "attribute 29 = 1",     // hold
+        "attribute 60 = 4400",  // restored capacity
+        "log <3>cellwarden: batt_soc is not valid (11001), ct_charge_table is not updated\n",
+        "attribute 32 = 0",  // soft charge
+        "log <3>cellwarden: batt_soc is not valid (11001), rapid_charge_count is not updated\n",
+        "write 2804",  // passport
+        "attribute 12 = 0",
+        "attribute 7 = 4480000",
+        "write 2805",
+        "attribute 13 = 100",
+        "event BatteryDegradation2",
+        "log <3>cellwarden: Sending ondra event for BatteryDegradation2\n",
+        "event ChargerInsertionRemoval",
+        "log <3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n",
+        "write 2491",
+        "write 2319",
+        "write 2310",
+    };
+    EXPECT_EQ(phone.calls, order);
+    // What an earlier rule found is in what a later one sent and saved.
+    EXPECT_EQ(busy.stat.online_time, 864'000);
+    EXPECT_EQ(phone.units[UNIT_BATT_STAT], bytes_of(busy.stat));
+    EXPECT_EQ(phone.units[UNIT_HEAT_COUNT], "\1");
+    ASSERT_FALSE(phone.events.empty());
+    const std::string& data = phone.events[0].data;
+    Charging__BatteryDegradation2* const event = charging__battery_degradation2__unpack(
+        nullptr, data.size(), reinterpret_cast<const uint8_t*>(data.data()));
+    ASSERT_NE(event, nullptr);
+    EXPECT_EQ(event->usb_connector_heat_count, 1);
+    charging__battery_degradation2__free_unpacked(event, nullptr);
+}
+
 TEST(Cycle, ABatteryIsKnownByModelCapacityAndCharge) {
     const struct {
         const char* name;
@@ -34,14 +110,76 @@ TEST(Cycle, ABatteryIsKnownByModelCapacityAndCharge) {
         {"empty battery", 5, 4'500'000, 0, false},
         {"negative state of charge", 5, 4'500'000, -1, false},
     };
+    const Calls without_battery = {
+        "attribute 29 = 1",
+        "event ChargerInsertionRemoval",
+        "log <3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n",
+        "write 2491",
+        "write 2319",
+        "write 2310",
+    };
     for (const auto& row : rows) {
-        ServiceState state;
-        run_full_cycle(state, snapshot_of({{PARAM_BATTERY_MODEL_NAME, row.model},
-                                           {PARAM_BATTERY_CHARGE_FULL_DESIGN, row.full_design},
-                                           {PARAM_BATT_SOC, row.soc}}));
-        EXPECT_EQ(state.restored_capacity_applied, row.known) << row.name;
+        phone = FakePhone{};
+        Busy busy;
+        set_param(busy.snapshot, {PARAM_BATTERY_MODEL_NAME, row.model});
+        set_param(busy.snapshot, {PARAM_BATTERY_CHARGE_FULL_DESIGN, row.full_design});
+        set_param(busy.snapshot, {PARAM_BATT_SOC, row.soc});
+        busy.run();
+        EXPECT_EQ(busy.state.restored_capacity_applied, row.known) << row.name;
+        EXPECT_EQ(busy.stat.online_time, row.known ? 864'000 : 0) << row.name;
+        EXPECT_EQ(phone.calls == without_battery, !row.known) << row.name;
     }
+}
+
+TEST(Cycle, WhatIsDoneOnceIsNotDoneAgain) {
+    Busy busy;
+    busy.state.lrc_hold_active = false;
+    busy.run();
+    phone.calls.clear();
+    busy.state.restore_capacity_mah = 4500;
+    busy.run();
+    EXPECT_EQ(std::count(phone.calls.begin(), phone.calls.end(), "attribute 60 = 4500"), 0);
+    EXPECT_EQ(phone.calls[0].substr(0, 4), "log ") << "no hold";
+}
+
+TEST(Cycle, StartUpLoadsTheRecordsThenTheDeviceModes) {
+    Busy stored;
+    reset_batt_stat(stored.stat);
+    stored.stat.fcc_mah[0] = 4400;
+    phone.units = {{UNIT_BATT_STAT, bytes_of(stored.stat)},
+                   {UNIT_HEAT_COUNT, "\7"},
+                   {UNIT_STARTUP_PROCESS, "\xAB"}};
+    phone.calls.clear();
+    ServiceState state;
+    BattStat stat;
+    ChgInsertionRemovalData connection;
+    load_records(state, stat, connection);
+    const Calls order = {
+        "read 2491",
+        "read 2319",
+        "read 2310",
+        "read 2227",
+        "log <3>cellwarden: This phone is in startup process now, battery charge is limited.\n",
+        "read 66677",
+        "read 2312",
+    };
+    EXPECT_EQ(phone.calls, order);
+    EXPECT_EQ(state.restore_capacity_mah, 4400);
+    EXPECT_EQ(state.usb_connector_heat_count, 7);
+    EXPECT_TRUE(state.lrc_hold_active);
 }
 
 }  // namespace
 }  // namespace cellwarden
+
+extern "C" {
+
+// The linker sends the rules' calls of write_sysfs_integer() here: every attribute that the daemon
+// writes, in one order with the phone's other calls.
+int32_t __wrap__ZN10cellwarden19write_sysfs_integerENS_12SysfsParamIdEi(cellwarden::SysfsParamId id,
+                                                                        int32_t value) {
+    cellwarden::test::phone.calls.push_back("attribute " + std::to_string(id) + " = " +
+                                            std::to_string(value));
+    return 0;
+}
+}

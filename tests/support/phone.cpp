@@ -42,6 +42,7 @@ void klog_write(int level, const char* format, ...) {
     (void)vsnprintf(text, sizeof text, format, values);
     va_end(values);
     phone.log.emplace_back(text);
+    phone.calls.push_back("log " + phone.log.back());
 }
 
 int property_get(const char* key, char* value, const char* default_value) {
@@ -52,6 +53,7 @@ int property_get(const char* key, char* value, const char* default_value) {
 }
 
 int32_t tessera_read_unit(uint32_t unit, void* buffer, uint32_t* size) {
+    phone.calls.push_back("read " + std::to_string(unit));
     const auto found = phone.units.find(unit);
     if (found == phone.units.end() || phone.failing_reads.contains(unit)) {
         return -1;
@@ -64,6 +66,7 @@ int32_t tessera_read_unit(uint32_t unit, void* buffer, uint32_t* size) {
 int32_t tessera_write_unit(uint32_t unit, const void* buffer, uint32_t size) {
     const std::string content(static_cast<const char*>(buffer), size);
     phone.unit_writes.emplace_back(unit, content);
+    phone.calls.push_back("write " + std::to_string(unit));
     if (phone.failing_writes.contains(unit)) {
         return -1;
     }
@@ -87,6 +90,7 @@ int ondra_is_active(void* handle) {
 int ondra_add_event(void* handle, const char* category, const char* name, const void* data,
                     size_t length) {
     expect_open_handle(handle);
+    phone.calls.push_back(std::string("event ") + name);
     if (phone.ondra_refuses) {
         return -1;
     }

@@ -19,6 +19,10 @@ struct FakeEvent {
 };
 
 struct FakePhone {
+    // What was asked of the libraries, in one order: "log <text>", "read <unit>", "write <unit>",
+    // "event <name>"
+    std::vector<std::string> calls;
+
     // libcutils
     std::vector<std::string> log;  // texts of klog_write, in order
     std::map<std::string, std::string> properties;
