@@ -84,7 +84,7 @@ void* ondra_create() {
 
 int ondra_is_active(void* handle) {
     expect_open_handle(handle);
-    return phone.ondra_inactive ? 0 : 1;
+    return phone.ondra_active;
 }
 
 int ondra_add_event(void* handle, const char* category, const char* name, const void* data,

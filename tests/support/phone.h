@@ -35,7 +35,7 @@ struct FakePhone {
 
     // libondra
     bool ondra_missing = false;
-    bool ondra_inactive = false;
+    int ondra_active = 1;  // what ondra_is_active() returns
     bool ondra_refuses = false;
     int open_handles = 0;           // ondra_create less ondra_destroy
     std::vector<FakeEvent> events;  // in order, refused ones excluded
