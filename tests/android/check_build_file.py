@@ -50,7 +50,7 @@ def check_program(text, build):
         expect_equal(f"flags of {source} in CMake",
                      [flag for flag in flags if flag in command.split()], flags)
     dynamic = run("readelf", "-d", build / "cellwarden")
-    needed = set(re.findall(r"NEEDED.*\[(.+)\.so", dynamic)) - {"libc", "libm", "libgcc_s"}
+    needed = set(re.findall(r"NEEDED.*\[(.+)\.so", dynamic)) - {"libc", "libm"}
     expect_equal("libraries of the daemon", strings(text, "shared_libs"), sorted(needed))
     for path in strings(text, "init_rc"):
         expect_equal(f"{path} exists", [(ROOT / path).is_file()], [True])
