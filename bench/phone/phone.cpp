@@ -7,7 +7,7 @@ namespace cellwarden::bench {
 namespace {
 
 constexpr double LONGEST_STEP_S = 10;
-constexpr double LOAD_HEAT_SHARE = 0.15;        // of the load's power that warms the battery
+constexpr double LOAD_HEAT_SHARE = 0.15;       // of the load's power that warms the battery
 constexpr double CONVERTER_HEAT_SHARE = 0.05;  // of the input power that warms the battery
 
 void advance_step(Phone& phone, double seconds) {
