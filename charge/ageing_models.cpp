@@ -1,5 +1,6 @@
 #include "charge/ageing_models.h"
 
+#include "charge/arrhenius_rate.h"
 #include "charge/model_constants.h"
 #include "core/elapsed.h"
 
@@ -9,10 +10,7 @@ namespace {
 constexpr int32_t FULL_CAPACITY_PERCENT = 100;
 constexpr int32_t SECONDS_PER_HOUR = 3600;
 
-// Readings at the ends of the models' validity.
 constexpr int32_t TEMPERATURE_LIMIT_DECIC = 1000;
-constexpr int32_t VOLTAGE_MIN_UV = 1'000'000;
-constexpr int32_t VOLTAGE_MAX_UV = 5'000'000;
 
 extended celsius(int32_t temperature_decic) {
     return static_cast<extended>(temperature_decic) / 10;
@@ -32,16 +30,6 @@ void add_to_period(PerPeriod<extended>& values, int64_t online_time, extended sh
     if (online_time >= 0 && online_time < int64_t{PERIOD_S} * PERIOD_COUNT) {
         values[static_cast<size_t>(online_time / PERIOD_S)] += share;
     }
-}
-
-extended temperature_term(int32_t temperature_decic) {
-    return ARRHENIUS_ACTIVATION * (1 / (celsius(temperature_decic) + KELVIN_OFFSET));
-}
-
-extended voltage_term(int32_t voltage_uv) {
-    const extended volts = static_cast<extended>(voltage_uv) / 1'000'000;
-    return volts <= ARRHENIUS_KNEE ? ARRHENIUS_LOW_OFFSET + ARRHENIUS_LOW_SLOPE * volts
-                                   : ARRHENIUS_HIGH_OFFSET + ARRHENIUS_HIGH_SLOPE * volts;
 }
 
 // from + k * (to - from) / steps for k = 0, 1, 2 ..., cut toward zero, without a product.
@@ -88,29 +76,6 @@ void update_full_time(ServiceState& state, int32_t capacity_percent) {
 }
 
 }  // namespace
-
-extended arrhenius_rate(ArrheniusTerms& terms, int32_t temperature_decic, int32_t voltage_uv) {
-    const bool new_temperature = temperature_decic != terms.temperature_decic;
-    const bool new_voltage = voltage_uv != terms.voltage_uv;
-    if (!new_temperature && !new_voltage) {
-        return terms.rate;
-    }
-    if (!temperature_is_valid(temperature_decic) || voltage_uv < VOLTAGE_MIN_UV ||
-        voltage_uv > VOLTAGE_MAX_UV) {
-        return 0;
-    }
-    if (new_temperature) {
-        terms.temperature_term = temperature_term(temperature_decic);
-        terms.temperature_decic = temperature_decic;
-    }
-    if (new_voltage) {
-        terms.voltage_term = voltage_term(voltage_uv);
-        terms.voltage_uv = voltage_uv;
-    }
-    terms.rate = ARRHENIUS_NUMERATOR /
-                 extended_exp((terms.temperature_term + terms.voltage_term) + ARRHENIUS_OFFSET);
-    return terms.rate;
-}
 
 void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
     SoftChargeMemory& memory = state.soft_charge;

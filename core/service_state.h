@@ -29,13 +29,16 @@ using PerPeriod = std::array<T, PERIOD_COUNT>;
 // --- What the rules remember from one call to the next, one record per rule. It lives for the
 // process and is not stored: the first call after start-up takes references only.
 
+// Fixed point: a multiple of 2^-109.
+using ArrheniusFixed = unsigned __int128;
+
 // Terms of the Arrhenius rate as computed last. The start reading is no valid sample (0 V), so the
 // first valid one is computed in full.
 struct ArrheniusTerms {
     int32_t temperature_decic = INT32_MIN;
     int32_t voltage_uv = 0;
-    extended temperature_term = 0;
-    extended voltage_term = 0;
+    ArrheniusFixed temperature_term = 0;
+    ArrheniusFixed voltage_term = 0;
     extended rate = 0;
 };
 
