@@ -2,6 +2,9 @@
 # daemons have it, and the sanitizers where they are asked for.
 add_library(cellwarden_flags INTERFACE)
 
+# A product is rounded before it is added to: the ageing sums are the same on every machine.
+target_compile_options(cellwarden_flags INTERFACE -ffp-contract=off)
+
 target_compile_options(cellwarden_flags INTERFACE
     -Wall -Wextra -Werror -Wconversion -Wsign-conversion -Wshadow)
 
