@@ -31,7 +31,8 @@ struct Random {
         return mixed ^ (mixed >> 31);
     }
     int32_t between(int32_t low, int32_t high) {
-        return low + static_cast<int32_t>(next() % static_cast<uint64_t>(high - low + 1));
+        const auto count = static_cast<uint64_t>(int64_t{high} - low + 1);
+        return static_cast<int32_t>(low + static_cast<int64_t>(next() % count));
     }
     bool one_in(int32_t n) { return between(1, n) == 1; }
     int32_t one_of(const std::vector<int32_t>& values) {
