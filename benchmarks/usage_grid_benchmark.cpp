@@ -1,0 +1,71 @@
+// Booking a day's gap into the voltage x temperature grid, the temperature crossing all its bins,
+// against a plain walk over every second of that day.
+#include "benchmarks/figure.h"
+#include "charge/usage_accounting.h"
+
+namespace cellwarden {
+namespace {
+
+constexpr double TIMES_FASTER = 1000;
+constexpr int ROUNDS = 31;
+constexpr int CALLS = 20;
+constexpr int64_t DAY_S = 86'400;
+
+struct Reading {
+    int64_t boot_time;
+    int32_t temperature_decic;
+    int32_t voltage_uv;
+};
+constexpr Reading EVENING = {100, 650, 4'350'000};
+constexpr Reading NEXT_EVENING = {EVENING.boot_time + DAY_S, -150, 4'310'000};
+
+SysfsParams snapshot_of(const Reading& reading) {
+    SysfsParams snapshot;
+    snapshot[PARAM_BATTERY_TEMP].value.integer = reading.temperature_decic;
+    snapshot[PARAM_BATTERY_VOLTAGE_NOW].value.integer = reading.voltage_uv;
+    return snapshot;
+}
+
+int64_t between(int32_t from, int32_t to, int64_t second) {
+    return from + second * (to - from) / DAY_S;
+}
+
+void walk(decltype(ServiceState::vt_cet_table)& table) {
+    for (int64_t second = 0; second < DAY_S; second++) {
+        const int64_t voltage = between(EVENING.voltage_uv, NEXT_EVENING.voltage_uv, second);
+        const int64_t temperature =
+            between(EVENING.temperature_decic, NEXT_EVENING.temperature_decic, second);
+        const int32_t row = voltage_bin(static_cast<int32_t>(voltage));
+        const int32_t column = temperature_bin(static_cast<int32_t>(temperature));
+        table[static_cast<size_t>(row * TEMPERATURE_BIN_COUNT + column)]++;
+    }
+}
+
+int run() {
+    ServiceState state;
+    state.cycle_boot_time = EVENING.boot_time;
+    update_usage_tables(state, snapshot_of(EVENING));
+    const SoftChargeMemory evening = state.soft_charge;
+    const SysfsParams next_evening = snapshot_of(NEXT_EVENING);
+    state.cycle_boot_time = NEXT_EVENING.boot_time;
+    decltype(ServiceState::vt_cet_table) walked{};
+
+    const std::vector<double> us =
+        benchmark::median_cpu_us({[&] {
+                                      state.soft_charge = evening;
+                                      update_usage_tables(state, next_evening);
+                                  },
+                                  [&] { walk(walked); }},
+                                 ROUNDS, CALLS);
+    const int holds =
+        benchmark::report_figure("a day's gap in the usage grid; limit plain walk / 1000", us[0],
+                                 us[1] / TIMES_FASTER, "us");
+    return walked == state.vt_cet_table ? holds : 1;
+}
+
+}  // namespace
+}  // namespace cellwarden
+
+int main() {
+    return cellwarden::run();
+}
