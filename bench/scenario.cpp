@@ -5,12 +5,9 @@
 #include <iterator>
 
 #include "bench/phone/phone_attributes.h"
-#include "bench/scenario_json.h"
 
 namespace cellwarden::bench {
 namespace {
-
-using nlohmann::json;
 
 void read_phone(const Place& place, Phone& phone) {
     Battery& battery = phone.battery;
@@ -294,24 +291,14 @@ void read_scenario(const Place& top, Scenario& scenario) {
 }  // namespace
 
 Scenario parse_scenario(const std::string& text, const std::filesystem::path& file) {
-    json document;
-    try {
-        document = json::parse(text);
-    } catch (const json::parse_error& error) {
-        // The library's text has the line and the column.
-        throw ScenarioError(file.string() + ": " + error.what());
-    }
+    const nlohmann::json document = parse_document(text, file);
     Scenario scenario;
     read_scenario({document, "", file}, scenario);
     return scenario;
 }
 
 Scenario load_scenario(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        throw ScenarioError(file.string() + ": cannot be read");
-    }
-    return parse_scenario({std::istreambuf_iterator<char>(stream), {}}, file);
+    return parse_scenario(read_input_file(file), file);
 }
 
 }  // namespace cellwarden::bench

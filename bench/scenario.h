@@ -6,11 +6,11 @@
 #include <filesystem>
 #include <map>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
 
+#include "bench/json_reader.h"
 #include "bench/phone/phone.h"
 
 namespace cellwarden::bench {
@@ -78,10 +78,8 @@ struct Scenario {
     std::vector<TimedAction> timeline;  // sorted by time
 };
 
-// A scenario that cannot be used; the text names the file, the place in it and what was expected.
-struct ScenarioError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+// A scenario that cannot be used.
+using ScenarioError = InputError;
 
 // Reads a scenario from the text of its file; `file` serves messages and, as the folder of the
 // files that the scenario names, finding them. Throws ScenarioError.

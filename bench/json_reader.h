@@ -1,5 +1,6 @@
-// Values of a scenario file together with where they stand, so that whatever is wrong with one is
-// told with its place. All functions throw ScenarioError where the value is not what they read.
+// Values of a JSON file that a person wrote, together with where they stand, so that whatever is
+// wrong with one is told with its place. All functions throw InputError where the value is not what
+// they read.
 #pragma once
 
 #include <cstdint>
@@ -7,10 +8,21 @@
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace cellwarden::bench {
+
+// An input file that cannot be used; the text names the file, the place in it and what was
+// expected.
+struct InputError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// The text of a file, and the document that a text holds.
+std::string read_input_file(const std::filesystem::path& file);
+nlohmann::json parse_document(const std::string& text, const std::filesystem::path& file);
 
 struct Place {
     const nlohmann::json& value;
@@ -18,7 +30,7 @@ struct Place {
     const std::filesystem::path& file;
 };
 
-// Throws ScenarioError: "FILE: PATH: expected ..., found ...".
+// Throws InputError: "FILE: PATH: expected ..., found ...".
 [[noreturn]] void fail(const Place& place, const std::string& expected);
 
 Place member(const Place& parent, const std::string& key);

@@ -1,9 +1,9 @@
-#include "bench/scenario_json.h"
+#include "bench/json_reader.h"
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <sstream>
-
-#include "bench/scenario.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -16,6 +16,23 @@ std::string short_number(double value) {
 
 }  // namespace
 
+std::string read_input_file(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        throw InputError(file.string() + ": cannot be read");
+    }
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+nlohmann::json parse_document(const std::string& text, const std::filesystem::path& file) {
+    try {
+        return nlohmann::json::parse(text);
+    } catch (const nlohmann::json::parse_error& error) {
+        // The library's text has the line and the column.
+        throw InputError(file.string() + ": " + error.what());
+    }
+}
+
 void fail(const Place& place, const std::string& expected) {
     std::string found = place.value.dump();
     if (found.size() > 60) {
@@ -23,8 +40,8 @@ void fail(const Place& place, const std::string& expected) {
         found += "...";
     }
     const std::string where = place.path.empty() ? "top of the file" : place.path;
-    throw ScenarioError(place.file.string() + ": " + where + ": expected " + expected + ", found " +
-                        found);
+    throw InputError(place.file.string() + ": " + where + ": expected " + expected + ", found " +
+                     found);
 }
 
 Place member(const Place& parent, const std::string& key) {
@@ -51,9 +68,9 @@ void read_object(const Place& place, const Handlers& handlers) {
     for (const auto& item : place.value.items()) {
         const auto handler = handlers.find(item.key());
         if (handler == handlers.end()) {
-            throw ScenarioError(place.file.string() + ": " +
-                                (place.path.empty() ? "" : place.path + ".") + item.key() +
-                                ": unknown key, expected one of: " + key_list(handlers));
+            throw InputError(place.file.string() + ": " +
+                             (place.path.empty() ? "" : place.path + ".") + item.key() +
+                             ": unknown key, expected one of: " + key_list(handlers));
         }
         handler->second(member(place, item.key()));
     }
