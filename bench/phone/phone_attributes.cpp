@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "bench/phone/source_kind.h"
+
 namespace cellwarden::bench {
 namespace {
 
@@ -111,43 +113,6 @@ constexpr StartText start_texts[] = {
     {PARAM_FV_0_VOTABLE_STATUS, "FV_0: effective=DEFAULT_VOTER"},
 };
 
-// How the driver names and numbers each kind of charger, and the voltage it is asked for.
-struct SourceKind {
-    const char* type;
-    int active_type;
-    double input_v;
-    const char* typec_mode;
-};
-
-constexpr const char* NOTHING_ATTACHED = "Nothing source attached";
-constexpr const char* LEGACY_ATTACHED = "Legacy source attached";
-
-constexpr SourceKind source_kinds[] = {
-    {"SDP", 2, 5, "Type-C source attached (default current)"},
-    {"DCP", 3, 5, "Type-C source attached (medium current)"},
-    {"CDP", 4, 5, "Type-C source attached (medium current)"},
-    {"HVDCP", 7, 9, LEGACY_ATTACHED},
-    {"HVDCP_3", 8, 9, LEGACY_ATTACHED},
-    {"HVDCP_3P5", 9, 9, LEGACY_ATTACHED},
-    {"PD", 15, 9, "PD source attached"},
-    {"PD_PPS", 16, 9, "PD source attached"},
-    {"BPP", 21, 5, NOTHING_ATTACHED},
-    {"EPP", 22, 12, NOTHING_ATTACHED},
-};
-
-constexpr SourceKind other_kind = {"Unknown", 5, 5, "Type-C source attached (high current)"};
-constexpr SourceKind no_kind = {"Unknown", 0, 0, NOTHING_ATTACHED};
-
-const SourceKind& kind_of(const Charger& charger) {
-    if (charger.source == Source::NONE) {
-        return no_kind;
-    }
-    const auto* kind =
-        std::find_if(std::begin(source_kinds), std::end(source_kinds),
-                     [&charger](const SourceKind& row) { return charger.type == row.type; });
-    return kind == std::end(source_kinds) ? other_kind : *kind;
-}
-
 std::string number(double value) {
     return std::to_string(std::llround(value));
 }
@@ -205,7 +170,7 @@ void add_battery_attributes(const Phone& phone, std::vector<AttributeText>& text
 
 void add_source_attributes(const Phone& phone, std::vector<AttributeText>& texts) {
     const Charger& charger = phone.charger;
-    const SourceKind& kind = kind_of(charger);
+    const SourceKind& kind = source_kind_of(charger);
     const bool usb = charger.source == Source::USB;
     const bool wireless = charger.source == Source::WIRELESS;
     const double input_ua = kind.input_v > 0 ? phone.flow.input_w / kind.input_v * 1e6 : 0;
@@ -252,7 +217,7 @@ void add_driver_attributes(const Phone& phone, std::vector<AttributeText>& texts
         {PARAM_ICM_STATE, flag(draws_input(charger))},
         {PARAM_FV, number(float_voltage_uv(charger))},
         {PARAM_FCC, number(limit_ua)},
-        {PARAM_VBAT_FULL, number(float_voltage_uv(charger))},
+        {PARAM_VBAT_FULL, number(float_voltage_uv(charger) / 1e3)},
     };
     texts.insert(texts.end(), std::begin(rows), std::end(rows));
 }
