@@ -37,6 +37,15 @@ double open_circuit_uv(double soc) {
     return std::lerp(lower->voltage_uv, upper->voltage_uv, share);
 }
 
+double soc_at_open_circuit(double voltage_uv) {
+    const auto* upper = std::find_if(
+        std::next(std::begin(open_circuit_points)), std::prev(std::end(open_circuit_points)),
+        [voltage_uv](const VoltagePoint& point) { return voltage_uv <= point.voltage_uv; });
+    const auto* lower = std::prev(upper);
+    const double share = (voltage_uv - lower->voltage_uv) / (upper->voltage_uv - lower->voltage_uv);
+    return std::clamp(std::lerp(lower->soc, upper->soc, share), 0.0, 1.0);
+}
+
 double terminal_uv(const Battery& battery) {
     return open_circuit_uv(battery.soc) + battery.current_ua * battery.resistance_mohm / 1e3;
 }

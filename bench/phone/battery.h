@@ -22,6 +22,9 @@ double charge_full_uah(const Battery& battery);
 // charged to 4.48 V: 3.30 V at empty, 4.47 V at full. `soc` beyond 0 to 1 gives the end points.
 double open_circuit_uv(double soc);
 
+// The other way: the state of charge at an open-circuit voltage, 0 to 1.
+double soc_at_open_circuit(double voltage_uv);
+
 // Terminal voltage in µV at the current of the latest step: V = OCV(soc) + I R.
 double terminal_uv(const Battery& battery);
 

@@ -32,8 +32,12 @@ double voltage_limited_ua(const Charger& charger, const Battery& battery) {
     return std::max(0.0, headroom_uv / battery.resistance_mohm * 1e3);
 }
 
+double end_of_charge_ua(const Battery& battery) {
+    return END_OF_CHARGE_C_RATE * battery.charge_full_design_uah;
+}
+
 void update_full(Charger& charger, const Battery& battery, double wanted_ua) {
-    const double end_ua = END_OF_CHARGE_C_RATE * battery.charge_full_design_uah;
+    const double end_ua = end_of_charge_ua(battery);
     const double headroom_uv = float_voltage_uv(charger) - open_circuit_uv(battery.soc);
     if (charger.full) {
         charger.full = headroom_uv < end_ua * battery.resistance_mohm / 1e3 + RECHARGE_SAG_UV;
@@ -46,6 +50,11 @@ void update_full(Charger& charger, const Battery& battery, double wanted_ua) {
 
 double float_voltage_uv(const Charger& charger) {
     return 4'480'000.0 - 20'000.0 * charger.ageing_level;
+}
+
+double end_of_charge_soc(const Charger& charger, const Battery& battery) {
+    const double drop_uv = end_of_charge_ua(battery) * battery.resistance_mohm / 1e3;
+    return soc_at_open_circuit(float_voltage_uv(charger) - drop_uv);
 }
 
 double charge_current_limit_ua(const Charger& charger, const Battery& battery) {

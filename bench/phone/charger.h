@@ -41,6 +41,9 @@ struct PowerFlow {
 // Highest charging voltage: 4.48 V, and 20 mV less for each ageing level.
 double float_voltage_uv(const Charger& charger);
 
+// The state of charge at which charging ends; an ageing level ends it earlier.
+double end_of_charge_soc(const Charger& charger, const Battery& battery);
+
 // Highest charging current for a healthy battery temperature: 0.9 C of the design capacity, 5 %
 // less for each ageing level, down to a tenth of that at the highest thermal level; half of it from
 // 45 °C up, none below 0 °C and from 60 °C up.

@@ -28,7 +28,8 @@ void advance_phone(Phone& phone, double seconds) {
 }
 
 int capacity_percent(const Phone& phone) {
-    return static_cast<int>(std::lround(phone.battery.soc * 100));
+    const double share = phone.battery.soc / end_of_charge_soc(phone.charger, phone.battery);
+    return static_cast<int>(std::lround(std::min(share, 1.0) * 100));
 }
 
 double board_temp_c(const Phone& phone) {

@@ -24,7 +24,8 @@ struct Phone {
 // the currents follow a change of the source or of a switch.
 void advance_phone(Phone& phone, double seconds);
 
-// State of charge as the phone shows it, rounded to whole per cent.
+// State of charge as the phone shows it, in whole per cent: the end of charge is 100 %, also where
+// an ageing level sets it lower.
 int capacity_percent(const Phone& phone);
 
 // The temperature of the board's sensor in °C: warmer than the battery by 3 °C, and by 4 °C for
