@@ -1,0 +1,200 @@
+#include "tools/lifetime/life.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "platform/unit_store.h"
+#include "tools/lifetime/device.h"
+#include "tools/lifetime/readings.h"
+
+namespace cellwarden::lifetime {
+namespace {
+
+using namespace cellwarden::bench;
+
+enum Phase : int { PHASE_CHARGING_WHILE_OFF = 1, PHASE_ON = 3, PHASE_SHUTTING_DOWN = 4 };
+
+constexpr int64_t START_UP_S = 30;     // from power on to the daemon's first cycle
+constexpr int64_t POWERED_OFF_S = 60;  // in a restart
+constexpr double BOOT_SOC = 0.03;      // an emptied phone boots from here on
+constexpr double OFF_MA = 0.5;         // of a phone that is switched off
+constexpr double LONGEST_OFF_STEP_S = 3600;
+
+// The system takes performance and charging current away as the board warms: one level for each
+// degree from here on.
+constexpr double MITIGATION_FROM_C = 42;
+
+void advance(Life& life, double seconds) {
+    Phone& phone = life.phone;
+    const double soc = phone.battery.soc;
+    advance_phone(phone, seconds);
+    const double charges = std::max(0.0, phone.battery.soc - soc) * phone.battery.state_of_health;
+    advance_fade(life.fade, life.profile.fade, phone.battery.temp_c,
+                 terminal_uv(phone.battery) / 1e6, charges, seconds);
+    phone.battery.state_of_health = state_of_health(life.fade);
+    phone.battery.resistance_mohm =
+        life.profile.resistance_mohm * resistance_factor(life.fade, life.profile.fade);
+    phone.charger.thermal_level =
+        std::clamp(static_cast<int>(std::floor(board_temp_c(phone) - MITIGATION_FROM_C)) + 1, 0,
+                   phone.charger.thermal_level_max);
+    follow_battery(life.gauge, life.profile.gauge, phone);
+    life.time_s += std::lround(seconds);
+    life.boot_s += std::lround(seconds);
+}
+
+void run_cycle(Life& life) {
+    life.state.cycle_boot_time = life.boot_s;
+    life.state.cycle_wall_time = wall_s(life);
+    read_phone(life.phone, life.gauge, life.snapshot);
+    run_full_cycle(life.state, life.stat, life.connection, life.snapshot);
+    life.cycles++;
+}
+
+void switch_on(Life& life, Phase phase) {
+    life.is_on = true;
+    life.phone.shutdown_phase = phase;
+    life.phone.charger.ageing_level = 0;  // the driver forgets it
+    restart_gauge(life.gauge, life.phone.battery);
+    life.boot_s = START_UP_S;
+    life.state = ServiceState{};
+    load_records(life.state, life.stat, life.connection);
+}
+
+void shut_down(Life& life) {
+    life.phone.shutdown_phase = PHASE_SHUTTING_DOWN;
+    run_cycle(life);
+    life.is_on = false;
+}
+
+void restart(Life& life, bool is_crash) {
+    if (is_crash) {
+        life.is_on = false;
+    } else {
+        shut_down(life);
+    }
+    life.phone.load_ma = OFF_MA;
+    advance(life, POWERED_OFF_S);
+    switch_on(life, PHASE_ON);
+    life.restarts++;
+}
+
+void apply_usage(Life& life, const Usage& usage) {
+    Phone& phone = life.phone;
+    phone.ambient_c = usage.ambient_c;
+    phone.load_ma = life.is_on ? usage.load_ma : OFF_MA;
+    Charger& charger = phone.charger;
+    if (usage.charger == nullptr) {
+        charger.source = Source::NONE;
+        charger.watts = 0;
+    } else {
+        charger.source = usage.charger->source;
+        charger.type = usage.charger->type;
+        charger.watts = usage.charger->watts;
+    }
+    advance_phone(phone, 0);  // the currents follow at once
+}
+
+double seconds_to_next_cycle(const Life& life, const Usage& usage) {
+    const auto to_change = static_cast<double>(next_change(life.plan, life.time_s) - life.time_s);
+    if (!life.is_on) {
+        return std::min(to_change, LONGEST_OFF_STEP_S);
+    }
+    return usage.suspended ? std::max(to_change, life.profile.cycle_s) : life.profile.cycle_s;
+}
+
+template <typename T>
+std::string bytes_of(const T& value) {
+    return {reinterpret_cast<const char*>(&value), sizeof value};
+}
+
+// Made and first used on the first day.
+void store_factory_dates(const Profile& profile) {
+    const time_t start = profile.start_wall_s;
+    char date[8] = {};
+    struct tm utc = {};
+    (void)strftime(date, sizeof date, "%y%m%d", gmtime_r(&start, &utc));
+    device.units = {{UNIT_PRODUCTION_DATE, date},
+                    {UNIT_FIRST_USAGE_DATE, bytes_of(static_cast<int32_t>(start))}};
+}
+
+}  // namespace
+
+Life begin_life(const Profile& profile, uint64_t seed) {
+    store_factory_dates(profile);
+    Life life{.profile = profile,
+              .plan = {.profile = profile, .seed = seed},
+              .phone = {},
+              .gauge = {.random = {~seed}},
+              .fade = {},
+              .state = {},
+              .stat = {},
+              .connection = {},
+              .snapshot = {}};
+    life.phone.model_name = profile.battery_model;
+    life.phone.battery.charge_full_design_uah = profile.design_mah * 1e3;
+    life.phone.battery.resistance_mohm = profile.resistance_mohm;
+    life.phone.battery.soc = profile.soc_percent / 100;
+    switch_on(life, PHASE_ON);
+    return life;
+}
+
+void connect_device(Life& life) {
+    device.on_attribute_write = [&life](SysfsParamId id, int32_t value) {
+        if (id == PARAM_BATT_AGING_LEVEL) {
+            life.phone.charger.ageing_level = value;
+        } else if (id == PARAM_RESTORED_CAPACITY) {
+            restore_capacity(life.gauge, value);
+        }
+    };
+}
+
+void live_on(Life& life) {
+    if (life.is_on) {
+        if (const std::optional<Restart> due = take_restart(life.plan, life.time_s)) {
+            restart(life, due->is_crash);
+        }
+    }
+    Usage usage = usage_at(life.plan, life.time_s, capacity_percent(life.phone));
+    apply_usage(life, usage);
+    if (!life.is_on && usage.charger != nullptr) {
+        switch_on(life, PHASE_CHARGING_WHILE_OFF);
+        apply_usage(life, usage);
+    } else if (life.phone.shutdown_phase == PHASE_CHARGING_WHILE_OFF &&
+               life.phone.battery.soc >= BOOT_SOC) {
+        restart(life, false);
+        apply_usage(life, usage);
+    }
+    if (life.is_on && capacity_percent(life.phone) <= 0 && usage.charger == nullptr) {
+        shut_down(life);
+        apply_usage(life, usage);
+    } else if (life.is_on) {
+        run_cycle(life);
+    }
+    advance(life, seconds_to_next_cycle(life, usage));
+}
+
+void end_life(Life& life) {
+    if (life.is_on) {
+        shut_down(life);
+    }
+}
+
+int64_t wall_s(const Life& life) {
+    return life.profile.start_wall_s + life.time_s;
+}
+
+Levels levels_of(const ServiceState& state) {
+    constexpr uint8_t NOT_DECIDED = 0xFF;
+    const int32_t period = std::clamp(state.online_time / PERIOD_S, 0, PERIOD_COUNT - 1);
+    const auto level = [&](const PerPeriod<uint8_t>& levels) {
+        const uint8_t decided = levels[static_cast<size_t>(period)];
+        return decided == NOT_DECIDED ? 0 : int32_t{decided};
+    };
+    return {state.soft_charge1_level, level(state.arrhenius_lv),
+            level(state.full_stay_capacity_degradation_aging_lv)};
+}
+
+}  // namespace cellwarden::lifetime

@@ -1,0 +1,138 @@
+// cellwarden-lifetime: years of a phone's battery in minutes.
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <thread>
+
+#include "bench/json_reader.h"
+#include "tools/lifetime/figures.h"
+#include "tools/lifetime/run_directory.h"
+#include "tools/lifetime/runner.h"
+
+namespace cellwarden::lifetime {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path profile_folder = CELLWARDEN_PROFILE_DIR;
+
+constexpr const char* FOOTER =
+    "Exit codes: 0 all went well (compare: both runs are the same); 1 a run failed (compare: the "
+    "runs differ); 2 wrong usage or input; 128 + signal the runs were ended early, with what they "
+    "had reached.";
+
+struct RunOptions {
+    std::vector<std::string> profiles;
+    fs::path out = "lifetime-runs";
+    uint64_t seed = 1;
+    double years = 0;  // 0: the profile's own
+    unsigned processes = std::max(1U, std::thread::hardware_concurrency());
+};
+
+std::vector<std::string> shipped_profiles() {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(profile_folder)) {
+        names.push_back(entry.path().stem());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+Profile find_profile(const std::string& name) {
+    const bool is_path = name.find('/') != std::string::npos || name.ends_with(".json");
+    const fs::path file = is_path ? fs::path(name) : profile_folder / (name + ".json");
+    if (!is_path && !fs::exists(file)) {
+        throw bench::InputError("no profile '" + name +
+                                "'; cellwarden-lifetime list shows those there are, and a file is "
+                                "named with a '/' or with '.json' at its end");
+    }
+    return load_profile(file);
+}
+
+int list() {
+    for (const std::string& name : shipped_profiles()) {
+        printf("%-12s %s\n", name.c_str(), find_profile(name).about.c_str());
+    }
+    return 0;
+}
+
+int run(const RunOptions& options) {
+    std::vector<Job> jobs;
+    for (const std::string& name :
+         options.profiles.empty() ? shipped_profiles() : options.profiles) {
+        Profile profile = find_profile(name);
+        profile.years = options.years > 0 ? options.years : profile.years;
+        const fs::path directory = options.out / profile.name;
+        jobs.push_back({std::move(profile), directory});
+    }
+    printf("Seed %llu, at most %u processes\n", static_cast<unsigned long long>(options.seed),
+           options.processes);
+    for (const Job& job : jobs) {
+        printf("%s: %g years, %s\n", job.profile.name.c_str(), job.profile.years,
+               job.profile.about.c_str());
+    }
+    (void)fflush(stdout);
+    return run_jobs(jobs, options.seed, options.processes);
+}
+
+int compare(const std::vector<fs::path>& runs) {
+    std::cout << std::string(40, ' ') << "  A: " << runs[0].string() << "\n"
+              << std::string(40, ' ') << "  B: " << runs[1].string() << "\n";
+    return print_comparison(std::cout, read_summary(runs[0]), read_summary(runs[1])) ? 0 : 1;
+}
+
+int parse_and_do(int argc, char** argv) {
+    CLI::App app{"Runs years of a phone's life through the daemon's own cycle code."};
+    app.set_version_flag("--version", CELLWARDEN_VERSION);
+    app.require_subcommand(1);
+    app.footer(FOOTER);
+
+    RunOptions options;
+    CLI::App* run_command = app.add_subcommand("run", "Live through profiles, side by side");
+    run_command->add_option("profile", options.profiles,
+                            "Profiles by name (see list) or profile files; all of the list where "
+                            "none is named");
+    run_command
+        ->add_option("--out", options.out,
+                     "Directory for the results: one directory in it for each profile")
+        ->capture_default_str();
+    run_command->add_option("--seed", options.seed, "Seed of all that is drawn by chance")
+        ->capture_default_str();
+    run_command->add_option("--years", options.years, "Years to live, in place of the profile's")
+        ->check(CLI::Range(0.001, 20.0));
+    run_command->add_option("--jobs", options.processes, "Profiles that run at the same time")
+        ->check(CLI::Range(1, 1024))
+        ->capture_default_str();
+
+    app.add_subcommand("list", "List the profiles");
+
+    std::vector<fs::path> runs;
+    app.add_subcommand("compare", "Print the figures of two runs side by side")
+        ->add_option("run", runs, "The directories of the two runs")
+        ->required()
+        ->expected(2);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    }
+    if (app.got_subcommand("list")) {
+        return list();
+    }
+    return app.got_subcommand("compare") ? compare(runs) : run(options);
+}
+
+}  // namespace
+}  // namespace cellwarden::lifetime
+
+int main(int argc, char** argv) {
+    try {
+        return cellwarden::lifetime::parse_and_do(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "cellwarden-lifetime: " << error.what() << '\n';
+        return 2;
+    }
+}

@@ -1,0 +1,27 @@
+// A small generator of random numbers whose results are the same on every machine and library.
+#pragma once
+
+#include <cstdint>
+
+namespace cellwarden::lifetime {
+
+struct Random {
+    uint64_t state;
+};
+
+// A number from 0 up to but not including 1.
+inline double next_share(Random& random) {
+    random.state += 0x9E3779B97F4A7C15;
+    uint64_t bits = random.state;
+    bits = (bits ^ (bits >> 30)) * 0xBF58476D1CE4E5B9;
+    bits = (bits ^ (bits >> 27)) * 0x94D049BB133111EB;
+    bits ^= bits >> 31;
+    return static_cast<double>(bits >> 11) * 0x1p-53;
+}
+
+// A number from -width to width.
+inline double next_spread(Random& random, double width) {
+    return (2 * next_share(random) - 1) * width;
+}
+
+}  // namespace cellwarden::lifetime
