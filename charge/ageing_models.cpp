@@ -1,5 +1,7 @@
 #include "charge/ageing_models.h"
 
+#include <algorithm>
+
 #include "charge/arrhenius_rate.h"
 #include "charge/model_constants.h"
 #include "core/elapsed.h"
@@ -26,9 +28,13 @@ bool is_valid(extended volts) {
 }
 
 // A value per period takes its share only while the online time has a period.
-void add_to_period(PerPeriod<extended>& values, int64_t online_time, extended share) {
+void add_to_period(ServiceState& state, PerPeriod<extended> ServiceState::*values,
+                   int64_t online_time, extended share) {
     if (online_time >= 0 && online_time < int64_t{PERIOD_S} * PERIOD_COUNT) {
-        values[static_cast<size_t>(online_time / PERIOD_S)] += share;
+        const auto period = static_cast<int32_t>(online_time / PERIOD_S);
+        (state.*values)[static_cast<size_t>(period)] += share;
+        PeriodRun& changed = state.changed_periods;
+        changed = {std::min(changed.first, period), std::max(changed.last, period)};
     }
 }
 
@@ -91,8 +97,8 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
                 arrhenius_rate(memory.arrhenius_terms, static_cast<int32_t>(temperature.value),
                                static_cast<int32_t>(voltage.value));
             state.total_arrhenius += rate;
-            add_to_period(state.arrhenius_per_10days, int64_t{memory.arrhenius_online_time} + k,
-                          rate);
+            add_to_period(state, &ServiceState::arrhenius_per_10days,
+                          int64_t{memory.arrhenius_online_time} + k, rate);
             step(temperature);
             step(voltage);
         }
@@ -118,7 +124,8 @@ void update_full_stay_degradation(ServiceState& state, const SysfsParams& snapsh
                                            FULL_STAY_OFFSET) *
                               (static_cast<extended>(seconds) / SECONDS_PER_HOUR) * 100;
         state.total_full_stay_cap_degradation += lost;
-        add_to_period(state.full_stay_capacity_degradation_per_10days, state.online_time, lost);
+        add_to_period(state, &ServiceState::full_stay_capacity_degradation_per_10days,
+                      state.online_time, lost);
     }
     previous = state.soc_full_total_time;
 }
@@ -136,7 +143,7 @@ void update_cycle_degradation(ServiceState& state, const SysfsParams& snapshot) 
                          CYCLE_OFFSET) *
             (static_cast<extended>(charge) * CHARGE_UNIT) * 100;
         state.total_cycle_degradation += lost;
-        add_to_period(state.cycle_degradation_per_10days, state.online_time, lost);
+        add_to_period(state, &ServiceState::cycle_degradation_per_10days, state.online_time, lost);
     }
     previous = low_i32(state.total_cycle_count);
 }

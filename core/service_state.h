@@ -26,6 +26,14 @@ inline constexpr int32_t NO_SOC = 11'000;
 template <typename T>
 using PerPeriod = std::array<T, PERIOD_COUNT>;
 
+// A run of periods, both ends included; empty where `last` lies before `first`.
+struct PeriodRun {
+    int32_t first;
+    int32_t last;
+};
+inline constexpr PeriodRun ALL_PERIODS = {0, PERIOD_COUNT - 1};
+inline constexpr PeriodRun NO_PERIODS = {PERIOD_COUNT, -1};
+
 // --- What the rules remember from one call to the next, one record per rule. It lives for the
 // process and is not stored: the first call after start-up takes references only.
 
@@ -159,6 +167,7 @@ struct ServiceState {
     PerPeriod<uint8_t> full_stay_capacity_degradation_aging_lv{};  // 255 = not decided
     extended total_cycle_degradation = 0;
     PerPeriod<extended> cycle_degradation_per_10days{};
+    PeriodRun changed_periods = ALL_PERIODS;  // whose ageing sums may differ from the record's
 
     // --- States of health
     int32_t latest_raw_soh = 0;

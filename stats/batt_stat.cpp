@@ -107,6 +107,7 @@ void seed_service_state(ServiceState& state, const BattStat& stat) {
             to_percent(stat.full_stay_capacity_degradation_per_10days[i]);
         state.cycle_degradation_per_10days[i] = to_percent(stat.cycle_degradation_per_10days[i]);
     }
+    state.changed_periods = ALL_PERIODS;
     state.latest_raw_soh = from_half_units(stat.latest_raw_soh);
     state.latest_filtered_soh = from_half_units(stat.latest_filtered_soh);
     state.latest_predicted_soh = from_half_units(stat.latest_predicted_soh);

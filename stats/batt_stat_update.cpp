@@ -26,6 +26,7 @@ void update_batt_stat(ServiceState& state, BattStat& stat, const SysfsParams& sn
     update_discharge_time(state, stat, snapshot);
     update_shutdown_capacity(stat, snapshot);
     copy_soft_charge_history(state, stat);
+    state.changed_periods = NO_PERIODS;
 }
 
 }  // namespace cellwarden

@@ -56,7 +56,9 @@ void copy_ageing(const ServiceState& state, BattStat& stat) {
     stat.total_full_stay_cap_degradation = to_micropercent(state.total_full_stay_cap_degradation);
     stat.full_stay_capacity_degradation_aging_lv = state.full_stay_capacity_degradation_aging_lv;
     stat.total_cycle_degradation = to_micropercent(state.total_cycle_degradation);
-    for (size_t i = 0; i < PERIOD_COUNT; i++) {
+    for (int32_t period = state.changed_periods.first; period <= state.changed_periods.last;
+         period++) {
+        const auto i = static_cast<size_t>(period);
         stat.arrhenius_per_10days[i] = to_u32(state.arrhenius_per_10days[i]);
         stat.full_stay_capacity_degradation_per_10days[i] =
             to_micropercent(state.full_stay_capacity_degradation_per_10days[i]);

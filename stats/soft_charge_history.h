@@ -13,8 +13,8 @@ uint32_t to_micropercent(extended percent);
 void copy_usage_tables(const ServiceState& state, BattStat& stat);
 
 // Level, online times, ageing sums, degradations, milestones and the four state-of-health
-// histories. A working value of -1 leaves what is stored; an online time without a period fills no
-// history.
+// histories. Of the sums per period only those in `changed_periods` are encoded. A working value of
+// -1 leaves what is stored; an online time without a period fills no history.
 void copy_soft_charge_history(const ServiceState& state, BattStat& stat);
 
 }  // namespace cellwarden
