@@ -74,7 +74,12 @@ TEST_F(Passport, ProductionDateIsReadUntilItIsPublished) {
     };
     state.passport.production_date_published = false;
     EXPECT_EQ(published(PARAM_BATTERY_MANUFACTURING_DATE), "-");
+    EXPECT_EQ(phone.log, Log{NO_DATE}) << "missing";
+    phone.units[UNIT_PRODUCTION_DATE] = "250401";
+    phone.failing_reads = {UNIT_PRODUCTION_DATE};
+    EXPECT_EQ(published(PARAM_BATTERY_MANUFACTURING_DATE), "-");
     EXPECT_EQ(phone.log, Log{NO_DATE}) << "unreadable";
+    phone.failing_reads.clear();
     for (const auto& step : steps) {
         phone.units[UNIT_PRODUCTION_DATE] = step.unit;
         EXPECT_EQ(published(PARAM_BATTERY_MANUFACTURING_DATE), step.published) << step.name;
@@ -150,6 +155,11 @@ TEST_F(Passport, FirstUsageDateIsReadUntilItIsPublished) {
         {"negative", "\xFF\xFF\xFF\xFF", "0\n"},
         {"the lowest", std::string("\0\0\0\x80", 4), "0\n"},
     };
+    state.passport.first_usage_date_published = false;
+    phone.units[UNIT_FIRST_USAGE_DATE] = "\1\2\3\4";
+    phone.failing_reads = {UNIT_FIRST_USAGE_DATE};
+    EXPECT_EQ(published(PARAM_BATTERY_FIRST_USAGE_DATE), "-") << "unreadable";
+    phone.failing_reads.clear();
     for (const auto& row : rows) {
         const std::string expected = row.published;
         state.passport.first_usage_date_published = false;

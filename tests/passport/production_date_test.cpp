@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
 #include <optional>
 #include <string>
 
@@ -40,9 +42,11 @@ TEST(ProductionDate, Seconds) {
         {"blanks for zeros", " 2 5 4", 1'020'470'400},
         {"blanks only", "      ", NONE},
     };
+    setenv("TZ", "AHEAD-9", 1);  // dates are in UTC wherever the phone is
+    tzset();
     for (const auto& row : rows) {
         char date[PRODUCTION_DATE_SIZE + 1] = {};
-        memcpy(date, row.date.data(), row.date.size());
+        std::copy(row.date.begin(), row.date.end(), date);
         EXPECT_EQ(production_date_seconds(date), row.seconds) << row.name;
     }
 }

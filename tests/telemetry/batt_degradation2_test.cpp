@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <random>
 #include <string>
@@ -139,7 +140,7 @@ std::vector<RecordBytes> records() {
     std::vector<RecordBytes> all(5);
     all[0].fill('\xFF');
     all[1].fill('\0');
-    all[2].fill('\x7F');
+    all[2].fill('\xFE');  // levels: no empty entry yet
     for (size_t i = 1; i < sizeof(BattStat); i += 2) {
         all[3][i] = '\x80';  // i16 at its lowest
     }
@@ -238,7 +239,7 @@ TEST(BattDegradation2, IsSentOncePerTenDayMark) {
             phone.log.clear();
             phone.ondra_missing = step.library_missing;
             state.cycle_wall_time = step.wall_time;
-            strcpy(state.vendor_model, step.model);
+            (void)snprintf(state.vendor_model, sizeof state.vendor_model, "%s", step.model);
             send_ondra_batt_degr2_if_is_timing(state, stat_with_online_time(step.online_time));
             EXPECT_EQ(phone.events.size(), step.sent ? 1U : 0U);
             const char* text =

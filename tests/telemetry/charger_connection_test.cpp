@@ -106,18 +106,18 @@ TEST(ChargerConnection, UsbFromInsertionToRemoval) {
          "level7=60 level19=13 care=1 aicl=1"},
         {"an insertion sets its own fields only",
          200,
-         {{USB, 1}, {SOC, 0}, {USB_UV, -5}, {STAGE, 0}},
-         "usb=1 type=DCP soc_out=61 stage_out=4 usb_uv=-5 batt_uv=4200 seconds=73 level7=60 "
+         {{USB, 1}, {SOC, 0}, {USB_UV, -5}, {STAGE, 0}, {BATT_UV, 3'900}},
+         "usb=1 type=DCP soc_out=61 stage_out=4 usb_uv=-5 batt_uv=3900 seconds=73 level7=60 "
          "level19=13 care=1 aicl=1"},
         {"an unreadable type empties the text; AICL rises anew",
          201,
          {},
-         "usb=2 soc_out=61 stage_out=4 usb_uv=-5 batt_uv=4200 seconds=74 level7=60 level19=14 "
+         "usb=2 soc_out=61 stage_out=4 usb_uv=-5 batt_uv=3900 seconds=74 level7=60 level19=14 "
          "care=1 aicl=2"},
         {"so the removal has a bad connection",
          202,
          {{USB, 0}, {BATT_UV, 1}},
-         "usb=3 type=BAD CONNECTION usb_uv=-5 batt_uv=4200 seconds=75 "
+         "usb=3 type=BAD CONNECTION usb_uv=-5 batt_uv=3900 seconds=75 "
          "level7=60 level19=15 care=1 aicl=2"},
     });
     follow({
@@ -247,8 +247,14 @@ TEST(ChargerConnection, AiclRises) {
         {"a fall", 1, {{AICL, 0}}, "usb=2 aicl=1"},
         {"another rise", 1, {{AICL, INT32_MAX}}, "usb=2 aicl=2"},
         {"a removal does not look", 1, {{USB, 0}, {AICL, 0}}, "usb=3 type=BAD CONNECTION aicl=2"},
-        {"an insertion neither", 1, {{USB, 1}, {AICL, 4}}, "usb=1 type=BAD CONNECTION aicl=2"},
-        {"but forgets the bit", 1, {}, "usb=2 aicl=3"},
+        {"the next connection", 1, {{USB, 1}}, "usb=1", true},
+        {"without the bit", 1, {}, "usb=2"},
+        {"a removal does not count", 1, {{USB, 0}, {AICL, 4}}, "usb=3 type=BAD CONNECTION"},
+        {"nor does an insertion", 1, {{USB, 1}}, "usb=1 type=BAD CONNECTION"},
+        {"its first cycle does", 1, {}, "usb=2 aicl=1"},
+        {"a removal with the bit", 1, {{USB, 0}}, "usb=3 type=BAD CONNECTION aicl=1"},
+        {"an insertion forgets it", 1, {{USB, 1}}, "usb=1 type=BAD CONNECTION aicl=1"},
+        {"so it rises anew", 1, {}, "usb=2 aicl=2"},
     });
 }
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -162,8 +162,20 @@ TEST(ChargerInsertionRemoval, Triggers) {
         {.name = "attached", .sent = false, .usb_state = 2, .wls_state = 1},
         {.name = "USB removed", .sent = true, .usb_state = 3},
         {.name = "wireless removed", .sent = true, .wls_state = 3},
-        {.name = "not on this model", .sent = false, .usb_state = 3, .model = "AB_cdb-2"},
-        {.name = "no clock", .sent = false, .wls_state = 3, .wall_time = WALL_CLOCK_SET - 1},
+        {.name = "not on this model",
+         .sent = false,
+         .usb_state = 3,
+         .days = 1,
+         .phase = 4,
+         .level = 9,
+         .model = "AB_cdb-2"},
+        {.name = "no clock",
+         .sent = false,
+         .wls_state = 3,
+         .days = 1,
+         .phase = 4,
+         .level = 9,
+         .wall_time = WALL_CLOCK_SET - 1},
         {.name = "a day more", .sent = true, .days = 3, .days_before = 2},
         {.name = "the same days", .sent = false, .days = 2, .days_before = 2},
         {.name = "fewer days", .sent = false, .days = 0, .days_before = 2},
@@ -189,7 +201,7 @@ TEST(ChargerInsertionRemoval, Triggers) {
         SCOPED_TRACE(row.name);
         ServiceState state = reporting_state();
         state.cycle_wall_time = row.wall_time;
-        strcpy(state.vendor_model, row.model);
+        (void)snprintf(state.vendor_model, sizeof state.vendor_model, "%s", row.model);
         state.usb_long_insertion_counter = row.days;
         InsertionRemovalReportMemory& reported = state.insertion_removal_report;
         reported = {row.days_before, row.phase_before, row.level_before};

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -103,7 +103,7 @@ TEST(Reporting, NeedsAReportingModelAndAClock) {
     };
     for (const auto& row : rows) {
         ServiceState state;
-        strcpy(state.vendor_model, row.model);
+        (void)snprintf(state.vendor_model, sizeof state.vendor_model, "%s", row.model);
         state.cycle_wall_time = row.wall_time;
         EXPECT_EQ(reporting_is_allowed(state), row.allowed) << row.model << " " << row.wall_time;
     }
