@@ -90,7 +90,7 @@ struct StatUpdateMemory {
     int64_t smart_charge_start_time = 0;  // boot time if smart charging was active then; 0 = not
     int64_t warm_start_time = 0;          // boot time if the battery was "Warm" then; 0 = not
     int32_t prev_charger_class = -1;      // -1 = none
-    int64_t class_start_time = 0;         // boot time if a class was recognised then; 0 = not
+    int64_t class_start_time = 0;         // boot time at the latest call with a class; 0 = none
     int32_t class_start_soc = NO_SOC;     // state of charge then, 0.01 %; NO_SOC = none
     int32_t prev_shutdown_phase = -1;
     int64_t thermal_sample_time = 0;

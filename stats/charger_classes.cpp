@@ -52,12 +52,10 @@ void update_charger_classes(ServiceState& state, BattStat& stat, const SysfsPara
         if (memory.class_start_time != 0) {
             entry.dev_attach_total_time +=
                 elapsed_u32(state.cycle_boot_time, memory.class_start_time);
-            memory.class_start_time = 0;
         }
         const int32_t gain = difference_i32(soc, memory.class_start_soc);
         if (gain > 0) {
             entry.dev_charge_count += static_cast<uint32_t>(gain);
-            memory.class_start_soc = NO_SOC;
         }
     }
     if (now_class != NO_CLASS) {

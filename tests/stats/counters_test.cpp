@@ -165,6 +165,7 @@ TEST(BattStatUpdate, ChargerUseGoesToTheClassOfTheEarlierCall) {
              {{100, 2, 5000}, {110, 0, 5001}, {200, 0, 6000}, {300, 2, 7000}, {301}},
              {2, 11, 1, 0, 0, 0}},
             {"clock back", {{100, 2, 5000}, {40}, {45}}, {1, 5, 0, 0, 0, 0}},
+            {"boot time 0 is no reference", {{0, 2, 0}, {60}, {70}}, {1, 10, 0, 0, 0, 0}},
             {"an invalid charge counts", {{1, 2, 0}, {2, 2, 20'000}}, {1, 1, 20'000, 0, 0, 0}},
         },
         [](const BattStat& stat) {
