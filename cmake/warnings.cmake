@@ -12,6 +12,8 @@ if(CELLWARDEN_SANITIZE)
     target_compile_options(cellwarden_flags INTERFACE
         -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(cellwarden_flags INTERFACE -fsanitize=address,undefined,float-cast-overflow)
+    # Every array checks its index.
+    target_compile_definitions(cellwarden_flags INTERFACE _GLIBCXX_ASSERTIONS)
 else()
     target_compile_options(cellwarden_flags INTERFACE
         -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
