@@ -1,0 +1,126 @@
+// One whole full cycle of the daemon's own work, a minute after the one before it, against the
+// reading of its snapshot.
+#include "benchmarks/figure.h"
+#include "core/cycle.h"
+#include "platform/sysfs_io.h"
+#include "support/namespaces.h"
+#include "support/sysfs.h"
+
+// The phone's libraries, at no cost: everything is taken, nothing is kept.
+extern "C" {
+
+void klog_write(int /*level*/, const char* /*format*/, ...) {}
+int32_t tessera_read_unit(uint32_t /*unit*/, void* /*buffer*/, uint32_t* /*size*/) {
+    return -1;
+}
+int32_t tessera_write_unit(uint32_t /*unit*/, const void* /*buffer*/, uint32_t /*size*/) {
+    return 0;
+}
+void* ondra_create() {
+    return nullptr;
+}
+int ondra_is_active(void* /*handle*/) {
+    return 0;
+}
+int ondra_add_event(void* /*handle*/, const char* /*category*/, const char* /*name*/,
+                    const void* /*data*/, size_t /*length*/) {
+    return 0;
+}
+void ondra_destroy(void** /*handle*/) {}
+int quillon_get_imei(int /*selector*/, char** /*text*/, uint32_t* /*length*/) {
+    return -1;
+}
+}
+
+namespace cellwarden {
+namespace {
+
+constexpr int ROUNDS = 101;
+constexpr int CALLS = 20;
+constexpr int32_t SECONDS_BETWEEN = 60;
+
+void make_attributes() {
+    test::write_attribute("/sys/class/thermal/thermal_zone0/type", "sdm_therm\n");
+    for (const SysfsParamDesc& desc : SysfsParamTable) {
+        const char* path = desc.path_is_generated == 1 ? desc.path_generator() : desc.path;
+        test::write_attribute(path, "4123000\n");
+    }
+    const struct {
+        SysfsParamId id;
+        const char* text;
+    } battery[] = {
+        {PARAM_BATTERY_MODEL_NAME, "PELLAMIR_VOSKA\n"},
+        {PARAM_BATTERY_CHARGE_FULL_DESIGN, "4480000\n"},
+        {PARAM_QCOM_CHARGE_FULL, "4300000\n"},
+        {PARAM_BATTERY_STATUS, "Charging\n"},
+        {PARAM_BATTERY_CAPACITY, "80\n"},
+        {PARAM_BATT_SOC, "8000\n"},
+        {PARAM_BATTERY_TEMP, "312\n"},
+        {PARAM_BATTERY_CURRENT_NOW, "3000000\n"},
+        {PARAM_VBAT_FULL, "4480\n"},
+        {PARAM_ACTIVE_CHARGER_TYPE, "15\n"},
+        {PARAM_USB_ONLINE, "1\n"},
+        {PARAM_SYSTEM_TEMP_LEVEL, "3\n"},
+        {PARAM_BOOTUP_SHUTDOWN_PHASE, "3\n"},
+    };
+    for (const auto& [id, text] : battery) {
+        test::write_attribute(id, text);
+    }
+}
+
+// A battery in use for a year and a half, with something in every sum. Each cycle finds a charge,
+// a voltage and a temperature of its own.
+struct Daemon {
+    ServiceState state;
+    BattStat stat;
+    ChgInsertionRemovalData connection;
+
+    Daemon() {
+        reset_batt_stat(stat);
+        stat.online_time = 47'000'000;
+        stat.total_cycle_count = 5'000'000;
+        stat.latest_user_soh = 47'000;
+        stat.arrhenius_per_10days.fill(40'000);
+        stat.full_stay_capacity_degradation_per_10days.fill(12'345);
+        stat.cycle_degradation_per_10days.fill(54'321);
+        seed_service_state(state, stat);
+        state.cycle_boot_time = 1000;
+    }
+
+    void run(SysfsParams& snapshot) {
+        const auto minute = static_cast<int32_t>(state.cycle_boot_time / SECONDS_BETWEEN);
+        test::set_param(snapshot, {PARAM_BATT_SOC, 1 + minute * 7 % 11'000});
+        test::set_param(snapshot, {PARAM_BATTERY_VOLTAGE_NOW, 3'700'000 + minute * 997 % 700'000});
+        test::set_param(snapshot, {PARAM_BATTERY_TEMP, 250 + minute % 100});
+        state.cycle_boot_time += SECONDS_BETWEEN;
+        state.cycle_wall_time = 1'800'000'000 + state.cycle_boot_time;
+        run_full_cycle(state, stat, connection, snapshot);
+    }
+};
+
+int run() {
+    test::enter_namespaces();
+    test::empty_sysfs();
+    make_attributes();
+    SysfsParams snapshot;
+    SysfsParams read;
+    read_sysfs_params(snapshot, full_cycle_mask());
+    static Daemon daemon;
+    const std::vector<double> us =
+        benchmark::median_cpu_us({[&] { daemon.run(snapshot); },
+                                  [&] {
+                                      read_sysfs_params(read, full_cycle_mask());
+                                      cleanup_sysfs_params(read);
+                                  }},
+                                 ROUNDS, CALLS);
+    cleanup_sysfs_params(snapshot);
+    return benchmark::report_figure("full cycle's own work, CPU; limit: reading its snapshot",
+                                    us[0], us[1], "us");
+}
+
+}  // namespace
+}  // namespace cellwarden
+
+int main() {
+    return cellwarden::run();
+}
