@@ -8,16 +8,12 @@
 namespace cellwarden {
 namespace {
 
-constexpr int32_t MAX_LEVEL = 5;
 constexpr uint8_t NOT_DECIDED = 0xFF;
 
-// Total charge above which a level holds: level i + 1 above row i.
-constexpr std::array<uint32_t, MAX_LEVEL> CYCLE_COUNT_BORDERS = {1'000'000, 2'000'000, 4'000'000,
-                                                                 11'000'000, 13'000'000};
 static_assert(std::is_sorted(CYCLE_COUNT_BORDERS.begin(), CYCLE_COUNT_BORDERS.end()));
 
-// Levels are projected over the first 108 periods (1080 days) and frozen after them.
-constexpr int32_t HORIZON = 108;
+// Levels are frozen after the horizon of their projection.
+constexpr int32_t HORIZON = LEVEL_HORIZON_PERIODS;
 constexpr int32_t LAST_JUDGED_SLOT = HORIZON - 1;
 constexpr int32_t LAST_JUDGED_SECOND = HORIZON * PERIOD_S - 1;
 
@@ -82,9 +78,6 @@ int32_t decide_period_level(PerPeriod<uint8_t>& levels, const PerPeriod<extended
 // The expected Arrhenius sum at the end of battery life raises the level from the upper border on
 // and lowers it below the lower one.
 int32_t judge_arrhenius(int32_t previous, const Projection& projection, int32_t online_time) {
-    constexpr uint32_t RAISE_FROM = 6'591'601;
-    constexpr uint32_t LOWER_BELOW = 6'555'600;
-
     LOG_LINE("<3>cellwarden: Phone online time has reached %d days\n",
              static_cast<int32_t>(slot_of(online_time)) * 10);
     uint32_t expected = 0;
@@ -93,10 +86,10 @@ int32_t judge_arrhenius(int32_t previous, const Projection& projection, int32_t 
     }
     LOG_LINE("<3>cellwarden: Expected arrhenius time at end of battery life is %d\n",
              static_cast<int32_t>(expected));
-    if (expected >= RAISE_FROM) {
+    if (expected >= ARRHENIUS_RAISE_FROM) {
         return std::min(previous + 1, MAX_LEVEL);
     }
-    return expected < LOWER_BELOW && previous > 0 ? previous - 1 : previous;
+    return expected < ARRHENIUS_LOWER_BELOW && previous > 0 ? previous - 1 : previous;
 }
 
 // Whether the level may rise in this period: it rises at most once in three periods in a row,
@@ -122,7 +115,6 @@ bool full_stay_level_may_rise(const PerPeriod<uint8_t>& levels, int32_t previous
 
 int32_t judge_full_stay(const PerPeriod<uint8_t>& levels, int32_t previous,
                         const Projection& projection, int32_t soh, int32_t online_time) {
-    constexpr int32_t CAPACITY_KEPT_PERCENT = 80;
     constexpr int32_t RISE_FROM_PERCENT = 82;
     constexpr int32_t TOP_RISING_LEVEL = 3;
 

@@ -1,6 +1,5 @@
 #include "charge/usage_accounting.h"
 
-#include <array>
 #include <functional>
 
 #include "charge/grid_line.h"
@@ -9,24 +8,6 @@
 
 namespace cellwarden {
 namespace {
-
-constexpr std::array<int32_t, TEMPERATURE_BIN_COUNT - 1> TEMPERATURE_BORDERS = {
-    600, 550, 500, 450, 400, 350, 300, 250, 200, 150, 100, 50, 0, -50, -100};
-
-constexpr std::array<int32_t, VOLTAGE_BIN_COUNT - 1> VOLTAGE_BORDERS = {
-    // 10 mV steps near full charge
-    4'540'000, 4'530'000, 4'520'000, 4'510'000, 4'500'000, 4'490'000, 4'480'000, 4'470'000,
-    4'460'000, 4'450'000, 4'440'000, 4'430'000, 4'420'000, 4'410'000, 4'400'000, 4'390'000,
-    4'380'000, 4'370'000, 4'360'000, 4'350'000, 4'340'000, 4'330'000, 4'320'000, 4'310'000,
-    4'300'000,
-    // 50 mV steps
-    4'250'000, 4'200'000, 4'150'000, 4'100'000, 4'050'000, 4'000'000,
-    // 100 mV steps
-    3'900'000, 3'800'000, 3'700'000, 3'600'000, 3'500'000, 3'400'000, 3'300'000, 3'200'000,
-    3'100'000, 3'000'000};
-
-constexpr std::array<int32_t, SOC_BIN_COUNT - 1> SOC_BORDERS = {9000, 8000, 7000, 6000, 5000,
-                                                                4000, 3000, 2000, 1000};
 
 constexpr bool falls_strictly(BinBorders borders) {
     return std::adjacent_find(borders.begin(), borders.end(), std::less_equal<>()) == borders.end();

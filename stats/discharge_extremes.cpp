@@ -1,7 +1,5 @@
 #include "stats/discharge_extremes.h"
 
-#include <array>
-
 #include "core/elapsed.h"
 
 namespace cellwarden {
@@ -13,45 +11,10 @@ struct Reading {
     int32_t current_ua;  // negative while discharging
 };
 
-// What a reading must not exceed; all three must hold.
-struct Limits {
-    int32_t temperature_decic;
-    int32_t voltage_uv;
-    int32_t current_ua;
-};
-
-constexpr int32_t ANY = INT32_MAX;
-
-constexpr bool within(const Reading& reading, const Limits& limits) {
+constexpr bool within(const Reading& reading, const DischargeLimits& limits) {
     return reading.temperature_decic <= limits.temperature_decic &&
            reading.voltage_uv <= limits.voltage_uv && reading.current_ua <= limits.current_ua;
 }
-
-struct DischargeMaximum {
-    uint16_t BattStat::*field;
-    Limits limits;
-};
-
-// In the order of max_discharge_time.
-constexpr std::array<DischargeMaximum, 4> DISCHARGE_MAXIMA = {{
-    {&BattStat::max_discharge_current, {ANY, ANY, -1}},
-    {&BattStat::max_dischg_cur_3500mv_10c, {99, 3'499'999, -1}},
-    {&BattStat::max_dischg_cur_3500mv_5c, {49, 3'499'999, -1}},
-    {&BattStat::max_dischg_cur_3500mv_0c, {-1, 3'499'999, -1}},
-}};
-
-// In the order of total_discharge_time: more than 2 A, more than 3 A, and the cold and low-voltage
-// conditions of more than 2 A.
-constexpr std::array<Limits, 8> DISCHARGE_BUCKETS = {{
-    {ANY, ANY, -2'001'000},
-    {ANY, ANY, -3'001'000},
-    {149, ANY, -2'001'000},
-    {149, 3'499'999, -2'001'000},
-    {49, ANY, -2'001'000},
-    {49, 3'499'999, -2'001'000},
-    {-1, ANY, -2'001'000},
-    {-1, 3'799'999, -2'001'000},
-}};
 
 Reading reading_of(const SysfsParams& snapshot) {
     return {.temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP),

@@ -5,10 +5,6 @@ namespace {
 
 constexpr int32_t NONE = -1;
 
-// Highest working state of health that is below the milestone, 0.001 %.
-constexpr std::array<int32_t, SOH_MILESTONE_COUNT> SOH_MILESTONES = {
-    94'999, 89'999, 84'999, 79'999, 69'999, 59'999, 49'999, 39'999, 19'999};
-
 struct SohHistory {
     int32_t ServiceState::*working;
     uint16_t BattStat::*latest;

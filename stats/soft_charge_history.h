@@ -2,10 +2,18 @@
 // moments at which levels and milestones of the state of health were first reached.
 #pragma once
 
+#include <array>
+#include <cstdint>
+
 #include "core/service_state.h"
 #include "stats/batt_stat.h"
 
 namespace cellwarden {
+
+// In the order of first_soh_time: highest working state of health that is below the milestone,
+// 0.001 %.
+inline constexpr std::array<int32_t, SOH_MILESTONE_COUNT> SOH_MILESTONES = {
+    94'999, 89'999, 84'999, 79'999, 69'999, 59'999, 49'999, 39'999, 19'999};
 
 // Degradations in per cent to millionths of a per cent: truncated, negative to 0, saturating.
 uint32_t to_micropercent(extended percent);

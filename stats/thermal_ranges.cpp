@@ -1,20 +1,12 @@
 #include "stats/thermal_ranges.h"
 
-#include <array>
-
 #include "core/elapsed.h"
 
 namespace cellwarden {
-namespace {
-
-// Highest level of each range.
-constexpr std::array<int32_t, 4> RANGE_ENDS = {0, 12, 13, 14};
-
-}  // namespace
 
 int32_t thermal_range_of(int32_t system_temp_level) {
-    for (size_t range = 0; range < RANGE_ENDS.size(); range++) {
-        if (system_temp_level <= RANGE_ENDS[range]) {
+    for (size_t range = 0; range < THERMAL_RANGE_ENDS.size(); range++) {
+        if (system_temp_level <= THERMAL_RANGE_ENDS[range]) {
             return static_cast<int32_t>(range);
         }
     }
