@@ -1,7 +1,6 @@
 #include "stats/batt_stat.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "core/elapsed.h"
 #include "platform/log.h"
@@ -10,10 +9,6 @@
 namespace cellwarden {
 namespace {
 
-constexpr uint8_t ERASED_MARKER = 0xFF;
-constexpr std::array<uint8_t, 3> VERSION = {5, 2, 4};
-constexpr uint8_t UPGRADED_PATCH = 3;
-constexpr uint8_t LEVEL_NOT_DECIDED = 0xFF;
 constexpr int32_t SHUTDOWN_PHASE = 4;
 constexpr int64_t LAST_SECOND_OF_A_DAY = 86'399;
 
@@ -53,39 +48,6 @@ bool learning_time_changed(StatSaveMemory& memory, uint64_t last_learning_time) 
 
 }  // namespace
 
-BattStatVerdict judge_batt_stat(const uint8_t* bytes, uint32_t size) {
-    constexpr uint32_t HEADER_SIZE = offsetof(BattStat, fcc_mah);
-    if (size < HEADER_SIZE) {
-        return BattStatVerdict::TOO_SHORT;
-    }
-    if (bytes[0] == ERASED_MARKER) {
-        return BattStatVerdict::ERASED;
-    }
-    if (bytes[0] == 0) {
-        return BattStatVerdict::ZERO_MARKER;
-    }
-    if (bytes[1] != VERSION[0] || bytes[2] != VERSION[1]) {
-        return BattStatVerdict::UNKNOWN_VERSION;
-    }
-    if (size != sizeof(BattStat)) {
-        return BattStatVerdict::WRONG_SIZE;
-    }
-    if (bytes[3] == UPGRADED_PATCH) {
-        return BattStatVerdict::UPGRADED;
-    }
-    return bytes[3] == VERSION[2] ? BattStatVerdict::ACCEPTED : BattStatVerdict::UNKNOWN_PATCH;
-}
-
-void reset_batt_stat(BattStat& stat) {
-    stat = BattStat{};
-    stat.initialize = 1;
-    stat.version = VERSION;
-    stat.max_temp = INT16_MIN;
-    stat.min_temp = INT16_MAX;
-    stat.arrhenius_lv.fill(LEVEL_NOT_DECIDED);
-    stat.full_stay_capacity_degradation_aging_lv.fill(LEVEL_NOT_DECIDED);
-}
-
 void seed_service_state(ServiceState& state, const BattStat& stat) {
     state.soft_charge_override = stat.soft_charge_override;
     state.soft_charge_mode = low_i32(stat.soft_charge_mode);
@@ -118,12 +80,12 @@ void seed_service_state(ServiceState& state, const BattStat& stat) {
 void init_batt_stat(ServiceState& state, BattStat& stat) {
     uint32_t size = sizeof stat;
     const bool read = tessera_read_unit(UNIT_BATT_STAT, &stat, &size) == 0 && size != 0;
-    const bool erased = read && stat.initialize == ERASED_MARKER;
+    const bool erased = read && stat.initialize == BATT_STAT_ERASED;
     const BattStatVerdict verdict =
         read ? judge_batt_stat(reinterpret_cast<const uint8_t*>(&stat), size)
              : BattStatVerdict::TOO_SHORT;
     if (verdict == BattStatVerdict::UPGRADED) {
-        stat.version = VERSION;
+        stat.version = BATT_STAT_VERSION;
         state.production_date_fix_pending = true;
     } else if (verdict != BattStatVerdict::ACCEPTED) {
         reset_batt_stat(stat);

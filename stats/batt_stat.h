@@ -123,6 +123,9 @@ static_assert(sizeof(BattStat) == 9728);
 #include "stats/batt_stat_fields.inc"
 #undef BATT_STAT_FIELD
 
+inline constexpr uint8_t BATT_STAT_ERASED = 0xFF;  // the marker of an erased unit
+inline constexpr std::array<uint8_t, 3> BATT_STAT_VERSION = {5, 2, 4};
+
 // What becomes of a stored record at the load.
 enum class BattStatVerdict : uint8_t {
     ACCEPTED = 0,
