@@ -1,6 +1,7 @@
 #include "tools/decode/labels.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "charge/usage_accounting.h"
 #include "stats/charger_classes.h"
@@ -18,8 +19,12 @@ std::string index_label(size_t index) {
     return "[" + std::to_string(index) + "]";
 }
 
-std::string bin_label(std::span<const int32_t> borders, size_t bin, double per_unit) {
-    const auto border = [&](size_t i) { return plain_number(borders[i] / per_unit, 2); };
+std::string bin_label(std::span<const int32_t> borders, size_t bin, double per_unit, int digits) {
+    const auto border = [&](size_t i) {
+        char text[16];
+        (void)snprintf(text, sizeof text, "%.*f", digits, borders[i] / per_unit);
+        return std::string(text);
+    };
     if (bin == 0) {
         return "above " + border(0);
     }
@@ -89,15 +94,15 @@ std::string grid_label(const std::string& row, size_t index) {
 }  // namespace
 
 std::string voltage_bin_label(size_t bin) {
-    return bin_label(VOLTAGE_BORDERS, bin, 1e6);
+    return bin_label(VOLTAGE_BORDERS, bin, 1e6, 2);
 }
 
 std::string temperature_bin_label(size_t bin) {
-    return bin_label(TEMPERATURE_BORDERS, bin, 10);
+    return bin_label(TEMPERATURE_BORDERS, bin, 10, 0);
 }
 
 std::string soc_bin_label(size_t bin) {
-    return bin_label(SOC_BORDERS, bin, 100);
+    return bin_label(SOC_BORDERS, bin, 100, 0);
 }
 
 std::string element_label(std::string_view field, size_t index) {
