@@ -4,12 +4,15 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "bench/event_text.h"
+
 namespace cellwarden::bench {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
 constexpr const char* CLEAR_LINE = "\r\x1b[K";
+constexpr size_t EVENT_INDENT = 20;  // its fields stand below its name
 constexpr const char* NO_COLOUR = "\x1b[0m";
 
 // A line's first word, its colour on a terminal, and the rest.
@@ -43,9 +46,15 @@ struct LineMaker {
                 std::to_string(unit.unit) + " stored, " + plural(unit.size, "byte")};
     }
     Line operator()(const EventSent& sent) const {
-        return {
-            "event", "\x1b[34m",
-            sent.event.category + "." + sent.event.name + ", " + plural(sent.event.size, "byte")};
+        std::string text =
+            sent.event.category + "." + sent.event.name + ", " + plural(sent.event.size, "byte");
+        for (const std::string& line : event_lines(sent.event.content)) {
+            text += "\n" + std::string(EVENT_INDENT, ' ') + line;
+        }
+        if (!sent.event.fault.empty()) {
+            text += "; " + sent.event.fault;
+        }
+        return {"event", "\x1b[34m", text};
     }
     Line operator()(const LogRecord& record) const {
         return {"log", record.level <= 3 ? "\x1b[31m" : "\x1b[0m", record.text};
@@ -73,11 +82,13 @@ struct JsonMaker {
         return {{"what", "unit"}, {"unit", unit.unit}, {"size", unit.size}};
     }
     Json operator()(const EventSent& sent) const {
-        return {{"what", "event"},
-                {"category", sent.event.category},
-                {"name", sent.event.name},
-                {"size", sent.event.size},
-                {"file", sent.file}};
+        Json event = {{"what", "event"},         {"category", sent.event.category},
+                      {"name", sent.event.name}, {"size", sent.event.size},
+                      {"file", sent.file},       {"fields", event_json(sent.event.content)}};
+        if (!sent.event.fault.empty()) {
+            event["fault"] = sent.event.fault;
+        }
+        return event;
     }
     Json operator()(const LogRecord& record) const {
         return {{"what", "log"}, {"level", record.level}, {"text", record.text}};
@@ -106,12 +117,13 @@ void print_line(Output output, double at_s, const Line& line) {
 
 std::string status_line(const PhoneStatus& status) {
     char text[200];
-    (void)snprintf(
-        text, sizeof text, "%d %%  %.3f V  %+.0f mA  %.1f °C  level %d  %s  up %lld:%02lld:%02lld",
-        status.capacity_percent, status.voltage_v, status.current_ma, status.temp_c,
-        status.ageing_level, status.source.c_str(), static_cast<long long>(status.uptime_s / 3600),
-        static_cast<long long>(status.uptime_s / 60 % 60),
-        static_cast<long long>(status.uptime_s % 60));
+    (void)snprintf(text, sizeof text,
+                   "%d %%  %.3f V  %+.0f mA  %.1f °C  level %d  %s  %s  up %lld:%02lld:%02lld",
+                   status.capacity_percent, status.voltage_v, status.current_ma, status.temp_c,
+                   status.ageing_level, status.source.c_str(), status.charge_status.c_str(),
+                   static_cast<long long>(status.uptime_s / 3600),
+                   static_cast<long long>(status.uptime_s / 60 % 60),
+                   static_cast<long long>(status.uptime_s % 60));
     return text;
 }
 
@@ -121,6 +133,7 @@ Json status_json(const PhoneStatus& status) {
             {"voltage_v", rounded(status.voltage_v, 1e3)},
             {"current_ma", rounded(status.current_ma, 1)},
             {"temp_c", rounded(status.temp_c, 10)},
+            {"charge_status", status.charge_status},
             {"level", status.ageing_level},
             {"source", status.source},
             {"uptime_s", status.uptime_s}};

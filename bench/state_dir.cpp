@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 
@@ -65,8 +66,19 @@ OutboxEvent read_outbox_event(const fs::path& file) {
     if (number == name.npos || category == name.npos || event == name.npos) {
         throw std::runtime_error(file.string() + ": no event of the outbox");
     }
-    return {name.substr(category + 1, event - category - 1), name.substr(event + 1),
-            fs::file_size(file)};
+    OutboxEvent found{.category = name.substr(category + 1, event - category - 1),
+                      .name = name.substr(event + 1),
+                      .size = fs::file_size(file),
+                      .content = {},
+                      .fault = {}};
+    std::ifstream stream(file, std::ios::binary);
+    const std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(stream), {});
+    try {
+        found.content = decode::decode_event(bytes, found.name);
+    } catch (const decode::EventError& error) {
+        found.fault = error.what();
+    }
+    return found;
 }
 
 }  // namespace cellwarden::bench

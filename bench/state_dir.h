@@ -7,6 +7,7 @@
 #include <string>
 
 #include "bench/scenario.h"
+#include "tools/decode/event.h"
 
 namespace cellwarden::bench {
 
@@ -23,7 +24,9 @@ void switch_fault(const std::filesystem::path& top, const std::string& fault, bo
 struct OutboxEvent {
     std::string category;
     std::string name;
-    uint64_t size = 0;  // bytes of the message, which is not looked into
+    uint64_t size = 0;      // bytes of the message
+    decode::Event content;  // without fields where the bytes are no event of that name
+    std::string fault;      // and why they are none
 };
 OutboxEvent read_outbox_event(const std::filesystem::path& file);
 

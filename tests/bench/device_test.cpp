@@ -129,6 +129,7 @@ TEST_F(Device, EventsLieInTheOutboxInTheirOrder) {
     const OutboxEvent first = read_outbox_event(*files.begin());
     EXPECT_EQ(first.category + "." + first.name, "charging.First");
     EXPECT_EQ(first.size, 3U);
+    EXPECT_NE(first.fault, "") << "three bytes that are no event";
     EXPECT_EQ(read_outbox_event(*files.rbegin()).name, "Second_x");
 }
 
