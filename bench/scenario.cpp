@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "bench/phone/phone_attributes.h"
+#include "bench/record_seed.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -84,6 +85,7 @@ std::string read_unit(const Place& place) {
         {"text", text_into(bytes)},
         {"hex", [&bytes](const Place& at) { bytes = read_hex(at); }},
         {"file", [&bytes](const Place& at) { bytes = read_file_of(at); }},
+        {"record", [&bytes](const Place& at) { bytes = read_record(at); }},
     };
     if (!place.value.is_object() || place.value.size() != 1) {
         fail(place, "an object with exactly one of: " + key_list(forms));

@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
+#include "stats/batt_stat.h"
+
 namespace cellwarden::bench {
 namespace {
 
@@ -42,6 +46,17 @@ TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
          "units.7.u8: expected a whole number from 0 to 255, found 256"},
         {"half a byte", R"({"units": {"7": {"hex": "abc"}}})", "units.7.hex: expected pairs"},
         {"no hex", R"({"units": {"7": {"hex": "zz"}}})", "units.7.hex: expected pairs"},
+        {"no field of the record", R"({"units": {"2491": {"record": {"onlinetime": 1}}}})",
+         "units.2491.record.onlinetime: expected a name of one of the record's fields"},
+        {"too much for a field", R"({"units": {"2491": {"record": {"fcc_mah": [1, 65536]}}}})",
+         "units.2491.record.fcc_mah[1]: expected a whole number from 0 to 65535, found 65536"},
+        {"too little for a field", R"({"units": {"2491": {"record": {"min_temp": -32769}}}})",
+         "units.2491.record.min_temp: expected a whole number from -32768 to 32767"},
+        {"too many elements", R"({"units": {"2491": {"record": {"fcc_mah": [1, 2, 3, 4, 5, 6]}}}})",
+         "units.2491.record.fcc_mah: expected an array of at most 5 numbers"},
+        {"too long a text",
+         R"({"units": {"2491": {"record": {"battery_model_name": "0123456789abcdef"}}}})",
+         "units.2491.record.battery_model_name: expected a text of at most 15 bytes"},
         {"missing file", R"({"units": {"7": {"file": "none.bin"}}})", "tried some/none.bin"},
         {"property with a path", R"({"properties": {"../x": "1"}})", "properties.../x: expected"},
         {"fault", R"({"faults": ["imei", "unit-read-"]})",
@@ -89,6 +104,27 @@ TEST(Scenario, TakesUnitsInEveryForm) {
         {8, ""},
     };
     EXPECT_EQ(scenario.units, wanted);
+}
+
+TEST(Scenario, ARecordHasTheNamedFieldsAndIsOtherwiseFresh) {
+    const Scenario scenario = parse_scenario(R"({"units": {"2491": {"record": {
+        "online_time": 4294967295, "fcc_mah": [258], "min_temp": -2, "dev_charge_count": [1, 2],
+        "battery_model_name": "PELLAMIR_VOSKA", "total_cycle_count": 0,
+        "initialized_time": 9223372036854775807}}}})",
+                                             "phone.json");
+    BattStat stat;
+    ASSERT_EQ(scenario.units.at(2491).size(), sizeof stat);
+    memcpy(&stat, scenario.units.at(2491).data(), sizeof stat);
+    BattStat wanted;
+    reset_batt_stat(wanted);
+    wanted.online_time = 4294967295;
+    wanted.fcc_mah[0] = 258;
+    wanted.min_temp = -2;
+    wanted.dev_attach[0].dev_charge_count = 1;
+    wanted.dev_attach[1].dev_charge_count = 2;
+    strcpy(wanted.battery_model_name.data(), "PELLAMIR_VOSKA");
+    wanted.initialized_time = 9223372036854775807;
+    EXPECT_EQ(memcmp(&stat, &wanted, sizeof stat), 0);
 }
 
 TEST(Scenario, SortsTheTimelineAndKeepsTheOrderOfEqualTimes) {
