@@ -54,6 +54,7 @@ struct PhoneStatus {
     double voltage_v = 0;
     double current_ma = 0;  // positive: charging
     double temp_c = 0;
+    std::string charge_status;  // "Charging", as the battery's status attribute has it
     int ageing_level = 0;
     std::string source;  // "PD 27 W", or "unplugged"
     int64_t uptime_s = 0;

@@ -190,6 +190,7 @@ PhoneStatus phone_status(const Session& session) {
             .voltage_v = terminal_uv(phone.battery) / 1e6,
             .current_ma = phone.battery.current_ua / 1e3,
             .temp_c = phone.battery.temp_c,
+            .charge_status = status_text(phone.flow.status),
             .ageing_level = phone.charger.ageing_level,
             .source = source_text(phone.charger),
             .uptime_s = std::llround(session.scenario.uptime_s + session.now_s)};
