@@ -41,9 +41,11 @@ struct LineMaker {
     Line operator()(const AttributeWrite& write) const {
         return {"write", "\x1b[33m", write.name + "  " + write.old_text + " -> " + write.new_text};
     }
-    Line operator()(const UnitStored& unit) const {
+    Line operator()(const UnitStored& stored) const {
+        const StoredUnit& unit = stored.unit;
         return {"unit", "\x1b[35m",
-                std::to_string(unit.unit) + " stored, " + plural(unit.size, "byte")};
+                std::to_string(unit.unit) + " stored, " + plural(unit.size, "byte") +
+                    (unit.value.empty() ? "" : ": " + unit.value)};
     }
     Line operator()(const EventSent& sent) const {
         std::string text =
@@ -78,8 +80,12 @@ struct JsonMaker {
                 {"old", write.old_text},
                 {"new", write.new_text}};
     }
-    Json operator()(const UnitStored& unit) const {
-        return {{"what", "unit"}, {"unit", unit.unit}, {"size", unit.size}};
+    Json operator()(const UnitStored& stored) const {
+        Json unit = {{"what", "unit"}, {"unit", stored.unit.unit}, {"size", stored.unit.size}};
+        if (!stored.unit.value.empty()) {
+            unit["value"] = stored.unit.value;
+        }
+        return unit;
     }
     Json operator()(const EventSent& sent) const {
         Json event = {{"what", "event"},         {"category", sent.event.category},

@@ -13,7 +13,7 @@ struct Counter {
         (cycle.full ? tally.full_cycles : tally.light_cycles)++;
     }
     void operator()(const AttributeWrite& write) const { tally.attribute_writes[write.name]++; }
-    void operator()(const UnitStored& unit) const { tally.units[unit.unit]++; }
+    void operator()(const UnitStored& stored) const { tally.units[stored.unit.unit]++; }
     void operator()(const EventSent& sent) const { tally.events[sent.event.name]++; }
     void operator()(const LogRecord&) const { tally.log_lines++; }
 };

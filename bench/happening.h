@@ -24,8 +24,7 @@ struct CycleDone {
     bool full = false;
 };
 struct UnitStored {
-    uint32_t unit = 0;
-    uint64_t size = 0;
+    StoredUnit unit;
 };
 struct EventSent {
     OutboxEvent event;

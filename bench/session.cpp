@@ -82,8 +82,7 @@ void take_file_event(Session& session, const FileEvent& event) {
     } else if (path == WAKE_UNLOCK_PATH) {
         tell(session, CycleDone{session.cycle_is_full});
     } else if (path.parent_path() == session.state_dir / "units") {
-        const auto unit = static_cast<uint32_t>(std::stoul(path.filename()));
-        tell(session, UnitStored{unit, fs::file_size(path)});
+        tell(session, UnitStored{read_stored_unit(path)});
     } else if (path.parent_path() == session.state_dir / "outbox") {
         tell(session, EventSent{read_outbox_event(path), path});
     } else if (const auto write = take_attribute_write(session.files, session.phone, path)) {

@@ -1,5 +1,7 @@
 #include "bench/state_dir.h"
 
+#include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
@@ -18,6 +20,24 @@ void write_file(const fs::path& path, const std::string& bytes) {
     if (!stream.flush()) {
         throw std::runtime_error(path.string() + ": cannot be written");
     }
+}
+
+std::string read_file(const fs::path& path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// Units of 1, 2, 4 and 8 bytes hold a number, little-endian; none of them goes below zero.
+std::string unit_value(const std::string& bytes) {
+    if (bytes.size() <= sizeof(uint64_t) && std::has_single_bit(bytes.size())) {
+        uint64_t number = 0;
+        for (size_t i = 0; i < bytes.size(); i++) {
+            number |= uint64_t{static_cast<uint8_t>(bytes[i])} << (8 * i);
+        }
+        return std::to_string(number);
+    }
+    const auto is_plain = [](unsigned char c) { return c >= ' ' && c <= '~'; };
+    return std::all_of(bytes.begin(), bytes.end(), is_plain) ? bytes : "";
 }
 
 }  // namespace
@@ -57,6 +77,11 @@ void switch_fault(const fs::path& top, const std::string& fault, bool on) {
     }
 }
 
+StoredUnit read_stored_unit(const fs::path& file) {
+    const std::string bytes = read_file(file);
+    return {static_cast<uint32_t>(std::stoul(file.filename())), bytes.size(), unit_value(bytes)};
+}
+
 OutboxEvent read_outbox_event(const fs::path& file) {
     // TIME-NUMBER-CATEGORY-NAME
     const std::string name = file.filename().string();
@@ -66,15 +91,15 @@ OutboxEvent read_outbox_event(const fs::path& file) {
     if (number == name.npos || category == name.npos || event == name.npos) {
         throw std::runtime_error(file.string() + ": no event of the outbox");
     }
+    const std::string bytes = read_file(file);
     OutboxEvent found{.category = name.substr(category + 1, event - category - 1),
                       .name = name.substr(event + 1),
-                      .size = fs::file_size(file),
+                      .size = bytes.size(),
                       .content = {},
                       .fault = {}};
-    std::ifstream stream(file, std::ios::binary);
-    const std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(stream), {});
     try {
-        found.content = decode::decode_event(bytes, found.name);
+        found.content = decode::decode_event(
+            {reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()}, found.name);
     } catch (const decode::EventError& error) {
         found.fault = error.what();
     }

@@ -20,6 +20,15 @@ void prepare_state_dir(const std::filesystem::path& top, const Scenario& scenari
 
 void switch_fault(const std::filesystem::path& top, const std::string& fault, bool on);
 
+// One unit of the store, by its file.
+struct StoredUnit {
+    uint32_t unit = 0;
+    uint64_t size = 0;  // bytes
+    std::string
+        value;  // what is short reads as a number ("121") or a text ("250401"); empty: neither
+};
+StoredUnit read_stored_unit(const std::filesystem::path& file);
+
 // One event of the outbox, by its file.
 struct OutboxEvent {
     std::string category;
