@@ -84,7 +84,7 @@ std::string charger_label(size_t charger_class) {
                                  : "";
     }
     const std::string name = "class " + std::to_string(charger_class);
-    return types.empty() ? name + ", not assigned" : name + ", charger type " + types + wattage;
+    return types.empty() ? name + ", not assigned" : name + ", type " + types + wattage;
 }
 
 std::string grid_label(const std::string& row, size_t index) {

@@ -1,0 +1,85 @@
+// cellwarden-report: a page of charts from records and life-time runs.
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+
+#include "tools/report/page.h"
+
+namespace cellwarden::report {
+namespace {
+
+constexpr const char* FOOTER =
+    "An input is the record of a phone (the bytes of unit 2491), a directory of units, or the "
+    "directory of a life-time run; NAME= before it names it in the page.\n\n"
+    "Exit codes: 0 the page was written; 2 wrong usage, an input without a record that the daemon "
+    "would keep, or a page that could not be written.";
+
+struct Options {
+    std::vector<std::string> inputs;
+    std::string out = "battery-report.html";
+    std::string title = "Battery report";
+};
+
+Subject subject_of(const std::string& input) {
+    const size_t equals = input.find('=');
+    const bool has_name = equals != std::string::npos && equals < input.find('/');
+    return has_name ? load_subject(input.substr(equals + 1), input.substr(0, equals))
+                    : load_subject(input, "");
+}
+
+void write_page(const std::string& path, const std::string& page) {
+    if (path == "-") {
+        std::cout << page;
+        return;
+    }
+    std::ofstream stream(path, std::ios::binary);
+    stream << page;
+    stream.close();
+    if (!stream) {
+        throw std::runtime_error(path + ": cannot be written: " + strerror(errno));
+    }
+    std::cout << path << ", " << page.size() / 1000 << " kB\n";
+}
+
+void run(const Options& options) {
+    std::vector<Subject> subjects;
+    for (const std::string& input : options.inputs) {
+        subjects.push_back(subject_of(input));
+    }
+    write_page(options.out, page_of(subjects, options.title));
+}
+
+}  // namespace
+}  // namespace cellwarden::report
+
+int main(int argc, char** argv) {
+    using namespace cellwarden::report;
+    constexpr int TROUBLE = 2;
+    try {
+        CLI::App app{"Makes one HTML page of charts from battery records and life-time runs."};
+        app.set_version_flag("--version", CELLWARDEN_TOOL_VERSION);
+        app.set_help_all_flag("--help-all", "The same as --help");
+        app.footer(FOOTER);
+        Options options;
+        app.add_option("input", options.inputs, "What to show; several are shown side by side")
+            ->required();
+        app.add_option("-o,--out", options.out, "The page; '-' is standard output")
+            ->capture_default_str();
+        app.add_option("--title", options.title, "Title of the page")->capture_default_str();
+        try {
+            app.parse(argc, argv);
+        } catch (const CLI::ParseError& error) {
+            return app.exit(error) == 0 ? 0 : TROUBLE;
+        }
+        run(options);
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << "cellwarden-report: " << error.what() << '\n';
+        return TROUBLE;
+    }
+}

@@ -1,0 +1,101 @@
+#include "tools/report/page.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "tools/report/sections.h"
+
+namespace cellwarden::report {
+namespace {
+
+using nlohmann::ordered_json;
+
+std::string escaped(std::string_view text) {
+    std::string html;
+    for (const char c : text) {
+        switch (c) {
+            case '<':
+                html += "&lt;";
+                break;
+            case '&':
+                html += "&amp;";
+                break;
+            case '"':
+                html += "&quot;";
+                break;
+            default:
+                html += c;
+        }
+    }
+    return html;
+}
+
+// A "<" in a text of the data would end the element that the data stands in.
+std::string script_safe(const ordered_json& json) {
+    std::string text = json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+    for (size_t at = 0; (at = text.find('<', at)) != std::string::npos;) {
+        text.replace(at, 1, "\\u003c");
+    }
+    return text;
+}
+
+std::string facts_html(const std::vector<Subject>& subjects) {
+    std::vector<std::vector<std::pair<std::string, std::string>>> columns;
+    std::string html = "<thead><tr><th scope=\"col\">Summary</th>";
+    for (const Subject& subject : subjects) {
+        columns.push_back(facts_of(subject));
+        html += "<th scope=\"col\">" + escaped(subject.name) + "</th>";
+    }
+    html += "</tr></thead><tbody>";
+    for (size_t row = 0; row < columns.front().size(); row++) {
+        html += "<tr><th scope=\"row\">" + escaped(columns.front()[row].first) + "</th>";
+        for (const auto& column : columns) {
+            html += "<td>" + escaped(column[row].second) + "</td>";
+        }
+        html += "</tr>\n";
+    }
+    return html + "</tbody>";
+}
+
+// Puts the texts in place of their @NAMES@, in one pass: what is put in is not looked into.
+std::string filled(std::string_view page,
+                   const std::array<std::pair<std::string_view, std::string_view>, 5>& parts) {
+    std::string result;
+    while (!page.empty()) {
+        const size_t at = page.find('@');
+        result += page.substr(0, at);
+        page.remove_prefix(std::min(at, page.size()));
+        bool is_place = false;
+        for (const auto& [name, text] : parts) {
+            if (page.starts_with(name)) {
+                result += text;
+                page.remove_prefix(name.size());
+                is_place = true;
+                break;
+            }
+        }
+        if (!is_place && !page.empty()) {
+            result += page.front();
+            page.remove_prefix(1);
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+std::string page_of(const std::vector<Subject>& subjects, const std::string& title) {
+    ordered_json data = {{"subjects", ordered_json::array()}, {"sections", sections_of(subjects)}};
+    for (const Subject& subject : subjects) {
+        data["subjects"].push_back({{"name", subject.name}});
+    }
+    return filled(PAGE_HTML, {{{"@TITLE@", escaped(title)},
+                               {"@FACTS@", facts_html(subjects)},
+                               {"@FOOTER@", "Made by " CELLWARDEN_TOOL_VERSION
+                                            ". Times are UTC; days are days of online time."},
+                               {"@DATA@", script_safe(data)},
+                               {"@SCRIPT@", PAGE_SCRIPT}}});
+}
+
+}  // namespace cellwarden::report

@@ -1,0 +1,383 @@
+#include "tools/report/sections.h"
+
+#include <algorithm>
+#include <array>
+#include <functional>
+
+#include "charge/soft_charge_levels.h"
+#include "tools/decode/labels.h"
+#include "tools/decode/reading.h"
+#include "tools/decode/record_layout.h"
+#include "tools/report/milestones.h"
+
+namespace cellwarden::report {
+namespace {
+
+using decode::FieldUnit;
+using nlohmann::ordered_json;
+
+constexpr double SECONDS_PER_HOUR = 3600;
+constexpr double SECONDS_PER_DAY = 86'400;
+constexpr double UNITS_PER_CHARGE = 1e4;
+constexpr double MICROPERCENT = 1e6;
+constexpr size_t PERIOD_DAYS = 10;
+constexpr uint8_t NOT_DECIDED = 0xFF;
+
+using Rows = std::function<ordered_json(const Subject&)>;
+
+ordered_json column(const char* name, const char* title, const char* unit = "", int digits = -1) {
+    ordered_json json = {{"name", name}, {"title", title}};
+    if (*unit != '\0') {
+        json["unit"] = unit;
+    }
+    if (digits >= 0) {
+        json["digits"] = digits;
+    }
+    return json;
+}
+
+ordered_json section(const char* id, const char* kind, const char* title, const char* about,
+                     ordered_json columns) {
+    return {{"id", id},
+            {"kind", kind},
+            {"title", title},
+            {"about", about},
+            {"columns", std::move(columns)}};
+}
+
+ordered_json filled(ordered_json section, const std::vector<Subject>& subjects, const Rows& rows) {
+    section["tables"] = ordered_json::array();
+    for (const Subject& subject : subjects) {
+        section["tables"].push_back(rows(subject));
+    }
+    return section;
+}
+
+// Periods that have begun.
+size_t period_count(const BattStat& stat) {
+    const size_t begun = stat.online_time == 0 ? 0 : stat.online_time / PERIOD_S + 1;
+    return std::min<size_t>(begun, PERIOD_COUNT);
+}
+
+// The day of online time at which a period ended, or the record was stored.
+double last_day(const BattStat& stat, size_t period) {
+    return std::min(static_cast<double>((period + 1) * PERIOD_DAYS),
+                    stat.online_time / SECONDS_PER_DAY);
+}
+
+// A period in which soft charge did not run has no figure.
+ordered_json health(uint16_t half_units) {
+    return half_units == 0 ? ordered_json()
+                           : ordered_json(decode::reading_number(FieldUnit::HALF_SOH, half_units));
+}
+
+ordered_json decided(uint8_t level) {
+    return level == NOT_DECIDED ? ordered_json() : ordered_json(level);
+}
+
+// Highest level whose charge had been put in by then.
+int throughput_level(const BattStat& stat, double day) {
+    int level = 0;
+    for (size_t i = 0; i < stat.soft_charge1_onlinetime.size(); i++) {
+        const uint64_t reached_s = stat.soft_charge1_onlinetime[i];
+        if (reached_s != 0 && static_cast<double>(reached_s) <= day * SECONDS_PER_DAY) {
+            level = static_cast<int>(i) + 1;
+        }
+    }
+    return level;
+}
+
+int level_in_force(const BattStat& stat, size_t period, int by_throughput) {
+    int level = by_throughput;
+    for (const uint8_t decision :
+         {stat.arrhenius_lv[period], stat.full_stay_capacity_degradation_aging_lv[period]}) {
+        level = decision == NOT_DECIDED ? level : std::max(level, int{decision});
+    }
+    return level;
+}
+
+ordered_json true_health_at(const Subject& subject, double day) {
+    const auto after =
+        std::find_if(subject.true_health.begin(), subject.true_health.end(),
+                     [=](const TrueHealth& health) { return health.online_days > day; });
+    return after == subject.true_health.begin() ? ordered_json()
+                                                : ordered_json(std::prev(after)->percent);
+}
+
+ordered_json soh_section(const std::vector<Subject>& subjects) {
+    const bool has_truth = std::any_of(subjects.begin(), subjects.end(),
+                                       [](const Subject& s) { return !s.true_health.empty(); });
+    ordered_json columns = {column("day", "Day of online time", "", 1),
+                            column("user", "User", "%", 3), column("filtered", "Filtered", "%", 3),
+                            column("predicted", "Predicted", "%", 3), column("raw", "Raw", "%", 3)};
+    if (has_truth) {
+        columns.push_back(column("true", "True (simulated)", "%", 3));
+    }
+    columns.push_back(column("level", "Level in force"));
+    columns.push_back(column("by_throughput", "by throughput"));
+    columns.push_back(column("by_arrhenius", "by Arrhenius"));
+    columns.push_back(column("by_full_stay", "by full stay"));
+    return filled(
+        section("soh", "soh", "State of health, and the battery-care level",
+                "The four estimates at the end of each ten-day period of online time, in per cent "
+                "of the design capacity. Below, the level in force, which is the highest of the "
+                "three indicators; the driver charges more gently the higher it is.",
+                std::move(columns)),
+        subjects, [=](const Subject& subject) {
+            const BattStat& stat = subject.stat;
+            ordered_json rows = ordered_json::array();
+            for (size_t i = 0; i < period_count(stat); i++) {
+                const double day = last_day(stat, i);
+                const int by_throughput = throughput_level(stat, day);
+                ordered_json row = {day, health(stat.user_soh_per_10days[i]),
+                                    health(stat.filtered_soh_per_10days[i]),
+                                    health(stat.predicted_soh_per_10days[i]),
+                                    health(stat.raw_soh_per_10days[i])};
+                if (has_truth) {
+                    row.push_back(true_health_at(subject, day));
+                }
+                row.push_back(level_in_force(stat, i, by_throughput));
+                row.push_back(by_throughput);
+                row.push_back(decided(stat.arrhenius_lv[i]));
+                row.push_back(decided(stat.full_stay_capacity_degradation_aging_lv[i]));
+                rows.push_back(std::move(row));
+            }
+            return rows;
+        });
+}
+
+struct Axis {
+    const char* column;
+    const char* title;
+    std::string (*label)(size_t bin);
+    size_t bins;
+};
+
+// The bins of an axis as the chart shows them; the first bin of the record is the highest.
+ordered_json axis_json(const Axis& axis, bool falling) {
+    ordered_json bins = ordered_json::array();
+    for (size_t i = 0; i < axis.bins; i++) {
+        bins.push_back(axis.label(falling ? i : axis.bins - 1 - i));
+    }
+    return {{"column", axis.column}, {"title", axis.title}, {"bins", bins}};
+}
+
+constexpr Axis TEMPERATURE = {"temperature", "battery temperature, °C",
+                              decode::temperature_bin_label, TEMPERATURE_BIN_COUNT};
+
+template <typename Grid>
+ordered_json grid_rows(const Grid& grid, const Axis& axis, double per_unit) {
+    ordered_json rows = ordered_json::array();
+    for (size_t i = 0; i < grid.size(); i++) {
+        if (grid[i] != 0) {
+            rows.push_back({axis.label(i / TEMPERATURE.bins),
+                            TEMPERATURE.label(i % TEMPERATURE.bins), grid[i] / per_unit});
+        }
+    }
+    return rows;
+}
+
+ordered_json voltage_section(const std::vector<Subject>& subjects) {
+    constexpr Axis VOLTAGE = {"voltage", "voltage, V", decode::voltage_bin_label,
+                              VOLTAGE_BIN_COUNT};
+    ordered_json json =
+        section("voltage", "heat", "Time per voltage and temperature",
+                "Hours that the battery has spent at each voltage and temperature. The shades are "
+                "logarithmic; cells without a shade were never reached. Top right ages fastest.",
+                {column("voltage", "Voltage", "V"), column("temperature", "Temperature", "°C"),
+                 column("hours", "Time", "h", 3)});
+    json["heat"] = {{"y", axis_json(VOLTAGE, true)},
+                    {"x", axis_json(TEMPERATURE, false)},
+                    {"z", {{"column", "hours"}, {"title", "hours"}}}};
+    return filled(std::move(json), subjects, [=](const Subject& subject) {
+        return grid_rows(subject.stat.vt_cet_table, VOLTAGE, SECONDS_PER_HOUR);
+    });
+}
+
+ordered_json charge_section(const std::vector<Subject>& subjects) {
+    constexpr Axis CHARGE = {"soc", "state of charge, %", decode::soc_bin_label, SOC_BIN_COUNT};
+    ordered_json json =
+        section("charge", "heat", "Charge put in per state of charge and temperature",
+                "Full charges put in at each state of charge and temperature.",
+                {column("soc", "State of charge", "%"), column("temperature", "Temperature", "°C"),
+                 column("charges", "Charge put in", "full charges", 4)});
+    json["heat"] = {{"y", axis_json(CHARGE, true)},
+                    {"x", axis_json(TEMPERATURE, false)},
+                    {"z", {{"column", "charges"}, {"title", "full charges"}}}};
+    return filled(std::move(json), subjects, [=](const Subject& subject) {
+        return grid_rows(subject.stat.ct_charge_table, CHARGE, UNITS_PER_CHARGE);
+    });
+}
+
+// What a period may lose at full charge so that 108 such periods leave the capacity to be kept.
+ordered_json full_stay_limit(uint16_t filtered) {
+    const ordered_json percent = health(filtered);
+    return percent.is_null() ? percent
+                             : ordered_json((percent.get<double>() - CAPACITY_KEPT_PERCENT) /
+                                            LEVEL_HORIZON_PERIODS);
+}
+
+ordered_json ageing_section(const std::vector<Subject>& subjects) {
+    return filled(
+        section("ageing", "ageing", "Ageing per ten-day period",
+                "What each period added to the three ageing models. The lines are the share of one "
+                "of 108 periods in the thresholds of the level: periods that average above the "
+                "upper Arrhenius line raise it and below the dashed one lower it; the line of the "
+                "full-stay loss follows from the filtered state of health of its period.",
+                {column("day", "From day"), column("arrhenius", "Arrhenius", "s"),
+                 column("raise", "raises from", "s", 0), column("lower", "lowers below", "s", 0),
+                 column("full_stay", "Lost at full", "%", 6), column("kept", "limit", "%", 6),
+                 column("cycle", "Lost by charging", "%", 6)}),
+        subjects, [](const Subject& subject) {
+            const BattStat& stat = subject.stat;
+            ordered_json rows = ordered_json::array();
+            for (size_t i = 0; i < period_count(stat); i++) {
+                rows.push_back({i * PERIOD_DAYS, stat.arrhenius_per_10days[i],
+                                static_cast<double>(ARRHENIUS_RAISE_FROM) / LEVEL_HORIZON_PERIODS,
+                                static_cast<double>(ARRHENIUS_LOWER_BELOW) / LEVEL_HORIZON_PERIODS,
+                                stat.full_stay_capacity_degradation_per_10days[i] / MICROPERCENT,
+                                full_stay_limit(stat.filtered_soh_per_10days[i]),
+                                stat.cycle_degradation_per_10days[i] / MICROPERCENT});
+            }
+            return rows;
+        });
+}
+
+ordered_json bars(const char* label, const char* length, const char* title, const char* format) {
+    return {{"label", label}, {"length", length}, {"title", title}, {"format", format}};
+}
+
+ordered_json throughput_section(const std::vector<Subject>& subjects) {
+    ordered_json json =
+        section("throughput", "bars", "Charge put in, and the levels it leads to",
+                "How far each level has come: it begins where its bar fills up to the mark.",
+                {column("level", "Level"), column("charges", "Charge put in", "full charges", 4),
+                 column("border", "begins above", "full charges", 0),
+                 column("day", "reached on day", "", 2)});
+    json["bars"] = bars("level", "charges", "full charges", ",.1f");
+    json["bars"]["limits"] = "border";
+    return filled(std::move(json), subjects, [](const Subject& subject) {
+        const BattStat& stat = subject.stat;
+        ordered_json rows = ordered_json::array();
+        for (size_t i = 0; i < CYCLE_COUNT_BORDERS.size(); i++) {
+            const uint64_t reached_s = stat.soft_charge1_onlinetime[i];
+            rows.push_back(
+                {"level " + std::to_string(i + 1), stat.total_cycle_count / UNITS_PER_CHARGE,
+                 CYCLE_COUNT_BORDERS[i] / UNITS_PER_CHARGE,
+                 reached_s == 0 ? ordered_json()
+                                : ordered_json(static_cast<double>(reached_s) / SECONDS_PER_DAY)});
+        }
+        return rows;
+    });
+}
+
+ordered_json charger_section(const std::vector<Subject>& subjects) {
+    ordered_json json = section(
+        "chargers", "bars", "Chargers by class",
+        "Time attached per class of charger, which follows from the driver's charger type and the "
+        "wattage; attachments and charge are in the table.",
+        {column("class", "Class"), column("hours", "Attached", "h", 3),
+         column("count", "Attachments"), column("charges", "Charge put in", "full charges", 4)});
+    json["bars"] = bars("class", "hours", "hours attached", ",.1f");
+    return filled(std::move(json), subjects, [](const Subject& subject) {
+        ordered_json rows = ordered_json::array();
+        for (size_t i = 0; i < CHARGER_CLASS_COUNT; i++) {
+            const DevAttachEntry& entry = subject.stat.dev_attach[i];
+            if ((entry.dev_attach_count | entry.dev_attach_total_time | entry.dev_charge_count) !=
+                0) {
+                rows.push_back({decode::element_label("dev_attach_count", i),
+                                entry.dev_attach_total_time / SECONDS_PER_HOUR,
+                                entry.dev_attach_count, entry.dev_charge_count / UNITS_PER_CHARGE});
+            }
+        }
+        return rows;
+    });
+}
+
+ordered_json current_section(const std::vector<Subject>& subjects) {
+    ordered_json json = section("currents", "bars", "Largest discharge currents",
+                                "By the condition under which they were drawn.",
+                                {column("condition", "Condition"),
+                                 column("current", "Current", "mA"), column("date", "Date")});
+    json["bars"] = bars("condition", "current", "mA", ",d");
+    return filled(std::move(json), subjects, [](const Subject& subject) {
+        ordered_json rows = ordered_json::array();
+        for (const DischargeRecord& record : discharge_records_of(subject.stat)) {
+            rows.push_back({record.condition, record.current_ma,
+                            decode::reading_json(FieldUnit::WALL_S, record.wall_s)});
+        }
+        return rows;
+    });
+}
+
+ordered_json discharge_section(const std::vector<Subject>& subjects) {
+    ordered_json json =
+        section("discharge", "bars", "Time in heavy discharge",
+                "By condition; a second counts under every condition that held.",
+                {column("condition", "Condition"), column("hours", "Time", "h", 3)});
+    json["bars"] = bars("condition", "hours", "hours", ",.2f");
+    return filled(std::move(json), subjects, [](const Subject& subject) {
+        ordered_json rows = ordered_json::array();
+        for (size_t i = 0; i < subject.stat.total_discharge_time.size(); i++) {
+            rows.push_back({decode::element_label("total_discharge_time", i),
+                            subject.stat.total_discharge_time[i] / SECONDS_PER_HOUR});
+        }
+        return rows;
+    });
+}
+
+ordered_json milestone_section(const std::vector<Subject>& subjects) {
+    return filled(section("milestones", "time_line", "Milestones",
+                          "When things first happened, and when extremes were reached (UTC).",
+                          {column("event", "Event"), column("date", "Date")}),
+                  subjects, [](const Subject& subject) {
+                      ordered_json rows = ordered_json::array();
+                      for (const Milestone& milestone : milestones_of(subject.stat)) {
+                          rows.push_back({milestone.event, decode::reading_json(FieldUnit::WALL_S,
+                                                                                milestone.wall_s)});
+                      }
+                      return rows;
+                  });
+}
+
+}  // namespace
+
+ordered_json sections_of(const std::vector<Subject>& subjects) {
+    return {soh_section(subjects),     ageing_section(subjects),     voltage_section(subjects),
+            charge_section(subjects),  throughput_section(subjects), charger_section(subjects),
+            current_section(subjects), discharge_section(subjects),  milestone_section(subjects)};
+}
+
+std::vector<std::pair<std::string, std::string>> facts_of(const Subject& subject) {
+    static constexpr std::array FIELDS = {
+        std::pair{"Battery", "battery_model_name"},
+        std::pair{"Statistics since", "initialized_time"},
+        std::pair{"Online time", "online_time"},
+        std::pair{"Battery-care level", "soft_charge_mode"},
+        std::pair{"State of health, user", "latest_user_soh"},
+        std::pair{"filtered", "latest_filtered_soh"},
+        std::pair{"predicted", "latest_predicted_soh"},
+        std::pair{"raw", "latest_raw_soh"},
+        std::pair{"Charge put in", "total_cycle_count"},
+        std::pair{"Lost at full", "total_full_stay_cap_degradation"},
+        std::pair{"Lost by charging", "total_cycle_degradation"},
+        std::pair{"Time at full charge", "soc_full_total_time"},
+        std::pair{"Time warm", "jeita_warm_total_time"},
+        std::pair{"Highest temperature", "max_temp"},
+        std::pair{"Lowest temperature", "min_temp"},
+        std::pair{"Highest cell voltage", "max_cell_voltage"},
+        std::pair{"Shutdowns when empty", "soc0_shutdown_cnt"},
+    };
+    std::vector<std::pair<std::string, std::string>> facts = {{"Record", subject.verdict}};
+    for (const auto& [title, name] : FIELDS) {
+        const decode::RecordField& field = *decode::find_record_field(name);
+        facts.emplace_back(
+            title,
+            field.unit == FieldUnit::TEXT
+                ? decode::stored_text(subject.stat, field)
+                : decode::reading_text(field.unit, decode::stored_value(subject.stat, field, 0)));
+    }
+    return facts;
+}
+
+}  // namespace cellwarden::report
