@@ -68,7 +68,7 @@ def check_folders():
 
 
 def check_named_files():
-    named = re.compile(r"`([\w./-]+\.(?:h|cpp|inc|proto|csv|py|te|rc|bp|md))`")
+    named = re.compile(r"`([\w./-]+\.(?:h|cpp|inc|proto|py|te|rc|bp|md))`")
     names = {path.name for folder in ROOT.glob("[a-z]*") if folder.name != "build"
              for path in folder.rglob("*")}
     for page in [*(ROOT / "docs").glob("*.md"), ROOT / "android/README.md"]:
