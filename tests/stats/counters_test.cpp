@@ -16,15 +16,17 @@ TEST(BattStatUpdate, EstablishedTimeIsTheBootAfterTheFirstCharge) {
     const struct {
         const char* name;
         uint32_t stored_count, working_count;
+        int calls;
         int64_t wall_at_boot;
         uint64_t stored, expected;
     } rows[] = {
-        {"enough charge", 3000, 0, WALL_AT_BOOT, 0, WALL_AT_BOOT},
-        {"a unit less", 2999, 0, WALL_AT_BOOT, 0, 0},
-        {"enough only as of this call", 0, 3000, WALL_AT_BOOT, 0, 0},
-        {"first second of a set clock", 3000, 0, 1'483'228'790, 0, 1'483'228'790},
-        {"last second of an unset clock", 3000, 0, 1'483'228'789, 0, 0},
-        {"set for good", 3000, 0, WALL_AT_BOOT, 77, 77},
+        {"enough charge", 3000, 0, 1, WALL_AT_BOOT, 0, WALL_AT_BOOT},
+        {"a unit less", 2999, 0, 1, WALL_AT_BOOT, 0, 0},
+        {"enough only as of this call", 0, 3000, 1, WALL_AT_BOOT, 0, 0},
+        {"enough as of the call before", 0, 3000, 2, WALL_AT_BOOT, 0, WALL_AT_BOOT},
+        {"first second of a set clock", 3000, 0, 1, 1'483'228'790, 0, 1'483'228'790},
+        {"last second of an unset clock", 3000, 0, 1, 1'483'228'789, 0, 0},
+        {"set for good", 3000, 0, 1, WALL_AT_BOOT, 77, 77},
     };
     for (const auto& row : rows) {
         Battery battery;
@@ -32,7 +34,9 @@ TEST(BattStatUpdate, EstablishedTimeIsTheBootAfterTheFirstCharge) {
         battery.stat.initialized_time = row.stored;
         battery.state.total_cycle_count = row.working_count;
         battery.wall_at_boot = row.wall_at_boot;
-        battery.call(10);
+        for (int call = 0; call < row.calls; call++) {
+            battery.call(10);
+        }
         EXPECT_EQ(battery.stat.initialized_time, row.expected) << row.name;
     }
 }
@@ -50,12 +54,13 @@ TEST(BattStatUpdate, ModelNameIsFilledInOnce) {
         {"a stored name stays", "KIRO", "PELLAMIR_VOSKA", "KIRO"},
     };
     for (const auto& row : rows) {
-        BattStat stat{};
-        std::copy(row.stored.begin(), row.stored.end(), stat.battery_model_name.begin());
-        update_model_name(stat, snapshot_of({{PARAM_BATTERY_MODEL_NAME, row.text}}));
+        Battery battery;
+        std::copy(row.stored.begin(), row.stored.end(), battery.stat.battery_model_name.begin());
+        set_param(battery.snapshot, {PARAM_BATTERY_MODEL_NAME, row.text});
+        battery.call(10);
         std::array<char, 16> expected{};
         std::copy(row.expected.begin(), row.expected.end(), expected.begin());
-        EXPECT_EQ(stat.battery_model_name, expected) << row.name;
+        EXPECT_EQ(battery.stat.battery_model_name, expected) << row.name;
     }
 }
 

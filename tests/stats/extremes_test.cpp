@@ -67,6 +67,7 @@ TEST(Extremes, ALargerDischargeIsJudgedAsASigned16BitCurrent) {
         {"wraps to a charge", 1, -40'000'000, 1},
         {"wraps around", 1, -65'538'000, 2},
         {"a stored charge gives way", 40'000, -1'000, 1},
+        {"no current leaves it", 40'000, 0, 40'000},
         {"least integer", 0, INT32_MIN, 0},
         {"least integer over a stored charge", 40'000, INT32_MIN, 50'331},
     };

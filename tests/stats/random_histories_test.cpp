@@ -181,8 +181,8 @@ TEST(BattStatUpdate, WhatIsStoredIsWhatIsLoaded) {
 // the update never writes stays as it was.
 
 constexpr int32_t ENDS[] = {
-    INT32_MIN, INT32_MIN + 1, -864'000,      -1,       0, 1, 15, 22, 11'000, 11'001, 32'768,
-    65'536,    864'000,       INT32_MAX - 1, INT32_MAX};
+    INT32_MIN, INT32_MIN + 1, -864'000,      -1,       0, 1, 15, 22, 11'000, 11'001, 32'768, 65'536,
+    864'000,   217'728'000,   INT32_MAX - 1, INT32_MAX};
 constexpr int64_t TIME_ENDS[] = {INT64_MIN, INT32_MIN, -1, 0, 1, UINT32_MAX, INT64_MAX};
 constexpr double SUM_ENDS[] = {-HUGE_VAL, -1, 0, 0.999, 4294.967295, 4294967296.0, HUGE_VAL, NAN};
 
