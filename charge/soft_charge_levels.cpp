@@ -97,17 +97,11 @@ int32_t judge_arrhenius(int32_t previous, const Projection& projection, int32_t 
 bool full_stay_level_may_rise(const PerPeriod<uint8_t>& levels, int32_t previous,
                               int32_t online_time) {
     constexpr int32_t WALK_BACK = 3;
-    if (online_time <= FIRST_PERIOD_END) {
-        return true;
-    }
     const int32_t period = online_time / PERIOD_S;
-    for (int32_t back = 1; back <= WALK_BACK; back++) {
+    for (int32_t back = 1; back <= std::min(WALK_BACK, period); back++) {
         const int32_t then = levels[static_cast<size_t>(period - back)];
-        if (previous > then) {
-            return false;
-        }
-        if (previous < then || back == period) {
-            return true;
+        if (previous != then) {
+            return previous < then;
         }
     }
     return true;
