@@ -10,6 +10,21 @@
 #include "support/bits.h"
 #include "support/sysfs.h"
 
+// The linker sends the daemon's exponentials here.
+#if LDBL_MANT_DIG == 113
+#define WRAPPED(prefix) prefix##_expl
+#else
+#define WRAPPED(prefix) prefix##_expf128
+#endif
+extern "C" cellwarden::extended WRAPPED(__real)(cellwarden::extended x) noexcept;
+
+static int exponentials;
+
+extern "C" cellwarden::extended WRAPPED(__wrap)(cellwarden::extended x) noexcept {
+    exponentials++;
+    return WRAPPED(__real)(x);
+}
+
 namespace cellwarden {
 namespace {
 
@@ -189,6 +204,26 @@ RC_GTEST_PROP(ArrheniusIntegral, EqualsTheSumOfItsSecondsBitForBit, ()) {
     RC_ASSERT(bits_of(state.total_arrhenius) == bits_of(total));
     for (size_t i = 0; i < per_period.size(); i++) {
         RC_ASSERT(bits_of(state.arrhenius_per_10days[i]) == bits_of(per_period[i]));
+    }
+}
+
+TEST(ArrheniusIntegral, TakesAnExponentialOnlyForANewReading) {
+    const struct {
+        const char* name;
+        Reading to;
+        int expected;
+    } rows[] = {
+        {"steady", {1001, 250, 4'000'000}, 1},
+        {"another voltage every tenth second", {1001, 250, 4'000'100}, 100},
+        {"another temperature every hundredth second", {1001, 260, 4'000'000}, 10},
+        {"valid up to 5 V only", {1001, 250, 14'000'000}, 101},
+    };
+    for (const auto& row : rows) {
+        ServiceState state;
+        update_arrhenius_at(state, {1, 250, 4'000'000});
+        exponentials = 0;
+        update_arrhenius_at(state, row.to);
+        EXPECT_EQ(exponentials, row.expected) << row.name;
     }
 }
 

@@ -71,6 +71,7 @@ TEST(ArrheniusLevel, FollowsTheExpectedSum) {
         {"last judged second", 93'311'999, {3}, 6'591'601, 4},
         {"frozen", 93'312'000, {3}, 6'591'601, 3},
         {"frozen with gaps", 93'312'000, {NOT_DECIDED, NOT_DECIDED, 2, 4}, 0, 2},
+        {"frozen to period 107, not a later one", 110 * 864'000, {5, 5, 2}, 6'591'601, 2},
         {"frozen with nothing decided", 93'312'000, {}, 6'591'601, 0},
         {"too early", 863'743, {}, 1e9, 0},
     };

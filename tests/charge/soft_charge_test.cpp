@@ -161,6 +161,7 @@ TEST(SoftCharge, JudgesInOrder) {
     state.full_stay_capacity_degradation_aging_lv[0] = 0;
     state.total_full_stay_cap_degradation = 0.0925;  // 80.01 % left but for this minute
     state.arrhenius_lv.fill(NOT_DECIDED);
+    state.soft_charge.previous_cycle_count = 1;
     control(state, {{PARAM_BATTERY_TEMP, 1000}, {PARAM_BATTERY_VOLTAGE_NOW, 5'000'000}});
     // This cycle's charge makes level 3, its Arrhenius sum and full-stay loss level 1 each.
     EXPECT_EQ(state.soft_charge1_level, 3);
@@ -170,6 +171,12 @@ TEST(SoftCharge, JudgesInOrder) {
     EXPECT_EQ(state.latest_user_soh, 86'220);
     EXPECT_EQ(state.user_charge_full, 4'311'000);
     EXPECT_EQ(state.soft_charge_mode, 3);
+    // The prediction by this cycle's losses of both kinds.
+    EXPECT_GT(state.total_cycle_degradation, 1);
+    EXPECT_EQ(
+        state.latest_predicted_soh,
+        to_i32((100 - (state.total_full_stay_cap_degradation + state.total_cycle_degradation)) *
+               1000));
 }
 
 TEST(SoftCharge, UsesNoHeap) {

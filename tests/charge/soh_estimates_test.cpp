@@ -49,11 +49,12 @@ TEST(RawSoh, IsLearnedOverDesignCapacity) {
 TEST(PredictedSoh, IsWhatTheModelsLeave) {
     const struct {
         const char* name;
-        double full_stay, cycle;
+        extended full_stay, cycle;
         int32_t expected;
     } rows[] = {
         {"both losses", 3.5, 1.25, 95'250},
         {"cut toward zero", 3.5, 1.2500001, 95'249},
+        {"the difference is rounded first", extended{4023} / 1000, 0, 95'976},
         {"more than all, cut toward zero", 100, 1.0000009, -1000},
         {"beyond 32 bits", 1e10, 0, INT32_MIN},
     };

@@ -246,7 +246,7 @@ TEST(BattStatSave, ComesOnceADayAtShutdownAndAfterLearning) {
         {"an event that is gone is a change, the next one not",
          {{10, 3, 500, false}, {11, 3, 0, true}, {12, 3, 600, false}, {13, 3, 601, true}}},
         {"the event is remembered with a save that was due anyway",
-         {{10, 4, 500, true}, {11, 4, 501, true}, {12, 3, 501, false}}},
+         {{10, 3, 500, false}, {11, 4, 501, true}, {12, 3, 501, false}}},
         {"the boot clock went back", {{90'000, 3, 0, true}, {10, 3, 0, false}}},
     };
     for (const auto& row : rows) {
