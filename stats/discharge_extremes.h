@@ -27,10 +27,10 @@ struct DischargeMaximum {
 
 // In the order of max_discharge_time.
 inline constexpr std::array<DischargeMaximum, 4> DISCHARGE_MAXIMA = {{
-    {&BattStat::max_discharge_current, {ANY_READING, ANY_READING, -1}},
-    {&BattStat::max_dischg_cur_3500mv_10c, {99, 3'499'999, ANY}},
-    {&BattStat::max_dischg_cur_3500mv_5c, {49, 3'499'999, ANY}},
-    {&BattStat::max_dischg_cur_3500mv_0c, {-1, 3'499'999, ANY}},
+    {&BattStat::max_discharge_current, {ANY_READING, ANY_READING, ANY_READING}},
+    {&BattStat::max_dischg_cur_3500mv_10c, {99, 3'499'999, ANY_READING}},
+    {&BattStat::max_dischg_cur_3500mv_5c, {49, 3'499'999, ANY_READING}},
+    {&BattStat::max_dischg_cur_3500mv_0c, {-1, 3'499'999, ANY_READING}},
 }};
 
 // In the order of total_discharge_time: more than 2 A, more than 3 A, and the cold and low-voltage
