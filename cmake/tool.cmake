@@ -1,11 +1,13 @@
-# cellwarden_tool(NAME SOURCE...): a program for people, with what comes with one: its version, its
-# man page, made from its own --help, its bash completion, and its installation.
+# cellwarden_tool(NAME ABOUT SOURCE...): a program for people, with what comes with one: its version,
+# its man page, made from its own --help, its bash completion, and its installation. ABOUT says in
+# one line what it does.
 find_program(HELP2MAN help2man)
 
-function(cellwarden_tool name)
+function(cellwarden_tool name about)
     add_executable(${name} ${ARGN})
     target_link_libraries(${name} PRIVATE cellwarden_flags)
     target_compile_definitions(${name} PRIVATE
+        CELLWARDEN_TOOL_ABOUT="${about}"
         CELLWARDEN_TOOL_VERSION="${name} ${PROJECT_VERSION}")
     # As the daemon: the 128-bit float arithmetic is called directly.
     target_link_options(${name} PRIVATE -static-libgcc)
@@ -19,7 +21,7 @@ function(cellwarden_tool name)
         set(page ${CMAKE_BINARY_DIR}/man/${name}.1)
         add_custom_command(OUTPUT ${page}
             COMMAND ${HELP2MAN} --no-info --section=1 --help-option=--help-all
-                    --manual=cellwarden --output=${page} $<TARGET_FILE:${name}>
+                    --manual=cellwarden --name=${about} --output=${page} $<TARGET_FILE:${name}>
             DEPENDS ${name} VERBATIM)
         add_custom_target(${name}-man ALL DEPENDS ${page})
         install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

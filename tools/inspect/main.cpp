@@ -1,9 +1,9 @@
 // cellwarden-inspect: reads what phones leave behind.
 
-#include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
 
+#include "tools/command_line.h"
 #include "tools/decode/event.h"
 #include "tools/inspect/commands.h"
 #include "tools/inspect/input.h"
@@ -13,9 +13,11 @@ namespace {
 
 constexpr const char* FOOTER =
     "A file named '-' is standard input.\n\n"
-    "Exit codes: 0 all is sound (diff: nothing differs); 1 the daemon would reset the record, an "
-    "event is none, a unit is not as it should be (diff: something differs); 2 wrong usage, or a "
-    "file that cannot be read.";
+    "Exit codes:\n"
+    "  0   all is sound; diff: nothing differs\n"
+    "  1   the daemon would reset the record, an event is none, a unit is not as it should be; "
+    "diff: something differs\n"
+    "  2   wrong usage, or a file that cannot be read";
 
 struct Options {
     std::string record;
@@ -76,18 +78,15 @@ int main(int argc, char** argv) {
     using namespace cellwarden::inspect;
     constexpr int TROUBLE = 2;
     try {
-        CLI::App app{
-            "Shows what a phone's battery daemon has stored and sent, in units people read."};
-        app.set_version_flag("--version", CELLWARDEN_TOOL_VERSION);
-        app.set_help_all_flag("--help-all", "Print the help of all commands");
+        CLI::App app;
+        cellwarden::set_up_command_line(app);
         app.require_subcommand(1);
         app.footer(FOOTER);
         Options options;
         add_commands(app, options);
-        try {
-            app.parse(argc, argv);
-        } catch (const CLI::ParseError& error) {
-            return app.exit(error) == 0 ? 0 : TROUBLE;
+        const int done = cellwarden::parse_command_line(app, argc, argv);
+        if (done >= 0) {
+            return done;
         }
         return run(app, options);
     } catch (const std::exception& error) {

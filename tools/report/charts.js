@@ -133,12 +133,12 @@ function heat(section) {
 
 // Three panels of bars per period, each with the lines of its thresholds.
 function ageing() {
-  const panel = (field, title, format, limits, last) => ({
+  const panel = (field, title, limits, last) => ({
     type: 'group', encode: {update: {width: {signal: 'width'}, height: value(110)}},
     scales: [{name: 'y', type: 'linear', range: [110, 0], nice: true, zero: true,
               domain: column('all', [field, ...limits])}],
     axes: [
-      {orient: 'left', scale: 'y', title, grid: true, tickCount: 4, format, minExtent: 42},
+      {orient: 'left', scale: 'y', title, grid: true, tickCount: 4, minExtent: 42},
       last ? dayAxis : {orient: 'bottom', scale: 'x', labels: false, tickCount: {signal: 'width / 70'}},
     ],
     marks: [
@@ -163,9 +163,9 @@ function ageing() {
     data: [{name: 'ends', source: 'all', transform: [{type: 'formula', as: 'end', expr: 'datum.day + 10'}]}],
     scales: [{name: 'x', type: 'linear', range: 'width', domain: column('ends', ['day', 'end'])}],
     marks: [
-      panel('arrhenius', 'Arrhenius, s', ',~g', ['raise', 'lower'], false),
-      panel('full_stay', 'lost at full, %', '~g', ['kept'], false),
-      panel('cycle', 'lost by charging, %', '~g', [], true),
+      panel('arrhenius', 'Arrhenius, s', ['raise', 'lower'], false),
+      panel('full_stay', 'lost at full, %', ['kept'], false),
+      panel('cycle', 'lost by charging, %', [], true),
     ],
   });
 }
@@ -182,7 +182,7 @@ function bars(section) {
     ],
     axes: [
       {orient: 'left', scale: 'y', labelLimit: {signal: 'max(90, containerSize()[0] * 0.45)'}},
-      {orient: 'bottom', scale: 'x', title: section.bars.title, grid: true, format: ',~g',
+      {orient: 'bottom', scale: 'x', title: section.bars.title, grid: true,
        tickCount: {signal: 'width / 60'}},
     ],
     marks: [

@@ -1,6 +1,5 @@
 // cellwarden-report: a page of charts from records and life-time runs.
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -8,6 +7,7 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "tools/command_line.h"
 #include "tools/report/page.h"
 
 namespace cellwarden::report {
@@ -16,8 +16,10 @@ namespace {
 constexpr const char* FOOTER =
     "An input is the record of a phone (the bytes of unit 2491), a directory of units, or the "
     "directory of a life-time run; NAME= before it names it in the page.\n\n"
-    "Exit codes: 0 the page was written; 2 wrong usage, an input without a record that the daemon "
-    "would keep, or a page that could not be written.";
+    "Exit codes:\n"
+    "  0   the page was written\n"
+    "  2   wrong usage, an input without a record that the daemon would keep, or a page that could "
+    "not be written";
 
 struct Options {
     std::vector<std::string> inputs;
@@ -61,9 +63,8 @@ int main(int argc, char** argv) {
     using namespace cellwarden::report;
     constexpr int TROUBLE = 2;
     try {
-        CLI::App app{"Makes one HTML page of charts from battery records and life-time runs."};
-        app.set_version_flag("--version", CELLWARDEN_TOOL_VERSION);
-        app.set_help_all_flag("--help-all", "The same as --help");
+        CLI::App app;
+        cellwarden::set_up_command_line(app);
         app.footer(FOOTER);
         Options options;
         app.add_option("input", options.inputs, "What to show; several are shown side by side")
@@ -71,10 +72,9 @@ int main(int argc, char** argv) {
         app.add_option("-o,--out", options.out, "The page; '-' is standard output")
             ->capture_default_str();
         app.add_option("--title", options.title, "Title of the page")->capture_default_str();
-        try {
-            app.parse(argc, argv);
-        } catch (const CLI::ParseError& error) {
-            return app.exit(error) == 0 ? 0 : TROUBLE;
+        const int done = cellwarden::parse_command_line(app, argc, argv);
+        if (done >= 0) {
+            return done;
         }
         run(options);
         return 0;

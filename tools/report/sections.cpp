@@ -303,8 +303,10 @@ ordered_json current_section(const std::vector<Subject>& subjects) {
     return filled(std::move(json), subjects, [](const Subject& subject) {
         ordered_json rows = ordered_json::array();
         for (const DischargeRecord& record : discharge_records_of(subject.stat)) {
-            rows.push_back({record.condition, record.current_ma,
-                            decode::reading_json(FieldUnit::WALL_S, record.wall_s)});
+            if (record.current_ma != 0) {
+                rows.push_back({record.condition, record.current_ma,
+                                decode::reading_json(FieldUnit::WALL_S, record.wall_s)});
+            }
         }
         return rows;
     });
@@ -319,8 +321,11 @@ ordered_json discharge_section(const std::vector<Subject>& subjects) {
     return filled(std::move(json), subjects, [](const Subject& subject) {
         ordered_json rows = ordered_json::array();
         for (size_t i = 0; i < subject.stat.total_discharge_time.size(); i++) {
-            rows.push_back({decode::element_label("total_discharge_time", i),
-                            subject.stat.total_discharge_time[i] / SECONDS_PER_HOUR});
+            const uint32_t seconds = subject.stat.total_discharge_time[i];
+            if (seconds != 0) {
+                rows.push_back(
+                    {decode::element_label("total_discharge_time", i), seconds / SECONDS_PER_HOUR});
+            }
         }
         return rows;
     });
@@ -355,9 +360,9 @@ std::vector<std::pair<std::string, std::string>> facts_of(const Subject& subject
         std::pair{"Online time", "online_time"},
         std::pair{"Battery-care level", "soft_charge_mode"},
         std::pair{"State of health, user", "latest_user_soh"},
-        std::pair{"filtered", "latest_filtered_soh"},
-        std::pair{"predicted", "latest_predicted_soh"},
-        std::pair{"raw", "latest_raw_soh"},
+        std::pair{"State of health, filtered", "latest_filtered_soh"},
+        std::pair{"State of health, predicted", "latest_predicted_soh"},
+        std::pair{"State of health, raw", "latest_raw_soh"},
         std::pair{"Charge put in", "total_cycle_count"},
         std::pair{"Lost at full", "total_full_stay_cap_degradation"},
         std::pair{"Lost by charging", "total_cycle_degradation"},
