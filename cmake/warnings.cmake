@@ -19,4 +19,8 @@ else()
         -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
     target_link_options(cellwarden_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
+if(CELLWARDEN_FUZZ)  # marks for libFuzzer which code an input reaches
+    target_compile_options(cellwarden_flags INTERFACE -fsanitize=fuzzer-no-link)
+    target_link_options(cellwarden_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 target_link_options(cellwarden_flags INTERFACE $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie> -Wl,--as-needed)

@@ -1,0 +1,98 @@
+// Any stored record, whole, cut, old or forged, and cycles on it: the record in memory is always
+// one that is accepted again, a load and a save change nothing of it, and a level stays in 0 to 5
+// if the record's levels are such.
+#include <cstddef>
+#include <cstring>
+
+#include "fuzz/life.h"
+#include "stats/soft_charge_history.h"
+#include "support/phone.h"
+
+namespace cellwarden::fuzz {
+namespace {
+
+bool started_sane;
+
+BattStatVerdict verdict_of(const std::string& image) {
+    return judge_batt_stat(reinterpret_cast<const uint8_t*>(image.data()),
+                           static_cast<uint32_t>(image.size()));
+}
+
+// The tables and the ageing sums of periods survive seeding the working state and copying it back.
+void check_round_trip(const ServiceState& state, const BattStat& stat) {
+    static BattStat copied;
+    copied = stat;
+    copy_usage_tables(state, copied);
+    copy_soft_charge_history(state, copied);
+    promise(copied.online_time == stat.online_time && copied.vt_cet_table == stat.vt_cet_table &&
+                copied.ct_charge_table == stat.ct_charge_table &&
+                copied.total_cycle_count == stat.total_cycle_count &&
+                copied.total_arrhenius == stat.total_arrhenius &&
+                copied.arrhenius_per_10days == stat.arrhenius_per_10days,
+            "tables and Arrhenius sums survive a restart");
+    promise(copied.total_full_stay_cap_degradation == stat.total_full_stay_cap_degradation &&
+                copied.full_stay_capacity_degradation_per_10days ==
+                    stat.full_stay_capacity_degradation_per_10days &&
+                copied.total_cycle_degradation == stat.total_cycle_degradation &&
+                copied.cycle_degradation_per_10days == stat.cycle_degradation_per_10days,
+            "degradations survive a restart");
+}
+
+void check_load(const std::string& image, const Life& life) {
+    const BattStatVerdict verdict = verdict_of(image);
+    static BattStat expected;
+    reset_batt_stat(expected);
+    if (verdict == BattStatVerdict::ACCEPTED || verdict == BattStatVerdict::UPGRADED) {
+        const std::array<uint8_t, 3> version = expected.version;
+        memcpy(&expected, image.data(), sizeof expected);
+        expected.version = version;
+    }
+    promise(memcmp(&life.stat, &expected, sizeof expected) == 0,
+            "a record is taken as it stands, upgraded or reset");
+    check_round_trip(life.state, life.stat);
+}
+
+void check(Life& life, After /*what*/) {
+    promise(verdict_of(test::bytes_of(life.stat)) == BattStatVerdict::ACCEPTED,
+            "the record is accepted again");
+    promise(!started_sane || (life.state.soft_charge_mode >= 0 && life.state.soft_charge_mode <= 5),
+            "a level stays in 0 to 5");
+}
+
+// Two bytes of length, the image, then the steps.
+std::string input_of(const std::string& image) {
+    return test::bytes_of(static_cast<uint16_t>(image.size())) + image + ordinary_steps();
+}
+
+}  // namespace
+
+std::vector<std::string> seeds() {
+    static BattStat stat;
+    reset_batt_stat(stat);
+    const std::string fresh = test::bytes_of(stat);
+    stat.version[2] = 3;
+    stat.online_time = 107 * PERIOD_S + 10;
+    stat.soft_charge_mode = 3;
+    stat.latest_filtered_soh = 43'000;
+    stat.arrhenius_per_10days.fill(70'000);
+    stat.arrhenius_lv.fill(2);
+    stat.full_stay_capacity_degradation_per_10days.fill(200'000);
+    stat.full_stay_capacity_degradation_aging_lv.fill(3);
+    stat.cycle_degradation_per_10days.fill(90'000);
+    stat.total_cycle_count = 3'000'000;
+    return {input_of(fresh), input_of(test::bytes_of(stat)), input_of(""), input_of("\xFF"),
+            input_of(fresh.substr(0, 100))};
+}
+
+}  // namespace cellwarden::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using namespace cellwarden::fuzz;
+    Input steps(data, size);
+    const std::string image = steps.text(steps.number(2));
+    Life& life = new_life(image);
+    check_load(image, life);
+    started_sane = levels_are_sane(life.stat);
+    live(life, steps, check);
+    return 0;
+}
