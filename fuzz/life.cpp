@@ -40,8 +40,8 @@ void switch_faults(uint8_t bits) {
 }
 
 void full_cycle(Life& life, uint32_t times) {
-    const uint32_t seconds = times & 0xF'FFFF;
-    const int32_t days = static_cast<int32_t>(times) >> 20;
+    const uint32_t seconds = times & 0x3FF;
+    const int32_t days = static_cast<int16_t>(times) >> 10;
     life.state.cycle_boot_time += seconds;
     life.state.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
     life.snapshot = SysfsParams{};
@@ -73,7 +73,7 @@ void append_attribute(std::string& steps, SysfsParamId id, const std::string& te
     steps += text + "\n";
 }
 
-void append_cycle(std::string& steps, const bench::Phone& phone, uint32_t seconds) {
+void append_cycle(std::string& steps, const bench::Phone& phone, uint16_t seconds) {
     for (const bench::AttributeText& attribute : bench::live_attributes(phone)) {
         append_attribute(steps, attribute.id, attribute.text);
     }
@@ -88,7 +88,7 @@ Life& new_life(const std::string& record) {
     test::phone = test::FakePhone{};
     test::phone.units[UNIT_BATT_STAT] = record;
     attribute_files = {{"/sys/class/thermal/thermal_zone7/type", "sdm_therm\n"}};
-    life.state.cycle_boot_time = 60;
+    life.state.cycle_boot_time = 86'000;  // the daily save is near
     life.state.cycle_wall_time = 1'700'000'000;
     restart(life);
     return life;
@@ -100,7 +100,7 @@ void live(Life& life, Input& steps, void (*after_cycle)(Life& life, After what))
         if (opcode < SYSFS_PARAM_COUNT) {
             set_attribute(opcode, steps);
         } else if (opcode == FULL_CYCLE) {
-            full_cycle(life, steps.number(4));
+            full_cycle(life, steps.number(2));
             after_cycle(life, After::FULL_CYCLE);
         } else if (opcode == LIGHT_CYCLE) {
             light_cycle(life);
@@ -124,22 +124,21 @@ bool levels_are_sane(const BattStat& stat) {
 }
 
 std::string ordinary_steps() {
-    constexpr uint32_t HOUR = 3600;
     bench::Phone phone;
     std::string steps;
     for (const bench::AttributeText& attribute : bench::start_attributes(phone)) {
         append_attribute(steps, attribute.id, attribute.text);
     }
-    append_cycle(steps, phone, HOUR);
+    append_cycle(steps, phone, 20);
     phone.battery.soc = 0.9;
     phone.battery.temp_c = 46;
-    append_cycle(steps, phone, HOUR);
+    append_cycle(steps, phone, 20);
     phone.battery.soc = 0.01;
     phone.shutdown_phase = 4;
-    append_cycle(steps, phone, 12 * 24 * HOUR);
+    append_cycle(steps, phone, 200);
     steps += static_cast<char>(LIGHT_CYCLE);
     steps += static_cast<char>(RESTART);
-    append_cycle(steps, phone, HOUR);
+    append_cycle(steps, phone, 20);
     return steps;
 }
 

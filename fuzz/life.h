@@ -3,8 +3,10 @@
 //
 // An input is a row of steps, each an opcode and what belongs to it:
 //   0 to 133         that parameter's attribute: a length, then so many characters (255: no file)
-//   FULL_CYCLE       4 bytes: the lower 20 bits are the seconds since the last one, the upper 12,
-//                    signed, the days by which the wall clock is set
+//   FULL_CYCLE       2 bytes: the lower 10 bits are the seconds since the last cycle (few, as
+//   ageing
+//                    is summed second by second), the upper 6, signed, the days by which the wall
+//                    clock is set
 //   LIGHT_CYCLE      nothing
 //   RESTART          nothing
 //   FAULTS           1 byte: what fails from now on, one bit each
@@ -37,8 +39,8 @@ void live(Life& life, Input& steps, void (*after_cycle)(Life& life, After what))
 // ordered from outside.
 bool levels_are_sane(const BattStat& stat);
 
-// Steps for seeds: the attributes of the bench's phone, then full cycles an hour apart in which it
-// charges, heats up and empties, then a shutdown and a restart.
+// Steps for seeds: the attributes of the bench's phone, then full cycles in which it charges, heats
+// up and empties, then a shutdown and a restart.
 std::string ordinary_steps();
 
 }  // namespace cellwarden::fuzz

@@ -1,6 +1,7 @@
 // Any stored record, whole, cut, old or forged, and cycles on it: the record in memory is always
 // one that is accepted again, a load and a save change nothing of it, and a level stays in 0 to 5
 // if the record's levels are such.
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
@@ -71,13 +72,15 @@ std::vector<std::string> seeds() {
     reset_batt_stat(stat);
     const std::string fresh = test::bytes_of(stat);
     stat.version[2] = 3;
-    stat.online_time = 107 * PERIOD_S + 10;
+    stat.online_time = 107 * PERIOD_S - 30;
     stat.soft_charge_mode = 3;
     stat.latest_filtered_soh = 43'000;
     stat.arrhenius_per_10days.fill(70'000);
-    stat.arrhenius_lv.fill(2);
+    stat.arrhenius_lv.fill(255);
     stat.full_stay_capacity_degradation_per_10days.fill(200'000);
-    stat.full_stay_capacity_degradation_aging_lv.fill(3);
+    stat.full_stay_capacity_degradation_aging_lv.fill(255);
+    std::fill_n(stat.arrhenius_lv.begin(), 106, uint8_t{2});
+    std::fill_n(stat.full_stay_capacity_degradation_aging_lv.begin(), 106, uint8_t{3});
     stat.cycle_degradation_per_10days.fill(90'000);
     stat.total_cycle_count = 3'000'000;
     return {input_of(fresh), input_of(test::bytes_of(stat)), input_of(""), input_of("\xFF"),
