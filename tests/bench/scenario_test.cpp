@@ -122,7 +122,7 @@ TEST(Scenario, ARecordHasTheNamedFieldsAndIsOtherwiseFresh) {
     wanted.min_temp = -2;
     wanted.dev_attach[0].dev_charge_count = 1;
     wanted.dev_attach[1].dev_charge_count = 2;
-    strcpy(wanted.battery_model_name.data(), "PELLAMIR_VOSKA");
+    memcpy(wanted.battery_model_name.data(), "PELLAMIR_VOSKA", 14);
     wanted.initialized_time = 9223372036854775807;
     EXPECT_EQ(memcmp(&stat, &wanted, sizeof stat), 0);
 }
