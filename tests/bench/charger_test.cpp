@@ -80,10 +80,8 @@ TEST(Charger, ObeysTheDaemonsSwitchesAndTheTemperature) {
         ChargeStatus status;
     } const rows[] = {
         {"no switch", [](Phone&) {}, fast, ChargeStatus::CHARGING},
-        {"unplugged", [](Phone& p) { p.charger.source = Source::NONE; }, drain,
-         ChargeStatus::DISCHARGING},
-        {"USB input suspended", [](Phone& p) { p.charger.usb_input_suspend = true; }, drain,
-         ChargeStatus::DISCHARGING},
+        {"unplugged", [](Phone& p) { p.charger.source = Source::NONE; }, drain, ChargeStatus::DISCHARGING},
+        {"USB input suspended", [](Phone& p) { p.charger.usb_input_suspend = true; }, drain, ChargeStatus::DISCHARGING},
         {"USB input suspended, on a wireless charger",
          [](Phone& p) {
              p.charger.usb_input_suspend = true;
@@ -96,8 +94,7 @@ TEST(Charger, ObeysTheDaemonsSwitchesAndTheTemperature) {
              p.charger.source = Source::WIRELESS;
          },
          drain, ChargeStatus::DISCHARGING},
-        {"charging disabled", [](Phone& p) { p.charger.lrc_charge_disable = true; }, rest,
-         ChargeStatus::NOT_CHARGING},
+        {"charging disabled", [](Phone& p) { p.charger.lrc_charge_disable = true; }, rest, ChargeStatus::NOT_CHARGING},
         {"charging disabled, load beyond the charger",
          [](Phone& p) {
              p.charger.lrc_charge_disable = true;
@@ -105,14 +102,10 @@ TEST(Charger, ObeysTheDaemonsSwitchesAndTheTemperature) {
              p.load_ma = 1500;
          },
          -500'000, ChargeStatus::NOT_CHARGING},
-        {"weak charger", [](Phone& p) { p.charger.watts = 3.88 / 0.9; }, 750'000,
-         ChargeStatus::CHARGING},
-        {"ageing level 4", [](Phone& p) { p.charger.ageing_level = 4; }, fast * 0.8,
-         ChargeStatus::CHARGING},
-        {"highest thermal level", [](Phone& p) { p.charger.thermal_level = 15; }, fast * 0.1,
-         ChargeStatus::CHARGING},
-        {"below freezing", [](Phone& p) { p.battery.temp_c = -0.1; }, rest,
-         ChargeStatus::NOT_CHARGING},
+        {"weak charger", [](Phone& p) { p.charger.watts = 3.88 / 0.9; }, 750'000, ChargeStatus::CHARGING},
+        {"ageing level 4", [](Phone& p) { p.charger.ageing_level = 4; }, fast * 0.8, ChargeStatus::CHARGING},
+        {"highest thermal level", [](Phone& p) { p.charger.thermal_level = 15; }, fast * 0.1, ChargeStatus::CHARGING},
+        {"below freezing", [](Phone& p) { p.battery.temp_c = -0.1; }, rest, ChargeStatus::NOT_CHARGING},
         {"at freezing", [](Phone& p) { p.battery.temp_c = 0; }, fast, ChargeStatus::CHARGING},
         {"warm", [](Phone& p) { p.battery.temp_c = 45; }, fast / 2, ChargeStatus::CHARGING},
         {"hot", [](Phone& p) { p.battery.temp_c = 60; }, rest, ChargeStatus::NOT_CHARGING},

@@ -103,9 +103,7 @@ TEST_F(Device, PropertiesFallBackToTheDefaultAndAreCut) {
         }
         char value[92];
         memset(value, '#', sizeof value);
-        EXPECT_EQ(property_get(row.key, value, row.default_value),
-                  static_cast<int>(row.value.size()))
-            << row.name;
+        EXPECT_EQ(property_get(row.key, value, row.default_value), static_cast<int>(row.value.size())) << row.name;
         EXPECT_EQ(value, row.value) << row.name;
     }
     std::ofstream(top / "properties" / "ro.g") << longest << "q";
@@ -163,12 +161,8 @@ TEST_F(Device, EachFaultFailsWhatItNamesAndNothingElse) {
         const char* fault;
         const char* calls;
     } rows[] = {
-        {"unit-write-7", "w-------"},
-        {"unit-read-77", "---R----"},
-        {"unit-store", "wWrR----"},
-        {"event-library", "----cae-"},
-        {"event-library-inactive", "-----a--"},
-        {"event-queue", "------e-"},
+        {"unit-write-7", "w-------"},  {"unit-read-77", "---R----"},           {"unit-store", "wWrR----"},
+        {"event-library", "----cae-"}, {"event-library-inactive", "-----a--"}, {"event-queue", "------e-"},
         {"imei", "-------i"},
     };
     for (const auto& row : rows) {

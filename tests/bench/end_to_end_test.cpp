@@ -64,13 +64,11 @@ class EndToEnd : public testing::Test {
     void TearDown() override { fs::remove_all(folder); }
 
     // Runs the bench with a scenario; `before` is put before the command, `after` behind it.
-    BenchRun run(const json& scenario, const std::string& before = "",
-                 const std::string& after = "") {
+    BenchRun run(const json& scenario, const std::string& before = "", const std::string& after = "") {
         const fs::path file = folder / "scenario.json";
         std::ofstream(file) << scenario;
-        const std::string command = before + " " BENCH_COMMAND " --json --scenario " +
-                                    file.string() + " --state " + (folder / "state").string() +
-                                    " " + after;
+        const std::string command = before + " " BENCH_COMMAND " --json --scenario " + file.string() + " --state " +
+                                    (folder / "state").string() + " " + after;
         BenchRun result;
         FILE* output = popen(command.c_str(), "r");
         if (output == nullptr) {
@@ -92,8 +90,7 @@ class EndToEnd : public testing::Test {
         const fs::path file = folder / "state" / "units" / std::to_string(number);
         EXPECT_EQ(fs::file_size(file), sizeof(T)) << file;
         T content{};
-        std::ifstream(file, std::ios::binary)
-            .read(reinterpret_cast<char*>(&content), sizeof content);
+        std::ifstream(file, std::ios::binary).read(reinterpret_cast<char*>(&content), sizeof content);
         return content;
     }
 
@@ -127,20 +124,19 @@ TEST_F(EndToEnd, CyclesFollowUeventsAndThePeriod) {
     // Plug and unplug bring two uevents each that concern the daemon; the other two do not.
     EXPECT_EQ(result.summary().at("uevents"), 6);
     EXPECT_EQ(result.summary().at("full_cycles"), 4);
-    const auto plugged = std::find_if(
-        result.lines.begin(), result.lines.end(),
-        [](const json& line) { return line.at("what") == "uevent" && line.at("name") == "usb"; });
-    EXPECT_TRUE(std::none_of(result.lines.begin(), plugged,
-                             [](const json& line) { return line.at("what") == "cycle"; }));
+    const auto plugged = std::find_if(result.lines.begin(), result.lines.end(), [](const json& line) {
+        return line.at("what") == "uevent" && line.at("name") == "usb";
+    });
+    EXPECT_TRUE(
+        std::none_of(result.lines.begin(), plugged, [](const json& line) { return line.at("what") == "cycle"; }));
 
     // The period ends once, after the four full cycles, and forwards the board's temperature: the
     // battery's, and 3 °C and 2 °C more. The battery warms a little.
     EXPECT_EQ(result.summary().at("light_cycles"), 1);
     EXPECT_EQ(result.all("cycle").back().at("kind"), "light");
     const auto writes = result.all("write");
-    const auto forwarded = std::find_if(writes.begin(), writes.end(), [](const json& line) {
-        return line.at("attribute") == "battchg_ext/sdm_therm";
-    });
+    const auto forwarded = std::find_if(
+        writes.begin(), writes.end(), [](const json& line) { return line.at("attribute") == "battchg_ext/sdm_therm"; });
     ASSERT_NE(forwarded, writes.end());
     EXPECT_EQ(forwarded->at("old"), "0");
     const int decidegrees = std::stoi(forwarded->at("new").get<std::string>());

@@ -76,10 +76,7 @@ TEST(ArrheniusRate, IsExactToTheLastBit) {
         Bits expected;
     } rows[] = {
         {"1.006: 45 degC", 450, 4'480'000, {0x3fff018d742fc3be, 0x32167b2dc1002063}},
-        {"0.115: 4.4 V is below the knee",
-         250,
-         4'400'000,
-         {0x3ffbd74a74d5e13a, 0x27349c104f5f77af}},
+        {"0.115: 4.4 V is below the knee", 250, 4'400'000, {0x3ffbd74a74d5e13a, 0x27349c104f5f77af}},
         {"above the knee", 250, 4'400'001, {0x3ffbdb13c9fc2bb2, 0x4091c232b011c978}},
         {"half full", 250, 3'800'000, {0x3ff40a00a33f4e8b, 0x1a1070caf52e2cbe}},
         {"highest of all", 1000, 5'000'000, {0x4006e0f618ffa615, 0x8d6ccc43c2696fba}},
@@ -95,9 +92,7 @@ TEST(ArrheniusRate, IsExactToTheLastBit) {
     };
     for (const auto& row : rows) {
         ArrheniusTerms terms;
-        EXPECT_EQ(bits_of(arrhenius_rate(terms, row.temperature_decic, row.voltage_uv)),
-                  row.expected)
-            << row.name;
+        EXPECT_EQ(bits_of(arrhenius_rate(terms, row.temperature_decic, row.voltage_uv)), row.expected) << row.name;
     }
 }
 
@@ -109,9 +104,8 @@ extended plain_rate(int64_t temperature_decic, int64_t voltage_uv) {
         return 0;
     }
     const extended a = ARRHENIUS_ACTIVATION * (1 / (celsius + KELVIN_OFFSET));
-    const extended b = volts <= ARRHENIUS_KNEE
-                           ? ARRHENIUS_LOW_OFFSET + ARRHENIUS_LOW_SLOPE * volts
-                           : ARRHENIUS_HIGH_OFFSET + ARRHENIUS_HIGH_SLOPE * volts;
+    const extended b = volts <= ARRHENIUS_KNEE ? ARRHENIUS_LOW_OFFSET + ARRHENIUS_LOW_SLOPE * volts
+                                               : ARRHENIUS_HIGH_OFFSET + ARRHENIUS_HIGH_SLOPE * volts;
     return ARRHENIUS_NUMERATOR / extended_exp((a + b) + ARRHENIUS_OFFSET);
 }
 
@@ -125,11 +119,10 @@ rc::Gen<T> whole_range(const rc::Gen<T>& gen) {
 rc::Gen<int32_t> voltages() {
     return whole_range(rc::gen::oneOf(
         rc::gen::inRange(999'990, 5'000'010),
-        rc::gen::map(
-            rc::gen::pair(rc::gen::element(1'000'000, 1'350'221, 1'769'911, 2'000'000, 3'120'132,
-                                           3'539'823, 4'000'000, 4'005'088, 4'400'000, 5'000'000),
-                          rc::gen::inRange(-2, 3)),
-            [](const std::pair<int, int>& near) { return near.first + near.second; })));
+        rc::gen::map(rc::gen::pair(rc::gen::element(1'000'000, 1'350'221, 1'769'911, 2'000'000, 3'120'132, 3'539'823,
+                                                    4'000'000, 4'005'088, 4'400'000, 5'000'000),
+                                   rc::gen::inRange(-2, 3)),
+                     [](const std::pair<int, int>& near) { return near.first + near.second; })));
 }
 
 rc::Gen<int32_t> temperatures() {
@@ -142,8 +135,7 @@ RC_GTEST_PROP(ArrheniusRate, EqualsTheFormulaBitForBitWhateverCameBefore, ()) {
         const int32_t temperature = *temperatures();
         const int32_t voltage = *voltages();
         for (const int32_t again : {voltage, voltage, voltage + 1}) {
-            RC_ASSERT(bits_of(arrhenius_rate(terms, temperature, again)) ==
-                      bits_of(plain_rate(temperature, again)));
+            RC_ASSERT(bits_of(arrhenius_rate(terms, temperature, again)) == bits_of(plain_rate(temperature, again)));
         }
     }
 }
@@ -155,15 +147,12 @@ struct Reading {
 };
 
 // The integral as it is defined: second by second.
-void integrate_plainly(extended& total, PerPeriod<extended>& per_period, const Reading& from,
-                       const Reading& to) {
+void integrate_plainly(extended& total, PerPeriod<extended>& per_period, const Reading& from, const Reading& to) {
     const int64_t seconds = to.online_time - from.online_time;
     for (int64_t k = 0; k < seconds; k++) {
-        const int64_t voltage =
-            from.voltage_uv + k * (int64_t{to.voltage_uv} - from.voltage_uv) / seconds;
+        const int64_t voltage = from.voltage_uv + k * (int64_t{to.voltage_uv} - from.voltage_uv) / seconds;
         const int64_t temperature =
-            from.temperature_decic +
-            k * (int64_t{to.temperature_decic} - from.temperature_decic) / seconds;
+            from.temperature_decic + k * (int64_t{to.temperature_decic} - from.temperature_decic) / seconds;
         const extended rate = plain_rate(temperature, voltage);
         total += rate;
         const int64_t second = from.online_time + k;
@@ -182,18 +171,16 @@ void update_arrhenius_at(ServiceState& state, const Reading& reading) {
 
 RC_GTEST_PROP(ArrheniusIntegral, EqualsTheSumOfItsSecondsBitForBit, ()) {
     Reading reading{};
-    reading.online_time =
-        *rc::gen::element(-100, 1, 863'950, 863'999, 1'727'990, END_OF_PERIODS - 864'050,
-                          END_OF_PERIODS - 50, END_OF_PERIODS, INT32_MAX - 50);
+    reading.online_time = *rc::gen::element(-100, 1, 863'950, 863'999, 1'727'990, END_OF_PERIODS - 864'050,
+                                            END_OF_PERIODS - 50, END_OF_PERIODS, INT32_MAX - 50);
     ServiceState state;
     extended total = 0;
     PerPeriod<extended> per_period{};
     for (int step = 0; step < 5; step++) {
         const auto any = rc::gen::element(INT32_MIN, INT32_MAX);
-        const Reading next{
-            reading.online_time + *whole_range(rc::gen::inRange(0, 61)),
-            *whole_range(rc::gen::oneOf(rc::gen::inRange(200, 420), temperatures(), any)),
-            *whole_range(rc::gen::oneOf(rc::gen::inRange(3'500'000, 4'500'000), voltages(), any))};
+        const Reading next{reading.online_time + *whole_range(rc::gen::inRange(0, 61)),
+                           *whole_range(rc::gen::oneOf(rc::gen::inRange(200, 420), temperatures(), any)),
+                           *whole_range(rc::gen::oneOf(rc::gen::inRange(3'500'000, 4'500'000), voltages(), any))};
         update_arrhenius_at(state, next);
         // A previous online time of 0 stands for none.
         if (step > 0 && reading.online_time != 0) {
@@ -259,20 +246,18 @@ TEST(FullStay, BooksTheTimeFromEachCallAtFullChargeToTheNextCall) {
         state.soc_full_total_time = row.start;
         for (const Call& call : row.calls) {
             state.cycle_boot_time = call.boot_time;
-            update_full_stay_degradation(state,
-                                         snapshot_of({{PARAM_BATTERY_CAPACITY, call.capacity}}));
+            update_full_stay_degradation(state, snapshot_of({{PARAM_BATTERY_CAPACITY, call.capacity}}));
         }
         EXPECT_EQ(state.soc_full_total_time, row.expected) << row.name;
     }
 }
 
 // What a degradation model must have booked: the loss in the total and in one slot of the periods.
-void expect_booked(const char* name, extended total, const PerPeriod<extended>& per_period,
-                   int32_t slot, const Bits& expected) {
+void expect_booked(const char* name, extended total, const PerPeriod<extended>& per_period, int32_t slot,
+                   const Bits& expected) {
     EXPECT_EQ(bits_of(total), expected) << name;
     for (int32_t i = 0; i < PERIOD_COUNT; i++) {
-        EXPECT_EQ(bits_of(per_period[static_cast<size_t>(i)]), i == slot ? expected : ZERO)
-            << name << ", period " << i;
+        EXPECT_EQ(bits_of(per_period[static_cast<size_t>(i)]), i == slot ? expected : ZERO) << name << ", period " << i;
     }
 }
 
@@ -290,14 +275,7 @@ TEST(FullStay, BooksTheCapacityLost) {
     constexpr Bits ONE_HOUR = {0x3ff64554327a82c2, 0xbf74cfddbf95fb66};
     const LossRow rows[] = {
         {"0.00248 % in an hour", 1, 250, 4'480'000, 9, 3609, 0, ONE_HOUR},
-        {"order of the products",
-         863'999,
-         174,
-         3'971'758,
-         1,
-         61'140,
-         0,
-         {0x3ff3942bfae8c9a3, 0xf8e95d7770110f3c}},
+        {"order of the products", 863'999, 174, 3'971'758, 1, 61'140, 0, {0x3ff3942bfae8c9a3, 0xf8e95d7770110f3c}},
         {"order of the products again",
          864'000,
          406,
@@ -314,14 +292,7 @@ TEST(FullStay, BooksTheCapacityLost) {
          2,
          251,
          {0x3ff543f815586569, 0x9fb438bf6aa4c25f}},
-        {"coldest and lowest",
-         1,
-         -1000,
-         1'000'000,
-         1,
-         2,
-         0,
-         {0x3fb00d8acdfafffa, 0xf69c627e07b7bb45}},
+        {"coldest and lowest", 1, -1000, 1'000'000, 1, 2, 0, {0x3fb00d8acdfafffa, 0xf69c627e07b7bb45}},
         {"beyond the periods", END_OF_PERIODS, 250, 4'480'000, 9, 3609, NO_SLOT, ONE_HOUR},
         {"negative online time", -1, 250, 4'480'000, 9, 3609, NO_SLOT, ONE_HOUR},
         {"the time has wrapped", 1, 250, 4'480'000, INT32_MAX, INT32_MIN + 3599, 0, ONE_HOUR},
@@ -338,11 +309,10 @@ TEST(FullStay, BooksTheCapacityLost) {
         state.online_time = row.online_time;
         state.soft_charge.previous_full_stay_time = row.previous;
         state.soc_full_total_time = row.now;
-        update_full_stay_degradation(state,
-                                     snapshot_of({{PARAM_BATTERY_TEMP, row.temperature_decic},
-                                                  {PARAM_BATTERY_VOLTAGE_NOW, row.voltage}}));
-        expect_booked(row.name, state.total_full_stay_cap_degradation,
-                      state.full_stay_capacity_degradation_per_10days, row.slot, row.expected);
+        update_full_stay_degradation(state, snapshot_of({{PARAM_BATTERY_TEMP, row.temperature_decic},
+                                                         {PARAM_BATTERY_VOLTAGE_NOW, row.voltage}}));
+        expect_booked(row.name, state.total_full_stay_cap_degradation, state.full_stay_capacity_degradation_per_10days,
+                      row.slot, row.expected);
         EXPECT_EQ(state.soft_charge.previous_full_stay_time, row.now) << row.name;
     }
 }
@@ -351,30 +321,9 @@ TEST(CycleLoss, BooksTheCapacityLost) {
     constexpr Bits ONE_CHARGE = {0x3ff8410b093dac08, 0x4d1be332fad0393b};
     const LossRow rows[] = {
         {"0.0098 % with a full charge", 1, 250, 4480, 9, 10'009, 0, ONE_CHARGE},
-        {"order of the products",
-         863'999,
-         381,
-         4005,
-         1,
-         7742,
-         0,
-         {0x3ff6eaaab1b468c3, 0x2b54c9d1a4d3e351}},
-        {"order of the products again",
-         864'000,
-         342,
-         4262,
-         1,
-         605,
-         1,
-         {0x3ff3d047325417cc, 0x29b604b32c1dbcb1}},
-        {"hottest and highest",
-         END_OF_PERIODS - 1,
-         1000,
-         5000,
-         1,
-         2,
-         251,
-         {0x3fed3a093d0de93a, 0xe24329cdb8445d8c}},
+        {"order of the products", 863'999, 381, 4005, 1, 7742, 0, {0x3ff6eaaab1b468c3, 0x2b54c9d1a4d3e351}},
+        {"order of the products again", 864'000, 342, 4262, 1, 605, 1, {0x3ff3d047325417cc, 0x29b604b32c1dbcb1}},
+        {"hottest and highest", END_OF_PERIODS - 1, 1000, 5000, 1, 2, 251, {0x3fed3a093d0de93a, 0xe24329cdb8445d8c}},
         {"coldest and lowest", 1, -1000, 1000, 1, 2, 0, {0x3fdec3b530c1f66b, 0x47497c6c325eb979}},
         {"beyond the periods", END_OF_PERIODS, 250, 4480, 9, 10'009, NO_SLOT, ONE_CHARGE},
         {"negative online time", -1, 250, 4480, 9, 10'009, NO_SLOT, ONE_CHARGE},
@@ -391,10 +340,10 @@ TEST(CycleLoss, BooksTheCapacityLost) {
         state.online_time = row.online_time;
         state.soft_charge.previous_cycle_count = row.previous;
         state.total_cycle_count = static_cast<uint32_t>(row.now);
-        update_cycle_degradation(state, snapshot_of({{PARAM_BATTERY_TEMP, row.temperature_decic},
-                                                     {PARAM_VBAT_FULL, row.voltage}}));
-        expect_booked(row.name, state.total_cycle_degradation, state.cycle_degradation_per_10days,
-                      row.slot, row.expected);
+        update_cycle_degradation(
+            state, snapshot_of({{PARAM_BATTERY_TEMP, row.temperature_decic}, {PARAM_VBAT_FULL, row.voltage}}));
+        expect_booked(row.name, state.total_cycle_degradation, state.cycle_degradation_per_10days, row.slot,
+                      row.expected);
         EXPECT_EQ(state.soft_charge.previous_cycle_count, row.now) << row.name;
     }
 }

@@ -13,10 +13,8 @@ namespace {
 
 using namespace test;
 
-const char* const STARTUP =
-    "<3>cellwarden: This phone is in startup process now, battery charge is limited.\n";
-const char* const CAMERA =
-    "<3>cellwarden: This phone is in camera calibration mode now, battery charge is limited.\n";
+const char* const STARTUP = "<3>cellwarden: This phone is in startup process now, battery charge is limited.\n";
+const char* const CAMERA = "<3>cellwarden: This phone is in camera calibration mode now, battery charge is limited.\n";
 const char* const DISABLED = "<3>cellwarden: Charging will be disabled by tessera, 1\n";
 
 TEST(DeviceModes, AreTakenFromTheirUnits) {
@@ -38,12 +36,7 @@ TEST(DeviceModes, AreTakenFromTheirUnits) {
         {"charge disable", {{2312, "\1"}}, {DISABLED}, 0, 0},
         {"charge disable 2", {{2312, "\2"}}, {}, 0, 0},
         {"all", {{2227, "\xAB"}, {66677, "\1"}, {2312, "\1"}}, {STARTUP, CAMERA, DISABLED}, 70, 55},
-        {"unreadable",
-         {{2227, "\xAB"}, {66677, "\1"}, {2312, "\1"}},
-         {},
-         0,
-         0,
-         {2227, 66677, 2312}},
+        {"unreadable", {{2227, "\xAB"}, {66677, "\1"}, {2312, "\1"}}, {}, 0, 0, {2227, 66677, 2312}},
     };
     for (const auto& row : rows) {
         phone = FakePhone{};
@@ -57,8 +50,7 @@ TEST(DeviceModes, AreTakenFromTheirUnits) {
         EXPECT_EQ(state.lrc_upper_soc, row.upper) << row.name;
         EXPECT_EQ(state.lrc_lower_soc, row.lower) << row.name;
         const bool disabled = !row.log.empty() && row.log.back() == DISABLED;
-        EXPECT_EQ(read_attribute(PARAM_USB_INPUT_SUSPEND), disabled ? "1\n" : "untouched")
-            << row.name;
+        EXPECT_EQ(read_attribute(PARAM_USB_INPUT_SUSPEND), disabled ? "1\n" : "untouched") << row.name;
         EXPECT_TRUE(phone.unit_writes.empty()) << row.name;
     }
 }

@@ -18,9 +18,8 @@ TEST(CycleCountLevel, RisesAboveEachBorder) {
         uint32_t count;
         int32_t expected;
     } rows[] = {
-        {0, 0},          {1'000'000, 0},  {1'000'001, 1},  {2'000'000, 1},
-        {2'000'001, 2},  {4'000'000, 2},  {4'000'001, 3},  {11'000'000, 3},
-        {11'000'001, 4}, {13'000'000, 4}, {13'000'001, 5}, {UINT32_MAX, 5},
+        {0, 0},         {1'000'000, 0},  {1'000'001, 1},  {2'000'000, 1},  {2'000'001, 2},  {4'000'000, 2},
+        {4'000'001, 3}, {11'000'000, 3}, {11'000'001, 4}, {13'000'000, 4}, {13'000'001, 5}, {UINT32_MAX, 5},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(soft_charge1_level_of(row.count), row.expected) << row.count;
@@ -39,8 +38,8 @@ PerPeriod<uint8_t> levels_before(int32_t online_time, const std::vector<uint8_t>
 }
 
 // The slot that a level was stored in, checked to be the only change.
-void expect_stored(const std::string& name, const PerPeriod<uint8_t>& before,
-                   const PerPeriod<uint8_t>& after, int32_t slot, int32_t level) {
+void expect_stored(const std::string& name, const PerPeriod<uint8_t>& before, const PerPeriod<uint8_t>& after,
+                   int32_t slot, int32_t level) {
     for (int32_t i = 0; i < PERIOD_COUNT; i++) {
         const auto at = static_cast<size_t>(i);
         EXPECT_EQ(after[at], i == slot ? level : before[at]) << name << ", slot " << i;
@@ -82,8 +81,7 @@ TEST(ArrheniusLevel, FollowsTheExpectedSum) {
         const PerPeriod<uint8_t> before = levels_before(row.online_time, row.latest_first);
         state.arrhenius_lv = before;
         EXPECT_EQ(decide_arrhenius_level(state), row.expected) << row.name;
-        expect_stored(row.name, before, state.arrhenius_lv, row.online_time / 864'000,
-                      row.expected);
+        expect_stored(row.name, before, state.arrhenius_lv, row.online_time / 864'000, row.expected);
     }
 }
 
@@ -116,8 +114,7 @@ TEST(ArrheniusLevel, LogsTheDaysAndTheProjection) {
         std::vector<std::string> expected;
         if (!row.expected.empty()) {
             expected = {"<3>cellwarden: Phone online time has reached " + row.expected[0] + "\n",
-                        "<3>cellwarden: Expected arrhenius time at end of battery life is " +
-                            row.expected[1] + "\n"};
+                        "<3>cellwarden: Expected arrhenius time at end of battery life is " + row.expected[1] + "\n"};
         }
         EXPECT_EQ(phone.log, expected) << row.name;
     }
@@ -129,13 +126,11 @@ TEST(ArrheniusLevel, SumsIn32Bits) {
     state.arrhenius_lv.fill(NOT_DECIDED);
     state.arrhenius_per_10days = {1e20, 0};  // as 2^32 - 1
     (void)decide_arrhenius_level(state);
-    EXPECT_EQ(phone.log.at(1),
-              "<3>cellwarden: Expected arrhenius time at end of battery life is -1\n");
+    EXPECT_EQ(phone.log.at(1), "<3>cellwarden: Expected arrhenius time at end of battery life is -1\n");
     state.arrhenius_lv.fill(NOT_DECIDED);
     state.arrhenius_per_10days = {1e20, 1};  // and 107 more
     EXPECT_EQ(decide_arrhenius_level(state), 0);
-    EXPECT_EQ(phone.log.at(3),
-              "<3>cellwarden: Expected arrhenius time at end of battery life is 106\n");
+    EXPECT_EQ(phone.log.at(3), "<3>cellwarden: Expected arrhenius time at end of battery life is 106\n");
 }
 
 TEST(PeriodLevel, IsDecidedOncePerPeriod) {
@@ -153,8 +148,7 @@ TEST(PeriodLevel, IsDecidedOncePerPeriod) {
         ServiceState state;
         state.online_time = row.online_time;
         state.soh = 82'000;
-        for (PerPeriod<uint8_t>* levels :
-             {&state.arrhenius_lv, &state.full_stay_capacity_degradation_aging_lv}) {
+        for (PerPeriod<uint8_t>* levels : {&state.arrhenius_lv, &state.full_stay_capacity_degradation_aging_lv}) {
             levels->fill(NOT_DECIDED);
             (*levels)[static_cast<size_t>(row.slot)] = row.stored;
         }
@@ -237,8 +231,8 @@ TEST(FullStayLevel, FollowsTheMeasuredAndTheExpectedCapacity) {
         const PerPeriod<uint8_t> before = levels_before(row.online_time, row.latest_first);
         state.full_stay_capacity_degradation_aging_lv = before;
         EXPECT_EQ(decide_full_stay_level(state), row.expected) << row.name;
-        expect_stored(row.name, before, state.full_stay_capacity_degradation_aging_lv,
-                      row.online_time / 864'000, row.expected);
+        expect_stored(row.name, before, state.full_stay_capacity_degradation_aging_lv, row.online_time / 864'000,
+                      row.expected);
     }
     EXPECT_TRUE(phone.log.empty());
 }
@@ -264,8 +258,7 @@ TEST(FullStayLevel, OfTheFirstPeriodIsJudgedByTheTotal) {
         state.online_time = row.online_time;
         state.soh = 86'750;
         state.total_full_stay_cap_degradation = row.total;
-        state.full_stay_capacity_degradation_aging_lv =
-            levels_before(row.online_time, row.latest_first);
+        state.full_stay_capacity_degradation_aging_lv = levels_before(row.online_time, row.latest_first);
         EXPECT_EQ(decide_full_stay_level(state), row.expected) << row.name;
     }
 }

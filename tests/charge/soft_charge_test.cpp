@@ -62,8 +62,7 @@ TEST(SoftCharge, HandsTheLevelToTheDriverWhereItDiffers) {
         write_attribute(PARAM_BATT_AGING_LEVEL, "(none)");
         ServiceState state = aged_battery();
         state.soft_charge_override = row.override_byte;
-        control(state, {{PARAM_BATTERY_MODEL_NAME, row.model},
-                        {PARAM_BATT_AGING_LEVEL, row.driver_level}});
+        control(state, {{PARAM_BATTERY_MODEL_NAME, row.model}, {PARAM_BATT_AGING_LEVEL, row.driver_level}});
         EXPECT_EQ(read_attribute(PARAM_BATT_AGING_LEVEL), row.written) << row.name;
         EXPECT_EQ(state.soft_charge_mode, row.expected_mode) << row.name;
     }
@@ -173,10 +172,8 @@ TEST(SoftCharge, JudgesInOrder) {
     EXPECT_EQ(state.soft_charge_mode, 3);
     // The prediction by this cycle's losses of both kinds.
     EXPECT_GT(state.total_cycle_degradation, 1);
-    EXPECT_EQ(
-        state.latest_predicted_soh,
-        to_i32((100 - (state.total_full_stay_cap_degradation + state.total_cycle_degradation)) *
-               1000));
+    EXPECT_EQ(state.latest_predicted_soh,
+              to_i32((100 - (state.total_full_stay_cap_degradation + state.total_cycle_degradation)) * 1000));
 }
 
 TEST(SoftCharge, UsesNoHeap) {

@@ -29,19 +29,15 @@ TEST(RawSoh, IsLearnedOverDesignCapacity) {
         const char* name;
         int32_t learned_mah, design_uah, expected;
     } rows[] = {
-        {"80 %", 4000, DESIGN_UAH, 80'000},
-        {"above 100 % and cut", 5001, 4'999'999, 100'020},
-        {"no learned capacity", 0, DESIGN_UAH, 777},
-        {"no design capacity", 4000, 0, 777},
-        {"negative", -4000, 3'000'000, -133'333},
-        {"the low 32 bits", INT32_MAX, 1, -100'000'000},
+        {"80 %", 4000, DESIGN_UAH, 80'000},          {"above 100 % and cut", 5001, 4'999'999, 100'020},
+        {"no learned capacity", 0, DESIGN_UAH, 777}, {"no design capacity", 4000, 0, 777},
+        {"negative", -4000, 3'000'000, -133'333},    {"the low 32 bits", INT32_MAX, 1, -100'000'000},
     };
     for (const auto& row : rows) {
         ServiceState state;
         state.latest_raw_soh = 777;
-        update_soh_estimates(state,
-                             snapshot_of({{PARAM_LEARNED_CAPACITY, row.learned_mah},
-                                          {PARAM_BATTERY_CHARGE_FULL_DESIGN, row.design_uah}}));
+        update_soh_estimates(state, snapshot_of({{PARAM_LEARNED_CAPACITY, row.learned_mah},
+                                                 {PARAM_BATTERY_CHARGE_FULL_DESIGN, row.design_uah}}));
         EXPECT_EQ(state.latest_raw_soh, row.expected) << row.name;
     }
 }
@@ -166,8 +162,7 @@ TEST(UserChargeFull, IsTheUsersShareOfTheDesignCapacity) {
     for (const auto& row : rows) {
         ServiceState state;
         state.latest_user_soh = row.user_soh;
-        update_user_charge_full(state,
-                                snapshot_of({{PARAM_BATTERY_CHARGE_FULL_DESIGN, row.design_uah}}));
+        update_user_charge_full(state, snapshot_of({{PARAM_BATTERY_CHARGE_FULL_DESIGN, row.design_uah}}));
         EXPECT_EQ(state.user_charge_full, row.expected) << row.name;
     }
 }

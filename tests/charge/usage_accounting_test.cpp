@@ -138,17 +138,12 @@ TEST(VoltageGrid, BooksTheSecondsAlongTheLine) {
         {"rising temperature",
          {{100, 250, 3'850'000, 0}, {200, 350, 3'850'000, 0}},
          {{{32, 8}, 1}, {{32, 7}, 50}, {{32, 6}, 49}}},
-        {"falling voltage",
-         {{100, 250, 3'910'000, 0}, {110, 250, 3'890'000, 0}},
-         {{{31, 8}, 5}, {{32, 8}, 5}}},
+        {"falling voltage", {{100, 250, 3'910'000, 0}, {110, 250, 3'890'000, 0}}, {{{31, 8}, 5}, {{32, 8}, 5}}},
         {"two lines in a row",
          {{100, 250, 3'850'000, 0}, {101, 251, 3'950'000, 0}, {103, 249, 3'850'000, 0}},
          {{{31, 7}, 1}, {{32, 8}, 2}}},
         {"clock stood still or went back",
-         {{100, 250, 3'850'000, 0},
-          {100, 450, 3'850'000, 0},
-          {90, 250, 3'850'000, 0},
-          {91, 250, 3'850'000, 0}},
+         {{100, 250, 3'850'000, 0}, {100, 450, 3'850'000, 0}, {90, 250, 3'850'000, 0}, {91, 250, 3'850'000, 0}},
          {{{32, 8}, 1}}},
         {"nothing was read", {{100, 0, 0, 0}, {160, 0, 0, 0}}, {{{41, 13}, 60}}},
     };
@@ -171,10 +166,7 @@ TEST(ChargeGrid, BooksTheChargeUnderWhereItStarted) {
         {"first call at the start value", {{1, 250, 0, 11'000}}, {}, 0},
         {"one cell", {{1, 250, 0, 5100}, {2, 250, 0, 5200}}, {{{4, 8}, 100}}, 100},
         {"two cells", {{1, 250, 0, 4950}, {2, 250, 0, 5050}}, {{{5, 8}, 51}, {{4, 8}, 49}}, 100},
-        {"rising temperature",
-         {{1, 250, 0, 5100}, {2, 350, 0, 5200}},
-         {{{4, 8}, 1}, {{4, 7}, 50}, {{4, 6}, 49}},
-         100},
+        {"rising temperature", {{1, 250, 0, 5100}, {2, 350, 0, 5200}}, {{{4, 8}, 1}, {{4, 7}, 50}, {{4, 6}, 49}}, 100},
         {"discharging moves the reference",
          {{1, 250, 0, 5100}, {2, 250, 0, 5000}, {3, 250, 0, 5002}},
          {{{5, 8}, 1}, {{4, 8}, 1}},
@@ -187,10 +179,7 @@ TEST(ChargeGrid, BooksTheChargeUnderWhereItStarted) {
          {{1, 250, 0, 5100}, {2, 450, 0, 11'001}, {3, 450, 0, -1}, {4, 250, 0, 5101}},
          {{{4, 8}, 1}},
          1},
-        {"up to the highest valid one",
-         {{1, 250, 0, 10'999}, {2, 250, 0, 11'000}},
-         {{{0, 8}, 1}},
-         1},
+        {"up to the highest valid one", {{1, 250, 0, 10'999}, {2, 250, 0, 11'000}}, {{{0, 8}, 1}}, 1},
     };
     for (const auto& row : rows) {
         ServiceState state;
@@ -202,8 +191,7 @@ TEST(ChargeGrid, BooksTheChargeUnderWhereItStarted) {
     }
     const std::string invalid = "<3>cellwarden: batt_soc is not valid (";
     const std::string not_updated = "), ct_charge_table is not updated\n";
-    EXPECT_EQ(phone.log, (std::vector<std::string>{invalid + "11001" + not_updated,
-                                                   invalid + "-1" + not_updated}));
+    EXPECT_EQ(phone.log, (std::vector<std::string>{invalid + "11001" + not_updated, invalid + "-1" + not_updated}));
 }
 
 // --- The line in closed form against its definition, step by step.
@@ -234,8 +222,7 @@ int32_t some_reading(const std::vector<int32_t>& borders) {
         rc::gen::map(rc::gen::pair(rc::gen::elementOf(borders), rc::gen::inRange(-2, 3)),
                      [](const std::pair<int32_t, int>& near) { return near.first + near.second; });
     return *whole_range(rc::gen::oneOf(
-        beside_border, beside_border,
-        rc::gen::inRange(borders.back() - margin, borders.front() + margin),
+        beside_border, beside_border, rc::gen::inRange(borders.back() - margin, borders.front() + margin),
         rc::gen::element(INT32_MIN, INT32_MIN + 1, 0, INT32_MAX), rc::gen::arbitrary<int32_t>()));
 }
 
@@ -246,10 +233,9 @@ RC_GTEST_PROP(GridLine, BooksTheCellsOfItsDefinition, ()) {
     const std::vector<int32_t> temperatures = temperature_borders();
     for (int i = 0; i < LINES_PER_CASE; i++) {
         const GridAxis rows{voltages, some_reading(voltages), some_reading(voltages)};
-        const GridAxis columns{temperatures, some_reading(temperatures),
-                               some_reading(temperatures)};
-        const int64_t steps = *whole_range(
-            rc::gen::oneOf(rc::gen::inRange<int64_t>(-2, 10), rc::gen::inRange<int64_t>(10, 1000)));
+        const GridAxis columns{temperatures, some_reading(temperatures), some_reading(temperatures)};
+        const int64_t steps =
+            *whole_range(rc::gen::oneOf(rc::gen::inRange<int64_t>(-2, 10), rc::gen::inRange<int64_t>(10, 1000)));
         std::map<std::pair<size_t, size_t>, int64_t> booked;
         book_line(rows, columns, steps, [&](size_t row, size_t column, int64_t count) {
             booked[{row, column}] += count;
@@ -269,13 +255,10 @@ RC_GTEST_PROP(GridLine, BooksRunsOfOneCellForAnyNumberOfSteps, ()) {
     const std::vector<int32_t> temperatures = temperature_borders();
     for (int i = 0; i < LINES_PER_CASE; i++) {
         const GridAxis rows{voltages, some_reading(voltages), some_reading(voltages)};
-        const GridAxis columns{temperatures, some_reading(temperatures),
-                               some_reading(temperatures)};
-        const int64_t steps =
-            *whole_range(rc::gen::oneOf(rc::gen::element<int64_t>(1, 86'400, INT64_MAX),
-                                        rc::gen::inRange<int64_t>(1, 10'000'000'000),
-                                        rc::gen::map(rc::gen::arbitrary<int64_t>(),
-                                                     [](int64_t any) { return any & INT64_MAX; })));
+        const GridAxis columns{temperatures, some_reading(temperatures), some_reading(temperatures)};
+        const int64_t steps = *whole_range(rc::gen::oneOf(
+            rc::gen::element<int64_t>(1, 86'400, INT64_MAX), rc::gen::inRange<int64_t>(1, 10'000'000'000),
+            rc::gen::map(rc::gen::arbitrary<int64_t>(), [](int64_t any) { return any & INT64_MAX; })));
         int64_t done = 0;
         size_t runs = 0;
         book_line(rows, columns, steps, [&](size_t row, size_t column, int64_t count) {

@@ -30,18 +30,17 @@ TEST(Cycle, MasksSelectEverythingOrTheTwoThermalParameters) {
 // online time that enters its second period, a charger inserted while the connector is hot, and
 // everything due to be saved.
 struct Busy {
-    ServiceState state{
-        .cycle_boot_time = 1000,
-        .cycle_wall_time = 1'800'000'000,
-        .online_time = 863'990,
-        .restore_capacity_mah = 4400,
-        .lrc_hold_active = true,
-        .lrc_upper_soc = 60,
-        .lrc_lower_soc = 40,
-        .soft_charge = {.last_soft_charge_boot_time = 990},
-        .insertion_removal_report = {.reported_thermal_level = 3},
-        .batt_degr2_report = {.last_reported_period = 0},
-        .passport = {.production_date_published = true, .first_usage_date_published = true}};
+    ServiceState state{.cycle_boot_time = 1000,
+                       .cycle_wall_time = 1'800'000'000,
+                       .online_time = 863'990,
+                       .restore_capacity_mah = 4400,
+                       .lrc_hold_active = true,
+                       .lrc_upper_soc = 60,
+                       .lrc_lower_soc = 40,
+                       .soft_charge = {.last_soft_charge_boot_time = 990},
+                       .insertion_removal_report = {.reported_thermal_level = 3},
+                       .batt_degr2_report = {.last_reported_period = 0},
+                       .passport = {.production_date_published = true, .first_usage_date_published = true}};
     BattStat stat{};
     ChgInsertionRemovalData connection;
     SysfsParams snapshot = snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5},
@@ -88,8 +87,8 @@ TEST(Cycle, RulesRunInTheirOrder) {
     EXPECT_EQ(phone.units[UNIT_HEAT_COUNT], "\1");
     ASSERT_FALSE(phone.events.empty());
     const std::string& data = phone.events[0].data;
-    Charging__BatteryDegradation2* const event = charging__battery_degradation2__unpack(
-        nullptr, data.size(), reinterpret_cast<const uint8_t*>(data.data()));
+    Charging__BatteryDegradation2* const event =
+        charging__battery_degradation2__unpack(nullptr, data.size(), reinterpret_cast<const uint8_t*>(data.data()));
     ASSERT_NE(event, nullptr);
     EXPECT_EQ(event->usb_connector_heat_count, 1);
     charging__battery_degradation2__free_unpacked(event, nullptr);
@@ -101,14 +100,10 @@ TEST(Cycle, ABatteryIsKnownByModelCapacityAndCharge) {
         int32_t model, full_design, soc;
         bool known;
     } rows[] = {
-        {"all three at their least", 2, 1, 1, true},
-        {"model not matched", 0, 1, 1, false},
-        {"model still loading", 1, 1, 1, false},
-        {"model compared unsigned", -1, 1, 1, true},
-        {"no design capacity", 5, 0, 1, false},
-        {"negative design capacity", 5, -1, 1, false},
-        {"empty battery", 5, 4'500'000, 0, false},
-        {"negative state of charge", 5, 4'500'000, -1, false},
+        {"all three at their least", 2, 1, 1, true}, {"model not matched", 0, 1, 1, false},
+        {"model still loading", 1, 1, 1, false},     {"model compared unsigned", -1, 1, 1, true},
+        {"no design capacity", 5, 0, 1, false},      {"negative design capacity", 5, -1, 1, false},
+        {"empty battery", 5, 4'500'000, 0, false},   {"negative state of charge", 5, 4'500'000, -1, false},
     };
     const Calls without_battery = {
         "attribute 29 = 1",
@@ -146,9 +141,7 @@ TEST(Cycle, StartUpLoadsTheRecordsThenTheDeviceModes) {
     Busy stored;
     reset_batt_stat(stored.stat);
     stored.stat.fcc_mah[0] = 4400;
-    phone.units = {{UNIT_BATT_STAT, bytes_of(stored.stat)},
-                   {UNIT_HEAT_COUNT, "\7"},
-                   {UNIT_STARTUP_PROCESS, "\xAB"}};
+    phone.units = {{UNIT_BATT_STAT, bytes_of(stored.stat)}, {UNIT_HEAT_COUNT, "\7"}, {UNIT_STARTUP_PROCESS, "\xAB"}};
     phone.calls.clear();
     ServiceState state;
     BattStat stat;
@@ -176,10 +169,8 @@ extern "C" {
 
 // The linker sends the rules' calls of write_sysfs_integer() here: every attribute that the daemon
 // writes, in one order with the phone's other calls.
-int32_t __wrap__ZN10cellwarden19write_sysfs_integerENS_12SysfsParamIdEi(cellwarden::SysfsParamId id,
-                                                                        int32_t value) {
-    cellwarden::test::phone.calls.push_back("attribute " + std::to_string(id) + " = " +
-                                            std::to_string(value));
+int32_t __wrap__ZN10cellwarden19write_sysfs_integerENS_12SysfsParamIdEi(cellwarden::SysfsParamId id, int32_t value) {
+    cellwarden::test::phone.calls.push_back("attribute " + std::to_string(id) + " = " + std::to_string(value));
     return 0;
 }
 }

@@ -25,8 +25,7 @@ using namespace test;
 using namespace std::string_literals;
 
 std::string uevent_of(const std::string& supply) {
-    return "change@/devices/x\0ACTION=change\0SUBSYSTEM=power_supply\0POWER_SUPPLY_NAME="s +
-           supply + "\0SEQNUM=7\0"s;
+    return "change@/devices/x\0ACTION=change\0SUBSYSTEM=power_supply\0POWER_SUPPLY_NAME="s + supply + "\0SEQNUM=7\0"s;
 }
 
 const std::string FOREIGN = "add@/devices/y\0ACTION=add\0SUBSYSTEM=block\0"s;
@@ -51,8 +50,7 @@ struct Script {
 Script* script;
 
 int play(Script& played, fd_set* readable, timeval* timeout) {
-    played.timeouts_us.push_back(
-        timeout == nullptr ? NO_LIMIT : timeout->tv_sec * 1'000'000 + timeout->tv_usec);
+    played.timeouts_us.push_back(timeout == nullptr ? NO_LIMIT : timeout->tv_sec * 1'000'000 + timeout->tv_usec);
     if (played.steps.empty()) {
         ADD_FAILURE() << "one select too many";
         errno = EBADF;
@@ -149,11 +147,7 @@ TEST(WaitForUevent, CarriesTheRestOfThePeriodOver) {
          {10'000'000, 10'000'000},
          {"(period)"}},
         {"no period", 0, {{READABLE, {}, battery}}, {NO_LIMIT}, {"battery"}},
-        {"a negative period is none",
-         -5,
-         {{INTERRUPTED}, {READABLE, {}, battery}},
-         {NO_LIMIT, NO_LIMIT},
-         {"battery"}},
+        {"a negative period is none", -5, {{INTERRUPTED}, {READABLE, {}, battery}}, {NO_LIMIT, NO_LIMIT}, {"battery"}},
         {"one second is a period", 1, {{TIMEOUT}}, {1'000'000}, {"(period)"}},
     };
     for (const auto& row : rows) {
@@ -181,9 +175,8 @@ TEST(WaitForUevent, Failures) {
         Script nothing_there{.steps = {{READABLE}, {READABLE, {}, uevent_of("usb")}}};
         EXPECT_EQ(wait_through(nothing_there, 10), std::vector<std::string>{"usb"});
         EXPECT_EQ(phone.log,
-                  (std::vector<std::string>{
-                      "<3>cellwarden: select error: 'Cannot allocate memory'\n",
-                      "<3>cellwarden: recv error: 'Resource temporarily unavailable'\n"}));
+                  (std::vector<std::string>{"<3>cellwarden: select error: 'Cannot allocate memory'\n",
+                                            "<3>cellwarden: recv error: 'Resource temporarily unavailable'\n"}));
     });
 }
 
@@ -223,8 +216,7 @@ TEST(Uevent, SupplyOfAMessage) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         // A block of exactly this size lets the address sanitizer see a look beyond it.
-        const std::vector<char> exact(row.message.c_str(),
-                                      row.message.c_str() + row.message.size() + 1);
+        const std::vector<char> exact(row.message.c_str(), row.message.c_str() + row.message.size() + 1);
         EXPECT_STREQ(power_supply_of_uevent(exact.data(), row.message.size()), row.expected);
 
         in_own_process([&row] {
@@ -232,9 +224,8 @@ TEST(Uevent, SupplyOfAMessage) {
             if (row.expected == nullptr) {
                 played.steps.push_back({READABLE, {8, 0}, uevent_of("wireless")});
             }
-            EXPECT_EQ(
-                wait_through(played, 10),
-                std::vector<std::string>{row.expected != nullptr ? row.expected : "wireless"});
+            EXPECT_EQ(wait_through(played, 10),
+                      std::vector<std::string>{row.expected != nullptr ? row.expected : "wireless"});
         });
     }
 }
@@ -261,9 +252,9 @@ void broadcast_through_kernel(const std::string& message) {
                           .nlmsg_pid = 0};
     const std::string request = bytes_of(header) + message;
     const int fd = socket(AF_NETLINK, SOCK_RAW, NETLINK_KOBJECT_UEVENT);
-    require(sendto(fd, request.data(), request.size(), 0,
-                   reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel) >= 0,
-            "uevents of its own");
+    require(
+        sendto(fd, request.data(), request.size(), 0, reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel) >= 0,
+        "uevents of its own");
     close(fd);
 }
 
@@ -301,9 +292,8 @@ TEST(UeventSocket, ReportsWhatItCannotHave) {
         ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
         EXPECT_EQ(create_uevent_socket(&second), -5);
         EXPECT_EQ(second, -1);
-        EXPECT_EQ(phone.log,
-                  (std::vector<std::string>{"<3>cellwarden: Unable to bind uevent socket\n",
-                                            "<3>cellwarden: Unable to create uevent socket\n"}));
+        EXPECT_EQ(phone.log, (std::vector<std::string>{"<3>cellwarden: Unable to bind uevent socket\n",
+                                                       "<3>cellwarden: Unable to create uevent socket\n"}));
     });
 }
 

@@ -16,15 +16,12 @@ namespace {
 using namespace test;
 
 constexpr const char* NO_IMEI = "<3>cellwarden: Failed to get IMEI";
-constexpr const char* NOT_REPAIRED =
-    "<3>cellwarden: Failed to write TESSERA_BATTERY_PRODUCTION_DATE";
+constexpr const char* NOT_REPAIRED = "<3>cellwarden: Failed to write TESSERA_BATTERY_PRODUCTION_DATE";
 constexpr const char* REPAIRED = "<3>cellwarden: Battery manufacturing date has been repaired";
 constexpr const char* NO_DATE = "<3>cellwarden: Failed to read manufacturing_date in Tessera:2802";
-constexpr const char* NO_FIRST_USAGE =
-    "<3>cellwarden: Failed to read first_usage_date in Tessera:2803";
+constexpr const char* NO_FIRST_USAGE = "<3>cellwarden: Failed to read first_usage_date in Tessera:2803";
 constexpr const char* NO_CYCLE_COUNT = "<3>cellwarden: Failed to save cycle_count in Tessera:2804";
-constexpr const char* NO_STATE_OF_HEALTH =
-    "<3>cellwarden: Failed to save state_of_health in Tessera:2805";
+constexpr const char* NO_STATE_OF_HEALTH = "<3>cellwarden: Failed to save state_of_health in Tessera:2805";
 
 using Log = std::vector<std::string>;
 using UnitWrites = std::vector<std::pair<uint32_t, std::string>>;
@@ -39,9 +36,9 @@ class Passport : public testing::Test {
                           .last_cycle_count_written = 0,
                           .last_charge_full_written = 0,
                           .last_soh_written = 0};
-        for (const SysfsParamId id : {PARAM_BATTERY_MANUFACTURING_DATE,
-                                      PARAM_BATTERY_FIRST_USAGE_DATE, PARAM_BATTERY_CYCLE_COUNT,
-                                      PARAM_BATTERY_CHARGE_FULL, PARAM_BATTERY_STATE_OF_HEALTH}) {
+        for (const SysfsParamId id :
+             {PARAM_BATTERY_MANUFACTURING_DATE, PARAM_BATTERY_FIRST_USAGE_DATE, PARAM_BATTERY_CYCLE_COUNT,
+              PARAM_BATTERY_CHARGE_FULL, PARAM_BATTERY_STATE_OF_HEALTH}) {
             write_attribute(id, "-");
         }
     }
@@ -99,23 +96,11 @@ TEST_F(Passport, ProductionDateIsRepaired) {
         bool pending;
     } rows[] = {
         {"no IMEI", {}, false, "250401", "-", {NO_IMEI}, true},
-        {"an IMEI in another slot",
-         {{0, known}, {2, known}},
-         false,
-         "250401",
-         "-",
-         {NO_IMEI},
-         true},
+        {"an IMEI in another slot", {{0, known}, {2, known}}, false, "250401", "-", {NO_IMEI}, true},
         {"a write that fails", {{1, known}}, true, "250401", "-", {NOT_REPAIRED}, true},
         {"a known phone", {{1, known}}, false, "600105", "-1454480896\n", {REPAIRED}, false},
         {"an unknown phone", {{1, "350000000009999"}}, false, "250401", "1743465600\n", {}, false},
-        {"a part of a known IMEI",
-         {{1, known.substr(1)}},
-         false,
-         "250401",
-         "1743465600\n",
-         {},
-         false},
+        {"a part of a known IMEI", {{1, known.substr(1)}}, false, "250401", "1743465600\n", {}, false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -149,8 +134,7 @@ TEST_F(Passport, FirstUsageDateIsReadUntilItIsPublished) {
         {"three bytes", std::string(3, '\1'), "-"},
         {"four bytes", "\x01\x02\x03\x04", "67305985\n"},
         {"more than are looked at", "\x01\x02\x03\x04" + std::string(16, '\xFF'), "67305985\n"},
-        {"more than there is room for", "\x01\x02\x03\x04" + std::string(100, '\xFF'),
-         "67305985\n"},
+        {"more than there is room for", "\x01\x02\x03\x04" + std::string(100, '\xFF'), "67305985\n"},
         {"the highest", "\xFF\xFF\xFF\x7F", "2147483647\n"},
         {"negative", "\xFF\xFF\xFF\xFF", "0\n"},
         {"the lowest", std::string("\0\0\0\x80", 4), "0\n"},
@@ -235,11 +219,7 @@ TEST_F(Passport, ChargeFullIsPublishedOnChange) {
     const struct {
         int32_t charge_full;
         const char* published;
-    } steps[] = {{0, "-"},
-                 {4'500'000, "4500000\n"},
-                 {4'500'000, "-"},
-                 {INT32_MIN, "-2147483648\n"},
-                 {0, "0\n"}};
+    } steps[] = {{0, "-"}, {4'500'000, "4500000\n"}, {4'500'000, "-"}, {INT32_MIN, "-2147483648\n"}, {0, "0\n"}};
     for (const auto& step : steps) {
         state.user_charge_full = step.charge_full;
         EXPECT_EQ(published(PARAM_BATTERY_CHARGE_FULL), step.published) << step.charge_full;
@@ -255,8 +235,8 @@ TEST_F(Passport, WhatAnAttributeDoesNotTakeCountsAsPublished) {
     update_eu_eco_system_values(state);
     EXPECT_EQ(phone.unit_writes.size(), 2U);
     for (const SysfsParamId id :
-         {PARAM_BATTERY_MANUFACTURING_DATE, PARAM_BATTERY_FIRST_USAGE_DATE,
-          PARAM_BATTERY_CYCLE_COUNT, PARAM_BATTERY_CHARGE_FULL, PARAM_BATTERY_STATE_OF_HEALTH}) {
+         {PARAM_BATTERY_MANUFACTURING_DATE, PARAM_BATTERY_FIRST_USAGE_DATE, PARAM_BATTERY_CYCLE_COUNT,
+          PARAM_BATTERY_CHARGE_FULL, PARAM_BATTERY_STATE_OF_HEALTH}) {
         EXPECT_EQ(published(id), "-") << id;
         EXPECT_EQ(phone.unit_writes, UnitWrites{});
     }

@@ -38,8 +38,7 @@ TEST(ProductionDateFixes, TableIsCheckedBeforeItBecomesCode) {
         std::string error;  // empty: none
     } rows[] = {
         {"rows", a + ",250401\n" + b + ",250401\n", ""},
-        {"comments, blank lines, other line ends", "# x\n\n" + a + ",250401\r\n#\n" + b + ",240229",
-         ""},
+        {"comments, blank lines, other line ends", "# x\n\n" + a + ",250401\r\n#\n" + b + ",240229", ""},
         {"no row", "# none\n", ""},
         {"a digit missing", a + ",250401\n" + b.substr(1) + ",250401\n",
          ":2" + expected + "'" + b.substr(1) + ",250401'"},
@@ -61,11 +60,8 @@ TEST(ProductionDateFixes, TableIsCheckedBeforeItBecomesCode) {
         SCOPED_TRACE(row.name);
         empty_sysfs();
         write_attribute("/sys/table.csv", row.table);
-        const CommandResult result =
-            run_command(PYTHON " " MAKE_FIXES " /sys/table.csv /sys/made.cpp");
-        EXPECT_EQ(result.output, row.error.empty()
-                                     ? ""
-                                     : "production-date fixes: /sys/table.csv" + row.error + "\n");
+        const CommandResult result = run_command(PYTHON " " MAKE_FIXES " /sys/table.csv /sys/made.cpp");
+        EXPECT_EQ(result.output, row.error.empty() ? "" : "production-date fixes: /sys/table.csv" + row.error + "\n");
         EXPECT_EQ(result.exit_code, row.error.empty() ? 0 : 1);
         EXPECT_EQ(read_attribute("/sys/made.cpp") == "(no file)", !row.error.empty());
     }

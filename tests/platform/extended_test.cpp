@@ -35,8 +35,7 @@ TEST(Extended, BecomesAnIntegerTowardZeroWithinItsRange) {
 TEST(Extended, TheExponentialHas113Bits) {
     constexpr extended TEN_16 = 1e16;
     const extended scaled = extended_exp(1) * TEN_16 * TEN_16;
-    const extended expected =
-        extended{2718281828459045} * (TEN_16 * 10) + extended{23536028747135266};
+    const extended expected = extended{2718281828459045} * (TEN_16 * 10) + extended{23536028747135266};
     EXPECT_LT(scaled - expected, 1);
     EXPECT_GT(scaled - expected, -1);
 }

@@ -294,20 +294,15 @@ TEST(SysfsWrite, NoFileNoWrite) {
 constexpr char SLOW[] = "slow driver value";
 constexpr char UNKNOWN[] = "unknown driver value";
 constexpr SysfsEnumEntry speed_table[] = {{"Slow", {.text = SLOW}}, {nullptr, {.text = UNKNOWN}}};
-constexpr SysfsParamDesc float_row{
-    .path_is_generated = 0, .path = "", .format = 2, .enum_table = nullptr};
-constexpr SysfsParamDesc enum_text_row{
-    .path_is_generated = 0, .path = "", .format = 5, .enum_table = speed_table};
+constexpr SysfsParamDesc float_row{.path_is_generated = 0, .path = "", .format = 2, .enum_table = nullptr};
+constexpr SysfsParamDesc enum_text_row{.path_is_generated = 0, .path = "", .format = 5, .enum_table = speed_table};
 constexpr SysfsParamDesc length_row{
     .path_is_generated = 0, .path = "", .format = 6, .to_integer = [](const char* text) {
         return static_cast<int32_t>(strlen(text));
     }};
 constexpr SysfsParamDesc tail_row{
-    .path_is_generated = 0, .path = "", .format = 7, .to_text = [](const char* text) {
-        return text + 1;
-    }};
-constexpr SysfsParamDesc unknown_row{
-    .path_is_generated = 0, .path = "", .format = 8, .enum_table = nullptr};
+    .path_is_generated = 0, .path = "", .format = 7, .to_text = [](const char* text) { return text + 1; }};
+constexpr SysfsParamDesc unknown_row{.path_is_generated = 0, .path = "", .format = 8, .enum_table = nullptr};
 
 TEST(SysfsFormats, ParsingOfFloatsEnumTextsAndConversions) {
     const auto parse = [](const SysfsParamDesc& desc, const char* text) {
@@ -337,8 +332,7 @@ TEST(SysfsFormats, TextsToWrite) {
         const char* expected;  // null: refused
     } rows[] = {
         {"float", float_row, real(-3.25F), "-3.250000\n"},
-        {"float, the largest", float_row, real(3.4028235e38F),
-         "340282346638528859811704183484516925440.000000\n"},
+        {"float, the largest", float_row, real(3.4028235e38F), "340282346638528859811704183484516925440.000000\n"},
         {"float from an integer", float_row, integer(3), nullptr},
         {"enum text", enum_text_row, text("Slow"), "Slow"},
         {"enum text, no such row", enum_text_row, text("Fast"), nullptr},

@@ -78,12 +78,10 @@ TEST(SysfsParamTable, FormatsPathsAndNamesFitTogether) {
             c = static_cast<char>(toupper(c));
         }
         const std::string name = parameter_names[id];
-        EXPECT_TRUE(name.ends_with(attribute) || name == attribute + "_TEXT")
-            << name << " " << path;
+        EXPECT_TRUE(name.ends_with(attribute) || name == attribute + "_TEXT") << name << " " << path;
     }
     EXPECT_EQ(rows_of_format,
-              (std::map<uint32_t, int>{
-                  {FORMAT_DECIMAL, 68}, {FORMAT_HEX, 49}, {FORMAT_TEXT, 12}, {FORMAT_ENUM, 5}}));
+              (std::map<uint32_t, int>{{FORMAT_DECIMAL, 68}, {FORMAT_HEX, 49}, {FORMAT_TEXT, 12}, {FORMAT_ENUM, 5}}));
 }
 
 }  // namespace

@@ -108,8 +108,7 @@ TEST(ExternalThermalData, IsForwardedWhereItDiffers) {
 TEST(ExternalThermalData, NeedsBothValues) {
     for (const SysfsParamId missing : {PARAM_SDM_THERM, PARAM_SDM_THERM_ZONE_TEMP}) {
         write_attribute(PARAM_SDM_THERM, "300\n");
-        SysfsParams snapshot =
-            snapshot_of({{PARAM_SDM_THERM_ZONE_TEMP, 31'250}, {PARAM_SDM_THERM, 300}});
+        SysfsParams snapshot = snapshot_of({{PARAM_SDM_THERM_ZONE_TEMP, 31'250}, {PARAM_SDM_THERM, 300}});
         snapshot[missing].kind = KIND_NOT_READ;
         provide_external_thermal_data(snapshot);
         EXPECT_EQ(read_attribute(PARAM_SDM_THERM), "300\n") << missing;
@@ -119,9 +118,8 @@ TEST(ExternalThermalData, NeedsBothValues) {
 TEST(Wakelock, NameIsWrittenAndAFailureLogged) {
     take_wakelock();
     drop_wakelock();
-    EXPECT_EQ(phone.log, (std::vector<std::string>{
-                             "<3>cellwarden: Unable to open: '/sys/power/wake_lock'",
-                             "<3>cellwarden: Unable to open: '/sys/power/wake_unlock'"}));
+    EXPECT_EQ(phone.log, (std::vector<std::string>{"<3>cellwarden: Unable to open: '/sys/power/wake_lock'",
+                                                   "<3>cellwarden: Unable to open: '/sys/power/wake_unlock'"}));
     EXPECT_EQ(read_attribute("/sys/power/wake_lock"), "(no file)");
 
     phone.log.clear();

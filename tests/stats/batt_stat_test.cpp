@@ -57,8 +57,7 @@ TEST(BattStatLoad, AcceptsUpgradesOrResetsTheStoredRecord) {
     } rows[] = {
         {"5.2.4", valid, false, valid, false, 4400},
         {"5.2.3 is upgraded", stored_record(3), false, valid, true, 4400},
-        {"5.2.3 without capacity", with(stored_record(3), 4, none), false, with(valid, 4, none),
-         true, -1},
+        {"5.2.3 without capacity", with(stored_record(3), 4, none), false, with(valid, 4, none), true, -1},
         {"highest marker", with(valid, 0, "\xFE"), false, with(valid, 0, "\xFE"), false, 4400},
         {"5.2.2", stored_record(2), false, reset_record(), false, -1},
         {"5.2.5", stored_record(5), false, reset_record(), false, -1},
@@ -69,8 +68,7 @@ TEST(BattStatLoad, AcceptsUpgradesOrResetsTheStoredRecord) {
         {"erased and short", "\xFF", false, reset_record(), false, 0},
         {"zero marker", with(valid, 0, none.substr(1)), false, reset_record(), false, -1},
         {"one byte short", valid.substr(1), false, reset_record(), false, -1},
-        {"one byte short with a good header", valid.substr(0, RECORD_SIZE - 1), false,
-         reset_record(), false, -1},
+        {"one byte short with a good header", valid.substr(0, RECORD_SIZE - 1), false, reset_record(), false, -1},
         {"5.2.3 one byte too long", stored_record(3) + "x", false, reset_record(), false, -1},
         {"header alone", valid.substr(0, 4), false, reset_record(), false, -1},
         {"shorter than a header", valid.substr(0, 3), false, reset_record(), false, -1},
@@ -159,9 +157,7 @@ TEST(BattStatLoad, SeedsTheWorkingState) {
     EXPECT_TRUE(same(state.total_cycle_degradation, 1, 1'000'000));
     for (uint32_t i = 0; i < 252; i++) {
         EXPECT_TRUE(same(state.arrhenius_per_10days[i], 10'000 + i, 1)) << i;
-        EXPECT_TRUE(
-            same(state.full_stay_capacity_degradation_per_10days[i], 20'000'000 + i, 1'000'000))
-            << i;
+        EXPECT_TRUE(same(state.full_stay_capacity_degradation_per_10days[i], 20'000'000 + i, 1'000'000)) << i;
         EXPECT_TRUE(same(state.cycle_degradation_per_10days[i], 30'000'000 + i, 1'000'000)) << i;
         EXPECT_EQ(state.arrhenius_lv[i], i);
         EXPECT_EQ(state.full_stay_capacity_degradation_aging_lv[i], 255 - i);
@@ -233,8 +229,7 @@ TEST(BattStatSave, ComesOnceADayAtShutdownAndAfterLearning) {
         {"a day after boot", {{86'399, 3, 0, false}, {86'400, 3, 0, true}, {86'401, 3, 0, false}}},
         {"and every day", {{90'000, 0, 0, true}, {176'399, 0, 0, false}, {176'400, 0, 0, true}}},
         {"in each cycle of shutdown", {{10, 4, 0, true}, {11, 4, 0, true}, {12, 3, 0, false}}},
-        {"shutdown starts the day anew",
-         {{50'000, 4, 0, true}, {136'399, 3, 0, false}, {136'400, 3, 0, true}}},
+        {"shutdown starts the day anew", {{50'000, 4, 0, true}, {136'399, 3, 0, false}, {136'400, 3, 0, true}}},
         {"the first learning event is only remembered",
          {{10, 3, 0, false},
           {11, 3, 500, false},
@@ -257,10 +252,8 @@ TEST(BattStatSave, ComesOnceADayAtShutdownAndAfterLearning) {
             phone.unit_writes.clear();
             state.cycle_boot_time = call.boot_time;
             stat.last_learning_time = call.learning_time;
-            save_batt_stat_if_is_timing(
-                state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, call.phase}}), stat);
-            ASSERT_EQ(phone.unit_writes.size(), call.saved ? 1 : 0)
-                << row.name << ", at " << call.boot_time;
+            save_batt_stat_if_is_timing(state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, call.phase}}), stat);
+            ASSERT_EQ(phone.unit_writes.size(), call.saved ? 1 : 0) << row.name << ", at " << call.boot_time;
             if (call.saved) {
                 EXPECT_EQ(phone.unit_writes[0].first, 2491);
                 EXPECT_TRUE(phone.unit_writes[0].second == test::bytes_of(stat)) << row.name;
@@ -280,8 +273,7 @@ TEST(BattStatSave, AFailedSaveIsLoggedAndWaitsForItsNextTime) {
         save_batt_stat_if_is_timing(state, snapshot_of({}), stat);
     }
     EXPECT_EQ(phone.unit_writes.size(), 1);
-    EXPECT_EQ(phone.log,
-              std::vector<std::string>{"<3>cellwarden: Failed to save battery statistics"});
+    EXPECT_EQ(phone.log, std::vector<std::string>{"<3>cellwarden: Failed to save battery statistics"});
     EXPECT_EQ(state.last_stat_save_time, 86'400);
 }
 

@@ -66,28 +66,26 @@ TEST(BattStatUpdate, ModelNameIsFilledInOnce) {
 
 TEST(BattStatUpdate, CapacityHistoryShiftsWithLearningsAndLevels) {
     // Learnings, seconds from boot to the latest, the newest capacities, the same as learned.
-    check_calls(
-        {PARAM_LEARNING_COUNTER, MODE, PARAM_QCOM_CHARGE_FULL, PARAM_LEARNED_CAPACITY},
-        {
-            {"no learning", {{10, 0, 2, 4'480'999, 4400}, {20}}, {0, 0, 0, 0, 0, 0}},
-            {"first call", {{10, 3, 2, 4'480'999, 4400}, {20}}, {3, 10, 4480, 0, 4400, 0}},
-            {"two more", {{10, 3, 2, 1000, 2}, {30, 5, 2, 3999, 4}, {40}}, {5, 30, 3, 1, 4, 2}},
-            {"three less", {{10, 5, 2, 1000, 2}, {30, 2, 2, 3000, 4}}, {2, 30, 3, 1, 4, 2}},
-            {"over the ends of its range", {{10, INT32_MAX}, {20, INT32_MIN}}, {0, 20, 0, 0, 0, 0}},
-            {"new level", {{10, 0, 2, 1000, 2}, {20}, {30, 0, 3}, {40}}, {0, 0, 1, 0, 2, 0}},
-            {"level becomes known", {{10, 0, -1, 1000, 2}, {20, 0, 3}}, {0, 0, 0, 0, 0, 0}},
-            {"level is lost", {{10, 0, 3, 1000, 2}, {20, 0, -1}}, {0, 0, 1, 0, 2, 0}},
-            {"both at once", {{10, 0, 2, 1000, 2}, {20, 5, 3}, {30}}, {5, 20, 1, 0, 2, 0}},
-            {"16 bits are kept", {{10, 1, 2, 66'000'999, 70'000}}, {1, 10, 464, 0, 4464, 0}},
-            {"cut toward zero", {{10, 1, 2, -1999, -1}}, {1, 10, 65535, 0, 65535, 0}},
-        },
-        [](const BattStat& stat) {
-            const uint64_t learned = stat.last_learning_time;
-            const int64_t since_boot = static_cast<int64_t>(learned) - WALL_AT_BOOT;
-            return Figures{stat.learning_total_count, learned == 0 ? 0 : since_boot,
-                           stat.fcc_mah[0],           stat.fcc_mah[1],
-                           stat.fcc_mah_raw[0],       stat.fcc_mah_raw[1]};
-        });
+    check_calls({PARAM_LEARNING_COUNTER, MODE, PARAM_QCOM_CHARGE_FULL, PARAM_LEARNED_CAPACITY},
+                {
+                    {"no learning", {{10, 0, 2, 4'480'999, 4400}, {20}}, {0, 0, 0, 0, 0, 0}},
+                    {"first call", {{10, 3, 2, 4'480'999, 4400}, {20}}, {3, 10, 4480, 0, 4400, 0}},
+                    {"two more", {{10, 3, 2, 1000, 2}, {30, 5, 2, 3999, 4}, {40}}, {5, 30, 3, 1, 4, 2}},
+                    {"three less", {{10, 5, 2, 1000, 2}, {30, 2, 2, 3000, 4}}, {2, 30, 3, 1, 4, 2}},
+                    {"over the ends of its range", {{10, INT32_MAX}, {20, INT32_MIN}}, {0, 20, 0, 0, 0, 0}},
+                    {"new level", {{10, 0, 2, 1000, 2}, {20}, {30, 0, 3}, {40}}, {0, 0, 1, 0, 2, 0}},
+                    {"level becomes known", {{10, 0, -1, 1000, 2}, {20, 0, 3}}, {0, 0, 0, 0, 0, 0}},
+                    {"level is lost", {{10, 0, 3, 1000, 2}, {20, 0, -1}}, {0, 0, 1, 0, 2, 0}},
+                    {"both at once", {{10, 0, 2, 1000, 2}, {20, 5, 3}, {30}}, {5, 20, 1, 0, 2, 0}},
+                    {"16 bits are kept", {{10, 1, 2, 66'000'999, 70'000}}, {1, 10, 464, 0, 4464, 0}},
+                    {"cut toward zero", {{10, 1, 2, -1999, -1}}, {1, 10, 65535, 0, 65535, 0}},
+                },
+                [](const BattStat& stat) {
+                    const uint64_t learned = stat.last_learning_time;
+                    const int64_t since_boot = static_cast<int64_t>(learned) - WALL_AT_BOOT;
+                    return Figures{stat.learning_total_count, learned == 0 ? 0 : since_boot, stat.fcc_mah[0],
+                                   stat.fcc_mah[1],           stat.fcc_mah_raw[0],           stat.fcc_mah_raw[1]};
+                });
 
     ServiceState state;
     BattStat stat{};
@@ -126,8 +124,7 @@ TEST(BattStatUpdate, SmartChargeAndWarmTime) {
                     {"clock back", {{100, 1, 1}, {40}, {50}}, {10, 10}},
                 },
                 [](const BattStat& stat) {
-                    return Figures{static_cast<int64_t>(stat.smart_charge_mode_total_time),
-                                   stat.jeita_warm_total_time};
+                    return Figures{static_cast<int64_t>(stat.smart_charge_mode_total_time), stat.jeita_warm_total_time};
                 });
 }
 
@@ -136,11 +133,10 @@ TEST(BattStatUpdate, ChargerClassByTypeAndWattage) {
     const struct {
         int32_t type, wattage_uw, charger_class;
     } rows[] = {
-        {INT32_MIN, ANY, -1}, {0, ANY, -1},       {1, ANY, -1},        {2, ANY, 1},
-        {3, INT32_MAX, 3},    {4, ANY, 2},        {5, ANY, 0},         {6, ANY, 5},
-        {7, ANY, 4},          {8, ANY, 4},        {9, ANY, 4},         {10, ANY, -1},
-        {14, ANY, -1},        {17, ANY, -1},      {18, ANY, -1},       {19, ANY, 6},
-        {20, ANY, -1},        {21, ANY, 13},      {22, INT32_MAX, 14}, {23, ANY, -1},
+        {INT32_MIN, ANY, -1}, {0, ANY, -1},       {1, ANY, -1},        {2, ANY, 1},         {3, INT32_MAX, 3},
+        {4, ANY, 2},          {5, ANY, 0},        {6, ANY, 5},         {7, ANY, 4},         {8, ANY, 4},
+        {9, ANY, 4},          {10, ANY, -1},      {14, ANY, -1},       {17, ANY, -1},       {18, ANY, -1},
+        {19, ANY, 6},         {20, ANY, -1},      {21, ANY, 13},       {22, INT32_MAX, 14}, {23, ANY, -1},
         {INT32_MAX, ANY, -1}, {15, INT32_MIN, 7}, {16, INT32_MAX, 11},
     };
     for (const auto& row : rows) {
@@ -157,31 +153,30 @@ TEST(BattStatUpdate, ChargerClassByTypeAndWattage) {
 
 TEST(BattStatUpdate, ChargerUseGoesToTheClassOfTheEarlierCall) {
     // Attachments, seconds and gain of classes 1 and 3.
-    check_calls(
-        {PARAM_ACTIVE_CHARGER_TYPE, PARAM_BATT_SOC},
-        {
-            {"attached at start-up", {{100, 2, 5000}}, {1, 0, 0, 0, 0, 0}},
-            {"stays", {{100, 2, 5000}, {110, 2, 5010}, {130}}, {1, 30, 10, 0, 0, 0}},
-            {"charge rises, falls, rises",
-             {{10, 2, 5000}, {20, 2, 5100}, {30, 2, 5050}, {40, 2, 5060}},
-             {1, 30, 110, 0, 0, 0}},
-            {"another class", {{10, 2, 500}, {20, 3, 540}, {40, 3, 541}}, {1, 10, 40, 1, 20, 1}},
-            {"removed and back",
-             {{100, 2, 5000}, {110, 0, 5001}, {200, 0, 6000}, {300, 2, 7000}, {301}},
-             {2, 11, 1, 0, 0, 0}},
-            {"clock back", {{100, 2, 5000}, {40}, {45}}, {1, 5, 0, 0, 0, 0}},
-            {"boot time 0 is no reference", {{0, 2, 0}, {60}, {70}}, {1, 10, 0, 0, 0, 0}},
-            {"an invalid charge counts", {{1, 2, 0}, {2, 2, 20'000}}, {1, 1, 20'000, 0, 0, 0}},
-        },
-        [](const BattStat& stat) {
-            Figures figures;
-            for (const size_t i : {1U, 3U}) {
-                const DevAttachEntry& entry = stat.dev_attach[i];
-                figures.insert(figures.end(), {entry.dev_attach_count, entry.dev_attach_total_time,
-                                               entry.dev_charge_count});
-            }
-            return figures;
-        });
+    check_calls({PARAM_ACTIVE_CHARGER_TYPE, PARAM_BATT_SOC},
+                {
+                    {"attached at start-up", {{100, 2, 5000}}, {1, 0, 0, 0, 0, 0}},
+                    {"stays", {{100, 2, 5000}, {110, 2, 5010}, {130}}, {1, 30, 10, 0, 0, 0}},
+                    {"charge rises, falls, rises",
+                     {{10, 2, 5000}, {20, 2, 5100}, {30, 2, 5050}, {40, 2, 5060}},
+                     {1, 30, 110, 0, 0, 0}},
+                    {"another class", {{10, 2, 500}, {20, 3, 540}, {40, 3, 541}}, {1, 10, 40, 1, 20, 1}},
+                    {"removed and back",
+                     {{100, 2, 5000}, {110, 0, 5001}, {200, 0, 6000}, {300, 2, 7000}, {301}},
+                     {2, 11, 1, 0, 0, 0}},
+                    {"clock back", {{100, 2, 5000}, {40}, {45}}, {1, 5, 0, 0, 0, 0}},
+                    {"boot time 0 is no reference", {{0, 2, 0}, {60}, {70}}, {1, 10, 0, 0, 0, 0}},
+                    {"an invalid charge counts", {{1, 2, 0}, {2, 2, 20'000}}, {1, 1, 20'000, 0, 0, 0}},
+                },
+                [](const BattStat& stat) {
+                    Figures figures;
+                    for (const size_t i : {1U, 3U}) {
+                        const DevAttachEntry& entry = stat.dev_attach[i];
+                        figures.insert(figures.end(),
+                                       {entry.dev_attach_count, entry.dev_attach_total_time, entry.dev_charge_count});
+                    }
+                    return figures;
+                });
 }
 
 TEST(BattStatUpdate, ShutdownsWithAnEmptyBattery) {
@@ -224,34 +219,31 @@ TEST(BattStatUpdate, FastChargeTimeAndGain) {
     constexpr int32_t OVER = 300'000'000;  // its product with 8 exceeds 32 bits
     constexpr int32_t OVER_T8 = -189'496'729;
     // Seconds and gain at 0.8C, then at 0.6C.
-    check_calls(
-        {PARAM_BATTERY_CHARGE_FULL_DESIGN, PARAM_BATTERY_CURRENT_NOW, PARAM_BATT_SOC},
-        {
-            {"first call", {{100, D, T8, 5000}}, {0, 0, 0, 0}},
-            {"0.8C at both", {{100, D, T8, 5000}, {160, D, T8, 5050}}, {60, 50, 0, 0}},
-            {"less before", {{100, D, T8 - 1, 5000}, {160, D, T8, 5050}}, {0, 0, 60, 50}},
-            {"less after", {{100, D, T8, 5000}, {160, D, T8 - 1, 5050}}, {0, 0, 60, 50}},
-            {"0.6C at both", {{100, D, T6, 5000}, {160, D, T6, 5050}}, {0, 0, 60, 50}},
-            {"too little before", {{100, D, T6 - 1, 5000}, {160, D, T8, 5050}}, {0, 0, 0, 0}},
-            {"too little after", {{100, D, T8, 5000}, {160, D, T6 - 1, 5050}}, {0, 0, 0, 0}},
-            {"clock and charge go on from where they fell to",
-             {{100, D, T8, 5000}, {40, D, T8, 4000}, {41, D, T8, 4001}},
-             {1, 1, 0, 0}},
-            {"standing clock and charge", {{100, D, T8, 5000}, {100}}, {0, 0, 0, 0}},
-            {"11000 is valid", {{100, D, T8, 10'999}, {160, D, T8, 11'000}}, {60, 1, 0, 0}},
-            {"an invalid charge keeps charge and current of the one before",
-             {{100, D, T6, 500}, {110, D, T8, 11'001}, {120, D, T8, -1}, {150, D, T8, 520}},
-             {40, 0, 10, 20}},
-            {"design capacity of this call", {{1, OVER, T8, 1}, {2, D, T8, 2}}, {1, 1, 0, 0}},
-            {"32 bits of the product",
-             {{1, OVER, OVER_T8, 1}, {2, OVER, OVER_T8, 2}},
-             {1, 1, 0, 0}},
-            {"less than that", {{1, OVER, OVER_T8 - 1, 1}, {2, OVER, OVER_T8, 2}}, {0, 0, 0, 0}},
-        },
-        [](const BattStat& stat) {
-            return Figures{stat.over_08c_total_time, stat.over_08c_charge_count,
-                           stat.over_06c_total_time, stat.over_06c_charge_count};
-        });
+    check_calls({PARAM_BATTERY_CHARGE_FULL_DESIGN, PARAM_BATTERY_CURRENT_NOW, PARAM_BATT_SOC},
+                {
+                    {"first call", {{100, D, T8, 5000}}, {0, 0, 0, 0}},
+                    {"0.8C at both", {{100, D, T8, 5000}, {160, D, T8, 5050}}, {60, 50, 0, 0}},
+                    {"less before", {{100, D, T8 - 1, 5000}, {160, D, T8, 5050}}, {0, 0, 60, 50}},
+                    {"less after", {{100, D, T8, 5000}, {160, D, T8 - 1, 5050}}, {0, 0, 60, 50}},
+                    {"0.6C at both", {{100, D, T6, 5000}, {160, D, T6, 5050}}, {0, 0, 60, 50}},
+                    {"too little before", {{100, D, T6 - 1, 5000}, {160, D, T8, 5050}}, {0, 0, 0, 0}},
+                    {"too little after", {{100, D, T8, 5000}, {160, D, T6 - 1, 5050}}, {0, 0, 0, 0}},
+                    {"clock and charge go on from where they fell to",
+                     {{100, D, T8, 5000}, {40, D, T8, 4000}, {41, D, T8, 4001}},
+                     {1, 1, 0, 0}},
+                    {"standing clock and charge", {{100, D, T8, 5000}, {100}}, {0, 0, 0, 0}},
+                    {"11000 is valid", {{100, D, T8, 10'999}, {160, D, T8, 11'000}}, {60, 1, 0, 0}},
+                    {"an invalid charge keeps charge and current of the one before",
+                     {{100, D, T6, 500}, {110, D, T8, 11'001}, {120, D, T8, -1}, {150, D, T8, 520}},
+                     {40, 0, 10, 20}},
+                    {"design capacity of this call", {{1, OVER, T8, 1}, {2, D, T8, 2}}, {1, 1, 0, 0}},
+                    {"32 bits of the product", {{1, OVER, OVER_T8, 1}, {2, OVER, OVER_T8, 2}}, {1, 1, 0, 0}},
+                    {"less than that", {{1, OVER, OVER_T8 - 1, 1}, {2, OVER, OVER_T8, 2}}, {0, 0, 0, 0}},
+                },
+                [](const BattStat& stat) {
+                    return Figures{stat.over_08c_total_time, stat.over_08c_charge_count, stat.over_06c_total_time,
+                                   stat.over_06c_charge_count};
+                });
     const std::vector<std::string> log = {
         "<3>cellwarden: batt_soc is not valid (11001), rapid_charge_count is not updated\n",
         "<3>cellwarden: batt_soc is not valid (-1), rapid_charge_count is not updated\n"};

@@ -74,41 +74,35 @@ TEST(Extremes, ALargerDischargeIsJudgedAsASigned16BitCurrent) {
     for (const auto& row : rows) {
         BattStat stat{};
         stat.max_discharge_current = row.stored_ma;
-        update_extremes({.cycle_wall_time = WALL}, stat,
-                        snapshot_of_reading({row.current_ua, 4'000'000, 250}));
+        update_extremes({.cycle_wall_time = WALL}, stat, snapshot_of_reading({row.current_ua, 4'000'000, 250}));
         EXPECT_EQ(stat.max_discharge_current, row.expected_ma) << row.name;
-        EXPECT_EQ(stat.max_discharge_time[0], row.expected_ma == row.stored_ma ? 0 : STAMP)
-            << row.name;
+        EXPECT_EQ(stat.max_discharge_time[0], row.expected_ma == row.stored_ma ? 0 : STAMP) << row.name;
     }
 }
 
 TEST(Extremes, CellVoltageAndTemperatureWithTheirTimes) {
     // Cell voltage, highest, lowest temperature; the seconds from boot of each.
-    check_calls(
-        {PARAM_VCELL_MAX, PARAM_BATTERY_TEMP},
-        {
-            {"first reading", {{1, 4400, 250}}, {4400, 1, 250, 1, INT16_MAX, 0}},
-            {"lower", {{1, 4400, 250}, {2, 4399, 240}}, {4400, 1, 250, 1, 240, 2}},
-            {"equal", {{1, 1, 250}, {2, 1, 240}, {3, 1, 240}, {4, 1, 250}}, {1, 1, 250, 1, 240, 2}},
-            {"higher, no minimum", {{1, 1, 250}, {2, 2, 251}}, {2, 2, 251, 2, INT16_MAX, 0}},
-            {"unsigned cell voltage", {{1, 32'767, 0}, {2, 40'000}}, {40'000, 2, 0, 1, 0, 2}},
-            {"16 bits of it", {{1, 65'536, 0}, {2, 65'537}}, {1, 2, 0, 1, 0, 2}},
-            {"16 bits of a temperature beyond them, judged whole",
-             {{1, 0, 40'000}, {2, 0, -40'000}},
-             {0, 0, -25'536, 1, 25'536, 2}},
-        },
-        [](const BattStat& stat) {
-            const auto since_boot = [](uint32_t time) {
-                return time == 0 ? 0 : time - WALL_AT_BOOT;
-            };
-            return Figures{stat.max_cell_voltage, since_boot(stat.max_cell_voltage_time),
-                           stat.max_temp,         since_boot(stat.max_temp_time),
-                           stat.min_temp,         since_boot(stat.min_temp_time)};
-        });
+    check_calls({PARAM_VCELL_MAX, PARAM_BATTERY_TEMP},
+                {
+                    {"first reading", {{1, 4400, 250}}, {4400, 1, 250, 1, INT16_MAX, 0}},
+                    {"lower", {{1, 4400, 250}, {2, 4399, 240}}, {4400, 1, 250, 1, 240, 2}},
+                    {"equal", {{1, 1, 250}, {2, 1, 240}, {3, 1, 240}, {4, 1, 250}}, {1, 1, 250, 1, 240, 2}},
+                    {"higher, no minimum", {{1, 1, 250}, {2, 2, 251}}, {2, 2, 251, 2, INT16_MAX, 0}},
+                    {"unsigned cell voltage", {{1, 32'767, 0}, {2, 40'000}}, {40'000, 2, 0, 1, 0, 2}},
+                    {"16 bits of it", {{1, 65'536, 0}, {2, 65'537}}, {1, 2, 0, 1, 0, 2}},
+                    {"16 bits of a temperature beyond them, judged whole",
+                     {{1, 0, 40'000}, {2, 0, -40'000}},
+                     {0, 0, -25'536, 1, 25'536, 2}},
+                },
+                [](const BattStat& stat) {
+                    const auto since_boot = [](uint32_t time) { return time == 0 ? 0 : time - WALL_AT_BOOT; };
+                    return Figures{stat.max_cell_voltage, since_boot(stat.max_cell_voltage_time),
+                                   stat.max_temp,         since_boot(stat.max_temp_time),
+                                   stat.min_temp,         since_boot(stat.min_temp_time)};
+                });
 
     BattStat stat{};
-    update_extremes({.cycle_wall_time = WALL}, stat,
-                    snapshot_of({{PARAM_VCELL_MAX, 1}, {PARAM_BATTERY_TEMP, 1}}));
+    update_extremes({.cycle_wall_time = WALL}, stat, snapshot_of({{PARAM_VCELL_MAX, 1}, {PARAM_BATTERY_TEMP, 1}}));
     EXPECT_EQ(stat.max_cell_voltage_time, STAMP);
     EXPECT_EQ(stat.max_temp_time, STAMP);
     update_extremes({.cycle_wall_time = WALL}, stat, snapshot_of({{PARAM_BATTERY_TEMP, -1}}));
@@ -158,17 +152,16 @@ TEST(Extremes, HeavyDischargeBucketsOfOneInterval) {
 
 TEST(Extremes, HeavyDischargeIsBookedByTheLaterCall) {
     constexpr int32_t HEAVY = -2'500'000;
-    check_calls(
-        {PARAM_BATTERY_STATUS, PARAM_BATTERY_CURRENT_NOW},
-        {
-            {"first call", {{100, 0, HEAVY}}, {0}},
-            {"the later reading counts", {{100, 0, -1}, {160, 0, HEAVY}, {200, 0, -1}}, {60}},
-            {"charging between", {{100, 0, HEAVY}, {110, 1}, {120, 0}, {125}}, {5}},
-            {"full at the end", {{100, 0, HEAVY}, {110, 2}}, {0}},
-            {"standing clock, then a second", {{100, 0, HEAVY}, {100}, {101}}, {1}},
-            {"clock back", {{100, 0, HEAVY}, {40}, {50}}, {10}},
-        },
-        [](const BattStat& stat) { return Figures{stat.total_discharge_time[0]}; });
+    check_calls({PARAM_BATTERY_STATUS, PARAM_BATTERY_CURRENT_NOW},
+                {
+                    {"first call", {{100, 0, HEAVY}}, {0}},
+                    {"the later reading counts", {{100, 0, -1}, {160, 0, HEAVY}, {200, 0, -1}}, {60}},
+                    {"charging between", {{100, 0, HEAVY}, {110, 1}, {120, 0}, {125}}, {5}},
+                    {"full at the end", {{100, 0, HEAVY}, {110, 2}}, {0}},
+                    {"standing clock, then a second", {{100, 0, HEAVY}, {100}, {101}}, {1}},
+                    {"clock back", {{100, 0, HEAVY}, {40}, {50}}, {10}},
+                },
+                [](const BattStat& stat) { return Figures{stat.total_discharge_time[0]}; });
 }
 
 }  // namespace

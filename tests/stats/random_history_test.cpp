@@ -122,11 +122,9 @@ TEST(RandomHistory, GivesTheSameBytesOnEveryMachine) {
         }
         stored = test::bytes_of(stat);
         trace += stored;
-        append_bytes(trace, state.total_arrhenius, state.arrhenius_per_10days,
-                     state.total_full_stay_cap_degradation,
+        append_bytes(trace, state.total_arrhenius, state.arrhenius_per_10days, state.total_full_stay_cap_degradation,
                      state.full_stay_capacity_degradation_per_10days, state.total_cycle_degradation,
-                     state.cycle_degradation_per_10days, state.latest_user_soh,
-                     state.user_charge_full);
+                     state.cycle_degradation_per_10days, state.latest_user_soh, state.user_charge_full);
     }
     EXPECT_EQ(sha256_of(trace), "386e4245c859936dd73c58d3c4117ff4ad36d0bb448fecc3a96910bd845828f4");
 }
@@ -151,21 +149,16 @@ std::string corrupt_record(Random& random) {
     if (!random.one_in(4)) {
         const bool small = random.one_in(2);
         for (char& byte : image) {
-            byte = static_cast<char>(small ? random.one_of({0, 0, 0, 1, 5, 200, 255})
-                                           : random.between(0, 255));
+            byte = static_cast<char>(small ? random.one_of({0, 0, 0, 1, 5, 200, 255}) : random.between(0, 255));
         }
     }
-    image.replace(
-        0, 4, std::string(1, static_cast<char>(random.one_of({1, 0x7F, 0xFE}))) + "\x05\x02\x04");
+    image.replace(0, 4, std::string(1, static_cast<char>(random.one_of({1, 0x7F, 0xFE}))) + "\x05\x02\x04");
     if (!random.one_in(4)) {
-        const int64_t edge =
-            random.one_of({INT32_MIN, -864'255, 0, 863'744, 864'000, 2 * 864'000, 92'448'000,
-                           93'312'000, 217'728'000, 218'592'000, INT32_MAX});
-        poke(image, offsetof(BattStat, online_time),
-             static_cast<uint32_t>(edge + random.between(-90, 90)));
+        const int64_t edge = random.one_of({INT32_MIN, -864'255, 0, 863'744, 864'000, 2 * 864'000, 92'448'000,
+                                            93'312'000, 217'728'000, 218'592'000, INT32_MAX});
+        poke(image, offsetof(BattStat, online_time), static_cast<uint32_t>(edge + random.between(-90, 90)));
         poke(image, offsetof(BattStat, soft_charge_mode), random.one_of({-1, 0, 5, 77, -77}));
-        image[offsetof(BattStat, soft_charge_override)] =
-            static_cast<char>(random.one_of({0, 0, 0xD2, 0xDF}));
+        image[offsetof(BattStat, soft_charge_override)] = static_cast<char>(random.one_of({0, 0, 0xD2, 0xDF}));
     }
     return image;
 }
@@ -204,8 +197,7 @@ RC_GTEST_PROP(RandomHistory, OfACorruptRecordStaysWithinBounds, ()) {
     load_records(state, stat, connection);
     for (int cycle = 0; cycle < 25; cycle++) {
         const int64_t boot_time =
-            state.cycle_boot_time +
-            (random.one_in(10) ? random.between(-500, 1500) : random.between(0, 100));
+            state.cycle_boot_time + (random.one_in(10) ? random.between(-500, 1500) : random.between(0, 100));
         const int64_t grid_time = state.soft_charge.grid_time;
         const uint32_t seconds_before = sum_of(state.vt_cet_table);
         const uint32_t charge_before = sum_of(state.ct_charge_table) - state.total_cycle_count;
@@ -215,8 +207,7 @@ RC_GTEST_PROP(RandomHistory, OfACorruptRecordStaysWithinBounds, ()) {
 
         // Every second that passed since the previous update lies in a cell, and every charge.
         const bool updated = state.soft_charge.grid_time == boot_time && grid_time != 0;
-        const auto passed =
-            static_cast<uint32_t>(updated ? std::max<int64_t>(boot_time - grid_time, 0) : 0);
+        const auto passed = static_cast<uint32_t>(updated ? std::max<int64_t>(boot_time - grid_time, 0) : 0);
         RC_ASSERT(sum_of(state.vt_cet_table) - seconds_before == passed);
         RC_ASSERT(sum_of(state.ct_charge_table) - state.total_cycle_count == charge_before);
         RC_ASSERT(stat.initialize != 0 && stat.initialize != 0xFF);

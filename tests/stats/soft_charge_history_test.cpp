@@ -55,13 +55,11 @@ TEST(SoftChargeHistory, EveryFieldArrivesInItsPlace) {
     EXPECT_EQ(stat.total_full_stay_cap_degradation, 15'625);
     EXPECT_EQ(stat.total_cycle_degradation, 6'500'000);
     EXPECT_EQ(stat.arrhenius_lv, state.arrhenius_lv);
-    EXPECT_EQ(stat.full_stay_capacity_degradation_aging_lv,
-              state.full_stay_capacity_degradation_aging_lv);
+    EXPECT_EQ(stat.full_stay_capacity_degradation_aging_lv, state.full_stay_capacity_degradation_aging_lv);
     const uint32_t first = 1000 + 672 + 160;
     for (uint32_t i = 0; i < PERIOD_COUNT; i++) {
         EXPECT_EQ(stat.arrhenius_per_10days[i], first + i);
-        EXPECT_EQ(stat.full_stay_capacity_degradation_per_10days[i],
-                  (first + 252 + i) * 1'000'000 + 250'000);
+        EXPECT_EQ(stat.full_stay_capacity_degradation_per_10days[i], (first + 252 + i) * 1'000'000 + 250'000);
         EXPECT_EQ(stat.cycle_degradation_per_10days[i], (first + 504 + i) * 1'000'000 + 250'000);
     }
 }
@@ -90,9 +88,8 @@ TEST(SoftChargeHistory, LevelsAreStampedOnce) {
     BattStat stat{};
     stat.soft_charge_mode = 7;
     const auto reach = [&](int32_t level, int32_t online_time) {
-        copy_soft_charge_history(
-            {.soft_charge_mode = -1, .online_time = online_time, .soft_charge1_level = level},
-            stat);
+        copy_soft_charge_history({.soft_charge_mode = -1, .online_time = online_time, .soft_charge1_level = level},
+                                 stat);
     };
     reach(0, 10);
     reach(2, 20);

@@ -22,8 +22,8 @@ inline Bits bits_of(extended value) {
 }
 
 inline std::ostream& operator<<(std::ostream& out, const Bits& bits) {
-    return out << std::hex << std::setfill('0') << "0x" << std::setw(16) << bits.high << ", 0x"
-               << std::setw(16) << bits.low << std::dec;
+    return out << std::hex << std::setfill('0') << "0x" << std::setw(16) << bits.high << ", 0x" << std::setw(16)
+               << bits.low << std::dec;
 }
 
 }  // namespace cellwarden::test

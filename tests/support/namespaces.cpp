@@ -17,13 +17,12 @@ void require(bool done, const char* what) {
     if (done) {
         return;
     }
-    (void)fprintf(
-        stderr,
-        "The tests need namespaces of their own, and this machine refuses one:\n"
-        "  %s: %s\n"
-        "Run them as root, or allow user namespaces (sysctl user.max_user_namespaces,\n"
-        "kernel.unprivileged_userns_clone, kernel.apparmor_restrict_unprivileged_userns).\n",
-        what, strerror(errno));
+    (void)fprintf(stderr,
+                  "The tests need namespaces of their own, and this machine refuses one:\n"
+                  "  %s: %s\n"
+                  "Run them as root, or allow user namespaces (sysctl user.max_user_namespaces,\n"
+                  "kernel.unprivileged_userns_clone, kernel.apparmor_restrict_unprivileged_userns).\n",
+                  what, strerror(errno));
     exit(1);
 }
 
@@ -31,8 +30,7 @@ namespace {
 
 void write_proc(const char* path, const std::string& text) {
     const int fd = open(path, O_WRONLY | O_CLOEXEC);
-    require(fd >= 0 && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()),
-            path);
+    require(fd >= 0 && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()), path);
     close(fd);
 }
 

@@ -87,8 +87,7 @@ int ondra_is_active(void* handle) {
     return phone.ondra_active;
 }
 
-int ondra_add_event(void* handle, const char* category, const char* name, const void* data,
-                    size_t length) {
+int ondra_add_event(void* handle, const char* category, const char* name, const void* data, size_t length) {
     expect_open_handle(handle);
     phone.calls.push_back(std::string("event ") + name);
     if (phone.ondra_refuses) {

@@ -29,8 +29,8 @@ struct FakePhone {
 
     // libtessera; a read copies what fits the buffer and reports the unit's whole size
     std::map<uint32_t, std::string> units;
-    std::set<uint32_t> failing_reads;   // such a read fails when all is copied
-    std::set<uint32_t> failing_writes;  // such a write changes nothing
+    std::set<uint32_t> failing_reads;                           // such a read fails when all is copied
+    std::set<uint32_t> failing_writes;                          // such a write changes nothing
     std::vector<std::pair<uint32_t, std::string>> unit_writes;  // in order, failed ones included
 
     // libondra

@@ -116,8 +116,7 @@ Fields expected_fields(const RecordBytes& record) {
     for (const Mapping& mapping : MAPPINGS) {
         const size_t stride = mapping.stride != 0 ? mapping.stride : size_of(mapping.source);
         for (size_t i = 0; i < mapping.count; i++) {
-            fields[mapping.field].push_back(
-                value_text(record, mapping.source, mapping.offset + i * stride));
+            fields[mapping.field].push_back(value_text(record, mapping.source, mapping.offset + i * stride));
         }
     }
     return fields;
@@ -168,16 +167,15 @@ TEST(BattDegradation2, CarriesTheRecordFieldByField) {
         memcpy(&contents[i][NAME_OFFSET], rows[i].name.data(), 16);
         Fields expected = expected_fields(contents[i]);
         const auto* bytes = reinterpret_cast<const uint8_t*>(contents[i].data());
-        expected["version"] = {"\"" + std::to_string(bytes[1]) + "." + std::to_string(bytes[2]) +
-                               "." + std::to_string(bytes[3]) + "\""};
+        expected["version"] = {"\"" + std::to_string(bytes[1]) + "." + std::to_string(bytes[2]) + "." +
+                               std::to_string(bytes[3]) + "\""};
         std::string all_ones = "\"";
         for (int octet = 0; octet < 16; octet++) {
             all_ones += "\\377";
         }
         expected["battery_model_name"] = {i == 0 ? all_ones + "\"" : rows[i].shown};
         expected["usb_connector_heat_count"] = {std::to_string(rows[i].heat_count)};
-        expected["usb_connector_heat_time"] = {
-            std::to_string(static_cast<uint64_t>(rows[i].heat_time))};
+        expected["usb_connector_heat_time"] = {std::to_string(static_cast<uint64_t>(rows[i].heat_time))};
 
         BattStat stat;
         memcpy(&stat, contents[i].data(), sizeof stat);
@@ -191,8 +189,7 @@ TEST(BattDegradation2, CarriesTheRecordFieldByField) {
         EXPECT_EQ(phone.events[0].name, "BatteryDegradation2");
         const Fields fields = decoded("BatteryDegradation2", phone.events[0].data);
         for (const auto& [field, values] : expected) {
-            EXPECT_EQ(fields.contains(field) ? fields.at(field) : Fields::mapped_type{}, values)
-                << field;
+            EXPECT_EQ(fields.contains(field) ? fields.at(field) : Fields::mapped_type{}, values) << field;
         }
         EXPECT_EQ(fields.size(), expected.size()) << "fields that must never be sent";
         EXPECT_EQ(memcmp(&stat, contents[i].data(), sizeof stat), 0) << "the record was changed";
@@ -242,12 +239,10 @@ TEST(BattDegradation2, IsSentOncePerTenDayMark) {
             (void)snprintf(state.vendor_model, sizeof state.vendor_model, "%s", step.model);
             send_ondra_batt_degr2_if_is_timing(state, stat_with_online_time(step.online_time));
             EXPECT_EQ(phone.events.size(), step.sent ? 1U : 0U);
-            const char* text =
-                step.sent ? "<3>cellwarden: Sending ondra event for BatteryDegradation2\n"
-                : step.library_missing ? "<3>cellwarden: ONDRA_T for BatteryDegradation is NULL\n"
-                                       : nullptr;
-            EXPECT_EQ(phone.log, std::vector<std::string>(text != nullptr ? 1 : 0,
-                                                          text != nullptr ? text : ""));
+            const char* text = step.sent              ? "<3>cellwarden: Sending ondra event for BatteryDegradation2\n"
+                               : step.library_missing ? "<3>cellwarden: ONDRA_T for BatteryDegradation is NULL\n"
+                                                      : nullptr;
+            EXPECT_EQ(phone.log, std::vector<std::string>(text != nullptr ? 1 : 0, text != nullptr ? text : ""));
         }
     }
 }

@@ -154,10 +154,7 @@ TEST(ChargerConnection, WirelessAlone) {
          170,
          {{WLS, 0}, {SOC, 70}, {STAGE, 1}, {BATT_UV, 4'101}},
          "wls=3 type=EPP soc_in=50 stage_in=2 soc_out=70 stage_out=1 batt_uv=4101 care=1"},
-        {"gone",
-         180,
-         {},
-         "type=EPP soc_in=50 stage_in=2 soc_out=70 stage_out=1 batt_uv=4101 care=1"},
+        {"gone", 180, {}, "type=EPP soc_in=50 stage_in=2 soc_out=70 stage_out=1 batt_uv=4101 care=1"},
     });
     follow({
         {"inserted", 5, {{WLS, 1}}, "wls=1"},
@@ -167,10 +164,7 @@ TEST(ChargerConnection, WirelessAlone) {
 
 TEST(ChargerConnection, BothSides) {
     follow({
-        {"USB inserted",
-         100,
-         {{USB, 1}, {USB_TYPE, "SDP"}, {WLS_TYPE, "BPP"}, {LEVEL, 3}},
-         "usb=1"},
+        {"USB inserted", 100, {{USB, 1}, {USB_TYPE, "SDP"}, {WLS_TYPE, "BPP"}, {LEVEL, 3}}, "usb=1"},
         {"wireless joins: its insertion starts the connection anew",
          110,
          {{WLS, 1}, {SOC, 5}, {BATT_UV, 7}},
@@ -190,18 +184,12 @@ TEST(ChargerConnection, BothSides) {
     });
     follow({
         {"both inserted", 100, {{USB, 1}, {WLS, 1}, {WLS_TYPE, "BPP"}, {LEVEL, 3}}, "wls=1 usb=1"},
-        {"USB removed: the wireless type stays",
-         110,
-         {{USB, 0}},
-         "wls=2 usb=3 type=BPP seconds=10 level3=20"},
+        {"USB removed: the wireless type stays", 110, {{USB, 0}}, "wls=2 usb=3 type=BPP seconds=10 level3=20"},
         {"wireless alone goes on counting from the last cycle with USB",
          120,
          {{LEVEL, 4}},
          "wls=2 type=BPP seconds=10 level3=40"},
-        {"USB inserted while wireless goes",
-         130,
-         {{USB, 1}, {WLS, 0}},
-         "wls=3 type=BPP seconds=10 level3=70"},
+        {"USB inserted while wireless goes", 130, {{USB, 1}, {WLS, 0}}, "wls=3 type=BPP seconds=10 level3=70"},
         {"the insertion is seen now", 140, {}, "usb=1 type=BPP seconds=10 level3=70"},
     });
 }
@@ -221,20 +209,10 @@ TEST(ChargerConnection, Days) {
          "usb=3 type=BAD CONNECTION seconds=345602 level0=345602 days=3"},
         {"the next insertion starts at zero", 500'000, {{USB, 1}}, "usb=1", true},
         {"connected", 586'401, {}, "usb=2 seconds=86401 level0=86401 days=1"},
-        {"after a report the old mark stands: less than it",
-         586'402,
-         {},
-         "usb=2 seconds=1 level0=1 days=1",
-         true},
-        {"a day more than it, exactly",
-         586'401 + 172'800,
-         {},
-         "usb=2 seconds=172800 level0=172800 days=1"},
+        {"after a report the old mark stands: less than it", 586'402, {}, "usb=2 seconds=1 level0=1 days=1", true},
+        {"a day more than it, exactly", 586'401 + 172'800, {}, "usb=2 seconds=172800 level0=172800 days=1"},
         {"and a second", 586'402 + 172'800, {}, "usb=2 seconds=172801 level0=172801 days=2"},
-        {"a wireless insertion starts at zero",
-         759'203,
-         {{WLS, 1}},
-         "wls=1 usb=2 seconds=172802 level0=172802 days=1"},
+        {"a wireless insertion starts at zero", 759'203, {{WLS, 1}}, "wls=1 usb=2 seconds=172802 level0=172802 days=1"},
     });
 }
 
@@ -264,10 +242,7 @@ TEST(ChargerConnection, HeatEpisodes) {
     follow(
         {
             {"hot, but no USB", 1, {{WLS, 1}, {LEVEL, 30}}, "wls=1 heats=253"},
-            {"hot at the insertion",
-             2,
-             {{WLS, 0}, {USB, 1}},
-             "wls=3 type=BAD CONNECTION heats=253"},
+            {"hot at the insertion", 2, {{WLS, 0}, {USB, 1}}, "wls=3 type=BAD CONNECTION heats=253"},
             {"which is seen after the wireless removal",
              3,
              {},
@@ -329,10 +304,7 @@ TEST(ChargerConnection, TypeTextsOfAnyLengthAndBytes) {
         SCOPED_TRACE(row.name);
         for (const auto& [side, type] : {std::pair{USB, USB_TYPE}, std::pair{WLS, WLS_TYPE}}) {
             const std::string state = side == USB ? "usb=2" : "wls=2";
-            follow({{"inserted",
-                     1,
-                     {{side, 1}, {type, row.text.c_str()}},
-                     side == USB ? "usb=1" : "wls=1"},
+            follow({{"inserted", 1, {{side, 1}, {type, row.text.c_str()}}, side == USB ? "usb=1" : "wls=1"},
                     {"connected", 1, {}, state + " type=" + row.kept}});
         }
     }

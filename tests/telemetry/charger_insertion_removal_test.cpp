@@ -88,9 +88,8 @@ TEST(ChargerInsertionRemoval, CarriesTheConnectionFieldByField) {
         {"usb_insertion_time", {"20"}},
         {"usb_long_insertion_counter", {"31"}},
         {"pdo_raw_list", {"\"\""}},
-        {"thermal_level_time",
-         {"100", "101", "102", "103", "104", "105", "106", "4294967295", "108", "109",
-          "110", "111", "112", "113", "114", "115", "116", "117",        "118", "119"}},
+        {"thermal_level_time", {"100", "101", "102", "103", "104", "105", "106", "4294967295", "108", "109",
+                                "110", "111", "112", "113", "114", "115", "116", "117",        "118", "119"}},
         {"inserted_soc", {"11"}},
         {"removal_soc", {"12"}},
         {"inserted_sc_stage", {"13"}},
@@ -120,29 +119,6 @@ TEST(ChargerInsertionRemoval, CarriesTheConnectionFieldByField) {
     empty["version"] = {"2"};
     empty["battery_care_flg"] = {"false"};
     EXPECT_EQ(sent_fields(reporting_state(), removed), empty);
-}
-
-TEST(ChargerInsertionRemoval, DegradationIsCutToWholeMillionths) {
-    const struct {
-        const char* name;
-        extended percent;
-        const char* sent;
-    } rows[] = {
-        {"negative", extended{-1}, "0"},
-        {"less than one", extended{9} / 10'000'000, "0"},
-        // A double would round the product up to 7.
-        {"just below seven", extended{7} / 1'000'000 - extended{1e-28}, "6"},
-        {"the last", extended{4'294'967'295} / 1'000'000 + extended{1e-20}, "4294967295"},
-        {"too much", extended{4'294'967'296} / 1'000'000 + extended{1e-20}, "4294967295"},
-    };
-    for (const auto& row : rows) {
-        ServiceState state = reporting_state();
-        state.total_cycle_degradation = row.percent;
-        state.total_full_stay_cap_degradation = row.percent;
-        Fields fields = sent_fields(state, full_connection());
-        EXPECT_EQ(fields["total_cycle_degradation"][0], row.sent) << row.name;
-        EXPECT_EQ(fields["total_full_stay_cap_degradation"][0], row.sent) << row.name;
-    }
 }
 
 // Whether a call sends, from the values of the call before and of this one.
@@ -184,11 +160,7 @@ TEST(ChargerInsertionRemoval, Triggers) {
         {.name = "phase 4 and nothing attached", .sent = false, .phase = 4},
         {.name = "phase 4 with USB", .sent = true, .usb_state = 1, .phase = 4},
         {.name = "phase 4 with wireless", .sent = true, .wls_state = 2, .phase = 4},
-        {.name = "phase 4 since before",
-         .sent = false,
-         .usb_state = 2,
-         .phase = 4,
-         .phase_before = 4},
+        {.name = "phase 4 since before", .sent = false, .usb_state = 2, .phase = 4, .phase_before = 4},
         {.name = "phase 3", .sent = false, .usb_state = 2, .phase = 3},
         {.name = "phase 5", .sent = false, .usb_state = 2, .phase = 5, .phase_before = 3},
         {.name = "the highest level", .sent = true, .level = 9, .level_before = 8},
@@ -231,14 +203,11 @@ TEST(ChargerInsertionRemoval, ConnectionIsClearedOnlyAfterADoneAttempt) {
         bool cleared;
         const char* log;
     } rows[] = {
-        {"no library", true, 1, false, false, false,
-         "<3>cellwarden: ONDRA_T for Charger_Insertion_Removal is NULL\n"},
+        {"no library", true, 1, false, false, false, "<3>cellwarden: ONDRA_T for Charger_Insertion_Removal is NULL\n"},
         {"not active", false, 0, false, false, false, "<3>cellwarden: ondra_is_active: 0\n"},
         {"no memory", false, 1, false, true, true, "<3>cellwarden: malloc failed\n"},
-        {"refused", false, 1, true, false, true,
-         "<3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n"},
-        {"sent", false, 1, false, false, true,
-         "<3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n"},
+        {"refused", false, 1, true, false, true, "<3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n"},
+        {"sent", false, 1, false, false, true, "<3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);

@@ -38,8 +38,8 @@ std::string field_list(const ProtobufCMessageDescriptor& message) {
         const ProtobufCFieldDescriptor& field = message.fields[i];
         EXPECT_EQ(field.flags & PROTOBUF_C_FIELD_FLAG_PACKED, 0U) << field.name;
         EXPECT_EQ(field.default_value, nullptr) << field.name;
-        list += std::string(message.short_name) + " " + std::to_string(field.id) + " " +
-                field.name + " " + label_name(field.label) + " " + type_name(field.type) + "\n";
+        list += std::string(message.short_name) + " " + std::to_string(field.id) + " " + field.name + " " +
+                label_name(field.label) + " " + type_name(field.type) + "\n";
     }
     return list;
 }
@@ -60,15 +60,12 @@ std::string sha256_hex(const std::string& text) {
 // breaks them. The digest was made from the contract's own table.
 TEST(ChargingSchema, IsTheContract) {
     EXPECT_STREQ(charging__battery_degradation2__descriptor.name, "charging.BatteryDegradation2");
-    EXPECT_STREQ(charging__charger_insertion_removal__descriptor.name,
-                 "charging.ChargerInsertionRemoval");
+    EXPECT_STREQ(charging__charger_insertion_removal__descriptor.name, "charging.ChargerInsertionRemoval");
     EXPECT_EQ(charging__battery_degradation2__descriptor.n_fields, 73U);
     EXPECT_EQ(charging__charger_insertion_removal__descriptor.n_fields, 27U);
     const std::string fields = field_list(charging__battery_degradation2__descriptor) +
                                field_list(charging__charger_insertion_removal__descriptor);
-    EXPECT_EQ(sha256_hex(fields),
-              "a08f3d98c8c1ab529293ad02de90b46459dde9d7b40ccea87bbbcebca00b9545")
-        << fields;
+    EXPECT_EQ(sha256_hex(fields), "a08f3d98c8c1ab529293ad02de90b46459dde9d7b40ccea87bbbcebca00b9545") << fields;
 }
 
 }  // namespace

@@ -10,12 +10,12 @@
 namespace cellwarden::test {
 
 Fields decoded(const std::string& event_name, const std::string& data) {
-    const std::string message = "code=charging." + event_name +
-                                " --proto_path=" PROTO_FOLDER " " PROTO_FOLDER "/charging.proto";
+    const std::string message =
+        "code=charging." + event_name + " --proto_path=" PROTO_FOLDER " " PROTO_FOLDER "/charging.proto";
     write_attribute("/sys/event", data);
     const CommandResult result =
-        run_command("cd /sys && " PROTOC " --de" + message + " < event > text && " PROTOC " --en" +
-                    message + " < text > again && cmp event again");
+        run_command("cd /sys && " PROTOC " --de" + message + " < event > text && " PROTOC " --en" + message +
+                    " < text > again && cmp event again");
     EXPECT_EQ(result.exit_code, 0) << result.output;
 
     Fields fields;

@@ -26,8 +26,7 @@ std::string describe(const ChgInsertionRemovalData& connection,
     add("batt_uv", connection.moment_max_vbatt);
     add("seconds", connection.usb_insertion_time);
     for (size_t level = 0; level < connection.thermal_level_time.size(); level++) {
-        add("level" + std::to_string(level),
-            static_cast<int32_t>(connection.thermal_level_time[level]));
+        add("level" + std::to_string(level), static_cast<int32_t>(connection.thermal_level_time[level]));
     }
     add("care", connection.battery_care_flg);
     add("aicl", connection.icl_min_counter);

@@ -15,8 +15,7 @@ namespace {
 
 using namespace test;
 
-constexpr EventKind KIND = {
-    .name = "Name", .library_missing_text = "100 % missing", .sent_text = "100 % sent"};
+constexpr EventKind KIND = {.name = "Name", .library_missing_text = "100 % missing", .sent_text = "100 % sent"};
 
 struct Report {
     bool empty;
@@ -48,12 +47,9 @@ TEST(SendEvent, EveryOutcome) {
     constexpr SendResult NOT_DONE = SendResult::NOT_DONE;
     const Row rows[] = {
         {"no library", true, 1, false, false, false, NOT_DONE, "100 % missing", 0},
-        {"not active", false, 0, false, false, false, NOT_DONE,
-         "<3>cellwarden: ondra_is_active: 0\n", 0},
-        {"failing", false, -7, false, false, false, NOT_DONE,
-         "<3>cellwarden: ondra_is_active: -7\n", 0},
-        {"no bytes", false, 1, false, true, false, DONE,
-         "<3>cellwarden: ONDRA log Could not serialize message data\n"},
+        {"not active", false, 0, false, false, false, NOT_DONE, "<3>cellwarden: ondra_is_active: 0\n", 0},
+        {"failing", false, -7, false, false, false, NOT_DONE, "<3>cellwarden: ondra_is_active: -7\n", 0},
+        {"no bytes", false, 1, false, true, false, DONE, "<3>cellwarden: ONDRA log Could not serialize message data\n"},
         {"no memory", false, 1, false, false, true, DONE, "<3>cellwarden: malloc failed\n", 1, 1},
         {"refused", false, 1, true, false, false, DONE, "100 % sent", 1, 1},
         {"sent", false, 2, false, false, false, DONE, "100 % sent", 1, 1, 1},
@@ -90,15 +86,9 @@ TEST(Reporting, NeedsAReportingModelAndAClock) {
         int64_t wall_time;
         bool allowed;
     } rows[] = {
-        {"", 1'483'228'800, true},
-        {"", 1'483'228'799, false},
-        {"", -1, false},
-        {"_cdb", INT64_MAX, false},
-        {"AB_cdb", 1'483'228'800, false},
-        {"_cdb-1", 1'483'228'800, false},
-        {"A_cd_cdbB", 1'483'228'800, false},
-        {"cdb", 1'483'228'800, true},
-        {"A_CDB", 1'483'228'800, true},
+        {"", 1'483'228'800, true},           {"", 1'483'228'799, false},       {"", -1, false},
+        {"_cdb", INT64_MAX, false},          {"AB_cdb", 1'483'228'800, false}, {"_cdb-1", 1'483'228'800, false},
+        {"A_cd_cdbB", 1'483'228'800, false}, {"cdb", 1'483'228'800, true},     {"A_CDB", 1'483'228'800, true},
         {"A_cd", 1'483'228'800, true},
     };
     for (const auto& row : rows) {

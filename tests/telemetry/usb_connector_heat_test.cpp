@@ -36,13 +36,7 @@ TEST(UsbConnectorHeat, IsSavedDailyAndInPhase4) {
         {"phase 4 before the first second", 0, 0, 4, true, {}, {}},
         {"the count cannot be saved", 86'400, 0, 0, true, {UNIT_HEAT_COUNT}, {COUNT_FAILED}},
         {"the time cannot be saved", 86'400, 0, 0, true, {UNIT_HEAT_TIME}, {TIME_FAILED}},
-        {"nothing can",
-         86'400,
-         0,
-         0,
-         true,
-         {UNIT_HEAT_COUNT, UNIT_HEAT_TIME},
-         {COUNT_FAILED, TIME_FAILED}},
+        {"nothing can", 86'400, 0, 0, true, {UNIT_HEAT_COUNT, UNIT_HEAT_TIME}, {COUNT_FAILED, TIME_FAILED}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -53,11 +47,10 @@ TEST(UsbConnectorHeat, IsSavedDailyAndInPhase4) {
         state.last_heat_save_time = row.last_save;
         state.usb_connector_heat_count = 200;
         state.usb_connector_heat_time = 0x0123456789ABCDEF;
-        save_usb_connector_heat_data_if_is_timing(
-            state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, row.phase}}));
+        save_usb_connector_heat_data_if_is_timing(state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, row.phase}}));
 
-        const std::vector<std::pair<uint32_t, std::string>> both = {
-            {2319, "\xC8"}, {2310, "\xEF\xCD\xAB\x89\x67\x45\x23\x01"}};
+        const std::vector<std::pair<uint32_t, std::string>> both = {{2319, "\xC8"},
+                                                                    {2310, "\xEF\xCD\xAB\x89\x67\x45\x23\x01"}};
         EXPECT_EQ(phone.unit_writes, row.saved ? both : decltype(both){});
         EXPECT_EQ(state.last_heat_save_time, row.saved ? row.boot_time : row.last_save);
         EXPECT_EQ(phone.log, row.log);

@@ -28,8 +28,7 @@ class LifeTest : public testing::Test {
         fs::remove_all(folder);
     }
 
-    const fs::path folder =
-        fs::temp_directory_path() / ("lifetime_test-" + std::to_string(getpid()));
+    const fs::path folder = fs::temp_directory_path() / ("lifetime_test-" + std::to_string(getpid()));
 };
 
 // Content of every file by its path in the directory.
@@ -38,18 +37,15 @@ std::map<std::string, std::string> files_of(const fs::path& directory) {
     for (const auto& entry : fs::recursive_directory_iterator(directory)) {
         if (entry.is_regular_file()) {
             std::ifstream stream(entry.path(), std::ios::binary);
-            files[fs::relative(entry.path(), directory)] = {std::istreambuf_iterator<char>(stream),
-                                                            {}};
+            files[fs::relative(entry.path(), directory)] = {std::istreambuf_iterator<char>(stream), {}};
         }
     }
     return files;
 }
 
-std::map<std::string, std::string> run_into(const fs::path& directory, uint64_t seed,
-                                            const char* patch = "{}") {
+std::map<std::string, std::string> run_into(const fs::path& directory, uint64_t seed, const char* patch = "{}") {
     const volatile std::sig_atomic_t never = 0;
-    EXPECT_EQ(run_profile(small_profile(patch), seed, directory, never, [](const Life&) {}),
-              Ending::COMPLETE);
+    EXPECT_EQ(run_profile(small_profile(patch), seed, directory, never, [](const Life&) {}), Ending::COMPLETE);
     return files_of(directory);
 }
 
@@ -64,8 +60,7 @@ TEST_F(LifeTest, LeavesARecordThatThePhoneLoadsAgain) {
     const auto files = run_into(folder / "a", 1);
     ASSERT_EQ(files.at("units/2491").size(), 9728U);
     const std::string& bytes = files.at("units/2491");
-    EXPECT_EQ(judge_batt_stat(reinterpret_cast<const uint8_t*>(bytes.data()), 9728),
-              BattStatVerdict::ACCEPTED);
+    EXPECT_EQ(judge_batt_stat(reinterpret_cast<const uint8_t*>(bytes.data()), 9728), BattStatVerdict::ACCEPTED);
 
     device.units[UNIT_BATT_STAT] = bytes;
     ServiceState state;
@@ -92,14 +87,12 @@ TEST_F(LifeTest, SendsTheEventsAndWritesTheDays) {
     EXPECT_TRUE(files.contains("outbox/20260102T030000Z-0001-charging-ChargerInsertionRemoval"));
     const std::string& series = files.at("series.csv");
     EXPECT_EQ(std::count(series.begin(), series.end(), '\n'), 1 + 12);
-    EXPECT_THAT(files.at("daemon.log"),
-                testing::HasSubstr("Phone online time has reached 10 days"));
+    EXPECT_THAT(files.at("daemon.log"), testing::HasSubstr("Phone online time has reached 10 days"));
 }
 
 TEST_F(LifeTest, StopsWithWhatItHasReached) {
     volatile std::sig_atomic_t stop = 0;
-    EXPECT_EQ(run_profile(small_profile(), 1, folder / "a", stop, [&](const Life&) { stop = 1; }),
-              Ending::STOPPED);
+    EXPECT_EQ(run_profile(small_profile(), 1, folder / "a", stop, [&](const Life&) { stop = 1; }), Ending::STOPPED);
     const auto summary = read_summary(folder / "a");
     EXPECT_EQ(summary.at("complete"), false);
     EXPECT_NEAR(summary.at("figures").at("days lived").get<double>(), 1, 0.01);
