@@ -85,7 +85,10 @@ double read_number(const Place& place, double low, double high) {
 }
 
 int64_t read_integer(const Place& place, int64_t low, int64_t high) {
-    if (!place.value.is_number_integer() || place.value.get<int64_t>() < low ||
+    // A whole number beyond 64 signed bits would come out as a negative one.
+    const bool is_too_large = place.value.is_number_unsigned() &&
+                              place.value.get<uint64_t>() > static_cast<uint64_t>(INT64_MAX);
+    if (!place.value.is_number_integer() || is_too_large || place.value.get<int64_t>() < low ||
         place.value.get<int64_t>() > high) {
         fail(place, "a whole number from " + std::to_string(low) + " to " + std::to_string(high));
     }

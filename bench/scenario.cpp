@@ -57,7 +57,7 @@ std::string read_hex(const Place& place) {
 std::string read_file_of(const Place& place) {
     const std::filesystem::path path = place.file.parent_path() / read_text(place);
     std::ifstream stream(path, std::ios::binary);
-    if (!stream) {
+    if (!stream || !std::filesystem::is_regular_file(path)) {
         fail(place, "a file that can be read (tried " + path.string() + ")");
     }
     return {std::istreambuf_iterator<char>(stream), {}};
