@@ -63,7 +63,20 @@ int set_bench_path(BenchPath& path, const char* folder, const char* name) {
 
 bool fault_is_on(const char* name) {
     BenchPath path;
-    return set_bench_path(path, "faults", name) == 0 && access(path.text, F_OK) == 0;
+    char text[16] = {};
+    size_t size = 0;
+    if (set_bench_path(path, "faults", name) != 0 ||
+        read_bench_file(path, text, sizeof text - 1, size) != 0) {
+        return false;
+    }
+    const long calls = strtol(text, nullptr, 10);
+    if (calls == 1) {
+        (void)unlink(path.text);
+    } else if (calls > 1) {
+        const int length = snprintf(text, sizeof text, "%ld", calls - 1);
+        (void)write_new_file(path.text, text, static_cast<size_t>(length));
+    }
+    return calls <= 1;
 }
 
 int read_bench_file(const BenchPath& path, void* buffer, size_t capacity, size_t& file_size) {

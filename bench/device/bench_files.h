@@ -4,7 +4,8 @@
 //   outbox/          one file per telemetry event
 //   properties/KEY   the text of one system property
 //   imei/SELECTOR    the text of one IMEI
-//   faults/NAME      an empty file: what NAME stands for fails for as long as it is there
+//   faults/NAME      what NAME stands for fails: with an empty file for as long as it is there, with
+//                    a number N in it at the Nth call from now, once
 #pragma once
 
 #include <cstddef>
@@ -19,7 +20,7 @@ struct BenchPath {
 // or the path is too long.
 int set_bench_path(BenchPath& path, const char* folder, const char* name);
 
-// Whether the fault of that name is switched on.
+// Whether the fault of that name strikes this call; counts the call where the fault counts.
 bool fault_is_on(const char* name);
 
 // Reads at most `capacity` bytes of a file into `buffer` and sets `file_size` to the size of the

@@ -1,4 +1,5 @@
-// Stand-in for libcutils: the log goes to /dev/kmsg, properties come from files.
+// Stand-in for libcutils: the log goes to /dev/kmsg, properties come from files. Faults: log (a line
+// is lost), property (no property is there).
 #include "platform/device/cutils.h"
 
 #include <fcntl.h>
@@ -24,7 +25,7 @@ int kernel_log_fd() {
 }  // namespace
 
 void klog_write(int level, const char* format, ...) {
-    if (level > QUIETEST_LEVEL) {
+    if (level > QUIETEST_LEVEL || cellwarden::bench::fault_is_on("log")) {
         return;
     }
     char line[LOG_LINE_SIZE];
@@ -43,7 +44,7 @@ int property_get(const char* key, char* value, const char* default_value) {
     BenchPath path;
     size_t size = 0;
     char text[PROPERTY_SIZE] = {};
-    if (set_bench_path(path, "properties", key) == 0 &&
+    if (!fault_is_on("property") && set_bench_path(path, "properties", key) == 0 &&
         read_bench_file(path, text, sizeof text - 1, size) == 0) {
         text[strcspn(text, "\n")] = '\0';
     } else {

@@ -1,0 +1,100 @@
+#include <sys/resource.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "bench/campaign/campaign.h"
+#include "bench/uevent_sender.h"
+
+namespace cellwarden::bench {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int FOREIGN_BURST = 20;  // foreign uevents before one of the phone's
+
+struct Usage {
+    long resident_kb = 0;
+    long private_kb = 0;
+    long descriptors = 0;
+    double cpu_s = 0;
+};
+
+long smaps_kb(const std::string& smaps, const std::string& key) {
+    std::istringstream words(smaps.substr(smaps.find("\n" + key) + 1 + key.size()));
+    long kb = 0;
+    words >> kb;
+    return kb;
+}
+
+Usage usage_of(pid_t pid) {
+    const fs::path folder = "/proc/" + std::to_string(pid);
+    const std::string smaps = read_file(folder / "smaps_rollup");
+    Usage usage;
+    usage.resident_kb = smaps_kb(smaps, "Rss:");
+    usage.private_kb = smaps_kb(smaps, "Private_Clean:") + smaps_kb(smaps, "Private_Dirty:");
+    usage.descriptors = std::distance(fs::directory_iterator(folder / "fd"), {});
+    // Nanoseconds on the CPU come first.
+    std::ifstream schedule(folder / "schedstat");
+    double ns = 0;
+    schedule >> ns;
+    usage.cpu_s = ns / 1e9;
+    return usage;
+}
+
+void print_usage(const char* when, int uevents, const Usage& usage) {
+    printf("  %-22s %8d %12ld %12ld %12ld %10.2f\n", when, uevents, usage.resident_kb,
+           usage.private_kb, usage.descriptors, usage.cpu_s);
+    fflush(stdout);
+}
+
+}  // namespace
+
+int run_soak(Stage& stage, int uevents) {
+    reset_stage(stage);
+    start_stage(stage);
+    const auto cycles = [&stage](int count) {
+        for (int i = 0; i < count; i++) {
+            if (i % 50 == 0) {
+                advance_phone(stage.phone, 60);
+                refresh_phone_files(stage.files, stage.phone);
+            }
+            send_battery_uevent(stage);
+            finish_cycle(stage);
+            stage.transcript.clear();
+        }
+    };
+    printf("uevents of the battery  uevents  resident KB   private KB  descriptors      CPU s\n");
+    const int warm_up = uevents / 10;
+    cycles(warm_up);
+    const Usage start = usage_of(stage.daemon_pid);
+    print_usage("after the warm-up", warm_up, start);
+    Usage now;
+    for (int part = 1; part <= 3; part++) {
+        cycles((uevents - warm_up) / 3);
+        now = usage_of(stage.daemon_pid);
+        print_usage("", warm_up + part * ((uevents - warm_up) / 3), now);
+    }
+    const double cycle_us = 1e6 * (now.cpu_s - start.cpu_s) / (uevents - warm_up);
+
+    const Usage before = usage_of(stage.daemon_pid);
+    const std::string foreign = uevent_text("thermal", "thermal_zone0");
+    for (int i = 0; i < uevents; i++) {
+        send_uevent(stage.uevent_fd, foreign);
+        if (i % FOREIGN_BURST == FOREIGN_BURST - 1) {
+            cycles(1);
+        }
+    }
+    const Usage end = usage_of(stage.daemon_pid);
+    print_usage("after foreign ones", 2 * uevents, end);
+    kill_daemon(stage);
+    const double flood_us = 1e6 * (end.cpu_s - before.cpu_s) / uevents - cycle_us / FOREIGN_BURST;
+    printf("CPU per battery uevent %.0f us, per foreign uevent %.1f us\n", cycle_us, flood_us);
+    const bool grew = end.resident_kb > start.resident_kb + 64 ||
+                      end.private_kb > start.private_kb || end.descriptors != start.descriptors;
+    printf("%s\n\n", grew ? "WRONG: memory or descriptors grew" : "nothing grew");
+    return grew ? 1 : 0;
+}
+
+}  // namespace cellwarden::bench

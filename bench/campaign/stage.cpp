@@ -1,0 +1,220 @@
+#include "bench/campaign/stage.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include "bench/actions.h"
+#include "bench/kernel_log.h"
+#include "bench/phone/phone_attributes.h"
+#include "bench/state_dir.h"
+#include "bench/uevent_sender.h"
+
+namespace cellwarden::bench {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int CYCLE_LIMIT_MS = 60'000;  // a cycle that has not ended by then never will
+constexpr int LISTEN_LIMIT_MS = 60'000;
+
+void set_clock(const Stage& stage) {
+    if (pwrite(stage.clock_fd, &stage.clock, sizeof stage.clock, 0) != sizeof stage.clock) {
+        throw std::system_error(errno, std::generic_category(), "clock");
+    }
+}
+
+std::string hash_of(const std::string& bytes) {
+    char text[32];
+    (void)snprintf(text, sizeof text, "%016zx", std::hash<std::string>{}(bytes));
+    return text;
+}
+
+void note(Stage& stage, const std::string& line) {
+    stage.transcript.push_back(std::to_string(stage.cycles) + " " + line);
+}
+
+void take_log(Stage& stage) {
+    for (const LogRecord& record : read_kernel_log(stage.log_fd)) {
+        note(stage, "log " + record.text);
+    }
+}
+
+// Returns whether the daemon has dropped its wakelock.
+bool take_file_events(Stage& stage) {
+    bool dropped = false;
+    for (const FileEvent& event : read_file_events(stage.watch)) {
+        const fs::path path = event.path;
+        if (event.deed == FileDeed::OPENED) {
+            continue;
+        }
+        if (path == WAKE_UNLOCK_PATH) {
+            dropped = true;
+        } else if (path.parent_path() == stage.state_dir / "units") {
+            note(stage, "unit " + path.filename().string() + " " + hash_of(read_file(path)));
+        } else if (path.parent_path() == stage.state_dir / "outbox") {
+            note(stage, "event " + read_outbox_event(path).name + " " + hash_of(read_file(path)));
+        } else if (const auto write = take_attribute_write(stage.files, stage.phone, path)) {
+            note(stage, "write " + write->name + " " + write->new_text);
+        }
+    }
+    return dropped;
+}
+
+void wait_for_listener(const Stage& stage) {
+    for (int ms = 0; ms < LISTEN_LIMIT_MS; ms++) {
+        if (someone_listens_for_uevents()) {
+            return;
+        }
+        if (waitpid(stage.daemon_pid, nullptr, WNOHANG) == stage.daemon_pid) {
+            throw StageError("the daemon ended at its start");
+        }
+        usleep(1000);
+    }
+    throw StageError("the daemon does not listen");
+}
+
+void close_all(Stage& stage) {
+    for (int* fd : {&stage.clock_fd, &stage.log_fd, &stage.uevent_fd, &stage.watch.fd}) {
+        if (*fd >= 0) {
+            close(*fd);
+        }
+        *fd = -1;
+    }
+}
+
+void make_phone(Stage& stage) {
+    for (const char* folder : {"/sys/class", "/sys/power"}) {
+        fs::remove_all(folder);
+    }
+    stage.files = PhoneFiles{};
+    stage.watch = open_watch();
+    advance_phone(stage.phone, 0);
+    create_phone_files(stage.files, stage.phone, stage.watch);
+    show_driver_files(stage.files, stage.phone);
+    for (const char* folder : {"units", "outbox"}) {
+        watch_folder(stage.watch, stage.state_dir / folder, FileDeed::REPLACED);
+    }
+}
+
+}  // namespace
+
+std::string read_file(const fs::path& path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void start_stage(Stage& stage) {
+    close_all(stage);
+    make_phone(stage);
+    stage.clock_fd = open((stage.state_dir / "clock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    set_clock(stage);
+    stage.log_fd = open_kernel_log();
+    (void)read_kernel_log(stage.log_fd);
+    stage.uevent_fd = open_uevent_sender();
+    stage.start = std::chrono::steady_clock::now();
+    stage.daemon_pid = start_daemon(stage.daemon, static_cast<double>(stage.clock.boot_s));
+    wait_for_listener(stage);
+}
+
+void pass_time(Stage& stage, double seconds) {
+    advance_phone(stage.phone, seconds);
+    refresh_phone_files(stage.files, stage.phone);
+    stage.clock.boot_s += static_cast<int64_t>(seconds);
+    stage.clock.wall_s += static_cast<int64_t>(seconds);
+    set_clock(stage);
+}
+
+bool concerns_daemon(const std::string& subsystem, const std::string& name) {
+    return subsystem == "power_supply" &&
+           (name == "battery" || name == "usb" || name == "wireless");
+}
+
+void play(Stage& stage, const TimedAction& entry, double since_s) {
+    pass_time(stage, entry.at_s - since_s);
+    const std::vector<UeventSent> uevents = change_phone(stage.phone, entry.action);
+    advance_phone(stage.phone, 0);
+    refresh_phone_files(stage.files, stage.phone);
+    for (const UeventSent& uevent : uevents) {
+        send_uevent(stage.uevent_fd, uevent_text(uevent.subsystem, uevent.name));
+        if (concerns_daemon(uevent.subsystem, uevent.name)) {
+            finish_cycle(stage);
+        }
+    }
+}
+
+void send_battery_uevent(Stage& stage) {
+    send_uevent(stage.uevent_fd, uevent_text("power_supply", "battery"));
+}
+
+void finish_cycle(Stage& stage) {
+    bool dropped = false;
+    for (int ms = 0; !dropped && ms < CYCLE_LIMIT_MS; ms += 100) {
+        pollfd waits[] = {{stage.watch.fd, POLLIN, 0}, {stage.log_fd, POLLIN, 0}};
+        poll(waits, std::size(waits), 100);
+        take_log(stage);
+        dropped = take_file_events(stage);
+        if (!dropped && waitpid(stage.daemon_pid, nullptr, WNOHANG) == stage.daemon_pid) {
+            stage.daemon_pid = -1;
+            throw StageError("the daemon ended by itself");
+        }
+    }
+    if (!dropped) {
+        throw StageError("a cycle did not end");
+    }
+    take_log(stage);
+    stage.cycles++;
+}
+
+void kill_daemon(Stage& stage) {
+    if (stage.daemon_pid > 0) {
+        kill(stage.daemon_pid, SIGKILL);
+        waitpid(stage.daemon_pid, nullptr, 0);
+        stage.daemon_pid = -1;
+    }
+    take_log(stage);
+    (void)take_file_events(stage);
+}
+
+void break_attribute(Stage& stage, const std::string& path, AttributeFault fault) {
+    stage.files.held.insert(path);
+    if (fault == AttributeFault::EMPTY) {
+        set_attribute(stage.files.tree, path, "");
+        return;
+    }
+    fs::remove(path);
+    if (fault == AttributeFault::UNREADABLE) {
+        fs::create_directory(path);  // it can be opened, and every read of it fails
+    }
+}
+
+Units read_units(const Stage& stage) {
+    Units units;
+    for (const auto& file : fs::directory_iterator(stage.state_dir / "units")) {
+        const std::string name = file.path().filename();
+        if (name[0] != '.') {
+            units[static_cast<uint32_t>(std::stoul(name))] = read_file(file);
+        }
+    }
+    return units;
+}
+
+void write_units(const Stage& stage, const Units& units) {
+    fs::remove_all(stage.state_dir / "units");
+    fs::create_directories(stage.state_dir / "units");
+    for (const auto& [unit, bytes] : units) {
+        std::ofstream(stage.state_dir / "units" / std::to_string(unit), std::ios::binary) << bytes;
+    }
+}
+
+}  // namespace cellwarden::bench
