@@ -64,6 +64,10 @@ bool take_file_events(Stage& stage) {
             note(stage, "unit " + path.filename().string() + " " + hash_of(read_file(path)));
         } else if (path.parent_path() == stage.state_dir / "outbox") {
             note(stage, "event " + read_outbox_event(path).name + " " + hash_of(read_file(path)));
+        } else if (stage.files.held.contains(path)) {
+            note(stage, "write " + std::string(attribute_name(path.native())) + " to no avail");
+            stage.files.tree.erase(path);
+            set_attribute(stage.files.tree, path, "");
         } else if (const auto write = take_attribute_write(stage.files, stage.phone, path)) {
             note(stage, "write " + write->name + " " + write->new_text);
         }

@@ -64,8 +64,8 @@ void finish_cycle(Stage& stage);
 // Ends the daemon with SIGKILL and takes in what it had done.
 void kill_daemon(Stage& stage);
 
-// Lets the attribute be missing, or (where `readable` is false) be there and fail at every read.
-// Lasts until the next start.
+// Lets the attribute be missing, be there and fail at every read, or be empty, whatever is written
+// to it. Lasts until the next start.
 enum class AttributeFault { MISSING, UNREADABLE, EMPTY };
 void break_attribute(Stage& stage, const std::string& path, AttributeFault fault);
 

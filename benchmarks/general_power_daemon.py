@@ -1,0 +1,155 @@
+#!/usr/bin/python3
+"""The daemon as a whole beside upower, a general-purpose power daemon, on as many battery events.
+
+Both run the program that is shipped, each on simulated devices: cellwarden on its bench, upower
+under umockdev with a bus of its own. Prints rows of the table of figures; the limit of each is
+upower's figure of the same run, halved for memory. Exit code: 0 where every limit holds.
+"""
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import time
+
+import gi
+
+gi.require_version("UMockdev", "1.0")
+from gi.repository import UMockdev  # noqa: E402
+
+BUILD = sys.argv[1]
+EVENTS = int(sys.argv[2]) if len(sys.argv) > 2 else 2000
+WARM_UP = EVENTS // 10
+UPOWERD = "/usr/libexec/upowerd"
+BUS = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig><type>custom</type><listen>unix:dir={folder}</listen><auth>EXTERNAL</auth>
+<policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>
+<allow own="*"/></policy></busconfig>
+"""
+
+
+def usage_of(pid):
+    """CPU seconds, resident KB and private KB."""
+    with open(f"/proc/{pid}/schedstat") as file:
+        cpu_s = int(file.read().split()[0]) / 1e9
+    with open(f"/proc/{pid}/smaps_rollup") as file:
+        kb = dict(re.findall(r"^(\w+): +(\d+) kB", file.read(), re.M))
+    return cpu_s, int(kb["Rss"]), int(kb["Private_Clean"]) + int(kb["Private_Dirty"])
+
+
+def cpu_of_threads(pid):
+    total = 0
+    for thread in os.listdir(f"/proc/{pid}/task"):
+        with open(f"/proc/{pid}/task/{thread}/schedstat") as file:
+            total += int(file.read().split()[0])
+    return total / 1e9
+
+
+def wait_until_idle(pid):
+    """Until the daemon has used no CPU time for half a second."""
+    before = -1.0
+    while (now := cpu_of_threads(pid)) != before:
+        before = now
+        time.sleep(0.5)
+
+
+def measure_upower(folder):
+    bed = UMockdev.Testbed.new()
+    battery = bed.add_device("power_supply", "BAT0", None, [
+        "type", "Battery", "present", "1", "status", "Discharging", "scope", "System",
+        "energy_full", "60000000", "energy_full_design", "80000000", "energy_now", "48000000",
+        "voltage_now", "12000000", "power_now", "5000000", "capacity", "80"],
+        ["POWER_SUPPLY_ONLINE", "1"])
+    config = os.path.join(folder, "bus.conf")
+    with open(config, "w") as file:
+        file.write(BUS.format(folder=folder))
+    bus = subprocess.Popen(["dbus-daemon", f"--config-file={config}", "--print-address"],
+                           stdout=subprocess.PIPE, text=True)
+    address = bus.stdout.readline().strip()
+    env = dict(os.environ, DBUS_SYSTEM_BUS_ADDRESS=address, UMOCKDEV_DIR=bed.get_root_dir(),
+               LD_PRELOAD="libumockdev-preload.so.0", G_SLICE="always-malloc",
+               UPOWER_HISTORY_DIR=folder)
+    upower = subprocess.Popen([UPOWERD], env=env, stderr=subprocess.DEVNULL)
+    try:
+        wait_until_idle(upower.pid)
+        start_cpu_s = cpu_of_threads(upower.pid)
+
+        def send(count):
+            for event in range(count):
+                bed.set_attribute(battery, "energy_now", str(48000000 - 1000 * (event % 9000)))
+                bed.uevent(battery, "change")
+                # One event at a time: upower has read it when it has been asleep for a moment.
+                wait_for_sleep(upower.pid)
+            wait_until_idle(upower.pid)
+
+        send(WARM_UP)
+        before = cpu_of_threads(upower.pid)
+        send(EVENTS)
+        cpu_us = (cpu_of_threads(upower.pid) - before) / EVENTS * 1e6
+        _, resident, private = usage_of(upower.pid)
+        answer = subprocess.run(["upower", "-i", "/org/freedesktop/UPower/devices/battery_BAT0"],
+                                env=dict(env, LD_PRELOAD=""), capture_output=True, text=True)
+        if "energy:" not in answer.stdout:
+            raise RuntimeError("upower does not show the battery: " + answer.stdout + answer.stderr)
+        return {"cpu_us": cpu_us, "resident": resident, "private": private,
+                "start_ms": start_cpu_s * 1e3}
+    finally:
+        for process in (upower, bus):
+            process.kill()
+            process.wait()
+
+
+def switches(pid):
+    with open(f"/proc/{pid}/status") as file:
+        return int(re.search(r"^voluntary_ctxt_switches:\s+(\d+)", file.read(), re.M)[1])
+
+
+def wait_for_sleep(pid):
+    """Until the daemon has woken and gone to sleep again, or a tenth of a second has passed."""
+    before = switches(pid)
+    for _ in range(50):
+        time.sleep(0.002)
+        if switches(pid) != before:
+            break
+    time.sleep(0.002)
+
+
+def measure_cellwarden():
+    text = subprocess.run([f"{BUILD}/cellwarden-campaign", "--soak", str(EVENTS)],
+                          env=dict(os.environ, LD_PRELOAD=""), capture_output=True,
+                          text=True).stdout
+    cpu_us = float(re.search(r"CPU per battery uevent (\S+) us", text)[1])
+    start_ms = float(re.search(r"CPU of the start (\S+) ms", text)[1])
+    rows = [line.split() for line in text.splitlines() if line.startswith("  after foreign")]
+    return {"cpu_us": cpu_us, "resident": int(rows[0][4]), "private": int(rows[0][5]),
+            "start_ms": start_ms}
+
+
+def report(name, measured, limit, unit):
+    holds = measured <= limit
+    print(f"{name:<58} {measured:10.1f} {limit:10.1f} {unit:<3} {measured / limit:6.2f}  "
+          f"{'holds' if holds else 'OVER THE LIMIT'}", flush=True)
+    return holds
+
+
+def main():
+    with tempfile.TemporaryDirectory() as folder:
+        upower = measure_upower(folder)
+    own = measure_cellwarden()
+    good = [
+        report("battery event, daemon as a whole, CPU; limit upower", own["cpu_us"],
+               upower["cpu_us"], "us"),
+        report("resident memory; limit half of upower", own["resident"], upower["resident"] / 2,
+               "KB"),
+        report("private memory; limit half of upower", own["private"], upower["private"] / 2,
+               "KB"),
+        report("start-up, CPU; limit upower", own["start_ms"], upower["start_ms"], "ms"),
+    ]
+    return 0 if all(good) else 1
+
+
+if __name__ == "__main__":
+    if "umockdev" not in os.environ.get("LD_PRELOAD", ""):
+        os.execvp("umockdev-wrapper", ["umockdev-wrapper", *sys.orig_argv])
+    sys.exit(main())
