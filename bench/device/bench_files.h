@@ -4,7 +4,8 @@
 //   outbox/          one file per telemetry event
 //   properties/KEY   the text of one system property
 //   imei/SELECTOR    the text of one IMEI
-//   faults/NAME      what NAME stands for fails: with an empty file for as long as it is there, with
+//   faults/NAME      what NAME stands for fails: with an empty file for as long as it is there,
+//   with
 //                    a number N in it at the Nth call from now, once
 #pragma once
 

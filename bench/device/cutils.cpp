@@ -1,5 +1,5 @@
-// Stand-in for libcutils: the log goes to /dev/kmsg, properties come from files. Faults: log (a line
-// is lost), property (no property is there).
+// Stand-in for libcutils: the log goes to /dev/kmsg, properties come from files. Faults: log (a
+// line is lost), property (no property is there).
 #include "platform/device/cutils.h"
 
 #include <fcntl.h>

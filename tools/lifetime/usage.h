@@ -41,7 +41,7 @@ struct UsagePlan {
     int64_t planned_days = 0;
     std::vector<Visit> visits{};      // running or still to come, by day and order in the profile
     std::vector<Restart> restarts{};  // still to come
-    double weather = 0;             // of the latest day planned, -1 to 1
+    double weather = 0;               // of the latest day planned, -1 to 1
 };
 
 // The usage at `time_s`, which never goes back, of a phone that shows `capacity_percent`.
