@@ -163,6 +163,7 @@ TEST(BattDegradation2, IsSentOncePerTenDayMark) {
     };
     for (const auto& history : histories) {
         ServiceState state;
+        BattStat stat{};
         for (const Step& step : history) {
             SCOPED_TRACE(step.name);
             phone.events.clear();
@@ -170,7 +171,8 @@ TEST(BattDegradation2, IsSentOncePerTenDayMark) {
             phone.ondra_missing = step.library_missing;
             state.cycle_wall_time = step.wall_time;
             (void)snprintf(state.vendor_model, sizeof state.vendor_model, "%s", step.model);
-            send_ondra_batt_degr2_if_is_timing(state, BattStat{.online_time = step.online_time});
+            stat.online_time = step.online_time;
+            send_ondra_batt_degr2_if_is_timing(state, stat);
             EXPECT_EQ(phone.events.size(), step.sent ? 1U : 0U);
             std::vector<std::string> log;
             if (step.sent) {
