@@ -104,17 +104,5 @@ TEST(Charger, ObeysTheDaemonsSwitchesAndTheTemperature) {
     }
 }
 
-TEST(Charger, AnAgeingLevelEndsTheChargeLower) {
-    double previous_soc = 2;
-    for (int level = 0; level <= 5; level++) {
-        Phone phone = charging_phone(0.5);
-        phone.charger.ageing_level = level;
-        advance_phone(phone, 4 * HOUR_S);
-        EXPECT_EQ(phone.flow.status, ChargeStatus::FULL) << level;
-        EXPECT_LT(phone.battery.soc, previous_soc - 0.01) << level;
-        previous_soc = phone.battery.soc;
-    }
-}
-
 }  // namespace
 }  // namespace cellwarden::bench

@@ -98,26 +98,6 @@ TEST_F(Device, PropertiesFallBackToTheDefaultAndAreCut) {
     EXPECT_EQ(property_get("ro.g", value, ""), 91);
 }
 
-TEST_F(Device, EventsLieInTheOutboxInTheirOrder) {
-    void* handle = ondra_create();
-    ASSERT_GE(ondra_is_active(handle), 1);
-    EXPECT_EQ(ondra_add_event(handle, "charging", "First", "abc", 3), 0);
-    EXPECT_EQ(ondra_add_event(handle, "charging", "Second/x", "", 0), 0);
-    ondra_destroy(&handle);
-    EXPECT_EQ(handle, nullptr);
-
-    std::set<fs::path> files;
-    for (const auto& entry : fs::directory_iterator(top / "outbox")) {
-        files.insert(entry.path());
-    }
-    ASSERT_EQ(files.size(), 2U);
-    const OutboxEvent first = read_outbox_event(*files.begin());
-    EXPECT_EQ(first.category + "." + first.name, "charging.First");
-    EXPECT_EQ(first.size, 3U);
-    EXPECT_NE(first.fault, "") << "three bytes that are no event";
-    EXPECT_EQ(read_outbox_event(*files.rbegin()).name, "Second_x");
-}
-
 TEST_F(Device, EachFaultFailsWhatItNamesAndNothingElse) {
     // One letter for each call that fails.
     const auto failing_calls = [] {

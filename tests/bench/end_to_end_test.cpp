@@ -214,12 +214,5 @@ TEST_F(EndToEnd, ARestartGoesOnWithWhatWasSaved) {
     EXPECT_EQ(later.min_temp, saved.min_temp);
 }
 
-TEST_F(EndToEnd, CtrlCEndsEverythingWithTheSummary) {
-    const BenchRun result = run({{"duration_s", 600}}, "timeout --preserve-status -s INT 3");
-    EXPECT_EQ(result.exit_code, 0);
-    EXPECT_EQ(result.summary().at("reason"), "Interrupt");
-    EXPECT_TRUE(result.summary().at("daemon_ran"));
-}
-
 }  // namespace
 }  // namespace cellwarden::bench

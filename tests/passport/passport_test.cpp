@@ -209,21 +209,6 @@ TEST_F(Passport, ChargeFullIsPublishedOnChange) {
     }
 }
 
-TEST_F(Passport, WhatAnAttributeDoesNotTakeCountsAsPublished) {
-    phone.units = {{UNIT_PRODUCTION_DATE, "250401"}, {UNIT_FIRST_USAGE_DATE, "\1\2\3\4"}};
-    empty_sysfs();
-    state.passport = {};
-    state.user_charge_full = 1;
-    update_eu_eco_system_values(state);
-    EXPECT_EQ(phone.unit_writes.size(), 2U);
-    for (const SysfsParamId id :
-         {PARAM_BATTERY_MANUFACTURING_DATE, PARAM_BATTERY_FIRST_USAGE_DATE, PARAM_BATTERY_CYCLE_COUNT,
-          PARAM_BATTERY_CHARGE_FULL, PARAM_BATTERY_STATE_OF_HEALTH}) {
-        EXPECT_EQ(published(id), "-") << id;
-        EXPECT_EQ(phone.unit_writes, UnitWrites{});
-    }
-}
-
 TEST_F(Passport, FirstCallPublishesEverythingInItsOrder) {
     state = {};
     state.user_charge_full = 0;

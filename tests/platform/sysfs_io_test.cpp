@@ -260,62 +260,6 @@ TEST(SysfsWrite, NoFileNoWrite) {
     EXPECT_EQ(write_sysfs_param(UINT32_MAX, integer(7)), -1);
 }
 
-// --- The formats that no parameter has today, through rows of the test's own.
-
-constexpr char SLOW[] = "slow driver value";
-constexpr char UNKNOWN[] = "unknown driver value";
-constexpr SysfsEnumEntry speed_table[] = {{"Slow", {.text = SLOW}}, {nullptr, {.text = UNKNOWN}}};
-constexpr SysfsParamDesc float_row{.path_is_generated = 0, .path = "", .format = 2, .enum_table = nullptr};
-constexpr SysfsParamDesc enum_text_row{.path_is_generated = 0, .path = "", .format = 5, .enum_table = speed_table};
-constexpr SysfsParamDesc length_row{
-    .path_is_generated = 0, .path = "", .format = 6, .to_integer = [](const char* text) {
-        return static_cast<int32_t>(strlen(text));
-    }};
-constexpr SysfsParamDesc tail_row{
-    .path_is_generated = 0, .path = "", .format = 7, .to_text = [](const char* text) { return text + 1; }};
-constexpr SysfsParamDesc unknown_row{.path_is_generated = 0, .path = "", .format = 8, .enum_table = nullptr};
-
-TEST(SysfsFormats, ParsingOfFloatsEnumTextsAndConversions) {
-    const auto parse = [](const SysfsParamDesc& desc, const char* text) {
-        SysfsParamValue slot{.text = text, .value = {.bits = 99}};
-        parse_sysfs_value(desc, slot);
-        return slot;
-    };
-    EXPECT_EQ(parse(float_row, "-3.25 V").kind, KIND_FLOAT);
-    EXPECT_EQ(parse(float_row, "-3.25 V").value.real, -3.25F);
-    EXPECT_EQ(parse(float_row, "").value.real, 0.0F);
-    EXPECT_EQ(parse(enum_text_row, "Slow").kind, KIND_TEXT);
-    EXPECT_EQ(parse(enum_text_row, "Slow").value.text, SLOW);
-    EXPECT_EQ(parse(enum_text_row, "Slower").value.text, UNKNOWN);
-    EXPECT_EQ(parse(length_row, "four").kind, KIND_INTEGER);
-    EXPECT_EQ(parse(length_row, "four").value.integer, 4);
-    EXPECT_EQ(parse(tail_row, "four").kind, KIND_TEXT);
-    EXPECT_STREQ(parse(tail_row, "four").value.text, "our");
-    EXPECT_EQ(parse(unknown_row, "4").kind, KIND_NOT_READ);
-    EXPECT_EQ(parse(unknown_row, "4").value.bits, 99U);
-}
-
-TEST(SysfsFormats, TextsToWrite) {
-    const struct {
-        const char* name;
-        const SysfsParamDesc& desc;
-        SysfsParamValue record;
-        const char* expected;  // null: refused
-    } rows[] = {
-        {"float", float_row, real(-3.25F), "-3.250000\n"},
-        {"float, the largest", float_row, real(3.4028235e38F), "340282346638528859811704183484516925440.000000\n"},
-        {"float from an integer", float_row, integer(3), nullptr},
-        {"enum text", enum_text_row, text("Slow"), "Slow"},
-        {"enum text, no such row", enum_text_row, text("Fast"), nullptr},
-        {"converted integer", length_row, integer(4), nullptr},
-        {"unknown format", unknown_row, integer(4), nullptr},
-    };
-    for (const auto& row : rows) {
-        char buffer[SYSFS_BUFFER_SIZE];
-        EXPECT_STREQ(format_sysfs_value(row.desc, row.record, buffer), row.expected) << row.name;
-    }
-}
-
 TEST(SysfsReady, OneLookASecondThirtyAtMost) {
     const struct {
         const char* name;

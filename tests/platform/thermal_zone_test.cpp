@@ -97,16 +97,6 @@ TEST(ExternalThermalData, IsForwardedWhereItDiffers) {
     }
 }
 
-TEST(ExternalThermalData, NeedsBothValues) {
-    for (const SysfsParamId missing : {PARAM_SDM_THERM, PARAM_SDM_THERM_ZONE_TEMP}) {
-        write_attribute(PARAM_SDM_THERM, "300\n");
-        SysfsParams snapshot = snapshot_of({{PARAM_SDM_THERM_ZONE_TEMP, 31'250}, {PARAM_SDM_THERM, 300}});
-        snapshot[missing].kind = KIND_NOT_READ;
-        provide_external_thermal_data(snapshot);
-        EXPECT_EQ(read_attribute(PARAM_SDM_THERM), "300\n") << missing;
-    }
-}
-
 TEST(Wakelock, NameIsWrittenAndAFailureLogged) {
     take_wakelock();
     drop_wakelock();

@@ -84,13 +84,6 @@ TEST(ChargerConnection, UsbFromInsertionToRemoval) {
           "usb=2 soc_out=61 stage_out=4 usb_uv=-5 batt_uv=3900 seconds=74 level7=60 level19=14 care=1 aicl=2");
     cycle("so the removal has a bad connection", 202, {{USB, 0}, {BATT_UV, 1}},
           "usb=3 type=BAD CONNECTION usb_uv=-5 batt_uv=3900 seconds=75 level7=60 level19=15 care=1 aicl=2");
-
-    cycle = {};
-    cycle("inserted", 5, {{USB, 1}, {SOC, -1}, {STAGE, -1}, {USB_TYPE, "DCP"}, {CARE, -1}},
-          "usb=1 soc_in=4294967295 stage_in=4294967295");
-    cycle("removed at once; the latch sees this cycle too", 9, {{USB, 0}},
-          "usb=3 type=BAD CONNECTION soc_in=4294967295 stage_in=4294967295 soc_out=4294967295 stage_out=4294967295 "
-          "seconds=4 level0=4 care=1");
 }
 
 TEST(ChargerConnection, WirelessAlone) {
@@ -102,10 +95,6 @@ TEST(ChargerConnection, WirelessAlone) {
           "wls=2 type=EPP soc_in=50 stage_in=2 batt_uv=4100 care=1");
     cycle("removed", 170, {{WLS, 0}, {SOC, 70}, {STAGE, 1}, {BATT_UV, 4'101}},
           "wls=3 type=EPP soc_in=50 stage_in=2 soc_out=70 stage_out=1 batt_uv=4101 care=1");
-
-    cycle = {};
-    cycle("inserted", 5, {{WLS, 1}}, "wls=1");
-    cycle("removed at once", 9, {{WLS, 0}, {CARE, 1}}, "wls=3 type=BAD CONNECTION care=1");
 }
 
 TEST(ChargerConnection, BothSides) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,27 +26,26 @@ bool is_clear(const ChgInsertionRemovalData& connection) {
 
 // A removed connection with another value in every field, those that are never sent included.
 ChgInsertionRemovalData full_connection() {
-    ChgInsertionRemovalData connection{
-        .learning_flg = 1,
-        .battery_care_flg = 1,
-        .charger_type = "FIFTEEN-LETTERS",
-        .inserted_soc = 11,
-        .removal_soc = 12,
-        .inserted_sc_stage = 13,
-        .removal_sc_stage = 14,
-        .moment_max_usbin_voltage = 9'000'000,
-        .moment_max_vbatt = -1,
-        .icl_min_counter = UINT32_MAX,
-        .wlc_epp_txid = 17,
-        .wlc_ping_freq = 18,
-        .wlc_potential_power = 19,
-        .thermal_level_time = {},
-        .usb_insertion_time = 20,
-        .usb_state = CONNECTION_REMOVED,
-        .wls_state = CONNECTION_NONE,
-        .wlc_guaranteed_power = 22,
-        .usb_connector_heat_flg = 1,
-    };
+    // In the order of the record's fields.
+    ChgInsertionRemovalData connection{1,
+                                       1,
+                                       "FIFTEEN-LETTERS",
+                                       11,
+                                       12,
+                                       13,
+                                       14,
+                                       9'000'000,
+                                       -1,
+                                       UINT32_MAX,
+                                       17,
+                                       18,
+                                       19,
+                                       {},
+                                       20,
+                                       CONNECTION_REMOVED,
+                                       CONNECTION_NONE,
+                                       22,
+                                       1};
     for (uint32_t level = 0; level < THERMAL_LEVEL_COUNT; level++) {
         connection.thermal_level_time[level] = 100 + level;
     }
@@ -75,31 +75,21 @@ TEST(ChargerInsertionRemoval, CarriesTheConnectionFieldByField) {
     state.latest_predicted_soh = 88'888;
     state.latest_raw_soh = -1;
     state.latest_filtered_soh = INT32_MAX;
-    const Fields expected = {
-        {"version", {"2"}},
-        {"charger_type", {"\"FIFTEEN-LETTERS\""}},
-        {"usb_insertion_time", {"20"}},
-        {"usb_long_insertion_counter", {"31"}},
-        {"pdo_raw_list", {"\"\""}},
-        {"thermal_level_time", {"100", "101", "102", "103", "104", "105", "106", "4294967295", "108", "109",
-                                "110", "111", "112", "113", "114", "115", "116", "117",        "118", "119"}},
-        {"inserted_soc", {"11"}},
-        {"removal_soc", {"12"}},
-        {"inserted_sc_stage", {"13"}},
-        {"removal_sc_stage", {"14"}},
-        {"battery_care_flg", {"true"}},
-        {"moment_max_usbin_voltage", {"9000000"}},
-        {"moment_max_vbatt", {"4294967295"}},
-        {"icl_min_counter", {"4294967295"}},
-        {"wlc_epp_txid", {"17"}},
-        {"usb_connector_heat_flg", {"1"}},
-        {"total_cycle_degradation", {"666666"}},
-        {"total_full_stay_cap_degradation", {"142857"}},
-        {"latest_user_soh", {"99999"}},
-        {"latest_predicted_soh", {"88888"}},
-        {"latest_raw_soh", {"4294967295"}},
-        {"latest_filtered_soh", {"2147483647"}},
-    };
+    std::istringstream pairs(R"(
+        version 2  charger_type "FIFTEEN-LETTERS"  usb_insertion_time 20  usb_long_insertion_counter 31
+        pdo_raw_list ""  inserted_soc 11  removal_soc 12  inserted_sc_stage 13  removal_sc_stage 14
+        battery_care_flg true  moment_max_usbin_voltage 9000000  moment_max_vbatt 4294967295
+        icl_min_counter 4294967295  wlc_epp_txid 17  usb_connector_heat_flg 1  total_cycle_degradation 666666
+        total_full_stay_cap_degradation 142857  latest_user_soh 99999  latest_predicted_soh 88888
+        latest_raw_soh 4294967295  latest_filtered_soh 2147483647)");
+    Fields expected;
+    for (std::string field, value; pairs >> field >> value;) {
+        expected[field] = {value};
+    }
+    for (int level = 0; level < 20; level++) {
+        expected["thermal_level_time"].push_back(level == 7 ? "4294967295" : std::to_string(100 + level));
+    }
+
     EXPECT_EQ(sent_fields(state, full_connection()), expected);
 
     // Nothing known: the same fields, all of them empty.
