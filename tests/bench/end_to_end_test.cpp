@@ -63,12 +63,11 @@ class EndToEnd : public testing::Test {
     }
     void TearDown() override { fs::remove_all(folder); }
 
-    // Runs the bench with a scenario; `before` is put before the command, `after` behind it.
-    BenchRun run(const json& scenario, const std::string& before = "", const std::string& after = "") {
+    BenchRun run(const json& scenario) {
         const fs::path file = folder / "scenario.json";
         std::ofstream(file) << scenario;
-        const std::string command = before + " " BENCH_COMMAND " --json --scenario " + file.string() + " --state " +
-                                    (folder / "state").string() + " " + after;
+        const std::string command =
+            BENCH_COMMAND " --json --scenario " + file.string() + " --state " + (folder / "state").string();
         BenchRun result;
         FILE* output = popen(command.c_str(), "r");
         if (output == nullptr) {

@@ -26,26 +26,27 @@ bool is_clear(const ChgInsertionRemovalData& connection) {
 
 // A removed connection with another value in every field, those that are never sent included.
 ChgInsertionRemovalData full_connection() {
-    // In the order of the record's fields.
-    ChgInsertionRemovalData connection{1,
-                                       1,
-                                       "FIFTEEN-LETTERS",
-                                       11,
-                                       12,
-                                       13,
-                                       14,
-                                       9'000'000,
-                                       -1,
-                                       UINT32_MAX,
-                                       17,
-                                       18,
-                                       19,
-                                       {},
-                                       20,
-                                       CONNECTION_REMOVED,
-                                       CONNECTION_NONE,
-                                       22,
-                                       1};
+    ChgInsertionRemovalData connection{
+        .learning_flg = 1,
+        .battery_care_flg = 1,
+        .charger_type = "FIFTEEN-LETTERS",
+        .inserted_soc = 11,
+        .removal_soc = 12,
+        .inserted_sc_stage = 13,
+        .removal_sc_stage = 14,
+        .moment_max_usbin_voltage = 9'000'000,
+        .moment_max_vbatt = -1,
+        .icl_min_counter = UINT32_MAX,
+        .wlc_epp_txid = 17,
+        .wlc_ping_freq = 18,
+        .wlc_potential_power = 19,
+        .thermal_level_time = {},
+        .usb_insertion_time = 20,
+        .usb_state = CONNECTION_REMOVED,
+        .wls_state = CONNECTION_NONE,
+        .wlc_guaranteed_power = 22,
+        .usb_connector_heat_flg = 1,
+    };
     for (uint32_t level = 0; level < THERMAL_LEVEL_COUNT; level++) {
         connection.thermal_level_time[level] = 100 + level;
     }
