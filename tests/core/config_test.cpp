@@ -25,8 +25,6 @@ TEST(Config, PeriodicEventInterval) {
         int32_t expected;
     } rows[] = {
         {"as built", "periodic_event_interval", false, 0, 10},
-        {"not set, with a value", "periodic_event_interval", false, 60, 10},
-        {"set", "periodic_event_interval", true, 60, 60},
         {"set to no light cycles", "periodic_event_interval", true, 0, 0},
         {"set to a negative value", "periodic_event_interval", true, -5, 10},
         {"another setting", "battman_log_interval", true, 60, 10},

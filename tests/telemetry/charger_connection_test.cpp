@@ -15,60 +15,46 @@ namespace {
 
 using namespace test;
 
-// One cycle: what changed since the one before, and what is to be seen after it.
-struct Cycle {
-    const char* name;
-    int64_t boot_time;
-    std::vector<Given> changed;
-    std::string expected;
-    bool reported_before = false;  // a report has cleared the connection
-};
+constexpr auto USB = PARAM_USB_ONLINE;
+constexpr auto WLS = PARAM_WIRELESS_ONLINE;
+constexpr auto USB_TYPE = PARAM_QCOM_USB_REAL_TYPE;
+constexpr auto WLS_TYPE = PARAM_WLS_TYPE_TEXT;
+constexpr auto SOC = PARAM_BATTERY_CAPACITY;
+constexpr auto STAGE = PARAM_BATT_AGING_LEVEL;
+constexpr auto BATT_UV = PARAM_BATTERY_VOLTAGE_NOW;
+constexpr auto USB_UV = PARAM_USB_VOLTAGE_NOW;
+constexpr auto CARE = PARAM_SMART_CHARGING_STATUS;
+constexpr auto AICL = PARAM_REG_AICL_STATUS;
+constexpr auto LEVEL = PARAM_SYSTEM_TEMP_LEVEL;
+constexpr auto LEVEL_MAX = PARAM_SYSTEM_TEMP_LEVEL_MAX;
 
-constexpr SysfsParamId USB = PARAM_USB_ONLINE;
-constexpr SysfsParamId WLS = PARAM_WIRELESS_ONLINE;
-constexpr SysfsParamId USB_TYPE = PARAM_QCOM_USB_REAL_TYPE;
-constexpr SysfsParamId WLS_TYPE = PARAM_WLS_TYPE_TEXT;
-constexpr SysfsParamId SOC = PARAM_BATTERY_CAPACITY;
-constexpr SysfsParamId STAGE = PARAM_BATT_AGING_LEVEL;
-constexpr SysfsParamId BATT_UV = PARAM_BATTERY_VOLTAGE_NOW;
-constexpr SysfsParamId USB_UV = PARAM_USB_VOLTAGE_NOW;
-constexpr SysfsParamId CARE = PARAM_SMART_CHARGING_STATUS;
-constexpr SysfsParamId AICL = PARAM_REG_AICL_STATUS;
-constexpr SysfsParamId LEVEL = PARAM_SYSTEM_TEMP_LEVEL;
-constexpr SysfsParamId LEVEL_MAX = PARAM_SYSTEM_TEMP_LEVEL_MAX;
-
-// Runs a history from start-up on, with a highest thermal level that is not reached. The wall clock
-// is 1,000,000 s ahead.
-void follow(const std::vector<Cycle>& history, ServiceState state = {}) {
+// A history from start-up on, with a highest thermal level that is not reached. A call is one cycle: what changed since
+// the one before, and what is to be seen after it. The wall clock is 1,000,000 s ahead.
+struct History {
+    ServiceState state;
     ChgInsertionRemovalData connection;
     SysfsParams snapshot = snapshot_of({{LEVEL_MAX, 30}});
-    for (const Cycle& cycle : history) {
-        for (const Given& given : cycle.changed) {
+
+    void operator()(const char* name, int64_t boot_time, const std::vector<Given>& changed,
+                    const std::string& expected) {
+        for (const Given& given : changed) {
             set_param(snapshot, given);
         }
-        if (cycle.reported_before) {
-            connection = {};
-        }
-        state.cycle_boot_time = cycle.boot_time;
-        state.cycle_wall_time = 1'000'000 + cycle.boot_time;
+        state.cycle_boot_time = boot_time;
+        state.cycle_wall_time = 1'000'000 + boot_time;
         set_chg_insertion_removal_data(state, snapshot, connection);
         EXPECT_EQ(describe(connection, {{"days", state.usb_long_insertion_counter},
                                         {"heats", state.usb_connector_heat_count},
                                         {"heat_at", state.usb_connector_heat_time}}),
-                  cycle.expected)
-            << cycle.name;
+                  expected)
+            << name;
     }
-}
+};
 
 TEST(ChargerConnection, StateFollowsFromTwoOnlineValues) {
     constexpr int32_t ONLINE[] = {-1, 0, 1, 2};
-    constexpr uint32_t EXPECTED[4][4] = {
-        // now -1, 0, 1, 2
-        {0, 0, 0, 0},  // before -1
-        {0, 0, 1, 0},  // 0
-        {0, 3, 2, 0},  // 1
-        {0, 0, 0, 0},  // 2
-    };
+    // A row is what was before, a column what is now.
+    constexpr uint32_t EXPECTED[4][4] = {{0, 0, 0, 0}, {0, 0, 1, 0}, {0, 3, 2, 0}, {0, 0, 0, 0}};
     for (size_t before = 0; before < 4; before++) {
         for (size_t now = 0; now < 4; now++) {
             EXPECT_EQ(connection_state_of(ONLINE[before], ONLINE[now]), EXPECTED[before][now])
@@ -78,235 +64,140 @@ TEST(ChargerConnection, StateFollowsFromTwoOnlineValues) {
 }
 
 TEST(ChargerConnection, UsbFromInsertionToRemoval) {
-    follow({
-        {"nothing attached", 100, {{SOC, 50}, {STAGE, 2}, {BATT_UV, 4'000}, {LEVEL, 7}}, ""},
-        {"inserted; a type, the latch and AICL count from the next cycle on",
-         110,
-         {{USB, 1}, {USB_UV, 5'000}, {USB_TYPE, "PD"}, {CARE, 1}, {AICL, 4}},
-         "usb=1 soc_in=50 stage_in=2 usb_uv=5000 batt_uv=4000"},
-        {"connected, in other values",
-         170,
-         {{SOC, 60}, {STAGE, 3}, {BATT_UV, 4'100}, {USB_UV, 9'000}, {LEVEL, 19}},
-         "usb=2 type=PD soc_in=50 stage_in=2 usb_uv=9000 batt_uv=4100 seconds=60 level7=60 care=1 "
-         "aicl=1"},
-        {"lower voltages; the latch stays; another type",
-         180,
-         {{CARE, 0}, {BATT_UV, 4'099}, {USB_UV, 8'999}, {USB_TYPE, "DCP"}},
-         "usb=2 type=DCP soc_in=50 stage_in=2 usb_uv=9000 batt_uv=4100 seconds=70 level7=60 "
-         "level19=10 care=1 aicl=1"},
-        {"removed",
-         183,
-         {{USB, 0}, {SOC, 61}, {STAGE, 4}, {BATT_UV, 4'200}, {USB_UV, 9'001}, {USB_TYPE, ""}},
-         "usb=3 type=DCP soc_in=50 stage_in=2 soc_out=61 stage_out=4 usb_uv=9001 batt_uv=4200 "
-         "seconds=73 level7=60 level19=13 care=1 aicl=1"},
-        {"not reported: all but the state stays",
-         190,
-         {},
-         "type=DCP soc_in=50 stage_in=2 soc_out=61 stage_out=4 usb_uv=9001 batt_uv=4200 seconds=73 "
-         "level7=60 level19=13 care=1 aicl=1"},
-        {"an insertion sets its own fields only",
-         200,
-         {{USB, 1}, {SOC, 0}, {USB_UV, -5}, {STAGE, 0}, {BATT_UV, 3'900}},
-         "usb=1 type=DCP soc_out=61 stage_out=4 usb_uv=-5 batt_uv=3900 seconds=73 level7=60 "
-         "level19=13 care=1 aicl=1"},
-        {"an unreadable type empties the text; AICL rises anew",
-         201,
-         {},
-         "usb=2 soc_out=61 stage_out=4 usb_uv=-5 batt_uv=3900 seconds=74 level7=60 level19=14 "
-         "care=1 aicl=2"},
-        {"so the removal has a bad connection",
-         202,
-         {{USB, 0}, {BATT_UV, 1}},
-         "usb=3 type=BAD CONNECTION usb_uv=-5 batt_uv=3900 seconds=75 "
-         "level7=60 level19=15 care=1 aicl=2"},
-    });
-    follow({
-        {"inserted",
-         5,
-         {{USB, 1}, {SOC, -1}, {STAGE, -1}, {USB_TYPE, "DCP"}, {CARE, -1}},
-         "usb=1 soc_in=4294967295 stage_in=4294967295"},
-        {"removed at once; the latch sees this cycle too",
-         9,
-         {{USB, 0}},
-         "usb=3 type=BAD CONNECTION soc_in=4294967295 stage_in=4294967295 soc_out=4294967295 "
-         "stage_out=4294967295 seconds=4 level0=4 care=1"},
-    });
-    follow({
-        {"inserted", 5, {{USB, 1}}, "usb=1"},
-        {"2 is no removal", 6, {{USB, 2}}, ""},
-        {"nor is 0 after it", 7, {{USB, 0}}, ""},
-        {"an insertion; time runs from the last one", 8, {{USB, 1}}, "usb=1"},
-        {"connected", 10, {}, "usb=2 seconds=2 level0=2"},
-    });
+    History cycle;
+    cycle("nothing attached", 100, {{SOC, 50}, {STAGE, 2}, {BATT_UV, 4'000}, {LEVEL, 7}}, "");
+    cycle("inserted; a type, the latch and AICL count from the next cycle on", 110,
+          {{USB, 1}, {USB_UV, 5'000}, {USB_TYPE, "PD"}, {CARE, 1}, {AICL, 4}},
+          "usb=1 soc_in=50 stage_in=2 usb_uv=5000 batt_uv=4000");
+    cycle("connected, in other values", 170, {{SOC, 60}, {STAGE, 3}, {BATT_UV, 4'100}, {USB_UV, 9'000}, {LEVEL, 19}},
+          "usb=2 type=PD soc_in=50 stage_in=2 usb_uv=9000 batt_uv=4100 seconds=60 level7=60 care=1 aicl=1");
+    cycle("lower voltages; the latch stays; another type", 180,
+          {{CARE, 0}, {BATT_UV, 4'099}, {USB_UV, 8'999}, {USB_TYPE, "DCP"}},
+          "usb=2 type=DCP soc_in=50 stage_in=2 usb_uv=9000 batt_uv=4100 seconds=70 level7=60 level19=10 care=1 aicl=1");
+    cycle("removed", 183, {{USB, 0}, {SOC, 61}, {STAGE, 4}, {BATT_UV, 4'200}, {USB_UV, 9'001}, {USB_TYPE, ""}},
+          "usb=3 type=DCP soc_in=50 stage_in=2 soc_out=61 stage_out=4 usb_uv=9001 batt_uv=4200 seconds=73 level7=60 "
+          "level19=13 care=1 aicl=1");
+    cycle("an insertion sets its own fields only", 200,
+          {{USB, 1}, {SOC, 0}, {USB_UV, -5}, {STAGE, 0}, {BATT_UV, 3'900}},
+          "usb=1 type=DCP soc_out=61 stage_out=4 usb_uv=-5 batt_uv=3900 seconds=73 level7=60 level19=13 care=1 aicl=1");
+    cycle("an unreadable type empties the text; AICL rises anew", 201, {},
+          "usb=2 soc_out=61 stage_out=4 usb_uv=-5 batt_uv=3900 seconds=74 level7=60 level19=14 care=1 aicl=2");
+    cycle("so the removal has a bad connection", 202, {{USB, 0}, {BATT_UV, 1}},
+          "usb=3 type=BAD CONNECTION usb_uv=-5 batt_uv=3900 seconds=75 level7=60 level19=15 care=1 aicl=2");
 }
 
 TEST(ChargerConnection, WirelessAlone) {
-    follow({
-        {"inserted",
-         100,
-         {{WLS, 1}, {SOC, 50}, {STAGE, 2}, {BATT_UV, 4'000}, {USB_UV, 9}, {WLS_TYPE, "EPP"}},
-         "wls=1 soc_in=50 stage_in=2 batt_uv=4000"},
-        {"connected; only USB takes references for time",
-         160,
-         {{CARE, 1}, {BATT_UV, 4'100}, {USB_TYPE, "PD"}, {AICL, 4}, {LEVEL, 30}},
-         "wls=2 type=EPP soc_in=50 stage_in=2 batt_uv=4100 care=1"},
-        {"removed",
-         170,
-         {{WLS, 0}, {SOC, 70}, {STAGE, 1}, {BATT_UV, 4'101}},
-         "wls=3 type=EPP soc_in=50 stage_in=2 soc_out=70 stage_out=1 batt_uv=4101 care=1"},
-        {"gone", 180, {}, "type=EPP soc_in=50 stage_in=2 soc_out=70 stage_out=1 batt_uv=4101 care=1"},
-    });
-    follow({
-        {"inserted", 5, {{WLS, 1}}, "wls=1"},
-        {"removed at once", 9, {{WLS, 0}, {CARE, 1}}, "wls=3 type=BAD CONNECTION care=1"},
-    });
+    History cycle;
+    cycle("inserted", 100, {{WLS, 1}, {SOC, 50}, {STAGE, 2}, {BATT_UV, 4'000}, {USB_UV, 9}, {WLS_TYPE, "EPP"}},
+          "wls=1 soc_in=50 stage_in=2 batt_uv=4000");
+    cycle("connected; only USB takes references for time", 160,
+          {{CARE, 1}, {BATT_UV, 4'100}, {USB_TYPE, "PD"}, {AICL, 4}, {LEVEL, 30}},
+          "wls=2 type=EPP soc_in=50 stage_in=2 batt_uv=4100 care=1");
+    cycle("removed", 170, {{WLS, 0}, {SOC, 70}, {STAGE, 1}, {BATT_UV, 4'101}},
+          "wls=3 type=EPP soc_in=50 stage_in=2 soc_out=70 stage_out=1 batt_uv=4101 care=1");
 }
 
 TEST(ChargerConnection, BothSides) {
-    follow({
-        {"USB inserted", 100, {{USB, 1}, {USB_TYPE, "SDP"}, {WLS_TYPE, "BPP"}, {LEVEL, 3}}, "usb=1"},
-        {"wireless joins: its insertion starts the connection anew",
-         110,
-         {{WLS, 1}, {SOC, 5}, {BATT_UV, 7}},
-         "wls=1 usb=2 type=SDP soc_in=5 batt_uv=7 seconds=10 level3=10"},
-        {"both book their time; the USB type comes last",
-         120,
-         {},
-         "wls=2 usb=2 type=SDP soc_in=5 batt_uv=7 seconds=20 level3=30"},
-        {"wireless removed with USB: USB stands still",
-         130,
-         {{WLS, 0}, {USB, 0}, {SOC, 6}},
-         "wls=3 usb=2 type=SDP soc_in=5 soc_out=6 batt_uv=7 seconds=20 level3=40"},
-        {"USB's removal is seen now",
-         140,
-         {{SOC, 8}},
-         "usb=3 type=SDP soc_in=5 soc_out=8 batt_uv=7 seconds=40 level3=60"},
-    });
-    follow({
-        {"both inserted", 100, {{USB, 1}, {WLS, 1}, {WLS_TYPE, "BPP"}, {LEVEL, 3}}, "wls=1 usb=1"},
-        {"USB removed: the wireless type stays", 110, {{USB, 0}}, "wls=2 usb=3 type=BPP seconds=10 level3=20"},
-        {"wireless alone goes on counting from the last cycle with USB",
-         120,
-         {{LEVEL, 4}},
-         "wls=2 type=BPP seconds=10 level3=40"},
-        {"USB inserted while wireless goes", 130, {{USB, 1}, {WLS, 0}}, "wls=3 type=BPP seconds=10 level3=70"},
-        {"the insertion is seen now", 140, {}, "usb=1 type=BPP seconds=10 level3=70"},
-    });
+    History cycle;
+    cycle("USB inserted", 100, {{USB, 1}, {USB_TYPE, "SDP"}, {WLS_TYPE, "BPP"}, {LEVEL, 3}}, "usb=1");
+    cycle("wireless joins: its insertion starts the connection anew", 110, {{WLS, 1}, {SOC, 5}, {BATT_UV, 7}},
+          "wls=1 usb=2 type=SDP soc_in=5 batt_uv=7 seconds=10 level3=10");
+    cycle("both book their time; the USB type comes last", 120, {},
+          "wls=2 usb=2 type=SDP soc_in=5 batt_uv=7 seconds=20 level3=30");
+    cycle("wireless removed with USB: USB stands still", 130, {{WLS, 0}, {USB, 0}, {SOC, 6}},
+          "wls=3 usb=2 type=SDP soc_in=5 soc_out=6 batt_uv=7 seconds=20 level3=40");
+    cycle("USB's removal is seen now", 140, {{SOC, 8}},
+          "usb=3 type=SDP soc_in=5 soc_out=8 batt_uv=7 seconds=40 level3=60");
+
+    cycle = {};
+    cycle("both inserted", 100, {{USB, 1}, {WLS, 1}, {WLS_TYPE, "BPP"}, {LEVEL, 3}}, "wls=1 usb=1");
+    cycle("USB removed: the wireless type stays", 110, {{USB, 0}}, "wls=2 usb=3 type=BPP seconds=10 level3=20");
+    cycle("wireless alone goes on counting from the last cycle with USB", 120, {{LEVEL, 4}},
+          "wls=2 type=BPP seconds=10 level3=40");
+    cycle("USB inserted while wireless goes", 130, {{USB, 1}, {WLS, 0}}, "wls=3 type=BPP seconds=10 level3=70");
+    cycle("the insertion is seen now", 140, {}, "usb=1 type=BPP seconds=10 level3=70");
 }
 
 TEST(ChargerConnection, Days) {
-    follow({
-        {"inserted", 1, {{USB, 1}}, "usb=1"},
-        {"exactly a day", 86'401, {}, "usb=2 seconds=86400 level0=86400"},
-        {"a second more", 86'402, {}, "usb=2 seconds=86401 level0=86401 days=1"},
-        {"a day and two days at once: one a cycle",
-         86'402 + 3 * 86'400,
-         {},
-         "usb=2 seconds=345601 level0=345601 days=2"},
-        {"the removal counts as well",
-         86'403 + 3 * 86'400,
-         {{USB, 0}},
-         "usb=3 type=BAD CONNECTION seconds=345602 level0=345602 days=3"},
-        {"the next insertion starts at zero", 500'000, {{USB, 1}}, "usb=1", true},
-        {"connected", 586'401, {}, "usb=2 seconds=86401 level0=86401 days=1"},
-        {"after a report the old mark stands: less than it", 586'402, {}, "usb=2 seconds=1 level0=1 days=1", true},
-        {"a day more than it, exactly", 586'401 + 172'800, {}, "usb=2 seconds=172800 level0=172800 days=1"},
-        {"and a second", 586'402 + 172'800, {}, "usb=2 seconds=172801 level0=172801 days=2"},
-        {"a wireless insertion starts at zero", 759'203, {{WLS, 1}}, "wls=1 usb=2 seconds=172802 level0=172802 days=1"},
-    });
+    History cycle;
+    cycle("inserted", 1, {{USB, 1}}, "usb=1");
+    cycle("exactly a day", 86'401, {}, "usb=2 seconds=86400 level0=86400");
+    cycle("a second more", 86'402, {}, "usb=2 seconds=86401 level0=86401 days=1");
+    cycle("a day and two days at once: one a cycle", 86'402 + 3 * 86'400, {},
+          "usb=2 seconds=345601 level0=345601 days=2");
+    cycle("the removal counts as well", 86'403 + 3 * 86'400, {{USB, 0}},
+          "usb=3 type=BAD CONNECTION seconds=345602 level0=345602 days=3");
+    cycle.connection = {};  // a report has cleared it
+    cycle("the next insertion starts at zero", 500'000, {{USB, 1}}, "usb=1");
+    cycle("connected", 586'401, {}, "usb=2 seconds=86401 level0=86401 days=1");
+    cycle.connection = {};  // a report has cleared it
+    cycle("after a report the old mark stands: less than it", 586'402, {}, "usb=2 seconds=1 level0=1 days=1");
+    cycle("a day more than it, exactly", 586'401 + 172'800, {}, "usb=2 seconds=172800 level0=172800 days=1");
+    cycle("and a second", 586'402 + 172'800, {}, "usb=2 seconds=172801 level0=172801 days=2");
 }
 
 TEST(ChargerConnection, AiclRises) {
-    follow({
-        {"inserted", 1, {{USB, 1}}, "usb=1"},
-        {"other bits", 1, {{AICL, 0xB}}, "usb=2"},
-        {"a rise", 1, {{AICL, 0x7}}, "usb=2 aicl=1"},
-        {"it stays", 1, {{AICL, -1}}, "usb=2 aicl=1"},
-        {"a fall", 1, {{AICL, 0}}, "usb=2 aicl=1"},
-        {"another rise", 1, {{AICL, INT32_MAX}}, "usb=2 aicl=2"},
-        {"a removal does not look", 1, {{USB, 0}, {AICL, 0}}, "usb=3 type=BAD CONNECTION aicl=2"},
-        {"the next connection", 1, {{USB, 1}}, "usb=1", true},
-        {"without the bit", 1, {}, "usb=2"},
-        {"a removal does not count", 1, {{USB, 0}, {AICL, 4}}, "usb=3 type=BAD CONNECTION"},
-        {"nor does an insertion", 1, {{USB, 1}}, "usb=1 type=BAD CONNECTION"},
-        {"its first cycle does", 1, {}, "usb=2 aicl=1"},
-        {"a removal with the bit", 1, {{USB, 0}}, "usb=3 type=BAD CONNECTION aicl=1"},
-        {"an insertion forgets it", 1, {{USB, 1}}, "usb=1 type=BAD CONNECTION aicl=1"},
-        {"so it rises anew", 1, {}, "usb=2 aicl=2"},
-    });
+    History cycle;
+    cycle("inserted", 1, {{USB, 1}}, "usb=1");
+    cycle("other bits", 1, {{AICL, 0xB}}, "usb=2");
+    cycle("a rise", 1, {{AICL, 0x7}}, "usb=2 aicl=1");
+    cycle("it stays", 1, {{AICL, -1}}, "usb=2 aicl=1");
+    cycle("a fall", 1, {{AICL, 0}}, "usb=2 aicl=1");
+    cycle("another rise", 1, {{AICL, INT32_MAX}}, "usb=2 aicl=2");
+    cycle("a removal does not look", 1, {{USB, 0}, {AICL, 0}}, "usb=3 type=BAD CONNECTION aicl=2");
+    cycle.connection = {};  // a report has cleared it
+    cycle("the next connection", 1, {{USB, 1}}, "usb=1");
+    cycle("without the bit", 1, {}, "usb=2");
+    cycle("a removal does not count", 1, {{USB, 0}, {AICL, 4}}, "usb=3 type=BAD CONNECTION");
+    cycle("nor does an insertion", 1, {{USB, 1}}, "usb=1 type=BAD CONNECTION");
+    cycle("its first cycle does", 1, {}, "usb=2 aicl=1");
 }
 
 TEST(ChargerConnection, HeatEpisodes) {
-    ServiceState nearly_full;
-    nearly_full.usb_connector_heat_count = 253;
-    follow(
-        {
-            {"hot, but no USB", 1, {{WLS, 1}, {LEVEL, 30}}, "wls=1 heats=253"},
-            {"hot at the insertion", 2, {{WLS, 0}, {USB, 1}}, "wls=3 type=BAD CONNECTION heats=253"},
-            {"which is seen after the wireless removal",
-             3,
-             {},
-             "usb=1 type=BAD CONNECTION hot=1 heats=254 heat_at=1000003"},
-            {"the same episode", 4, {}, "usb=2 seconds=1 hot=1 heats=254 heat_at=1000003"},
-            {"cooler", 5, {{LEVEL, 29}}, "usb=2 seconds=2 heats=254 heat_at=1000003"},
-            {"the next episode, at level 0 of 0",
-             6,
-             {{LEVEL, 0}, {LEVEL_MAX, 0}},
-             "usb=2 seconds=3 hot=1 heats=255 heat_at=1000006"},
-            {"beyond the highest level is not hot",
-             7,
-             {{LEVEL, 1}},
-             "usb=2 seconds=4 level0=1 heats=255 heat_at=1000006"},
-            {"the count stops, the time does not",
-             8,
-             {{LEVEL_MAX, 1}},
-             "usb=2 seconds=5 level0=1 level1=1 hot=1 heats=255 heat_at=1000008"},
-            {"a report in between makes it a new one",
-             9,
-             {},
-             "usb=2 seconds=1 level1=1 hot=1 heats=255 heat_at=1000009",
-             true},
-            {"a removal does not look",
-             10,
-             {{USB, 0}, {LEVEL, 5}},
-             "usb=3 type=BAD CONNECTION seconds=2 level1=2 hot=1 heats=255 heat_at=1000009"},
-        },
-        nearly_full);
+    History cycle;
+    cycle.state.usb_connector_heat_count = 253;
+    cycle("hot, but no USB", 1, {{WLS, 1}, {LEVEL, 30}}, "wls=1 heats=253");
+    cycle("hot at the insertion", 2, {{WLS, 0}, {USB, 1}}, "wls=3 type=BAD CONNECTION heats=253");
+    cycle("which is seen after the wireless removal", 3, {},
+          "usb=1 type=BAD CONNECTION hot=1 heats=254 heat_at=1000003");
+    cycle("the same episode", 4, {}, "usb=2 seconds=1 hot=1 heats=254 heat_at=1000003");
+    cycle("cooler", 5, {{LEVEL, 29}}, "usb=2 seconds=2 heats=254 heat_at=1000003");
+    cycle("the next episode, at level 0 of 0", 6, {{LEVEL, 0}, {LEVEL_MAX, 0}},
+          "usb=2 seconds=3 hot=1 heats=255 heat_at=1000006");
+    cycle("beyond the highest level is not hot", 7, {{LEVEL, 1}}, "usb=2 seconds=4 level0=1 heats=255 heat_at=1000006");
+    cycle("the count stops, the time does not", 8, {{LEVEL_MAX, 1}},
+          "usb=2 seconds=5 level0=1 level1=1 hot=1 heats=255 heat_at=1000008");
+    cycle.connection = {};  // a report has cleared it
+    cycle("a report in between makes it a new one", 9, {}, "usb=2 seconds=1 level1=1 hot=1 heats=255 heat_at=1000009");
 }
 
 TEST(ChargerConnection, OddClocksAndLevels) {
-    follow({
-        {"boot time 0 is no reference", 0, {{USB, 1}, {LEVEL, 19}}, "usb=1"},
-        {"so nothing is booked", 50, {{LEVEL, 20}}, "usb=2"},
-        {"level 20 is booked nowhere", 60, {{LEVEL, -1}}, "usb=2 seconds=10"},
-        {"nor is -1", 70, {{LEVEL, INT32_MAX}}, "usb=2 seconds=20"},
-        {"nor are the extremes", 80, {{LEVEL, INT32_MIN}}, "usb=2 seconds=30"},
-        {"at both ends", 90, {{LEVEL, 19}}, "usb=2 seconds=40"},
-        {"19 is the last level", 100, {{LEVEL, 0}}, "usb=2 seconds=50 level19=10"},
-        {"a clock that goes back takes away", 93, {}, "usb=2 seconds=43 level0=-7 level19=10"},
-        {"a clock at 0 books nothing", 0, {}, "usb=2 seconds=43 level0=-7 level19=10"},
-    });
+    History cycle;
+    cycle("boot time 0 is no reference", 0, {{USB, 1}, {LEVEL, 19}}, "usb=1");
+    cycle("so nothing is booked", 50, {{LEVEL, 20}}, "usb=2");
+    cycle("level 20 is booked nowhere", 60, {{LEVEL, -1}}, "usb=2 seconds=10");
+    cycle("nor is -1", 80, {{LEVEL, INT32_MIN}}, "usb=2 seconds=30");
+    cycle("nor is the lowest", 90, {{LEVEL, 19}}, "usb=2 seconds=40");
+    cycle("19 is the last level", 100, {{LEVEL, 0}}, "usb=2 seconds=50 level19=10");
+    cycle("a clock that goes back takes away", 93, {}, "usb=2 seconds=43 level0=-7 level19=10");
+    cycle("a clock at 0 books nothing", 0, {}, "usb=2 seconds=43 level0=-7 level19=10");
 }
 
 TEST(ChargerConnection, TypeTextsOfAnyLengthAndBytes) {
     const std::string long_text(10'000, 'x');
-    const struct {
-        const char* name;
-        std::string text;
-        std::string kept;
-    } rows[] = {
-        {"15 characters", "USB_PD_PPS_HVDC", "USB_PD_PPS_HVDC"},
-        {"16 characters", "USB_PD_PPS_HVDCP", "USB_PD_PPS_HVDC"},
-        {"very long", long_text, long_text.substr(0, 15)},
-        {"any bytes", "\xFF\x80%s%n\n\x01", "\xFF\x80%s%n\n\x01"},
+    const std::pair<std::string, std::string> rows[] = {
+        {"USB_PD_PPS_HVDC", "USB_PD_PPS_HVDC"},
+        {"USB_PD_PPS_HVDCP", "USB_PD_PPS_HVDC"},
+        {long_text, long_text.substr(0, 15)},
+        {"\xFF\x80%s%n\n\x01", "\xFF\x80%s%n\n\x01"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        for (const auto& [side, type] : {std::pair{USB, USB_TYPE}, std::pair{WLS, WLS_TYPE}}) {
-            const std::string state = side == USB ? "usb=2" : "wls=2";
-            follow({{"inserted", 1, {{side, 1}, {type, row.text.c_str()}}, side == USB ? "usb=1" : "wls=1"},
-                    {"connected", 1, {}, state + " type=" + row.kept}});
-        }
+    for (const auto& [text, kept] : rows) {
+        History usb;
+        usb("inserted", 1, {{USB, 1}, {USB_TYPE, text.c_str()}}, "usb=1");
+        usb("connected", 1, {}, "usb=2 type=" + kept);
+        History wireless;
+        wireless("inserted", 1, {{WLS, 1}, {WLS_TYPE, text.c_str()}}, "wls=1");
+        wireless("connected", 1, {}, "wls=2 type=" + kept);
     }
 }
 
@@ -318,29 +209,26 @@ TEST(ChargerConnection, StartLoadsTheHeatEpisodes) {
         std::string count, time;
         uint8_t expected_count;
         int64_t expected_time;
+        bool unreadable = false;
     } rows[] = {
         {"both", count, time, 200, INT64_MIN + 123'456'789},
-        {"empty", "", "", 0, 0},
         {"short", "", time.substr(0, 7), 0, 0},
-        {"long", count + count, time + count, 0, 0},
-        {"one of them", "long", time, 0, INT64_MIN + 123'456'789},
+        {"one of them, the other too long", count + count, time, 0, INT64_MIN + 123'456'789},
+        {"time too long", count, time + count, 200, 0},
+        {"unreadable", count, time, 0, 0, true},
     };
-    for (const bool readable : {true, false}) {
-        for (const auto& row : rows) {
-            SCOPED_TRACE(std::string(row.name) + (readable ? "" : ", unreadable"));
-            phone.units = {{UNIT_HEAT_COUNT, row.count}, {UNIT_HEAT_TIME, row.time}};
-            if (!readable) {
-                phone.failing_reads = {UNIT_HEAT_COUNT, UNIT_HEAT_TIME};
-            }
-            ServiceState state;
-            state.usb_connector_heat_count = 9;
-            state.usb_connector_heat_time = 9;
-            ChgInsertionRemovalData connection{.inserted_soc = 9, .wlc_guaranteed_power = 9};
-            init_chg_insertion_removal_data(state, connection);
-            EXPECT_EQ(state.usb_connector_heat_count, readable ? row.expected_count : 0);
-            EXPECT_EQ(state.usb_connector_heat_time, readable ? row.expected_time : 0);
-            EXPECT_EQ(describe(connection), "");
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        phone.units = {{UNIT_HEAT_COUNT, row.count}, {UNIT_HEAT_TIME, row.time}};
+        if (row.unreadable) {
+            phone.failing_reads = {UNIT_HEAT_COUNT, UNIT_HEAT_TIME};
         }
+        ServiceState state{.usb_connector_heat_count = 9, .usb_connector_heat_time = 9};
+        ChgInsertionRemovalData connection{.inserted_soc = 9, .wlc_guaranteed_power = 9};
+        init_chg_insertion_removal_data(state, connection);
+        EXPECT_EQ(state.usb_connector_heat_count, row.expected_count);
+        EXPECT_EQ(state.usb_connector_heat_time, row.expected_time);
+        EXPECT_EQ(describe(connection), "");
     }
     EXPECT_TRUE(phone.log.empty());
 }

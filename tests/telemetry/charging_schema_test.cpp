@@ -2,6 +2,7 @@
 #include <openssl/sha.h>
 
 #include <cstdio>
+#include <map>
 #include <string>
 
 #include "telemetry/charging.pb-c.h"
@@ -9,28 +10,13 @@
 namespace cellwarden {
 namespace {
 
-std::string type_name(ProtobufCType type) {
-    switch (type) {
-        case PROTOBUF_C_TYPE_UINT32:
-            return "uint32";
-        case PROTOBUF_C_TYPE_UINT64:
-            return "uint64";
-        case PROTOBUF_C_TYPE_INT32:
-            return "int32";
-        case PROTOBUF_C_TYPE_BOOL:
-            return "bool";
-        case PROTOBUF_C_TYPE_STRING:
-            return "string";
-        default:
-            return "unexpected type " + std::to_string(type);
-    }
-}
-
-std::string label_name(ProtobufCLabel label) {
-    return label == PROTOBUF_C_LABEL_OPTIONAL   ? "optional"
-           : label == PROTOBUF_C_LABEL_REPEATED ? "repeated"
-                                                : "unexpected label " + std::to_string(label);
-}
+const std::map<ProtobufCType, std::string> type_names = {{PROTOBUF_C_TYPE_UINT32, "uint32"},
+                                                         {PROTOBUF_C_TYPE_UINT64, "uint64"},
+                                                         {PROTOBUF_C_TYPE_INT32, "int32"},
+                                                         {PROTOBUF_C_TYPE_BOOL, "bool"},
+                                                         {PROTOBUF_C_TYPE_STRING, "string"}};
+const std::map<ProtobufCLabel, std::string> label_names = {{PROTOBUF_C_LABEL_OPTIONAL, "optional"},
+                                                           {PROTOBUF_C_LABEL_REPEATED, "repeated"}};
 
 std::string field_list(const ProtobufCMessageDescriptor& message) {
     std::string list;
@@ -39,7 +25,7 @@ std::string field_list(const ProtobufCMessageDescriptor& message) {
         EXPECT_EQ(field.flags & PROTOBUF_C_FIELD_FLAG_PACKED, 0U) << field.name;
         EXPECT_EQ(field.default_value, nullptr) << field.name;
         list += std::string(message.short_name) + " " + std::to_string(field.id) + " " + field.name + " " +
-                label_name(field.label) + " " + type_name(field.type) + "\n";
+                label_names.at(field.label) + " " + type_names.at(field.type) + "\n";
     }
     return list;
 }
@@ -59,10 +45,6 @@ std::string sha256_hex(const std::string& text) {
 // The readers of the events have this list, in the order of the numbers; whoever changes a field
 // breaks them. The digest was made from the contract's own table.
 TEST(ChargingSchema, IsTheContract) {
-    EXPECT_STREQ(charging__battery_degradation2__descriptor.name, "charging.BatteryDegradation2");
-    EXPECT_STREQ(charging__charger_insertion_removal__descriptor.name, "charging.ChargerInsertionRemoval");
-    EXPECT_EQ(charging__battery_degradation2__descriptor.n_fields, 73U);
-    EXPECT_EQ(charging__charger_insertion_removal__descriptor.n_fields, 27U);
     const std::string fields = field_list(charging__battery_degradation2__descriptor) +
                                field_list(charging__charger_insertion_removal__descriptor);
     EXPECT_EQ(sha256_hex(fields), "a08f3d98c8c1ab529293ad02de90b46459dde9d7b40ccea87bbbcebca00b9545") << fields;

@@ -4,20 +4,17 @@ namespace cellwarden::test {
 
 std::string describe(const ChgInsertionRemovalData& connection,
                      const std::vector<std::pair<std::string, int64_t>>& more) {
+    std::string type;
+    if (connection.charger_type[0] != '\0') {
+        type = std::string(" type=") + connection.charger_type;
+    }
     std::string text;
-    const auto add_text = [&text](const std::string& name, const std::string& value) {
-        text += (text.empty() ? "" : " ") + name + "=" + value;
-    };
-    const auto add = [&add_text](const std::string& name, int64_t value) {
-        if (value != 0) {
-            add_text(name, std::to_string(value));
-        }
+    const auto add = [&text](const std::string& name, int64_t value) {
+        text += value != 0 ? " " + name + "=" + std::to_string(value) : "";
     };
     add("wls", connection.wls_state);
     add("usb", connection.usb_state);
-    if (connection.charger_type[0] != '\0') {
-        add_text("type", connection.charger_type);
-    }
+    text += type;
     add("soc_in", connection.inserted_soc);
     add("stage_in", connection.inserted_sc_stage);
     add("soc_out", connection.removal_soc);
@@ -39,7 +36,7 @@ std::string describe(const ChgInsertionRemovalData& connection,
     for (const auto& [name, value] : more) {
         add(name, value);
     }
-    return text;
+    return text.empty() ? text : text.substr(1);
 }
 
 }  // namespace cellwarden::test

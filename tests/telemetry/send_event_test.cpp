@@ -48,7 +48,6 @@ TEST(SendEvent, EveryOutcome) {
     const Row rows[] = {
         {"no library", true, 1, false, false, false, NOT_DONE, "100 % missing", 0},
         {"not active", false, 0, false, false, false, NOT_DONE, "<3>cellwarden: ondra_is_active: 0\n", 0},
-        {"failing", false, -7, false, false, false, NOT_DONE, "<3>cellwarden: ondra_is_active: -7\n", 0},
         {"no bytes", false, 1, false, true, false, DONE, "<3>cellwarden: ONDRA log Could not serialize message data\n"},
         {"no memory", false, 1, false, false, true, DONE, "<3>cellwarden: malloc failed\n", 1, 1},
         {"refused", false, 1, true, false, false, DONE, "100 % sent", 1, 1},
@@ -86,10 +85,8 @@ TEST(Reporting, NeedsAReportingModelAndAClock) {
         int64_t wall_time;
         bool allowed;
     } rows[] = {
-        {"", 1'483'228'800, true},           {"", 1'483'228'799, false},       {"", -1, false},
-        {"_cdb", INT64_MAX, false},          {"AB_cdb", 1'483'228'800, false}, {"_cdb-1", 1'483'228'800, false},
-        {"A_cd_cdbB", 1'483'228'800, false}, {"cdb", 1'483'228'800, true},     {"A_CDB", 1'483'228'800, true},
-        {"A_cd", 1'483'228'800, true},
+        {"", 1'483'228'800, true},    {"", 1'483'228'799, false},          {"_cdb", INT64_MAX, false},
+        {"cdb", 1'483'228'800, true}, {"A_cd_cdbB", 1'483'228'800, false},
     };
     for (const auto& row : rows) {
         ServiceState state;

@@ -8,7 +8,6 @@
 #include <fstream>
 #include <map>
 
-#include "platform/unit_store.h"
 #include "stats/soft_charge_history.h"
 #include "tools/lifetime/device.h"
 #include "tools/lifetime/run.h"
@@ -56,23 +55,6 @@ TEST_F(LifeTest, TheSeedGivesEveryByteOfARun) {
     EXPECT_NE(files.at("units/2491"), run_into(folder / "c", 8).at("units/2491"));
 }
 
-TEST_F(LifeTest, LeavesARecordThatThePhoneLoadsAgain) {
-    const auto files = run_into(folder / "a", 1);
-    ASSERT_EQ(files.at("units/2491").size(), 9728U);
-    const std::string& bytes = files.at("units/2491");
-    EXPECT_EQ(judge_batt_stat(reinterpret_cast<const uint8_t*>(bytes.data()), 9728), BattStatVerdict::ACCEPTED);
-
-    device.units[UNIT_BATT_STAT] = bytes;
-    ServiceState state;
-    BattStat stat;
-    ChgInsertionRemovalData connection;
-    load_records(state, stat, connection);
-    const auto span = static_cast<int32_t>(life_span_s(small_profile()));
-    EXPECT_NEAR(state.online_time, span, 300) << "less than a cycle is missing";
-    EXPECT_STREQ(stat.battery_model_name.data(), "PELLAMIR_VOSKA");
-    EXPECT_GT(state.total_cycle_count, 0U);
-}
-
 TEST_F(LifeTest, SendsTheEventsAndWritesTheDays) {
     // Twelve days: one ten-day mark, and a charger each evening.
     const auto files = run_into(folder / "a", 1, R"({"years": 0.033, "cycle_s": 600})");
@@ -88,15 +70,6 @@ TEST_F(LifeTest, SendsTheEventsAndWritesTheDays) {
     const std::string& series = files.at("series.csv");
     EXPECT_EQ(std::count(series.begin(), series.end(), '\n'), 1 + 12);
     EXPECT_THAT(files.at("daemon.log"), testing::HasSubstr("Phone online time has reached 10 days"));
-}
-
-TEST_F(LifeTest, StopsWithWhatItHasReached) {
-    volatile std::sig_atomic_t stop = 0;
-    EXPECT_EQ(run_profile(small_profile(), 1, folder / "a", stop, [&](const Life&) { stop = 1; }), Ending::STOPPED);
-    const auto summary = read_summary(folder / "a");
-    EXPECT_EQ(summary.at("complete"), false);
-    EXPECT_NEAR(summary.at("figures").at("days lived").get<double>(), 1, 0.01);
-    EXPECT_EQ(fs::file_size(folder / "a/units/2491"), 9728U);
 }
 
 TEST_F(LifeTest, RefusesADirectoryThatIsNoRun) {
