@@ -52,7 +52,8 @@ TEST(DeviceModes, AreTakenFromTheirUnits) {
 }
 
 TEST(DeviceModes, RestoredCapacityIsHandedOverOnce) {
-    for (const auto& [pending, written] : {std::pair{4400, "4400\n"}, {0, "0\n"}, {-1, "untouched"}}) {
+    const std::pair<int32_t, const char*> rows[] = {{4400, "4400\n"}, {0, "0\n"}, {-1, "untouched"}};
+    for (const auto& [pending, written] : rows) {
         write_attribute(PARAM_RESTORED_CAPACITY, "untouched");
         ServiceState state{.restore_capacity_mah = pending};
         set_restored_capacity(state);

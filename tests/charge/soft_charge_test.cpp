@@ -49,13 +49,9 @@ TEST(SoftCharge, HandsTheLevelToTheDriverWhereItDiffers) {
         {"the driver's level is unreadable", 0, 5, 0, "3\n", 3},
         {"suspended", 0xE7, 5, 2, "(none)", 0},
         {"fixed by the override", 0xD2, 5, 0, "2\n", 3},
-        {"fixed, and the driver has it", 0xD2, 5, 2, "(none)", 3},
-        {"fixed at 0", 0xD0, 5, 1, "0\n", 3},
         {"fixed, highest", 0xDF, 5, 1, "15\n", 3},
         {"another override", 0xC2, 5, 0, "3\n", 3},
-        {"no override", 0xFF, 5, 0, "3\n", 3},
         {"another model", 0, 4, 0, "(none)", 0},
-        {"another model with a level fixed", 0xD2, 4, 0, "(none)", 0},
         {"a model above", 0, 6, 0, "(none)", 0},
     };
     for (const auto& row : rows) {
