@@ -15,12 +15,7 @@ constexpr uint8_t NOT_DECIDED = 0xFF;
 
 // A battery of the served model with level 3 from its cycle count and nothing else to judge.
 ServiceState aged_battery() {
-    ServiceState state;
-    state.soft_charge_mode = 0;
-    state.total_cycle_count = 4'000'001;
-    state.latest_user_soh = 100'000;
-    state.cycle_boot_time = 1000;
-    return state;
+    return {.cycle_boot_time = 1000, .soft_charge_mode = 0, .total_cycle_count = 4'000'001, .latest_user_soh = 100'000};
 }
 
 std::vector<Given> usual_readings() {

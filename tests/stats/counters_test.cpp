@@ -156,36 +156,24 @@ TEST(BattStatUpdate, ChargerUseGoesToTheClassOfTheEarlierCall) {
         });
 }
 
-TEST(BattStatUpdate, ShutdownsWithAnEmptyBattery) {
-    // Shutdowns, capacity in the latest.
-    check_calls({PARAM_BOOTUP_SHUTDOWN_PHASE, PARAM_BATTERY_CAPACITY},
+TEST(BattStatUpdate, ThermalRangesOfTheEarlierCallAndShutdownsWithAnEmptyBattery) {
+    // Seconds in the four ranges; shutdowns, capacity in the latest.
+    check_calls({PARAM_BOOTUP_SHUTDOWN_PHASE, PARAM_BATTERY_CAPACITY, PARAM_SYSTEM_TEMP_LEVEL},
                 {
-                    {"enters and stays", {{1, 3, 0}, {2, 4, 0}, {3}}, {1, 0}},
-                    {"start-up in the phase", {{1, 4, -1}}, {1, 255}},
-                    {"enters twice", {{1, 4, 0}, {2, 3, 50}, {3, 4, 0}}, {2, 0}},
-                    {"enters with a rest", {{1, 4, 1}, {2, 4, 0}}, {0, 0}},
-                    {"capacity of the last call", {{1, 4, 50}, {2, 4, 49}, {3, 3, 48}}, {0, 49}},
-                    {"low 8 bits of it", {{1, 4, 258}}, {0, 2}},
+                    {"enters and stays", {{1, 3, 0, 15}, {2, 4, 0}, {3}}, {0, 0, 0, 0, 1, 0}},
+                    {"start-up in the phase", {{1, 4, -1, 15}}, {0, 0, 0, 0, 1, 255}},
+                    {"enters with a rest", {{1, 4, 1, 15}, {2, 4, 0}}, {0, 0, 0, 0, 0, 0}},
+                    {"enters twice", {{1, 4, 0, 15}, {2, 3, 50}, {3, 4, 0}}, {0, 0, 0, 0, 2, 0}},
+                    {"capacity of the last call", {{1, 4, 50, 15}, {2, 4, 49}, {3, 3, 48}}, {0, 0, 0, 0, 0, 49}},
+                    {"level 0 or less", {{1, 3, 0, INT32_MIN}, {2, 3, 0, 0}, {4, 3, 0, 15}}, {3, 0, 0, 0, 0, 0}},
+                    {"level 1 to 12", {{1, 3, 0, 1}, {2, 3, 0, 12}, {4, 3, 0, 15}}, {0, 3, 0, 0, 0, 0}},
+                    {"level 13", {{1, 3, 0, 13}, {2, 3, 0, 15}, {4}}, {0, 0, 1, 0, 0, 0}},
+                    {"level 14", {{1, 3, 0, 14}, {2, 3, 0, 15}, {4}}, {0, 0, 0, 1, 0, 0}},
+                    {"clock back", {{100, 3, 0, 13}, {40}, {50}}, {0, 0, 10, 0, 0, 0}},
                 },
                 [](const BattStat& stat) {
-                    return Figures{stat.soc0_shutdown_cnt, stat.shutdown_capacity};
-                });
-}
-
-TEST(BattStatUpdate, ThermalRangesByTheLevelOfTheEarlierCall) {
-    check_calls({PARAM_SYSTEM_TEMP_LEVEL},
-                {
-                    {"level 0 or less", {{1, INT32_MIN}, {2, 0}, {4, 15}}, {3, 0, 0, 0}},
-                    {"level 1 to 12", {{1, 1}, {2, 12}, {4, 15}}, {0, 3, 0, 0}},
-                    {"level 13", {{1, 13}, {2, 15}, {4}}, {0, 0, 1, 0}},
-                    {"level 14", {{1, 14}, {2, 15}, {4}}, {0, 0, 0, 1}},
-                    {"beyond", {{1, INT32_MAX}, {2}}, {0, 0, 0, 0}},
-                    {"clock stands, then goes", {{1, 13}, {1}, {2}}, {0, 0, 1, 0}},
-                    {"clock back", {{100, 13}, {40}, {50}}, {0, 0, 10, 0}},
-                },
-                [](const BattStat& stat) {
-                    const auto& times = stat.thermal_range_stay_time;
-                    return Figures(times.begin(), times.end());
+                    const auto& [none, some, more, most] = stat.thermal_range_stay_time;
+                    return Figures{none, some, more, most, stat.soc0_shutdown_cnt, stat.shutdown_capacity};
                 });
 }
 
