@@ -62,10 +62,10 @@ TEST(SoftCharge, HandsTheLevelToTheDriverWhereItDiffers) {
 TEST(SoftCharge, TakesAnUnknownModeFromTheDriver) {
     ServiceState state = aged_battery();
     state.soft_charge_mode = -1;
-    control(state, {{PARAM_BATTERY_MODEL_NAME, 4}, {PARAM_BATT_AGING_LEVEL, 2}});
-    EXPECT_EQ(state.soft_charge_mode, 2);
-    control(state, {{PARAM_BATTERY_MODEL_NAME, 4}, {PARAM_BATT_AGING_LEVEL, 4}});
-    EXPECT_EQ(state.soft_charge_mode, 2);
+    for (const int32_t driver_level : {2, 4}) {
+        control(state, {{PARAM_BATTERY_MODEL_NAME, 4}, {PARAM_BATT_AGING_LEVEL, driver_level}});
+        EXPECT_EQ(state.soft_charge_mode, 2) << driver_level;
+    }
 }
 
 TEST(SoftCharge, TakesTheHighestOfTheThreeLevels) {
@@ -172,9 +172,8 @@ TEST(SoftCharge, UsesNoHeap) {
     ServiceState state = aged_battery();
     std::vector<Given> given = usual_readings();
     const SysfsParams first = snapshot_of(given);
-    given.push_back({PARAM_BATTERY_TEMP, -150});
-    given.push_back({PARAM_BATTERY_VOLTAGE_NOW, 3'000'000});
-    given.push_back({PARAM_BATT_SOC, 9900});
+    given.insert(given.end(),
+                 {{PARAM_BATTERY_TEMP, -150}, {PARAM_BATTERY_VOLTAGE_NOW, 3'000'000}, {PARAM_BATT_SOC, 9900}});
     const SysfsParams second = snapshot_of(given);
     state.online_time = 10;
     const size_t before = heap_calls();
