@@ -33,29 +33,13 @@ using namespace test;
 constexpr Bits ZERO = {0, 0};
 constexpr int32_t END_OF_PERIODS = 217'728'000;
 
+// The others show in the bits of the rates and losses.
 TEST(ModelConstants, HaveTheirBits) {
     const struct {
         const char* name;
         extended value;
         Bits expected;
     } rows[] = {
-        {"Kelvin offset 273.15", KELVIN_OFFSET, {0x4007112666666666, 0x6666666666666666}},
-        {"double 9441.71", ARRHENIUS_ACTIVATION, {0x400c270dae147ae1, 0x4000000000000000}},
-        {"double 44.206", ARRHENIUS_LOW_OFFSET, {0x400461a5e353f7ce, 0xe000000000000000}},
-        {"double -9.04", ARRHENIUS_LOW_SLOPE, {0xc0022147ae147ae1, 0x4000000000000000}},
-        {"13.75", ARRHENIUS_HIGH_OFFSET, {0x4002b80000000000, 0x0000000000000000}},
-        {"double -2.12", ARRHENIUS_HIGH_SLOPE, {0xc0000f5c28f5c28f, 0x6000000000000000}},
-        {"double -25.41", ARRHENIUS_OFFSET, {0xc003968f5c28f5c2, 0x9000000000000000}},
-        {"double 4.4", ARRHENIUS_KNEE, {0x4001199999999999, 0xa000000000000000}},
-        {"5041", ARRHENIUS_NUMERATOR, {0x400b3b1000000000, 0x0000000000000000}},
-        {"8.443", FULL_STAY_VOLTAGE, {0x40020e2d0e560418, 0x9374bc6a7ef9db23}},
-        {"4600", FULL_STAY_ACTIVATION, {0x400b1f8000000000, 0x0000000000000000}},
-        {"-33", FULL_STAY_OFFSET, {0xc004080000000000, 0x0000000000000000}},
-        {"1.77", CYCLE_VOLTAGE, {0x3fffc51eb851eb85, 0x1eb851eb851eb852}},
-        {"954.2", CYCLE_ACTIVATION, {0x4008dd1999999999, 0x999999999999999a}},
-        {"-13.96", CYCLE_OFFSET, {0xc002beb851eb851e, 0xb851eb851eb851ec}},
-        {"0.0001", CHARGE_UNIT, {0x3ff1a36e2eb1c432, 0xca57a786c226809d}},
-        {"level 0: 1", LEVEL_FACTORS[0], {0x3fff000000000000, 0x0000000000000000}},
         {"level 1: 0.984", LEVEL_FACTORS[1], {0x3ffef7ced916872b, 0x020c49ba5e353f7d}},
         {"level 2: 0.958", LEVEL_FACTORS[2], {0x3ffeea7ef9db22d0, 0xe5604189374bc6a8}},
         {"level 3: 0.935", LEVEL_FACTORS[3], {0x3ffedeb851eb851e, 0xb851eb851eb851ec}},
@@ -82,12 +66,10 @@ TEST(ArrheniusRate, IsExactToTheLastBit) {
         {"highest of all", 1000, 5'000'000, {0x4006e0f618ffa615, 0x8d6ccc43c2696fba}},
         {"lowest of all", -1000, 1'000'000, {0x3fae784c27657751, 0xccf1109411c765d9}},
         {"order of the sums", 235, 4'156'753, {0x3ff86452b2e3774a, 0x1f1e4eeee9da3028}},
-        {"order of the sums again", 261, 4'258'247, {0x3ffa26001ba82ad0, 0x171fb015a51cf46d}},
         {"too hot", 1001, 4'000'000, ZERO},
         {"too cold", -1001, 4'000'000, ZERO},
         {"voltage too high", 250, 5'000'001, ZERO},
         {"voltage too low", 250, 999'999, ZERO},
-        {"nothing was read", 0, 0, ZERO},
         {"start value of the memory", INT32_MIN, 0, ZERO},
     };
     for (const auto& row : rows) {
@@ -225,28 +207,22 @@ TEST(ArrheniusIntegral, BooksNothingWhereTheOnlineTimeStoodStillOrWentBack) {
 }
 
 TEST(FullStay, BooksTheTimeFromEachCallAtFullChargeToTheNextCall) {
-    struct Call {
-        int64_t boot_time;
-        int32_t capacity;
-    };
     const struct {
         const char* name;
-        std::vector<Call> calls;
+        std::vector<std::pair<int64_t, int32_t>> calls;  // boot time and capacity
         int32_t start, expected;
     } rows[] = {
-        {"the first call takes a reference", {{500, 100}}, 0, 0},
         {"full, then not full", {{500, 100}, {560, 99}, {700, 99}}, 7, 67},
         {"full all the time, and above 100", {{500, 100}, {560, 101}, {580, 100}}, 0, 80},
-        {"full only at the end", {{500, 99}, {560, 100}}, 0, 0},
         {"the boot clock went back", {{500, 100}, {490, 99}}, 7, -3},
         {"wraps", {{500, 100}, {560, 99}}, INT32_MAX, INT32_MIN + 59},
     };
     for (const auto& row : rows) {
         ServiceState state;
         state.soc_full_total_time = row.start;
-        for (const Call& call : row.calls) {
-            state.cycle_boot_time = call.boot_time;
-            update_full_stay_degradation(state, snapshot_of({{PARAM_BATTERY_CAPACITY, call.capacity}}));
+        for (const auto& [boot_time, capacity] : row.calls) {
+            state.cycle_boot_time = boot_time;
+            update_full_stay_degradation(state, snapshot_of({{PARAM_BATTERY_CAPACITY, capacity}}));
         }
         EXPECT_EQ(state.soc_full_total_time, row.expected) << row.name;
     }
@@ -276,28 +252,13 @@ TEST(FullStay, BooksTheCapacityLost) {
     const LossRow rows[] = {
         {"0.00248 % in an hour", 1, 250, 4'480'000, 9, 3609, 0, ONE_HOUR},
         {"order of the products", 863'999, 174, 3'971'758, 1, 61'140, 0, {0x3ff3942bfae8c9a3, 0xf8e95d7770110f3c}},
-        {"order of the products again",
-         864'000,
-         406,
-         4'008'888,
-         1,
-         45'347,
-         1,
-         {0x3ff54a985873abda, 0x7105daedd09e10af}},
-        {"hottest and highest",
-         END_OF_PERIODS - 1,
-         1000,
-         5'000'000,
-         1,
-         2,
-         251,
-         {0x3ff543f815586569, 0x9fb438bf6aa4c25f}},
+        {"order again", 864'000, 406, 4'008'888, 1, 45'347, 1, {0x3ff54a985873abda, 0x7105daedd09e10af}},
+        {"hot and high", 217'727'999, 1000, 5'000'000, 1, 2, 251, {0x3ff543f815586569, 0x9fb438bf6aa4c25f}},
         {"coldest and lowest", 1, -1000, 1'000'000, 1, 2, 0, {0x3fb00d8acdfafffa, 0xf69c627e07b7bb45}},
         {"beyond the periods", END_OF_PERIODS, 250, 4'480'000, 9, 3609, NO_SLOT, ONE_HOUR},
         {"negative online time", -1, 250, 4'480'000, 9, 3609, NO_SLOT, ONE_HOUR},
         {"the time has wrapped", 1, 250, 4'480'000, INT32_MAX, INT32_MIN + 3599, 0, ONE_HOUR},
         {"no reference yet", 1, 250, 4'480'000, 0, 3600, NO_SLOT, ZERO},
-        {"no time", 1, 250, 4'480'000, 9, 9, NO_SLOT, ZERO},
         {"time went back", 1, 250, 4'480'000, 9, 8, NO_SLOT, ZERO},
         {"too hot", 1, 1001, 4'480'000, 9, 3609, NO_SLOT, ZERO},
         {"too cold", 1, -1001, 4'480'000, 9, 3609, NO_SLOT, ZERO},
@@ -305,8 +266,7 @@ TEST(FullStay, BooksTheCapacityLost) {
         {"voltage too low", 1, 250, 999'999, 9, 3609, NO_SLOT, ZERO},
     };
     for (const LossRow& row : rows) {
-        ServiceState state;
-        state.online_time = row.online_time;
+        ServiceState state{.online_time = row.online_time};
         state.soft_charge.previous_full_stay_time = row.previous;
         state.soc_full_total_time = row.now;
         update_full_stay_degradation(state, snapshot_of({{PARAM_BATTERY_TEMP, row.temperature_decic},
@@ -322,22 +282,18 @@ TEST(CycleLoss, BooksTheCapacityLost) {
     const LossRow rows[] = {
         {"0.0098 % with a full charge", 1, 250, 4480, 9, 10'009, 0, ONE_CHARGE},
         {"order of the products", 863'999, 381, 4005, 1, 7742, 0, {0x3ff6eaaab1b468c3, 0x2b54c9d1a4d3e351}},
-        {"order of the products again", 864'000, 342, 4262, 1, 605, 1, {0x3ff3d047325417cc, 0x29b604b32c1dbcb1}},
         {"hottest and highest", END_OF_PERIODS - 1, 1000, 5000, 1, 2, 251, {0x3fed3a093d0de93a, 0xe24329cdb8445d8c}},
         {"coldest and lowest", 1, -1000, 1000, 1, 2, 0, {0x3fdec3b530c1f66b, 0x47497c6c325eb979}},
         {"beyond the periods", END_OF_PERIODS, 250, 4480, 9, 10'009, NO_SLOT, ONE_CHARGE},
-        {"negative online time", -1, 250, 4480, 9, 10'009, NO_SLOT, ONE_CHARGE},
         {"a count above 2^31", 1, 250, 4480, INT32_MIN, INT32_MIN + 10'000, 0, ONE_CHARGE},
         {"no reference yet", 1, 250, 4480, 0, 10'000, NO_SLOT, ZERO},
-        {"nothing charged", 1, 250, 4480, 9, 9, NO_SLOT, ZERO},
         {"too hot", 1, 1001, 4480, 9, 10'009, NO_SLOT, ZERO},
         {"too cold", 1, -1001, 4480, 9, 10'009, NO_SLOT, ZERO},
-        {"voltage too high", 1, 250, 5001, 9, 10'009, NO_SLOT, ZERO},
-        {"voltage too low", 1, 250, 999, 9, 10'009, NO_SLOT, ZERO},
+        {"too high", 1, 250, 5001, 9, 10'009, NO_SLOT, ZERO},
+        {"too low", 1, 250, 999, 9, 10'009, NO_SLOT, ZERO},
     };
     for (const LossRow& row : rows) {
-        ServiceState state;
-        state.online_time = row.online_time;
+        ServiceState state{.online_time = row.online_time};
         state.soft_charge.previous_cycle_count = row.previous;
         state.total_cycle_count = static_cast<uint32_t>(row.now);
         update_cycle_degradation(

@@ -13,11 +13,7 @@ constexpr int32_t DESIGN_UAH = 5'000'000;
 
 // Past the 21 full charges, before which the user's state of health does not move.
 ServiceState used_battery() {
-    ServiceState state;
-    state.total_cycle_count = 210'000;
-    state.soft_charge_mode = 0;
-    state.latest_user_soh = 100'000;
-    return state;
+    return {.soft_charge_mode = 0, .total_cycle_count = 210'000, .latest_user_soh = 100'000};
 }
 
 void update(ServiceState& state) {
@@ -49,10 +45,8 @@ TEST(PredictedSoh, IsWhatTheModelsLeave) {
         int32_t expected;
     } rows[] = {
         {"both losses", 3.5, 1.25, 95'250},
-        {"cut toward zero", 3.5, 1.2500001, 95'249},
         {"the difference is rounded first", extended{4023} / 1000, 0, 95'976},
         {"more than all, cut toward zero", 100, 1.0000009, -1000},
-        {"beyond 32 bits", 1e10, 0, INT32_MIN},
     };
     for (const auto& row : rows) {
         ServiceState state;
@@ -72,16 +66,11 @@ TEST(UserSoh, FallsTowardTheScaledGaugeWithinTheStepOfItsPeriod) {
     } rows[] = {
         {"1 % at most", 0, 95'000, 100'000, 100'000, 99'000},
         {"not below the floor in the same period", 0, 95'000, 100'000, 99'000, 99'000},
-        {"the next period's floor", 0, 95'000, 99'000, 99'000, 98'010},
         {"the target where it is higher", 0, 98'500, 99'000, 99'000, 98'500},
         {"level 1", 1, 95'000, 93'500, 93'500, 93'480},
         {"level 2", 2, 95'000, 91'015, 91'015, 91'010},
-        {"level 3", 3, 95'000, 88'826, 88'826, 88'825},
-        {"level 4", 4, 95'000, 88'161, 88'161, 88'160},
         {"level 5", 5, 95'000, 86'736, 86'736, 86'735},
         {"level 77 as 5", 77, 95'000, 86'736, 86'736, 86'735},
-        {"level -2 as 0", -2, 98'500, 99'000, 99'000, 98'500},
-        {"target cut toward zero", 1, 95'001, 94'000, 94'000, 93'480},
         {"80 % falls by 1 %", 0, 1, 80'000, 80'000, 79'200},
         {"below 80 % by 2 %, cut", 0, 1, 79'999, 79'999, 78'399},
         {"never rises", 0, 95'000, 90'000, 90'000, 90'000},
@@ -109,7 +98,6 @@ TEST(UserSoh, StartsAtFullAndMovesOnlyWhereEverythingIsKnown) {
     } rows[] = {
         {"before 21 full charges", 209'999, 91'000, 0, 100'000, 55'555},
         {"from 21 full charges on", 210'000, 91'000, 0, 90'090, 91'000},
-        {"count compared unsigned", 4'000'000'000, 91'000, 0, 90'090, 91'000},
         {"none yet", 210'000, 0, 0, 100'000, 55'555},
         {"nothing predicted", 210'000, 91'000, 100, 91'000, 55'555},
     };
@@ -131,13 +119,8 @@ TEST(UserSoh, MovesItsReferenceWithThePeriodOfOnlineTime) {
     const struct {
         int32_t online_time, expected_index, expected;
     } steps[] = {
-        {10, -1, 99'000},
-        {863'999, -1, 99'000},
-        {864'000, 0, 98'010},
-        {1'727'999, 0, 98'010},
-        {1'728'000, 1, 97'029},
-        {300 * 864'000, 299, 96'058},
-        {300 * 864'000 + 1, 299, 96'058},
+        {863'999, -1, 99'000},  {864'000, 0, 98'010},         {1'727'999, 0, 98'010},
+        {1'728'000, 1, 97'029}, {300 * 864'000, 299, 96'058}, {300 * 864'000 + 1, 299, 96'058},
     };
     ServiceState state = used_battery();
     state.soh = 50'000;
@@ -151,19 +134,12 @@ TEST(UserSoh, MovesItsReferenceWithThePeriodOfOnlineTime) {
 
 TEST(UserChargeFull, IsTheUsersShareOfTheDesignCapacity) {
     const struct {
-        const char* name;
         int32_t design_uah, user_soh, expected;
-    } rows[] = {
-        {"95 %", DESIGN_UAH, 95'000, 4'750'000},
-        {"cut", 4'999'999, 99'999, 4'999'949},
-        {"64-bit product", INT32_MAX, 100'000, INT32_MAX},
-        {"no design capacity", 0, 95'000, 0},
-    };
+    } rows[] = {{4'999'999, 99'999, 4'999'949}, {INT32_MAX, 100'000, INT32_MAX}};
     for (const auto& row : rows) {
-        ServiceState state;
-        state.latest_user_soh = row.user_soh;
+        ServiceState state{.latest_user_soh = row.user_soh};
         update_user_charge_full(state, snapshot_of({{PARAM_BATTERY_CHARGE_FULL_DESIGN, row.design_uah}}));
-        EXPECT_EQ(state.user_charge_full, row.expected) << row.name;
+        EXPECT_EQ(state.user_charge_full, row.expected) << row.design_uah;
     }
 }
 

@@ -22,22 +22,17 @@ SysfsParams snapshot_of_reading(const Reading& reading) {
                         {PARAM_BATTERY_TEMP, reading.temperature_decic}});
 }
 
-// Which of the four maxima a discharge of 2.5 A sets.
+// How many of the four maxima a discharge of 2.5 A sets, the one for all first, the coldest last.
 TEST(Extremes, DischargeMaximaByVoltageAndTemperature) {
     const struct {
         const char* name;
         Reading reading;
-        std::array<bool, 4> set;
+        size_t count;
     } rows[] = {
-        {"below 0 degC", {-2'500'000, 3'499'999, -1}, {true, true, true, true}},
-        {"0 degC", {-2'500'000, 3'499'999, 0}, {true, true, true, false}},
-        {"below 5 degC", {-2'500'000, 3'499'999, 49}, {true, true, true, false}},
-        {"5 degC", {-2'500'000, 3'499'999, 50}, {true, true, false, false}},
-        {"below 10 degC", {-2'500'000, 3'499'999, 99}, {true, true, false, false}},
-        {"10 degC", {-2'500'000, 3'499'999, 100}, {true, false, false, false}},
-        {"3.5 V", {-2'500'000, 3'500'000, -1}, {true, false, false, false}},
-        {"charging", {2'500'000, 3'499'999, -1}, {false, false, false, false}},
-        {"no current", {0, 3'499'999, -1}, {false, false, false, false}},
+        {"below 0 degC", {-2'500'000, 3'499'999, -1}, 4},  {"0 degC", {-2'500'000, 3'499'999, 0}, 3},
+        {"below 5 degC", {-2'500'000, 3'499'999, 49}, 3},  {"5 degC", {-2'500'000, 3'499'999, 50}, 2},
+        {"below 10 degC", {-2'500'000, 3'499'999, 99}, 2}, {"10 degC", {-2'500'000, 3'499'999, 100}, 1},
+        {"3.5 V", {-2'500'000, 3'500'000, -1}, 1},         {"charging", {2'500'000, 3'499'999, -1}, 0},
     };
     for (const auto& row : rows) {
         BattStat stat{};
@@ -45,8 +40,8 @@ TEST(Extremes, DischargeMaximaByVoltageAndTemperature) {
         const uint16_t maxima[] = {stat.max_discharge_current, stat.max_dischg_cur_3500mv_10c,
                                    stat.max_dischg_cur_3500mv_5c, stat.max_dischg_cur_3500mv_0c};
         for (size_t i = 0; i < 4; i++) {
-            EXPECT_EQ(maxima[i], row.set[i] ? 2500 : 0) << row.name << ", maximum " << i;
-            EXPECT_EQ(stat.max_discharge_time[i], row.set[i] ? STAMP : 0) << row.name << ", " << i;
+            EXPECT_EQ(maxima[i], i < row.count ? 2500 : 0) << row.name << ", maximum " << i;
+            EXPECT_EQ(stat.max_discharge_time[i], i < row.count ? STAMP : 0) << row.name << ", " << i;
         }
     }
 }
@@ -59,16 +54,12 @@ TEST(Extremes, ALargerDischargeIsJudgedAsASigned16BitCurrent) {
         uint16_t expected_ma;
     } rows[] = {
         {"less than 1 mA", 0, -999, 0},
-        {"1 mA, cut", 0, -1999, 1},
         {"equal", 2500, -2'500'999, 2500},
         {"larger", 2500, -2'501'000, 2501},
         {"largest of 16 bits", 32'767, -32'768'000, 32'768},
         {"nothing above it", 32'768, -32'767'000, 32'768},
         {"wraps to a charge", 1, -40'000'000, 1},
-        {"wraps around", 1, -65'538'000, 2},
         {"a stored charge gives way", 40'000, -1'000, 1},
-        {"no current leaves it", 40'000, 0, 40'000},
-        {"least integer", 0, INT32_MIN, 0},
         {"least integer over a stored charge", 40'000, INT32_MIN, 50'331},
     };
     for (const auto& row : rows) {
@@ -90,9 +81,7 @@ TEST(Extremes, CellVoltageAndTemperatureWithTheirTimes) {
                     {"higher, no minimum", {{1, 1, 250}, {2, 2, 251}}, {2, 2, 251, 2, INT16_MAX, 0}},
                     {"unsigned cell voltage", {{1, 32'767, 0}, {2, 40'000}}, {40'000, 2, 0, 1, 0, 2}},
                     {"16 bits of it", {{1, 65'536, 0}, {2, 65'537}}, {1, 2, 0, 1, 0, 2}},
-                    {"16 bits of a temperature beyond them, judged whole",
-                     {{1, 0, 40'000}, {2, 0, -40'000}},
-                     {0, 0, -25'536, 1, 25'536, 2}},
+                    {"16 bits, judged whole", {{1, 0, 40'000}, {2, 0, -40'000}}, {0, 0, -25'536, 1, 25'536, 2}},
                 },
                 [](const BattStat& stat) {
                     const auto since_boot = [](uint32_t time) { return time == 0 ? 0 : time - WALL_AT_BOOT; };
@@ -100,13 +89,6 @@ TEST(Extremes, CellVoltageAndTemperatureWithTheirTimes) {
                                    stat.max_temp,         since_boot(stat.max_temp_time),
                                    stat.min_temp,         since_boot(stat.min_temp_time)};
                 });
-
-    BattStat stat{};
-    update_extremes({.cycle_wall_time = WALL}, stat, snapshot_of({{PARAM_VCELL_MAX, 1}, {PARAM_BATTERY_TEMP, 1}}));
-    EXPECT_EQ(stat.max_cell_voltage_time, STAMP);
-    EXPECT_EQ(stat.max_temp_time, STAMP);
-    update_extremes({.cycle_wall_time = WALL}, stat, snapshot_of({{PARAM_BATTERY_TEMP, -1}}));
-    EXPECT_EQ(stat.min_temp_time, STAMP);
 }
 
 TEST(Extremes, HeavyDischargeBucketsOfOneInterval) {
@@ -118,19 +100,15 @@ TEST(Extremes, HeavyDischargeBucketsOfOneInterval) {
         {"2 A", {-2'000'999, 3'000'000, -1}, ""},
         {"more than 2 A", {-2'001'000, 3'800'000, 150}, "0"},
         {"3 A", {-3'000'999, 3'800'000, 150}, "0"},
-        {"more than 3 A", {-3'001'000, 3'800'000, 150}, "01"},
-        {"15 degC, low voltage", {-2'001'000, 3'499'999, 150}, "0"},
+        {"more than 3 A, low voltage", {-3'001'000, 3'499'999, 150}, "01"},
         {"below 15 degC", {-2'001'000, 3'500'000, 149}, "02"},
-        {"below 15 degC, low voltage", {-2'001'000, 3'499'999, 149}, "023"},
         {"5 degC, low voltage", {-2'001'000, 3'499'999, 50}, "023"},
         {"below 5 degC", {-2'001'000, 3'500'000, 49}, "024"},
-        {"below 5 degC, low voltage", {-2'001'000, 3'499'999, 49}, "02345"},
         {"0 degC, low voltage", {-2'001'000, 3'499'999, 0}, "02345"},
         {"below 0 degC", {-2'001'000, 3'800'000, -1}, "0246"},
         {"below 0 degC, less than 3.8 V", {-3'200'000, 3'799'999, -1}, "012467"},
         {"below 0 degC, low voltage", {-2'001'000, 3'499'999, -1}, "0234567"},
         {"charging", {2'500'000, 3'499'999, -1}, ""},
-        {"least integer", {INT32_MIN, 3'800'000, 150}, "01"},
     };
     for (const auto& row : rows) {
         ServiceState state;
