@@ -116,12 +116,11 @@ TEST(WaitForUevent, CarriesTheRestOfThePeriodOver) {
         std::vector<int64_t> timeouts_us;
         std::vector<std::string> results;
     } rows[] = {
-        {
-            "an event takes its time from the period",
-            10,
-            {{READABLE, {7, 0}, battery}, {TIMEOUT}, {TIMEOUT}},
-            {10'000'000, 7'000'000, 10'000'000},
-        },
+        {"an event takes its time from the period",
+         10,
+         {{READABLE, {7, 0}, battery}, {TIMEOUT}, {TIMEOUT}},
+         {10'000'000, 7'000'000, 10'000'000},
+         {"battery", "(period)", "(period)"}},
         {"foreign and unknown supplies' events are no end",
          10,
          {{READABLE, {9, 500'000}, FOREIGN}, {READABLE, {0, 1}, other}, {TIMEOUT}},
