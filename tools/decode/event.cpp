@@ -135,18 +135,20 @@ Event decode_as(const ProtobufCMessageDescriptor& type, std::span<const uint8_t>
 
 // The type whose fields go furthest in the bytes. Throws EventError where several take them all.
 const ProtobufCMessageDescriptor& guess_type(std::span<const uint8_t> bytes) {
-    const ProtobufCMessageDescriptor* best = nullptr;
+    const ProtobufCMessageDescriptor* best = EVENT_TYPES.front();
     size_t best_end = 0;
+    bool any = false;
     for (const ProtobufCMessageDescriptor* type : EVENT_TYPES) {
         const auto fault = wire_fault(*type, bytes);
         const size_t end = fault ? fault->offset : bytes.size();
-        if (best != nullptr && end == bytes.size() && best_end == end) {
+        if (any && end == bytes.size() && best_end == end) {
             throw EventError("could be either event: say which");
         }
-        if (best == nullptr || end > best_end) {
+        if (end > best_end) {
             best = type;
             best_end = end;
         }
+        any = true;
     }
     return *best;
 }
@@ -155,6 +157,7 @@ const ProtobufCMessageDescriptor& guess_type(std::span<const uint8_t> bytes) {
 
 std::vector<std::string_view> event_names() {
     std::vector<std::string_view> names;
+    names.reserve(std::size(EVENT_TYPES));
     for (const ProtobufCMessageDescriptor* type : EVENT_TYPES) {
         names.emplace_back(type->short_name);
     }

@@ -124,7 +124,6 @@ std::string reading_text(FieldUnit unit, int64_t stored) {
         case FieldUnit::WALL_S:
             return stored == 0 ? "not yet" : date_text(stored);
         case FieldUnit::ONLINE_S:
-            return stored == 0 ? "0" : duration_text(stored);
         case FieldUnit::SECONDS:
             return stored == 0 ? "0" : duration_text(stored);
         case FieldUnit::CODE:

@@ -51,7 +51,7 @@ struct Difference {
 };
 
 std::string name_of(const RecordField& field, size_t index) {
-    const std::string name(field.name);
+    std::string name(field.name);
     if (field.count == 1) {
         return name;
     }

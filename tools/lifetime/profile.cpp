@@ -20,6 +20,7 @@ constexpr double SECONDS_PER_MINUTE = 60;
 template <typename T>
 size_t read_name_of(const JsonPlace& at, const std::vector<T>& named) {
     std::vector<std::string> names;
+    names.reserve(named.size());
     for (const T& one : named) {
         names.push_back(one.name);
     }

@@ -166,6 +166,7 @@ void print_result(const Running& running) {
 int run_jobs(const std::vector<Job>& jobs, uint64_t seed, unsigned processes) {
     Progress* const progress = share_progress(jobs.size());
     std::vector<Running> all;
+    all.reserve(jobs.size());
     for (const Job& job : jobs) {
         all.push_back({.job = &job, .progress = progress + all.size()});
     }
