@@ -28,6 +28,8 @@ cellwarden::bench::ClockTimes read_times() {
 
 }  // namespace
 
+// The C library's own parameter names are reserved ones.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 time_t time(time_t* result) noexcept {
@@ -50,3 +52,4 @@ unsigned sleep(unsigned) {
     return 0;
 }
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

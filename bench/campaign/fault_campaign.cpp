@@ -75,7 +75,7 @@ std::string older_record() {
     stat.version = {5, 2, 3};
     stat.fcc_mah[0] = 4800;
     stat.online_time = 10 * 864'000 - 15'000;
-    stat.initialized_time = START_WALL_S - 100 * 86'400;
+    stat.initialized_time = START_WALL_S - int64_t{100} * 86'400;
     stat.total_cycle_count = 1'204'000;
     stat.latest_user_soh = stat.latest_filtered_soh = stat.latest_raw_soh = 48'000;
     stat.latest_predicted_soh = 48'500;
