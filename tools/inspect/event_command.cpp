@@ -32,8 +32,9 @@ ordered_json time_of_file(const std::string& name) {
            ":" + part(13, 2) + "Z";
 }
 
-void print_json_line(const std::string& file, const Event& event) {
-    ordered_json line = {{"file", file}, {"time", time_of_file(file)}, {"event", event.name}};
+void print_json_line(const std::string& path, const Event& event) {
+    ordered_json line = {
+        {"file", path}, {"time", time_of_file(fs::path(path).filename())}, {"event", event.name}};
     for (const EventField& field : event.fields) {
         line[std::string(field.name)] = decode::sent_json(field);
     }
@@ -93,7 +94,7 @@ int show_events(const std::vector<std::string>& paths, const std::string& name,
             const Event event =
                 decode::decode_event(bytes, name.empty() ? decode::event_name_of_file(file) : name);
             if (format == EventFormat::JSON_LINES) {
-                print_json_line(file, event);
+                print_json_line(path, event);
             } else {
                 print_text(path, bytes.size(), event);
             }
