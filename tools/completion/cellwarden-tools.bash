@@ -24,4 +24,4 @@ _cellwarden_tool() {
         _filedir
     fi
 }
-complete -F _cellwarden_tool cellwarden-bench cellwarden-inspect cellwarden-lifetime cellwarden-report
+complete -F _cellwarden_tool cellwarden-inspect cellwarden-lifetime cellwarden-report
