@@ -54,9 +54,8 @@ TEST(RecordLayout, values_are_those_of_the_members) {
 TEST(RecordLayout, fields_and_reserved_bytes_make_up_the_record) {
     const auto& fields = record_fields();
     const auto& reserved = reserved_bytes();
-    const size_t named =
-        std::accumulate(fields.begin(), fields.end(), size_t{0},
-                        [](size_t sum, const auto& f) { return sum + f.count * f.element_size; });
+    const size_t named = std::accumulate(fields.begin(), fields.end(), size_t{0},
+                                         [](size_t sum, const auto& f) { return sum + f.count * f.element_size; });
     const size_t unnamed = std::accumulate(reserved.begin(), reserved.end(), size_t{0},
                                            [](size_t sum, const auto& r) { return sum + r.size; });
     EXPECT_EQ(named + unnamed, sizeof(BattStat));
@@ -146,15 +145,13 @@ TEST(Event, charger_event_by_name) {
     EXPECT_EQ(event.name, "ChargerInsertionRemoval");
     std::string all;
     for (const EventField& field : event.fields) {
-        all += std::string(field.name) + "=" + sent_json(field).dump() + "/" +
-               value_text(field, 0) + " ";
+        all += std::string(field.name) + "=" + sent_json(field).dump() + "/" + value_text(field, 0) + " ";
     }
     EXPECT_EQ(all,
               "version=2/2 charger_type=\"PD\"/\"PD\" pdo_raw_list=\"\"/\"\" "
               "thermal_level_time=[11,0,13]/0 d 00:00:11 battery_care_flg=true/yes "
               "latest_user_soh=98501/98.501 % ");
-    EXPECT_EQ(event.fields.size() + event.absent.size(),
-              charging__charger_insertion_removal__descriptor.n_fields);
+    EXPECT_EQ(event.fields.size() + event.absent.size(), charging__charger_insertion_removal__descriptor.n_fields);
 }
 
 TEST(Event, negative_and_undecided_values_of_the_ageing_event) {
@@ -181,8 +178,7 @@ TEST(Event, faults_tell_offset_and_reason) {
         const char* fault;
     } rows[] = {
         {"empty", "", "is empty"},
-        {"cut in the last value", good.substr(0, good.size() - 1),
-         "the value of field latest_user_soh is cut"},
+        {"cut in the last value", good.substr(0, good.size() - 1), "the value of field latest_user_soh is cut"},
         {"text longer than the rest", std::string("\x08\x02\x12\x7fPD", 6),
          "offset 0x0003: field charger_type is 127 bytes long, and 2 are left"},
         {"unknown field", good + std::string("\xb8\x3e\x01", 3), "there is no field 999"},
@@ -197,8 +193,7 @@ TEST(Event, faults_tell_offset_and_reason) {
             (void)decode_event(span_of(row.bytes), "ChargerInsertionRemoval");
             ADD_FAILURE() << row.name << ": was taken";
         } catch (const EventError& error) {
-            EXPECT_NE(std::string(error.what()).find(row.fault), std::string::npos)
-                << row.name << ": " << error.what();
+            EXPECT_NE(std::string(error.what()).find(row.fault), std::string::npos) << row.name << ": " << error.what();
         }
     }
 }

@@ -59,21 +59,16 @@ TEST(Fleet, the_worked_example_runs) {
     const TestDirectory directory;
     const std::string ageing = "-0001-charging-BatteryDegradation2";
     const std::string charger = "-0002-charging-ChargerInsertionRemoval";
-    directory.write("outboxes/phone-a/20260101T000000Z" + ageing,
-                    ageing_event(864'000, 50'000, {50'000}));
-    directory.write("outboxes/phone-a/20270101T000000Z" + ageing,
-                    ageing_event(1'728'000, 44'000, {45'000, 44'999, 0}));
-    directory.write("outboxes/phone-b/20260601T000000Z" + ageing,
-                    ageing_event(864'000, 49'000, {49'000}));
+    directory.write("outboxes/phone-a/20260101T000000Z" + ageing, ageing_event(864'000, 50'000, {50'000}));
+    directory.write("outboxes/phone-a/20270101T000000Z" + ageing, ageing_event(1'728'000, 44'000, {45'000, 44'999, 0}));
+    directory.write("outboxes/phone-b/20260601T000000Z" + ageing, ageing_event(864'000, 49'000, {49'000}));
     directory.write("outboxes/phone-a/20260102T000000Z" + charger, charger_event(3600, 20, 80));
     directory.write("outboxes/phone-b/20260102T000000Z" + charger, charger_event(1800, 30, 50));
     // The name on the page, whatever runs the program here.
     directory.write("bin/cellwarden-inspect", "#!/bin/sh\nexec " + command(INSPECT) + "\"$@\"\n");
-    std::filesystem::permissions(directory.path("bin/cellwarden-inspect"),
-                                 std::filesystem::perms::owner_all);
+    std::filesystem::permissions(directory.path("bin/cellwarden-inspect"), std::filesystem::perms::owner_all);
     directory.write("commands", commands_of(FLEET_PAGE));
-    const Outcome outcome =
-        run_line("cd " + directory.path("") + " && PATH=$PWD/bin:$PATH sh -e commands");
+    const Outcome outcome = run_line("cd " + directory.path("") + " && PATH=$PWD/bin:$PATH sh -e commands");
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(outcome.output,
               "phone    time                  online_days  level  user_soh  full_charges\n"

@@ -111,8 +111,7 @@ TEST(Inspect, unit_store) {
     directory.write("units/2310", "short");
     const Outcome faulty = inspect("units " + directory.path("units"));
     EXPECT_EQ(faulty.exit_code, 1);
-    EXPECT_NE(faulty.output.find("wrong size: 5 bytes, the daemon wants 8"), std::string::npos)
-        << faulty.output;
+    EXPECT_NE(faulty.output.find("wrong size: 5 bytes, the daemon wants 8"), std::string::npos) << faulty.output;
 }
 
 TEST(Inspect, an_outbox_becomes_a_line_per_event) {
@@ -120,14 +119,13 @@ TEST(Inspect, an_outbox_becomes_a_line_per_event) {
     const std::string event("\x08\x02\x12\x02PD", 6);
     directory.write("outbox/20260301T071245Z-0002-charging-ChargerInsertionRemoval", event);
     directory.write("outbox/20260301T071244Z-0001-charging-ChargerInsertionRemoval", "\x80");
-    const Outcome outcome = run_line("cd " + directory.path("") + " && " + command(INSPECT) +
-                                     "event --json-lines outbox 2>/dev/null");
+    const Outcome outcome =
+        run_line("cd " + directory.path("") + " && " + command(INSPECT) + "event --json-lines outbox 2>/dev/null");
     EXPECT_EQ(outcome.exit_code, 1);  // one of the two is none
-    EXPECT_EQ(outcome.output,
-              R"({"file":"outbox/20260301T071245Z-0002-charging-ChargerInsertionRemoval",)"
-              R"("time":"2026-03-01T07:12:45Z","event":"ChargerInsertionRemoval",)"
-              R"("version":2,"charger_type":"PD"})"
-              "\n");
+    EXPECT_EQ(outcome.output, R"({"file":"outbox/20260301T071245Z-0002-charging-ChargerInsertionRemoval",)"
+                              R"("time":"2026-03-01T07:12:45Z","event":"ChargerInsertionRemoval",)"
+                              R"("version":2,"charger_type":"PD"})"
+                              "\n");
 }
 
 }  // namespace

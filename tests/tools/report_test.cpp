@@ -38,8 +38,7 @@ BattStat sample_record() {
 
 // What stands between two texts, from `at` on, which moves behind it; nothing where they are
 // absent.
-std::string between(const std::string& text, const std::string& start, const std::string& end,
-                    size_t& at) {
+std::string between(const std::string& text, const std::string& start, const std::string& end, size_t& at) {
     const size_t first = text.find(start, at);
     const size_t last = first == std::string::npos ? first : text.find(end, first);
     if (last == std::string::npos) {
@@ -90,8 +89,8 @@ size_t count(const std::string& text, const std::string& part) {
 TEST(Report, shows_the_values_of_the_record_in_a_browser) {
     const TestDirectory directory;
     directory.write("record", bytes_of(sample_record()));
-    const Outcome made = run_line(command(REPORT) + "\"<script>&=" + directory.path("record") +
-                                  "\" -o " + directory.path("page.html"));
+    const Outcome made =
+        run_line(command(REPORT) + "\"<script>&=" + directory.path("record") + "\" -o " + directory.path("page.html"));
     ASSERT_EQ(made.exit_code, 0) << made.output;
     const std::string dom = browser_dom(directory, "page.html");
     EXPECT_NE(dom.find("data-drawn=\"9\" data-errors=\"\" data-done=\"yes\""), std::string::npos)
