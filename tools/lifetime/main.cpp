@@ -1,6 +1,5 @@
 // cellwarden-lifetime: years of a phone's battery in minutes.
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -8,6 +7,7 @@
 #include <thread>
 
 #include "bench/json_reader.h"
+#include "tools/command_line.h"
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/run_directory.h"
 #include "tools/lifetime/runner.h"
@@ -20,9 +20,11 @@ namespace fs = std::filesystem;
 const fs::path profile_folder = CELLWARDEN_PROFILE_DIR;
 
 constexpr const char* FOOTER =
-    "Exit codes: 0 all went well (compare: both runs are the same); 1 a run failed (compare: the "
-    "runs differ); 2 wrong usage or input; 128 + signal the runs were ended early, with what they "
-    "had reached.";
+    "Exit codes:\n"
+    "  0   all went well; compare: the runs are the same\n"
+    "  1   a run failed; compare: the runs differ\n"
+    "  2   wrong usage or input\n"
+    "  128 + signal: ended early, with what was reached";
 
 struct RunOptions {
     std::vector<std::string> profiles;
@@ -84,40 +86,40 @@ int compare(const std::vector<fs::path>& runs) {
     return print_comparison(std::cout, read_summary(runs[0]), read_summary(runs[1])) ? 0 : 1;
 }
 
-int parse_and_do(int argc, char** argv) {
-    CLI::App app{"Runs years of a phone's life through the daemon's own cycle code."};
-    app.set_version_flag("--version", CELLWARDEN_VERSION);
-    app.require_subcommand(1);
-    app.footer(FOOTER);
-
-    RunOptions options;
-    CLI::App* run_command = app.add_subcommand("run", "Live through profiles, side by side");
-    run_command->add_option("profile", options.profiles,
-                            "Profiles by name (see list) or profile files; all of the list where "
-                            "none is named");
-    run_command
+void add_run_command(CLI::App& app, RunOptions& options) {
+    CLI::App* command = app.add_subcommand("run", "Live through profiles, side by side");
+    command->add_option("profile", options.profiles,
+                        "Profiles by name (see list) or profile files; all of the list where none "
+                        "is named");
+    command
         ->add_option("--out", options.out,
                      "Directory for the results: one directory in it for each profile")
         ->capture_default_str();
-    run_command->add_option("--seed", options.seed, "Seed of all that is drawn by chance")
+    command->add_option("--seed", options.seed, "Seed of all that is drawn by chance")
         ->capture_default_str();
-    run_command->add_option("--years", options.years, "Years to live, in place of the profile's")
+    command->add_option("--years", options.years, "Years to live, in place of the profile's")
         ->check(CLI::Range(0.001, 20.0));
-    run_command->add_option("--jobs", options.processes, "Profiles that run at the same time")
+    command->add_option("--jobs", options.processes, "Profiles that run at the same time")
         ->check(CLI::Range(1, 1024))
         ->capture_default_str();
+}
 
-    app.add_subcommand("list", "List the profiles");
-
+int parse_and_do(int argc, char** argv) {
+    CLI::App app;
+    set_up_command_line(app);
+    app.require_subcommand(1);
+    app.footer(FOOTER);
+    RunOptions options;
+    add_run_command(app, options);
+    app.add_subcommand("list", "List the shipped profiles");
     std::vector<fs::path> runs;
     app.add_subcommand("compare", "Print the figures of two runs side by side")
         ->add_option("run", runs, "The directories of the two runs")
         ->required()
         ->expected(2);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : 2;
+    const int done = parse_command_line(app, argc, argv);
+    if (done >= 0) {
+        return done;
     }
     if (app.got_subcommand("list")) {
         return list();
@@ -129,10 +131,11 @@ int parse_and_do(int argc, char** argv) {
 }  // namespace cellwarden::lifetime
 
 int main(int argc, char** argv) {
+    constexpr int TROUBLE = 2;
     try {
         return cellwarden::lifetime::parse_and_do(argc, argv);
     } catch (const std::exception& error) {
         std::cerr << "cellwarden-lifetime: " << error.what() << '\n';
-        return 2;
+        return TROUBLE;
     }
 }
