@@ -20,12 +20,16 @@ SHARED = set("""
     strstr strtof strtol time timegm write __cxa_finalize __stack_chk_fail
 """.split())
 
+# Calls of libcrypto, which is linked in here and a library of the platform on a phone.
+SHARED |= set("getauxval getenv sigaction sigdelset sigfillset sigprocmask strtoul".split())
+
 # Names that the GNU headers, or its start-up code, put in the place of another; Android's headers
 # make their own of the same call. Calls with a checked length, __..._chk, count as the plain ones.
 OTHER_NAMES = {
     "__errno_location": "errno",
     "__fdelt_chk": "FD_SET, FD_ISSET",
     "__isoc99_sscanf": "sscanf",
+    "__longjmp_chk": "siglongjmp",
     "__libc_start_main": "start of main",
     "__open_2": "open",
     "__stack_chk_guard": "the guard, kept per thread on Android",
