@@ -69,12 +69,12 @@ size_t read_text(const char* path, char (&buffer)[SYSFS_BUFFER_SIZE]) {
         return 0;
     }
     TextGatherer gatherer{.text = buffer};
-    while (gatherer.length < TEXT_MAX) {
-        const ssize_t count = read(fd, buffer + gatherer.length, TEXT_MAX - gatherer.length);
-        if (count <= 0) {
-            break;
-        }
-        gatherer.take(static_cast<size_t>(count));
+    // An attribute gives what fits in one read: a read that leaves room has met its end.
+    for (bool more = true; more && gatherer.length < TEXT_MAX;) {
+        const size_t room = TEXT_MAX - gatherer.length;
+        const ssize_t count = read(fd, buffer + gatherer.length, room);
+        more = count == static_cast<ssize_t>(room);
+        gatherer.take(count > 0 ? static_cast<size_t>(count) : 0);
     }
     close(fd);
     return gatherer.length;

