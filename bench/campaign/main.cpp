@@ -23,6 +23,7 @@ struct Options {
     bool brief = false;
     int kills = 0;
     int soak = 0;
+    int pause_ms = 0;
     uint32_t seed = 1;
 };
 
@@ -36,7 +37,7 @@ int run(const Options& options) {
     stage.daemon = {{folder / "cellwarden"}, folder / "device", stage.state_dir};
     int wrong = 0;
     if (options.soak > 0) {
-        wrong += run_soak(stage, options.soak);
+        wrong += run_soak(stage, options.soak, options.pause_ms);
     }
     // Only the daemons that are started from here on.
     setenv("LD_PRELOAD", (folder / "cellwarden_bench_clock.so").c_str(), 1);
@@ -66,7 +67,8 @@ int main(int argc, char** argv) {
         app.add_option("--kills", options.kills, "Kill the daemon so often while it saves");
         app.add_option("--seed", options.seed, "Of the random moments")->capture_default_str();
         app.add_option("--soak", options.soak, "Send so many uevents, and as many foreign ones");
-        app.require_option(1, 5);
+        app.add_option("--pause-ms", options.pause_ms, "Before each uevent of the soak");
+        app.require_option(1, 6);
         try {
             app.parse(argc, argv);
         } catch (const CLI::ParseError& error) {

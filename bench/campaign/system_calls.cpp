@@ -1,0 +1,55 @@
+// What one full cycle asks of the kernel, counted from outside: the daemon is stopped at every
+// system call.
+#include <signal.h>
+#include <sys/ptrace.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <map>
+#include <system_error>
+
+#include "bench/campaign/campaign.h"
+
+namespace cellwarden::bench {
+namespace {
+
+// Lets the daemon run up to its next system call, over what lies between, and returns the number.
+uint64_t next_call(pid_t pid) {
+    __ptrace_syscall_info info{};
+    do {
+        int status = 0;
+        if (ptrace(PTRACE_SYSCALL, pid, nullptr, nullptr) != 0 || waitpid(pid, &status, 0) != pid ||
+            ptrace(PTRACE_GET_SYSCALL_INFO, pid, sizeof info, &info) < 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot trace the daemon");
+        }
+    } while (info.op != PTRACE_SYSCALL_INFO_ENTRY);
+    return info.entry.nr;
+}
+
+}  // namespace
+
+void print_system_calls(Stage& stage) {
+    const pid_t pid = stage.daemon_pid;
+    if (ptrace(PTRACE_SEIZE, pid, nullptr, PTRACE_O_TRACESYSGOOD) != 0 ||
+        ptrace(PTRACE_INTERRUPT, pid, nullptr, nullptr) != 0 || waitpid(pid, nullptr, 0) != pid) {
+        throw std::system_error(errno, std::generic_category(), "cannot trace the daemon");
+    }
+    send_battery_uevent(stage);
+    // The wait that was broken off begins again; the cycle ends where the next wait begins.
+    int total = 0;
+    std::map<uint64_t, int> calls;
+    for (uint64_t call = next_call(pid); call != SYS_pselect6 || calls[SYS_recvfrom] == 0;
+         call = next_call(pid)) {
+        calls[call]++;
+        total++;
+    }
+    ptrace(PTRACE_DETACH, pid, nullptr, nullptr);
+    finish_cycle(stage);
+    const int opened = calls[SYS_openat];
+    printf("system calls of a full cycle %d: open %d, read %d, close %d, other %d\n", total, opened,
+           calls[SYS_read], calls[SYS_close], total - opened - calls[SYS_read] - calls[SYS_close]);
+}
+
+}  // namespace cellwarden::bench
