@@ -27,8 +27,8 @@ std::string read_input_file(const std::filesystem::path& file) {
 nlohmann::json parse_document(const std::string& text, const std::filesystem::path& file) {
     try {
         return nlohmann::json::parse(text);
-    } catch (const nlohmann::json::parse_error& error) {
-        // The library's text has the line and the column.
+    } catch (const nlohmann::json::exception& error) {
+        // The library's text has the line and the column, or the number that no double can hold.
         throw InputError(file.string() + ": " + error.what());
     }
 }

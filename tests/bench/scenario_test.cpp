@@ -26,6 +26,7 @@ TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
         const char* error;  // after the file's name
     } rows[] = {
         {"no JSON", "{\n  \"speed\": }", "line 2, column 12"},
+        {"beyond every number", R"({"speed": 86E400})", "86E400"},
         {"unknown key", R"({"sped": 1})", "sped: unknown key, expected one of: about,"},
         {"just too little", R"({"phone": {"thermal_zone": 1}})",
          "phone.thermal_zone: expected a whole number from 2 to 99, found 1"},
