@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <random>
 
 #include "bench/campaign/campaign.h"
@@ -88,6 +89,12 @@ void tell_wrong(Found& found, const char* what) {
     found.wrong++;
 }
 
+// A kill between opening and writing an attribute leaves it empty on the bench; in sysfs opening
+// changes nothing.
+bool is_write_broken_off(const std::string& line) {
+    return line.find(" write ") == line.find(' ') && line.ends_with(' ');
+}
+
 // Each unit is as it was before the killed cycle or as that cycle leaves it, and the daemon had
 // said and done no more and nothing else than the reference up to the end of that cycle.
 void judge_kill(const Stage& stage, const Reference& reference, size_t cycle, Found& found) {
@@ -114,13 +121,17 @@ void judge_kill(const Stage& stage, const Reference& reference, size_t cycle, Fo
         tell_wrong(found, "a unit is gone");
     }
     Transcript did = stage.transcript;
+    std::erase_if(did, is_write_broken_off);
     Transcript may(
         reference.transcript.begin(),
         reference.transcript.begin() + static_cast<std::ptrdiff_t>(reference.lines[cycle + 1]));
     std::sort(did.begin(), did.end());
     std::sort(may.begin(), may.end());
-    if (!std::includes(may.begin(), may.end(), did.begin(), did.end())) {
-        tell_wrong(found, "a log line, a write or an event that the run without a kill has not");
+    Transcript strange;
+    std::set_difference(did.begin(), did.end(), may.begin(), may.end(),
+                        std::back_inserter(strange));
+    for (const std::string& line : strange) {
+        tell_wrong(found, ("the run without a kill has not: " + line).c_str());
     }
 }
 
