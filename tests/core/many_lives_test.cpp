@@ -148,7 +148,8 @@ BattStat used_battery(Random& random) {
     const int64_t borders[] = {PERIOD_S - 256, PERIOD_S,          PERIOD_S + 255,          2 * PERIOD_S,
                                7 * PERIOD_S,   24 * PERIOD_S + 9, 107 * PERIOD_S,          107 * PERIOD_S + 400'000,
                                108 * PERIOD_S, 109 * PERIOD_S,    int64_t{252} * PERIOD_S, int64_t{253} * PERIOD_S};
-    stat.online_time = static_cast<uint32_t>(random.among(borders) - random.between(0, 1500));
+    stat.online_time = static_cast<uint32_t>(random.among(borders));
+    stat.online_time -= static_cast<uint32_t>(random.between(0, 1500));
     const auto fill = [&](auto& values, int64_t low, int64_t high) {
         for (auto& value : values) {
             value = static_cast<std::decay_t<decltype(value)>>(random.between(low, high));
@@ -160,8 +161,8 @@ BattStat used_battery(Random& random) {
     const int64_t full_stay = std::max<int64_t>((soh - 80'000) * 1000 / 108, 300);
     stat.latest_filtered_soh = static_cast<uint16_t>(soh / 2);
     stat.latest_user_soh = static_cast<uint16_t>(random.one_in(5) ? 0 : random.between(39'000, 50'000));
-    stat.total_cycle_count = static_cast<uint32_t>(
-        random.among({210'000, 1'000'000, 2'000'000, 4'000'000, 11'000'000, 13'000'000}) - random.between(0, 5000));
+    stat.total_cycle_count = random.among({210'000U, 1'000'000U, 2'000'000U, 4'000'000U, 11'000'000U, 13'000'000U});
+    stat.total_cycle_count -= static_cast<uint32_t>(random.between(0, 5000));
     stat.soft_charge_mode = static_cast<uint32_t>(random.one_in(8) ? -1 : random.between(0, 5));
     stat.soft_charge_override = random.one_in(4) ? random.among<uint8_t>({0xE7, 0xD2, 0xDF, 0xC3}) : uint8_t{0};
     fill(stat.soft_charge1_onlinetime, 0, 3);
