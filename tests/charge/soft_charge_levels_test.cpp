@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 
 #include "support/phone.h"
 
@@ -12,208 +13,112 @@ namespace {
 using namespace test;
 
 constexpr uint8_t NOT_DECIDED = 0xFF;
+constexpr int32_t PERIOD_2 = 2 * PERIOD_S, PERIOD_3 = 3 * PERIOD_S, PERIOD_107 = 107 * PERIOD_S;
+constexpr int32_t FROZEN = 108 * PERIOD_S;
 
 TEST(CycleCountLevel, RisesAboveEachBorder) {
-    const struct {
-        uint32_t count;
-        int32_t expected;
-    } rows[] = {
-        {0, 0},         {1'000'000, 0},  {1'000'001, 1},  {2'000'000, 1},  {2'000'001, 2},  {4'000'000, 2},
-        {4'000'001, 3}, {11'000'000, 3}, {11'000'001, 4}, {13'000'000, 4}, {13'000'001, 5}, {UINT32_MAX, 5},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(soft_charge1_level_of(row.count), row.expected) << row.count;
+    int32_t level = 0;
+    for (const uint32_t border : {1'000'000U, 2'000'000U, 4'000'000U, 11'000'000U, 13'000'000U}) {
+        EXPECT_EQ(soft_charge1_level_of(border), level++) << border;
+        EXPECT_EQ(soft_charge1_level_of(border + 1), level) << border;
     }
+    EXPECT_EQ(soft_charge1_level_of(UINT32_MAX), 5);
 }
 
-// Levels of the periods before the one of `online_time`, the latest first; all others undecided.
-PerPeriod<uint8_t> levels_before(int32_t online_time, const std::vector<uint8_t>& latest_first) {
-    PerPeriod<uint8_t> levels;
-    levels.fill(NOT_DECIDED);
-    int32_t slot = std::min(online_time / 864'000, 251);
-    for (const uint8_t level : latest_first) {
-        levels[static_cast<size_t>(--slot)] = level;
-    }
-    return levels;
-}
+struct LevelRow {
+    const char* name;
+    int32_t online_time;
+    std::vector<uint8_t> latest_first;  // levels of the periods before; all others are undecided
+    double ageing;                      // in total, all of it in period 0
+    int32_t expected;
+    int32_t soh = 90'000;
+};
 
-// The slot that a level was stored in, checked to be the only change.
-void expect_stored(const std::string& name, const PerPeriod<uint8_t>& before, const PerPeriod<uint8_t>& after,
-                   int32_t slot, int32_t level) {
-    for (int32_t i = 0; i < PERIOD_COUNT; i++) {
-        const auto at = static_cast<size_t>(i);
-        EXPECT_EQ(after[at], i == slot ? level : before[at]) << name << ", slot " << i;
+void check_levels(std::initializer_list<LevelRow> rows, int32_t (*decide)(ServiceState& state),
+                  PerPeriod<uint8_t> ServiceState::*levels, PerPeriod<extended> ServiceState::*per_period) {
+    for (const LevelRow& row : rows) {
+        ServiceState state{.online_time = row.online_time, .soh = row.soh};
+        (state.*per_period)[0] = state.total_arrhenius = state.total_full_stay_cap_degradation = row.ageing;
+        (state.*levels).fill(NOT_DECIDED);
+        auto slot = static_cast<size_t>(std::clamp(row.online_time / PERIOD_S, 0, 251));
+        std::reverse_copy(row.latest_first.begin(), row.latest_first.end(),
+                          (state.*levels).begin() + slot - row.latest_first.size());
+        PerPeriod<uint8_t> expected = state.*levels;
+        if (row.online_time >= 0) {
+            expected[slot] = static_cast<uint8_t>(row.expected);
+        }
+        EXPECT_EQ(decide(state), row.expected) << row.name;
+        EXPECT_EQ(state.*levels, expected) << row.name;
+        // Once decided it stays, whatever comes.
+        state.*per_period = {};
+        EXPECT_EQ(decide(state), row.expected) << row.name << ", again";
     }
 }
-
-constexpr int32_t PERIOD_2 = 2 * 864'000;
 
 TEST(ArrheniusLevel, FollowsTheExpectedSum) {
-    const struct {
-        const char* name;
-        int32_t online_time;
-        std::vector<uint8_t> latest_first;
-        double sum;  // of the period 0, the others are 0
-        int32_t expected;
-    } rows[] = {
-        {"raised from the upper border", PERIOD_2, {2}, 6'591'601, 3},
-        {"held up to it", PERIOD_2, {2}, 6'591'600.99, 2},
-        {"held from the lower border", PERIOD_2, {2}, 6'555'600, 2},
-        {"lowered below it", PERIOD_2, {2}, 6'555'599.99, 1},
-        {"not below 0", PERIOD_2, {0}, 0, 0},
-        {"from 4 to 5", PERIOD_2, {4}, 6'591'601, 5},
-        {"over undecided periods", 5 * 864'000, {NOT_DECIDED, NOT_DECIDED, 3, 1}, 6'591'601, 4},
-        {"0 where none is decided", PERIOD_2, {}, 6'591'601, 1},
-        {"corrupt level raised", PERIOD_2, {200}, 6'591'601, 5},
-        {"last judged second", 93'311'999, {3}, 6'591'601, 4},
-        {"frozen", 93'312'000, {3}, 6'591'601, 3},
-        {"frozen to period 107, not a later one", 110 * 864'000, {5, 5, 2}, 6'591'601, 2},
-        {"too early", 863'743, {}, 1e9, 0},
-    };
-    for (const auto& row : rows) {
-        ServiceState state;
-        state.online_time = row.online_time;
-        state.arrhenius_per_10days[0] = row.sum;
-        const PerPeriod<uint8_t> before = levels_before(row.online_time, row.latest_first);
-        state.arrhenius_lv = before;
-        EXPECT_EQ(decide_arrhenius_level(state), row.expected) << row.name;
-        expect_stored(row.name, before, state.arrhenius_lv, row.online_time / 864'000, row.expected);
-    }
+    check_levels({{"raised from the upper border", PERIOD_2, {2}, 6'591'601, 3},
+                  {"held up to it", PERIOD_2, {2}, 6'591'600.99, 2},
+                  {"held from the lower border", PERIOD_2, {2}, 6'555'600, 2},
+                  {"lowered below it", PERIOD_2, {2}, 6'555'599.99, 1},
+                  {"over undecided periods", 5 * PERIOD_S, {NOT_DECIDED, NOT_DECIDED, 3, 1}, 6'591'601, 4},
+                  {"0 where none is decided", PERIOD_2, {}, 6'591'601, 1},
+                  {"corrupt level raised", PERIOD_2, {200}, 6'591'601, 5},
+                  {"last judged second", FROZEN - 1, {3}, 6'591'601, 4},
+                  {"frozen", FROZEN, {3}, 6'591'601, 3},
+                  {"frozen to period 107, not a later one", 110 * PERIOD_S, {5, 5, 2}, 6'591'601, 2},
+                  {"beyond the last slot", INT32_MAX, {}, 6'591'601, 0},
+                  {"negative online time", -1, {}, 1e9, 0},
+                  {"too early", PERIOD_S - 257, {}, 1e9, 0}},
+                 decide_arrhenius_level, &ServiceState::arrhenius_lv, &ServiceState::arrhenius_per_10days);
 }
 
 TEST(ArrheniusLevel, LogsTheDaysAndTheProjection) {
-    const struct {
-        const char* name;
-        int32_t online_time;
-        std::vector<std::string> expected;
-    } rows[] = {
-        {"one second early", 863'743, {}},
-        {"108 times the total", 863'744, {"0 days", "756"}},
-        {"still the total", 864'255, {"10 days", "756"}},
-        {"108 times the first period", 864'256, {"10 days", "10800"}},
-        {"the latest whole period goes on", 3 * 864'000, {"30 days", "32100"}},
-        {"the last projection", 93'311'999, {"1070 days", "600"}},
-        {"frozen", 93'312'000, {}},
+    const std::tuple<const char*, int32_t, extended, std::string, std::string> rows[] = {
+        {"108 times the total", PERIOD_S - 256, 9, "0", "756"},
+        {"still the total", PERIOD_S + 255, 9, "10", "756"},
+        {"108 times the first period", PERIOD_S + 256, 100.9, "10", "10800"},
+        {"the latest whole period goes on", PERIOD_2, 300.5, "20", "32200"},
+        {"32 bits of the sum", PERIOD_2, 4e7 + 0.5, "20", "-14967196"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, online_time, latest_whole_period, days, projection] : rows) {
         phone.log.clear();
-        ServiceState state;
-        state.online_time = row.online_time;
-        state.total_arrhenius = 7.99;
+        // Fractions are cut before the sum; the period that runs does not count.
+        ServiceState state{.online_time = online_time, .total_arrhenius = 7.99};
         state.arrhenius_lv.fill(NOT_DECIDED);
-        // Fractions are cut before the sum. The period that runs does not count.
-        state.arrhenius_per_10days = {100.9, 200.99, 300.5, 999'999};
-        if (row.online_time == 93'311'999) {
-            state.arrhenius_per_10days[3] = 0;
-        }
+        state.arrhenius_per_10days = {100.9, 999'999, 999'999};
+        state.arrhenius_per_10days[static_cast<size_t>(std::max(online_time / PERIOD_S - 1, 0))] = latest_whole_period;
         (void)decide_arrhenius_level(state);
-        std::vector<std::string> expected;
-        if (!row.expected.empty()) {
-            expected = {"<3>cellwarden: Phone online time has reached " + row.expected[0] + "\n",
-                        "<3>cellwarden: Expected arrhenius time at end of battery life is " + row.expected[1] + "\n"};
-        }
-        EXPECT_EQ(phone.log, expected) << row.name;
-    }
-}
-
-TEST(PeriodLevel, IsDecidedOncePerPeriod) {
-    const struct {
-        const char* name;
-        int32_t online_time;
-        int32_t slot;
-        uint8_t stored;
-    } rows[] = {
-        {"period 0", 863'999, 0, 3},
-        {"a corrupt level", PERIOD_2, 2, 200},
-        {"frozen", 93'312'000, 108, 1},
-        {"beyond the last slot", INT32_MAX, 251, 2},
-    };
-    for (const auto& row : rows) {
-        ServiceState state;
-        state.online_time = row.online_time;
-        state.soh = 82'000;
-        for (PerPeriod<uint8_t>* levels : {&state.arrhenius_lv, &state.full_stay_capacity_degradation_aging_lv}) {
-            levels->fill(NOT_DECIDED);
-            (*levels)[static_cast<size_t>(row.slot)] = row.stored;
-        }
-        EXPECT_EQ(decide_arrhenius_level(state), row.stored) << row.name;
-        EXPECT_EQ(decide_full_stay_level(state), row.stored) << row.name;
-        EXPECT_TRUE(phone.log.empty()) << row.name;
+        const std::vector<std::string> expected = {
+            "<3>cellwarden: Phone online time has reached " + days + " days\n",
+            "<3>cellwarden: Expected arrhenius time at end of battery life is " + projection + "\n"};
+        EXPECT_EQ(phone.log, expected) << name;
     }
 }
 
 TEST(FullStayLevel, FollowsTheMeasuredAndTheExpectedCapacity) {
-    constexpr int32_t PERIOD_3 = 3 * 864'000;
-    constexpr int32_t PERIOD_107 = 107 * 864'000;
-    const struct {
-        const char* name;
-        int32_t online_time;
-        std::vector<uint8_t> latest_first;
-        int32_t soh;
-        double loss;  // of the period 0, the others lose nothing
-        int32_t expected;
-    } rows[] = {
-        {"80 % left does not lower", PERIOD_3, {2, 2, 1}, 85'000, 5, 2},
-        {"more than 80 % left lowers", PERIOD_3, {2, 2, 2}, 85'001, 5, 1},
-        {"not below 0", PERIOD_3, {0, 0, 0}, 100'000, 0, 0},
-        {"4 stays", PERIOD_3, {4, 4, 4}, 90'000, 50, 4},
-        {"corrupt level stays", PERIOD_3, {200}, 90'000, 50, 200},
-        {"below 82 % no rise", PERIOD_3, {1, 1, 1}, 81'999, 50, 1},
-        {"82 % rises", PERIOD_3, {1, 1, 1}, 82'000, 50, 2},
-
-        {"rose two periods ago", PERIOD_3, {2, 2, 1}, 90'000, 50, 2},
-        {"rose three periods ago", 4 * 864'000, {2, 2, 2, 1}, 90'000, 50, 3},
-        {"fell two periods ago", 4 * 864'000, {1, 1, 2, 0}, 90'000, 50, 2},
-        {"the one before it undecided", 4 * 864'000, {1, NOT_DECIDED, 0, 0}, 90'000, 50, 2},
-        {"the third before undecided", 4 * 864'000, {1, 1, NOT_DECIDED, 0}, 90'000, 50, 2},
-        {"nothing decided", PERIOD_3, {}, 90'000, 50, 1},
-        {"period 2 after 1, 1", PERIOD_2, {1, 1}, 90'000, 50, 2},
-        {"period 2 after 1, 0", PERIOD_2, {1, 0}, 90'000, 50, 1},
-
-        {"4 in the last judged period", PERIOD_107, {3, 3, 3}, 90'000, 50, 4},
-        {"4 there by a rise", PERIOD_107, {2, 2, 2}, 90'000, 50, 4},
-        {"4 there from a corrupt level", 93'311'999, {200}, 90'000, 50, 4},
-        {"not from 2", PERIOD_107, {2, 2, 1}, 90'000, 50, 2},
-        {"not a second before", PERIOD_107 - 1, {3, 3, 3}, 90'000, 50, 3},
-        {"frozen", 93'312'000, {3, 3, 3}, 90'000, 50, 3},
-    };
-    for (const auto& row : rows) {
-        ServiceState state;
-        state.online_time = row.online_time;
-        state.soh = row.soh;
-        state.full_stay_capacity_degradation_per_10days[0] = row.loss;
-        const PerPeriod<uint8_t> before = levels_before(row.online_time, row.latest_first);
-        state.full_stay_capacity_degradation_aging_lv = before;
-        EXPECT_EQ(decide_full_stay_level(state), row.expected) << row.name;
-        expect_stored(row.name, before, state.full_stay_capacity_degradation_aging_lv, row.online_time / 864'000,
-                      row.expected);
-    }
+    check_levels({{"80 % left does not lower", PERIOD_3, {2, 2, 1}, 5, 2, 85'000},
+                  {"more than 80 % left lowers", PERIOD_3, {2, 2, 2}, 5, 1, 85'001},
+                  {"not below 0", PERIOD_3, {0, 0, 0}, 0, 0, 100'000},
+                  {"4 stays", PERIOD_3, {4, 4, 4}, 50, 4},
+                  {"below 82 % no rise", PERIOD_3, {1, 1, 1}, 50, 1, 81'999},
+                  {"82 % rises", PERIOD_3, {1, 1, 1}, 50, 2, 82'000},
+                  {"rose two periods ago", PERIOD_3, {2, 2, 1}, 50, 2},
+                  {"fell two periods ago", PERIOD_3, {1, 1, 2}, 50, 2},
+                  {"the one before it undecided", PERIOD_3, {1, NOT_DECIDED, 0}, 50, 2},
+                  {"nothing decided", PERIOD_3, {}, 50, 1},
+                  {"period 2 after 1, 1", PERIOD_2, {1, 1}, 50, 2},
+                  {"period 2 after 1, 0", PERIOD_2, {1, 0}, 50, 1},
+                  {"too early", PERIOD_S - 257, {}, 1, 0},
+                  {"108 times the total of 0.0625 % leave 80 %", PERIOD_S - 256, {}, 0.0625, 1, 86'750},
+                  {"a trace less leaves more", PERIOD_S - 256, {}, 0.06249999, 0, 86'750},
+                  {"4 in the last judged period", PERIOD_107, {3, 3, 3}, 50, 4},
+                  {"4 there by a rise", FROZEN - 1, {2, 2, 2}, 50, 4},
+                  {"not a second before", PERIOD_107 - 1, {3, 3, 3}, 50, 3},
+                  {"frozen", FROZEN, {3, 3, 3}, 50, 3},
+                  {"negative online time", -1, {}, 50, 0}},
+                 decide_full_stay_level, &ServiceState::full_stay_capacity_degradation_aging_lv,
+                 &ServiceState::full_stay_capacity_degradation_per_10days);
     EXPECT_TRUE(phone.log.empty());
-}
-
-// Around the end of period 0 the level is judged by 108 times the total.
-TEST(FullStayLevel, OfTheFirstPeriodIsJudgedByTheTotal) {
-    const struct {
-        const char* name;
-        int32_t online_time;
-        std::vector<uint8_t> latest_first;
-        double total;
-        int32_t expected;
-    } rows[] = {
-        {"too early", 863'743, {}, 1, 0},
-        {"108 x 0.0625 % leave 80 %", 863'744, {}, 0.0625, 1},
-        {"a trace less leaves more", 863'744, {}, 0.06249999, 0},
-        {"into period 1", 864'255, {0}, 0.0625, 1},
-        {"then by what period 0 lost", 864'256, {0}, 1, 0},
-    };
-    for (const auto& row : rows) {
-        ServiceState state;
-        state.online_time = row.online_time;
-        state.soh = 86'750;
-        state.total_full_stay_cap_degradation = row.total;
-        state.full_stay_capacity_degradation_aging_lv = levels_before(row.online_time, row.latest_first);
-        EXPECT_EQ(decide_full_stay_level(state), row.expected) << row.name;
-    }
 }
 
 }  // namespace
