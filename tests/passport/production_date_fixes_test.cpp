@@ -1,32 +1,14 @@
-#include "passport/production_date_fixes.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "passport/large_table.h"
-#include "passport/production_date.h"
-#include "platform/unit_store.h"
 #include "support/command.h"
-#include "support/phone.h"
 #include "support/sysfs.h"
 
 namespace cellwarden {
 namespace {
 
 using namespace test;
-
-TEST(ProductionDateFixes, EveryRowOfALargeTableIsFound) {
-    ASSERT_EQ(production_date_fixes().size(), size_t{LARGE_TABLE_ROWS});
-    for (int row = 0; row < LARGE_TABLE_ROWS; row++) {
-        ServiceState state;
-        state.production_date_fix_pending = true;
-        phone = {};
-        phone.imei[1] = imei_of(row);
-        EXPECT_TRUE(repair_production_date(state));
-        ASSERT_EQ(phone.units[UNIT_PRODUCTION_DATE], date_of(row)) << "row " << row;
-    }
-}
 
 TEST(ProductionDateFixes, TableIsCheckedBeforeItBecomesCode) {
     const std::string a(64, 'a');
@@ -44,9 +26,7 @@ TEST(ProductionDateFixes, TableIsCheckedBeforeItBecomesCode) {
         {"upper case", "\n" + std::string(64, 'A') + ",250401",
          ":2" + expected + "'" + std::string(64, 'A') + ",250401'"},
         {"no date", a, ":1" + expected + "'" + a + "'"},
-        {"letters in the date", a + ",2504O1", ":1" + expected + "'" + a + ",2504O1'"},
         {"binary", "# \xFF\n\xFF", ":2" + expected + "'\\udcff'"},
-        {"month 13", a + ",251301", ":1: 251301 is no date (YYMMDD)"},
         {"a day that April lacks", "#\n" + a + ",250431", ":2: 250431 is no date (YYMMDD)"},
         {"a digest twice", "#\n" + a + ",250401\n" + b + ",250401\n" + a + ",250327\n",
          ":4: this digest stands in line 2 already"},
