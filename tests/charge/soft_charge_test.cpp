@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <tuple>
+
+#include "charge/soft_charge_levels.h"
 #include "support/phone.h"
 #include "support/process.h"
 #include "support/sysfs.h"
@@ -11,18 +15,113 @@ namespace {
 
 using namespace test;
 
-// With level 3 from its cycle count.
-ServiceState aged_battery(int32_t mode) {
-    return {.cycle_boot_time = 1000, .soft_charge_mode = mode, .total_cycle_count = 4'000'001};
+constexpr uint8_t NOT_DECIDED = 0xFF;
+constexpr int32_t PERIOD_2 = 2 * PERIOD_S, PERIOD_3 = 3 * PERIOD_S, PERIOD_107 = 107 * PERIOD_S;
+constexpr int32_t FROZEN = 108 * PERIOD_S;
+
+TEST(CycleCountLevel, RisesAboveEachBorder) {
+    int32_t level = 0;
+    for (const uint32_t border : {1'000'000U, 2'000'000U, 4'000'000U, 11'000'000U, 13'000'000U}) {
+        EXPECT_EQ(soft_charge1_level_of(border), level++) << border;
+        EXPECT_EQ(soft_charge1_level_of(border + 1), level) << border;
+    }
+    EXPECT_EQ(soft_charge1_level_of(UINT32_MAX), 5);
 }
 
-SysfsParams usual_readings() {
-    return snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5},
-                        {PARAM_BATTERY_CHARGE_FULL_DESIGN, 5'000'000},
-                        {PARAM_QCOM_CHARGE_FULL, 4'500'000},
-                        {PARAM_BATTERY_TEMP, 450},
-                        {PARAM_BATTERY_VOLTAGE_NOW, 4'480'000},
-                        {PARAM_BATT_SOC, 9000}});
+struct LevelRow {
+    const char* name;
+    int32_t online_time;
+    std::vector<uint8_t> latest_first;  // levels of the periods before; all others are undecided
+    double ageing;                      // in total, all of it in period 0
+    int32_t expected;
+    int32_t soh = 90'000;
+};
+
+void check_levels(std::initializer_list<LevelRow> rows, int32_t (*decide)(ServiceState& state),
+                  PerPeriod<uint8_t> ServiceState::*levels, PerPeriod<extended> ServiceState::*per_period) {
+    for (const LevelRow& row : rows) {
+        ServiceState state{.online_time = row.online_time, .soh = row.soh};
+        (state.*per_period)[0] = state.total_arrhenius = state.total_full_stay_cap_degradation = row.ageing;
+        (state.*levels).fill(NOT_DECIDED);
+        auto slot = static_cast<size_t>(std::clamp(row.online_time / PERIOD_S, 0, 251));
+        std::reverse_copy(row.latest_first.begin(), row.latest_first.end(),
+                          (state.*levels).begin() + slot - row.latest_first.size());
+        PerPeriod<uint8_t> expected = state.*levels;
+        if (row.online_time >= 0) {
+            expected[slot] = static_cast<uint8_t>(row.expected);
+        }
+        EXPECT_EQ(decide(state), row.expected) << row.name;
+        EXPECT_EQ(state.*levels, expected) << row.name;
+        // Once decided it stays, whatever comes.
+        state.*per_period = {};
+        EXPECT_EQ(decide(state), row.expected) << row.name << ", again";
+    }
+}
+
+TEST(ArrheniusLevel, FollowsTheExpectedSum) {
+    check_levels({{"raised from the upper border", PERIOD_2, {2}, 6'591'601, 3},
+                  {"held up to it", PERIOD_2, {2}, 6'591'600.99, 2},
+                  {"held from the lower border", PERIOD_2, {2}, 6'555'600, 2},
+                  {"lowered below it", PERIOD_2, {2}, 6'555'599.99, 1},
+                  {"over undecided periods", 5 * PERIOD_S, {NOT_DECIDED, NOT_DECIDED, 3, 1}, 6'591'601, 4},
+                  {"0 where none is decided", PERIOD_2, {}, 6'591'601, 1},
+                  {"corrupt level raised", PERIOD_2, {200}, 6'591'601, 5},
+                  {"last judged second", FROZEN - 1, {3}, 6'591'601, 4},
+                  {"frozen", FROZEN, {3}, 6'591'601, 3},
+                  {"frozen to period 107, not a later one", 110 * PERIOD_S, {5, 5, 2}, 6'591'601, 2},
+                  {"beyond the last slot", INT32_MAX, {}, 6'591'601, 0},
+                  {"negative online time", -1, {}, 1e9, 0},
+                  {"too early", PERIOD_S - 257, {}, 1e9, 0}},
+                 decide_arrhenius_level, &ServiceState::arrhenius_lv, &ServiceState::arrhenius_per_10days);
+}
+
+TEST(ArrheniusLevel, LogsTheDaysAndTheProjection) {
+    const std::tuple<const char*, int32_t, extended, std::string, std::string> rows[] = {
+        {"108 times the total", PERIOD_S - 256, 9, "0", "756"},
+        {"still the total", PERIOD_S + 255, 9, "10", "756"},
+        {"108 times the first period", PERIOD_S + 256, 100.9, "10", "10800"},
+        {"the latest whole period goes on", PERIOD_2, 300.5, "20", "32200"},
+        {"32 bits of the sum", PERIOD_2, 4e7 + 0.5, "20", "-14967196"},
+    };
+    for (const auto& [name, online_time, latest_whole_period, days, projection] : rows) {
+        phone.log.clear();
+        // Fractions are cut before the sum; the period that runs does not count.
+        ServiceState state{.online_time = online_time, .total_arrhenius = 7.99};
+        state.arrhenius_lv.fill(NOT_DECIDED);
+        state.arrhenius_per_10days = {100.9, 999'999, 999'999};
+        state.arrhenius_per_10days[static_cast<size_t>(std::max(online_time / PERIOD_S - 1, 0))] = latest_whole_period;
+        (void)decide_arrhenius_level(state);
+        const std::vector<std::string> expected = {
+            "<3>cellwarden: Phone online time has reached " + days + " days\n",
+            "<3>cellwarden: Expected arrhenius time at end of battery life is " + projection + "\n"};
+        EXPECT_EQ(phone.log, expected) << name;
+    }
+}
+
+TEST(FullStayLevel, FollowsTheMeasuredAndTheExpectedCapacity) {
+    check_levels({{"80 % left does not lower", PERIOD_3, {2, 2, 1}, 5, 2, 85'000},
+                  {"more than 80 % left lowers", PERIOD_3, {2, 2, 2}, 5, 1, 85'001},
+                  {"not below 0", PERIOD_3, {0, 0, 0}, 0, 0, 100'000},
+                  {"4 stays", PERIOD_3, {4, 4, 4}, 50, 4},
+                  {"below 82 % no rise", PERIOD_3, {1, 1, 1}, 50, 1, 81'999},
+                  {"82 % rises", PERIOD_3, {1, 1, 1}, 50, 2, 82'000},
+                  {"rose two periods ago", PERIOD_3, {2, 2, 1}, 50, 2},
+                  {"fell two periods ago", PERIOD_3, {1, 1, 2}, 50, 2},
+                  {"the one before it undecided", PERIOD_3, {1, NOT_DECIDED, 0}, 50, 2},
+                  {"nothing decided", PERIOD_3, {}, 50, 1},
+                  {"period 2 after 1, 1", PERIOD_2, {1, 1}, 50, 2},
+                  {"period 2 after 1, 0", PERIOD_2, {1, 0}, 50, 1},
+                  {"too early", PERIOD_S - 257, {}, 1, 0},
+                  {"108 times the total of 0.0625 % leave 80 %", PERIOD_S - 256, {}, 0.0625, 1, 86'750},
+                  {"a trace less leaves more", PERIOD_S - 256, {}, 0.06249999, 0, 86'750},
+                  {"4 in the last judged period", PERIOD_107, {3, 3, 3}, 50, 4},
+                  {"4 there by a rise", FROZEN - 1, {2, 2, 2}, 50, 4},
+                  {"not a second before", PERIOD_107 - 1, {3, 3, 3}, 50, 3},
+                  {"frozen", FROZEN, {3, 3, 3}, 50, 3},
+                  {"negative online time", -1, {}, 50, 0}},
+                 decide_full_stay_level, &ServiceState::full_stay_capacity_degradation_aging_lv,
+                 &ServiceState::full_stay_capacity_degradation_per_10days);
+    EXPECT_TRUE(phone.log.empty());
 }
 
 TEST(SoftCharge, HandsTheHighestLevelToTheDriverWhereItDiffers) {
@@ -49,15 +148,14 @@ TEST(SoftCharge, HandsTheHighestLevelToTheDriverWhereItDiffers) {
     };
     for (const auto& row : rows) {
         write_attribute(PARAM_BATT_AGING_LEVEL, "-");
-        ServiceState state = aged_battery(row.first_mode);
+        ServiceState state{.soft_charge_mode = row.first_mode, .total_cycle_count = 4'000'001};  // level 3
         state.soft_charge_override = row.override_byte;
         state.arrhenius_lv[0] = row.arrhenius;
         state.full_stay_capacity_degradation_aging_lv[0] = row.full_stay;
-        SysfsParams snapshot = usual_readings();
-        set_param(snapshot, {PARAM_BATTERY_MODEL_NAME, row.model});
-        set_param(snapshot, {PARAM_BATT_AGING_LEVEL, row.driver_level});
-        set_param(snapshot, {PARAM_QCOM_CHARGE_FULL, row.charge_full_uah});
-        control_soft_charge(state, snapshot);
+        control_soft_charge(state, snapshot_of({{PARAM_BATTERY_MODEL_NAME, row.model},
+                                                {PARAM_BATTERY_CHARGE_FULL_DESIGN, 5'000'000},
+                                                {PARAM_BATT_AGING_LEVEL, row.driver_level},
+                                                {PARAM_QCOM_CHARGE_FULL, row.charge_full_uah}}));
         EXPECT_EQ(read_attribute(PARAM_BATT_AGING_LEVEL), row.written) << row.name;
         EXPECT_EQ(state.soft_charge_mode, row.expected_mode) << row.name;
     }
@@ -65,10 +163,9 @@ TEST(SoftCharge, HandsTheHighestLevelToTheDriverWhereItDiffers) {
 
 #ifndef __SANITIZE_ADDRESS__  // which counts the heap calls itself
 TEST(SoftCharge, UsesNoHeap) {
-    ServiceState state = aged_battery(0);
-    const SysfsParams first = usual_readings();
+    const SysfsParams first = snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5}, {PARAM_BATTERY_VOLTAGE_NOW, 4'480'000}});
     const SysfsParams second = snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5}, {PARAM_BATT_SOC, 9900}});
-    state.online_time = 10;
+    ServiceState state{.cycle_boot_time = 1000, .online_time = 10};
     const size_t before = heap_calls();
     control_soft_charge(state, first);
     state.cycle_boot_time += 1000;

@@ -1,15 +1,72 @@
-// Identity, capacity history and the counters of how the battery is charged.
+#include "stats/batt_stat_update.h"
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
 #include <string>
 #include <tuple>
+#include <vector>
 
-#include "stats/calls.h"
 #include "stats/charger_classes.h"
 #include "support/phone.h"
+#include "support/sysfs.h"
 
 namespace cellwarden {
 namespace {
 
 using namespace test;
+
+constexpr int64_t WALL_AT_BOOT = 1'700'000'000;
+
+// In place of a parameter: the level that soft charge has chosen.
+constexpr auto MODE = static_cast<SysfsParamId>(SYSFS_PARAM_COUNT);
+
+using Figures = std::vector<int64_t>;
+
+// A boot time, then the values of the table's parameters; those left out stay as they were.
+using Call = std::vector<int32_t>;
+
+struct CallsRow {
+    const char* name;
+    std::vector<Call> calls;
+    Figures expected;
+};
+
+struct Battery {
+    ServiceState state;
+    BattStat stat;
+    SysfsParams snapshot = snapshot_of({});
+    int64_t wall_at_boot = WALL_AT_BOOT;
+
+    Battery() { reset_batt_stat(stat); }
+
+    void call(int64_t now) {
+        state.cycle_boot_time = now;
+        state.cycle_wall_time = wall_at_boot + now;
+        update_batt_stat(state, stat, snapshot);
+    }
+};
+
+// Runs each row on a reset record; `read` gives the figures that the row expects.
+void check_calls(const std::vector<SysfsParamId>& ids, std::initializer_list<CallsRow> rows,
+                 Figures (*read)(const BattStat& stat)) {
+    for (const CallsRow& row : rows) {
+        Battery battery;
+        for (const Call& call : row.calls) {
+            for (size_t i = 1; i < call.size(); i++) {
+                if (ids[i - 1] == MODE) {
+                    battery.state.soft_charge_mode = call[i];
+                } else {
+                    set_param(battery.snapshot, {ids[i - 1], call[i]});
+                }
+            }
+            battery.call(call[0]);
+        }
+        EXPECT_EQ(read(battery.stat), row.expected) << row.name;
+    }
+}
+
+// --- Identity, capacity history and the counters of how the battery is charged.
 
 TEST(BattStatUpdate, EstablishedTimeIsTheBootAfterTheFirstCharge) {
     const std::tuple<const char*, uint32_t, int64_t, uint64_t> steps[] = {
@@ -150,6 +207,90 @@ TEST(BattStatUpdate, FastChargeTimeAndGain) {
     const std::vector<std::string> log = {invalid + "11001), rapid_charge_count is not updated\n",
                                           invalid + "-1), rapid_charge_count is not updated\n"};
     EXPECT_EQ(phone.log, log);
+}
+
+// --- Extremes of discharge, cell voltage and temperature; the time of heavy discharge.
+
+// The maxima and the buckets that a minute of a reading reaches, by their numbers.
+TEST(BattStatUpdate, DischargeByCurrentVoltageAndTemperature) {
+    const struct {
+        const char* name;
+        int32_t current_ua, voltage_uv, temperature_decic;
+        const char *maxima, *buckets;
+    } rows[] = {
+        {"2 A", -2'000'999, 3'499'999, -1, "0123", ""},
+        {"more than 2 A", -2'001'000, 3'800'000, 150, "0", "0"},
+        {"more than 3 A, low voltage", -3'001'000, 3'499'999, 150, "0", "01"},
+        {"below 15 degC", -2'001'000, 3'500'000, 149, "0", "02"},
+        {"below 10 degC", -2'001'000, 3'499'999, 99, "01", "023"},
+        {"5 degC, low voltage", -2'001'000, 3'499'999, 50, "01", "023"},
+        {"below 5 degC", -2'001'000, 3'499'999, 49, "012", "02345"},
+        {"0 degC, 3.5 V", -2'001'000, 3'500'000, 0, "0", "024"},
+        {"below 0 degC, less than 3.8 V", -2'001'000, 3'799'999, -1, "0", "02467"},
+        {"below 0 degC, low voltage", -2'001'000, 3'499'999, -1, "0123", "0234567"},
+        {"less than 1 mA", -999, 3'499'999, -1, "", ""},
+        {"charging", 2'500'000, 3'499'999, -1, "", ""},
+    };
+    for (const auto& row : rows) {
+        Battery battery;
+        battery.snapshot = snapshot_of({{PARAM_BATTERY_CURRENT_NOW, row.current_ua},
+                                        {PARAM_BATTERY_VOLTAGE_NOW, row.voltage_uv},
+                                        {PARAM_BATTERY_TEMP, row.temperature_decic}});
+        battery.call(100);
+        battery.call(160);
+        const BattStat& stat = battery.stat;
+        const uint16_t values[] = {stat.max_discharge_current, stat.max_dischg_cur_3500mv_10c,
+                                   stat.max_dischg_cur_3500mv_5c, stat.max_dischg_cur_3500mv_0c};
+        std::string maxima, buckets;
+        for (size_t i = 0; i < 4; i++) {
+            maxima += values[i] == row.current_ua / -1000 && stat.max_discharge_time[i] != 0 ? std::to_string(i) : "";
+        }
+        for (size_t i = 0; i < 8; i++) {
+            buckets += stat.total_discharge_time[i] == 60 ? std::to_string(i) : "";
+        }
+        EXPECT_EQ(maxima, row.maxima) << row.name;
+        EXPECT_EQ(buckets, row.buckets) << row.name;
+    }
+}
+
+TEST(BattStatUpdate, LargestDischargeCellVoltageAndTemperaturesWithTheirTimes) {
+    // Each with its seconds from boot, the lowest temperature last.
+    check_calls(
+        {PARAM_BATTERY_CURRENT_NOW, PARAM_VCELL_MAX, PARAM_BATTERY_TEMP},
+        {
+            {"lower", {{1, -2000, 44, 250}, {2, -1000, 43, 240}}, {2, 1, 44, 1, 250, 1, 240, 2}},
+            {"equal", {{1, -1000, 1, 9}, {2, -1999, 1, 8}, {3, 0, 1, 8}}, {1, 1, 1, 1, 9, 1, 8, 2}},
+            {"higher", {{1, -1000, 1, 9}, {2, -2000, 2, 10}}, {2, 2, 2, 2, 10, 2, INT16_MAX, 0}},
+            {"16 bits of each", {{1, 0, 65'536, 40'000}, {2, 0, 65'537, -40'000}}, {0, 0, 1, 2, -25'536, 1, 25'536, 2}},
+            {"the largest of 16 bits",
+             {{1, -32'768'000, 40'000, 0}, {2, -32'767'000, 32'767}},
+             {32'768, 1, 40'000, 1, 0, 1, 0, 2}},
+            {"a discharge of more is none", {{1, -1000, 0, 0}, {2, -40'000'000}}, {1, 1, 0, 0, 0, 1, 0, 2}},
+            {"nor is one of any more", {{1, -32'769'000, 0, 0}, {2, INT32_MIN}}, {0, 0, 0, 0, 0, 1, 0, 2}},
+        },
+        [](const BattStat& stat) {
+            const auto since_boot = [](uint32_t time) { return time == 0 ? 0 : time - WALL_AT_BOOT; };
+            return Figures{stat.max_discharge_current,
+                           since_boot(stat.max_discharge_time[0]),
+                           stat.max_cell_voltage,
+                           since_boot(stat.max_cell_voltage_time),
+                           stat.max_temp,
+                           since_boot(stat.max_temp_time),
+                           stat.min_temp,
+                           since_boot(stat.min_temp_time)};
+        });
+}
+
+TEST(BattStatUpdate, HeavyDischargeIsBookedByTheLaterCall) {
+    constexpr int32_t HEAVY = -2'500'000;
+    check_calls({PARAM_BATTERY_STATUS, PARAM_BATTERY_CURRENT_NOW},
+                {
+                    {"the later reading counts", {{100, 0, -1}, {160, 0, HEAVY}, {200, 0, -1}}, {60}},
+                    {"charging between", {{100, 0, HEAVY}, {110, 1}, {120, 0}, {125}}, {5}},
+                    {"full at the end", {{100, 0, HEAVY}, {110, 2}}, {0}},
+                    {"clock back", {{100, 0, HEAVY}, {40}, {50}}, {10}},
+                },
+                [](const BattStat& stat) { return Figures{stat.total_discharge_time[0]}; });
 }
 
 }  // namespace
