@@ -79,7 +79,7 @@ TEST(ArrheniusIntegral, EqualsTheSumOfItsSecondsBitForBit) {
         for (int step = 0; step < 5; step++) {
             const Reading next{reading.online_time + pick(-9, 60),  // it may stand still or go back
                                pick(0, 1) ? pick(-1002, 1002) : pick(250, 251),
-                               pick(0, 3) ? voltages[pick(0, 9)] + pick(-2, 2) : pick(900'000, INT32_MAX)};
+                               pick(0, 3) ? voltages[pick(0, 9)] + pick(-2, 2) : pick(INT32_MIN, INT32_MAX)};
             // Past 32 bits the online time goes on from their other end.
             state.online_time = static_cast<int32_t>(next.online_time);
             update_arrhenius(state, snapshot_of({{PARAM_BATTERY_TEMP, next.temperature_decic},
@@ -173,6 +173,7 @@ TEST(CycleLoss, BooksTheCapacityLost) {
     constexpr Bits ONE_CHARGE = {0x3ff8410b093dac08, 0x4d1be332fad0393b};
     check_losses({{"0.0098 % with a full charge", 1, 250, 4480, 9, 10'009, 0, ONE_CHARGE},
                   {"order of the products", 863'999, 381, 4005, 1, 7742, 0, {0x3ff6eaaab1b468c3, 0x2b54c9d1a4d3e351}},
+                  {"hot, high", END_OF_PERIODS - 1, 1000, 5000, 1, 2, 251, {0x3fed3a093d0de93a, 0xe24329cdb8445d8c}},
                   {"a count above 2^31", 1, 250, 4480, INT32_MIN, INT32_MIN + 10'000, 0, ONE_CHARGE},
                   {"no reference yet", 1, 250, 4480, 0, 10'000, -1, ZERO},
                   {"too hot", 1, 1001, 4480, 9, 10'009, -1, ZERO},

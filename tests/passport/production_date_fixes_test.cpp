@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "support/command.h"
 #include "support/sysfs.h"
@@ -14,12 +15,7 @@ TEST(ProductionDateFixes, TableIsCheckedBeforeItBecomesCode) {
     const std::string a(64, 'a');
     const std::string b = "0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef";
     const std::string expected = ": expected <64 lower-case hex digits>,<YYMMDD>, found ";
-    const struct {
-        const char* name;
-        std::string table;
-        std::string error;  // empty: none
-    } rows[] = {
-        {"rows", a + ",250401\n" + b + ",250401\n", ""},
+    const std::tuple<const char*, std::string, std::string> rows[] = {
         {"comments, blank lines, other line ends", "# x\n\n" + a + ",250401\r\n#\n" + b + ",240229", ""},
         {"a digit missing", a + ",250401\n" + b.substr(1) + ",250401\n",
          ":2" + expected + "'" + b.substr(1) + ",250401'"},
@@ -31,14 +27,14 @@ TEST(ProductionDateFixes, TableIsCheckedBeforeItBecomesCode) {
         {"a digest twice", "#\n" + a + ",250401\n" + b + ",250401\n" + a + ",250327\n",
          ":4: this digest stands in line 2 already"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, table, error] : rows) {
+        SCOPED_TRACE(name);
         empty_sysfs();
-        write_attribute("/sys/table.csv", row.table);
+        write_attribute("/sys/table.csv", table);
         const CommandResult result = run_command(PYTHON " " MAKE_FIXES " /sys/table.csv /sys/made.cpp");
-        EXPECT_EQ(result.output, row.error.empty() ? "" : "production-date fixes: /sys/table.csv" + row.error + "\n");
-        EXPECT_EQ(result.exit_code, row.error.empty() ? 0 : 1);
-        EXPECT_EQ(read_attribute("/sys/made.cpp") == "(no file)", !row.error.empty());
+        EXPECT_EQ(result.output, error.empty() ? "" : "production-date fixes: /sys/table.csv" + error + "\n");
+        EXPECT_EQ(result.exit_code, error.empty() ? 0 : 1);
+        EXPECT_EQ(read_attribute("/sys/made.cpp") == "(no file)", !error.empty());
     }
 }
 
