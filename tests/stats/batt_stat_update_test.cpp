@@ -16,43 +16,57 @@ namespace {
 
 using namespace test;
 
-constexpr int64_t WALL_AT_BOOT = 1'700'000'000;
-
 // In place of a parameter: the level that soft charge has chosen.
 constexpr auto MODE = static_cast<SysfsParamId>(SYSFS_PARAM_COUNT);
-
-using Figures = std::vector<int64_t>;
-
-// A boot time, then the values of the table's parameters; those left out stay as they were.
-using Call = std::vector<int32_t>;
-
-struct CallsRow {
-    const char* name;
-    std::vector<Call> calls;
-    Figures expected;
-};
 
 struct Battery {
     ServiceState state;
     BattStat stat;
     SysfsParams snapshot = snapshot_of({});
-    int64_t wall_at_boot = WALL_AT_BOOT;
 
     Battery() { reset_batt_stat(stat); }
 
-    void call(int64_t now) {
+    void call(int64_t now, int64_t wall_at_boot = 0) {
         state.cycle_boot_time = now;
         state.cycle_wall_time = wall_at_boot + now;
         update_batt_stat(state, stat, snapshot);
     }
 };
 
-// Runs each row on a reset record; `read` gives the figures that the row expects.
+using Figures = std::vector<int64_t>;
+
+// Of the charger classes in use.
+void append(Figures& figures, const DevAttachEntry& entry) {
+    if (entry.dev_attach_count != 0) {
+        figures.insert(figures.end(), {entry.dev_attach_count, entry.dev_attach_total_time, entry.dev_charge_count});
+    }
+}
+
+template <typename Field>
+void append(Figures& figures, const Field& field) {
+    if constexpr (std::is_integral_v<Field>) {
+        figures.push_back(static_cast<int64_t>(field));
+    } else {
+        for (const auto& element : field) {
+            append(figures, element);
+        }
+    }
+}
+
+struct CallsRow {
+    const char* name;
+    // A boot time, then the values of the table's parameters; those left out stay as they were.
+    std::vector<std::vector<int32_t>> calls;
+    Figures expected;
+};
+
+// Runs each row on a reset record and looks at the given fields of it.
+template <typename... Fields>
 void check_calls(const std::vector<SysfsParamId>& ids, std::initializer_list<CallsRow> rows,
-                 Figures (*read)(const BattStat& stat)) {
+                 Fields BattStat::*... fields) {
     for (const CallsRow& row : rows) {
         Battery battery;
-        for (const Call& call : row.calls) {
+        for (const auto& call : row.calls) {
             for (size_t i = 1; i < call.size(); i++) {
                 if (ids[i - 1] == MODE) {
                     battery.state.soft_charge_mode = call[i];
@@ -62,7 +76,9 @@ void check_calls(const std::vector<SysfsParamId>& ids, std::initializer_list<Cal
             }
             battery.call(call[0]);
         }
-        EXPECT_EQ(read(battery.stat), row.expected) << row.name;
+        Figures figures;
+        (append(figures, battery.stat.*fields), ...);
+        EXPECT_EQ(figures, row.expected) << row.name;
     }
 }
 
@@ -70,17 +86,16 @@ void check_calls(const std::vector<SysfsParamId>& ids, std::initializer_list<Cal
 
 TEST(BattStatUpdate, EstablishedTimeIsTheBootAfterTheFirstCharge) {
     const std::tuple<const char*, uint32_t, int64_t, uint64_t> steps[] = {
-        {"a unit less, though enough as of this call", 2999, WALL_AT_BOOT, 0},
+        {"a unit less, though enough as of this call", 2999, 1'700'000'000, 0},
         {"last second of an unset clock", 3000, 1'483'228'789, 0},
         {"first second of a set clock", 3000, 1'483'228'790, 1'483'228'790},
-        {"set for good", 3000, WALL_AT_BOOT, 1'483'228'790},
+        {"set for good", 3000, 1'700'000'000, 1'483'228'790},
     };
     Battery battery;
     battery.state.total_cycle_count = 3000;
     for (const auto& [name, stored_count, wall_at_boot, expected] : steps) {
         battery.stat.total_cycle_count = stored_count;
-        battery.wall_at_boot = wall_at_boot;
-        battery.call(10);
+        battery.call(10, wall_at_boot);
         EXPECT_EQ(battery.stat.initialized_time, expected) << name;
     }
 }
@@ -88,29 +103,25 @@ TEST(BattStatUpdate, EstablishedTimeIsTheBootAfterTheFirstCharge) {
 TEST(BattStatUpdate, ModelNameIsFilledInOnce) {
     Battery battery;
     battery.stat.battery_model_name = {'\0', 'r', 'e', 'm', 'a', 'i', 'n', 's'};
-    for (const char* text : {"KIRO", "1234567890123456"}) {
+    for (const char* text : {"1234567890123456", "KIRO"}) {
         set_param(battery.snapshot, {PARAM_BATTERY_MODEL_NAME, text});
         battery.call(10);
-        EXPECT_EQ(battery.stat.battery_model_name, (std::array<char, 16>{'K', 'I', 'R', 'O'})) << text;
+        EXPECT_EQ(battery.stat.battery_model_name, (std::array<char, 16>{"123456789012345"})) << text;
     }
 }
 
 TEST(BattStatUpdate, CapacityHistoryShiftsWithLearningsAndLevels) {
-    // Learnings, seconds from boot to the latest, the newest capacities, the same as learned.
-    check_calls({PARAM_LEARNING_COUNTER, MODE, PARAM_QCOM_CHARGE_FULL, PARAM_LEARNED_CAPACITY},
-                {
-                    {"two more", {{10, 3, 2, 1000, 2}, {30, 5, 2, 3999, 4}, {40}}, {5, 30, 3, 1, 4, 2}},
-                    {"new level", {{10, 0, 2, 1000, 2}, {20}, {30, 0, 3}, {40}}, {0, 0, 1, 0, 2, 0}},
-                    {"level becomes known", {{10, 0, -1, 1000, 2}, {20, 0, 3}}, {0, 0, 0, 0, 0, 0}},
-                    {"both at once", {{10, 0, 2, 1000, 2}, {20, 5, 3}, {30}}, {5, 20, 1, 0, 2, 0}},
-                    {"16 bits", {{10, 65'537, 2, 66'000'999, 70'000}}, {1, 10, 464, 0, 4464, 0}},
-                },
-                [](const BattStat& stat) {
-                    const auto learned = static_cast<int64_t>(stat.last_learning_time);
-                    return Figures{stat.learning_total_count, learned == 0 ? 0 : learned - WALL_AT_BOOT,
-                                   stat.fcc_mah[0],           stat.fcc_mah[1],
-                                   stat.fcc_mah_raw[0],       stat.fcc_mah_raw[1]};
-                });
+    // Learnings, time of the latest, the newest capacities, the same as learned.
+    check_calls(
+        {PARAM_LEARNING_COUNTER, MODE, PARAM_QCOM_CHARGE_FULL, PARAM_LEARNED_CAPACITY},
+        {
+            {"two more", {{10, 3, 2, 1000, 2}, {30, 5, 2, 3999, 4}, {40}}, {5, 30, 3, 1, 0, 0, 0, 4, 2, 0, 0, 0}},
+            {"new level", {{10, 0, 2, 1000, 2}, {20}, {30, 0, 3}, {40}}, {0, 0, 1, 0, 0, 0, 0, 2, 0, 0, 0, 0}},
+            {"level becomes known", {{10, 0, -1, 1000, 2}, {20, 0, 3}}, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+            {"both", {{10, 0, 2, 1000, 2}, {20, 5, 3}, {30}}, {5, 20, 1, 0, 0, 0, 0, 2, 0, 0, 0, 0}},
+            {"16 bits", {{10, 65'537, 2, 66'000'999, 70'000}}, {1, 10, 464, 0, 0, 0, 0, 4464, 0, 0, 0, 0}},
+        },
+        &BattStat::learning_total_count, &BattStat::last_learning_time, &BattStat::fcc_mah, &BattStat::fcc_mah_raw);
 }
 
 TEST(BattStatUpdate, TimesByTheEarlierCall) {
@@ -125,11 +136,8 @@ TEST(BattStatUpdate, TimesByTheEarlierCall) {
                     {"clock back", {{100, 1, 1, 1, 1}, {40}, {50}}, {10, 0, 10, 10}},
                     {"boot time 0 is no reference", {{0, 1, 1, 0, 0}, {60}, {70}}, {10, 0, 0, 0}},
                 },
-                [](const BattStat& stat) {
-                    return Figures{static_cast<int64_t>(stat.off_charge_total_time),
-                                   static_cast<int64_t>(stat.on_charge_total_time),
-                                   static_cast<int64_t>(stat.smart_charge_mode_total_time), stat.jeita_warm_total_time};
-                });
+                &BattStat::off_charge_total_time, &BattStat::on_charge_total_time,
+                &BattStat::smart_charge_mode_total_time, &BattStat::jeita_warm_total_time);
 }
 
 TEST(BattStatUpdate, ChargerClassByTypeAndWattage) {
@@ -146,20 +154,16 @@ TEST(BattStatUpdate, ChargerClassByTypeAndWattage) {
 }
 
 TEST(BattStatUpdate, ChargerUseGoesToTheClassOfTheEarlierCall) {
-    // Attachments, seconds and gain of classes 1 and 3.
+    // Attachments, seconds and gain of the classes in use, 1 and 3.
     check_calls({PARAM_ACTIVE_CHARGER_TYPE, PARAM_BATT_SOC},
                 {
-                    {"rises, falls, rises", {{10, 2, 5}, {20, 2, 9}, {30, 2, 4}, {40, 2, 7}}, {1, 30, 7, 0, 0, 0}},
+                    {"rises, falls, rises", {{10, 2, 5}, {20, 2, 9}, {30, 2, 4}, {40, 2, 7}}, {1, 30, 7}},
                     {"another class", {{10, 2, 500}, {20, 3, 540}, {40, 3, 541}}, {1, 10, 40, 1, 20, 1}},
-                    {"removed and back", {{10, 2, 5}, {20, 0, 6}, {30, 0, 8}, {40, 2, 9}, {41}}, {2, 11, 1, 0, 0, 0}},
-                    {"clock back", {{100, 2, 5000}, {40}, {45}}, {1, 5, 0, 0, 0, 0}},
-                    {"boot time 0 is no reference", {{0, 2, 0}, {60}, {70}}, {1, 10, 0, 0, 0, 0}},
+                    {"removed and back", {{10, 2, 5}, {20, 0, 6}, {30, 0, 8}, {40, 2, 9}, {41}}, {2, 11, 1}},
+                    {"clock back", {{100, 2, 5000}, {40}, {45}}, {1, 5, 0}},
+                    {"boot time 0 is no reference", {{0, 2, 0}, {60}, {70}}, {1, 10, 0}},
                 },
-                [](const BattStat& stat) {
-                    const auto& [a, b] = std::pair(stat.dev_attach[1], stat.dev_attach[3]);
-                    return Figures{a.dev_attach_count, a.dev_attach_total_time, a.dev_charge_count,
-                                   b.dev_attach_count, b.dev_attach_total_time, b.dev_charge_count};
-                });
+                &BattStat::dev_attach);
 }
 
 TEST(BattStatUpdate, ThermalRangesOfTheEarlierCallAndShutdownsWithAnEmptyBattery) {
@@ -174,10 +178,7 @@ TEST(BattStatUpdate, ThermalRangesOfTheEarlierCallAndShutdownsWithAnEmptyBattery
                     {"13, then 14", {{1, 3, 0, 13}, {2, 3, 0, 14}, {4, 3, 0, 15}, {9}}, {0, 0, 1, 2, 0, 0}},
                     {"clock back", {{100, 3, 0, 13}, {40}, {50}}, {0, 0, 10, 0, 0, 0}},
                 },
-                [](const BattStat& stat) {
-                    const auto& [none, some, more, most] = stat.thermal_range_stay_time;
-                    return Figures{none, some, more, most, stat.soc0_shutdown_cnt, stat.shutdown_capacity};
-                });
+                &BattStat::thermal_range_stay_time, &BattStat::soc0_shutdown_cnt, &BattStat::shutdown_capacity);
 }
 
 TEST(BattStatUpdate, FastChargeTimeAndGain) {
@@ -199,10 +200,8 @@ TEST(BattStatUpdate, FastChargeTimeAndGain) {
                     {"32 bits of 8 x", {{1, OVER, OVER_T8, 1}, {2, OVER, OVER_T8, 2}}, {1, 1, 0, 0}},
                     {"32 bits of 6 x", {{1, OVER6, OVER6_T6, 1}, {2, OVER6, OVER6_T6, 2}}, {0, 0, 1, 1}},
                 },
-                [](const BattStat& stat) {
-                    return Figures{stat.over_08c_total_time, stat.over_08c_charge_count, stat.over_06c_total_time,
-                                   stat.over_06c_charge_count};
-                });
+                &BattStat::over_08c_total_time, &BattStat::over_08c_charge_count, &BattStat::over_06c_total_time,
+                &BattStat::over_06c_charge_count);
     const std::string invalid = "<3>cellwarden: batt_soc is not valid (";
     const std::vector<std::string> log = {invalid + "11001), rapid_charge_count is not updated\n",
                                           invalid + "-1), rapid_charge_count is not updated\n"};
@@ -254,43 +253,31 @@ TEST(BattStatUpdate, DischargeByCurrentVoltageAndTemperature) {
 }
 
 TEST(BattStatUpdate, LargestDischargeCellVoltageAndTemperaturesWithTheirTimes) {
-    // Each with its seconds from boot, the lowest temperature last.
-    check_calls(
-        {PARAM_BATTERY_CURRENT_NOW, PARAM_VCELL_MAX, PARAM_BATTERY_TEMP},
-        {
-            {"lower", {{1, -2000, 44, 250}, {2, -1000, 43, 240}}, {2, 1, 44, 1, 250, 1, 240, 2}},
-            {"equal", {{1, -1000, 1, 9}, {2, -1999, 1, 8}, {3, 0, 1, 8}}, {1, 1, 1, 1, 9, 1, 8, 2}},
-            {"higher", {{1, -1000, 1, 9}, {2, -2000, 2, 10}}, {2, 2, 2, 2, 10, 2, INT16_MAX, 0}},
-            {"16 bits of each", {{1, 0, 65'536, 40'000}, {2, 0, 65'537, -40'000}}, {0, 0, 1, 2, -25'536, 1, 25'536, 2}},
-            {"the largest of 16 bits",
-             {{1, -32'768'000, 40'000, 0}, {2, -32'767'000, 32'767}},
-             {32'768, 1, 40'000, 1, 0, 1, 0, 2}},
-            {"a discharge of more is none", {{1, -1000, 0, 0}, {2, -40'000'000}}, {1, 1, 0, 0, 0, 1, 0, 2}},
-            {"nor is one of any more", {{1, -32'769'000, 0, 0}, {2, INT32_MIN}}, {0, 0, 0, 0, 0, 1, 0, 2}},
-        },
-        [](const BattStat& stat) {
-            const auto since_boot = [](uint32_t time) { return time == 0 ? 0 : time - WALL_AT_BOOT; };
-            return Figures{stat.max_discharge_current,
-                           since_boot(stat.max_discharge_time[0]),
-                           stat.max_cell_voltage,
-                           since_boot(stat.max_cell_voltage_time),
-                           stat.max_temp,
-                           since_boot(stat.max_temp_time),
-                           stat.min_temp,
-                           since_boot(stat.min_temp_time)};
-        });
+    check_calls({PARAM_BATTERY_CURRENT_NOW, PARAM_VCELL_MAX, PARAM_BATTERY_TEMP},
+                {
+                    {"lower", {{1, -2000, 44, 250}, {2, -1000, 43, 240}}, {2, 44, 1, 250, 1, 240, 2}},
+                    {"equal", {{1, -1000, 1, 9}, {2, -1999, 1, 8}, {3, 0, 1, 8}}, {1, 1, 1, 9, 1, 8, 2}},
+                    {"higher", {{1, -1000, 1, 9}, {2, -2000, 2, 10}}, {2, 2, 2, 10, 2, INT16_MAX, 0}},
+                    {"16 bits", {{1, 0, 65'536, 40'000}, {2, 0, 65'537, -40'000}}, {0, 1, 2, -25'536, 1, 25'536, 2}},
+                    {"most", {{1, -32'768'000, 40'000, 0}, {2, -32'767'000, 32'767}}, {32'768, 40'000, 1, 0, 1, 0, 2}},
+                    {"a discharge of more is none", {{1, -1000, 0, 0}, {2, -40'000'000}}, {1, 0, 0, 0, 1, 0, 2}},
+                    {"nor is one of any more", {{1, -32'769'000, 0, 0}, {2, INT32_MIN}}, {0, 0, 0, 0, 1, 0, 2}},
+                },
+                &BattStat::max_discharge_current, &BattStat::max_cell_voltage, &BattStat::max_cell_voltage_time,
+                &BattStat::max_temp, &BattStat::max_temp_time, &BattStat::min_temp, &BattStat::min_temp_time);
 }
 
 TEST(BattStatUpdate, HeavyDischargeIsBookedByTheLaterCall) {
     constexpr int32_t HEAVY = -2'500'000;
-    check_calls({PARAM_BATTERY_STATUS, PARAM_BATTERY_CURRENT_NOW},
-                {
-                    {"the later reading counts", {{100, 0, -1}, {160, 0, HEAVY}, {200, 0, -1}}, {60}},
-                    {"charging between", {{100, 0, HEAVY}, {110, 1}, {120, 0}, {125}}, {5}},
-                    {"full at the end", {{100, 0, HEAVY}, {110, 2}}, {0}},
-                    {"clock back", {{100, 0, HEAVY}, {40}, {50}}, {10}},
-                },
-                [](const BattStat& stat) { return Figures{stat.total_discharge_time[0]}; });
+    check_calls(
+        {PARAM_BATTERY_STATUS, PARAM_BATTERY_CURRENT_NOW, PARAM_BATTERY_TEMP},
+        {
+            {"the later reading counts", {{100, 0, -1, 150}, {160, 0, HEAVY}, {200, 0, -1}}, {60, 0, 0, 0, 0, 0, 0, 0}},
+            {"charging between", {{100, 0, HEAVY, 150}, {110, 1}, {120, 0}, {125}}, {5, 0, 0, 0, 0, 0, 0, 0}},
+            {"full at the end", {{100, 0, HEAVY, 150}, {110, 2}}, {0, 0, 0, 0, 0, 0, 0, 0}},
+            {"clock back", {{100, 0, HEAVY, 150}, {40}, {50}}, {10, 0, 0, 0, 0, 0, 0, 0}},
+        },
+        &BattStat::total_discharge_time);
 }
 
 }  // namespace
