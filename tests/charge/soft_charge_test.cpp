@@ -161,6 +161,19 @@ TEST(SoftCharge, HandsTheHighestLevelToTheDriverWhereItDiffers) {
     }
 }
 
+TEST(SoftCharge, JudgesTheFullStayWithThisCyclesLoss) {
+    ServiceState state{.cycle_boot_time = 1000, .online_time = PERIOD_S - 256, .soc_full_total_time = 1};
+    state.total_full_stay_cap_degradation = 0.0624;  // 108 times it leave 80 % and a trace
+    state.full_stay_capacity_degradation_aging_lv.fill(NOT_DECIDED);
+    state.soft_charge = {.full_stay_start = 940, .previous_full_stay_time = 1};
+    control_soft_charge(state, snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5},
+                                            {PARAM_BATTERY_CHARGE_FULL_DESIGN, 100'000},
+                                            {PARAM_QCOM_CHARGE_FULL, 86'750},
+                                            {PARAM_BATTERY_TEMP, 1000},
+                                            {PARAM_BATTERY_VOLTAGE_NOW, 5'000'000}}));
+    EXPECT_EQ(state.full_stay_capacity_degradation_aging_lv[0], 1);
+}
+
 #ifndef __SANITIZE_ADDRESS__  // which counts the heap calls itself
 TEST(SoftCharge, UsesNoHeap) {
     const SysfsParams first = snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5}, {PARAM_BATTERY_VOLTAGE_NOW, 4'480'000}});
