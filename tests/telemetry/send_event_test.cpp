@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "support/phone.h"
+#include "support/process.h"
 #include "telemetry/charging.pb-c.h"
-#include "telemetry/heap.h"
 
 namespace cellwarden {
 namespace {
@@ -17,83 +17,65 @@ using namespace test;
 
 constexpr EventKind KIND = {.name = "Name", .library_missing_text = "100 % missing", .sent_text = "100 % sent"};
 
-struct Report {
-    bool empty;
-    int fills;
-    Charging__ChargerInsertionRemoval message;
-};
+int fills;
 
+// Fills the message that it is handed, with a version that is 0 where nothing is to be sent.
 const ProtobufCMessage* fill(void* opaque) {
-    auto& report = *static_cast<Report*>(opaque);
-    report.fills++;
-    charging__charger_insertion_removal__init(&report.message);
-    report.message.has_version = report.empty ? 0 : 1;
-    report.message.version = 300;
-    return &report.message.base;
+    auto& message = *static_cast<Charging__ChargerInsertionRemoval*>(opaque);
+    fills++;
+    message.has_version = message.version == 0 ? 0 : 1;
+    return &message.base;
 }
 
 TEST(SendEvent, EveryOutcome) {
     struct Row {
         const char* name;
-        bool library_missing;
-        int active;
-        bool refused, message_empty, heap_empty;
-        SendResult result;
-        std::string log;
+        FakePhone given;
+        bool done;
+        const char* log;
         int fills = 1;
-        size_t blocks = 0, events = 0;
+        size_t blocks = 1, events = 0;
+        uint32_t version = 300;
+        bool heap_is_empty = false;
     };
-    constexpr SendResult DONE = SendResult::DONE;
-    constexpr SendResult NOT_DONE = SendResult::NOT_DONE;
     const Row rows[] = {
-        {"no library", true, 1, false, false, false, NOT_DONE, "100 % missing", 0},
-        {"not active", false, 0, false, false, false, NOT_DONE, "<3>cellwarden: ondra_is_active: 0\n", 0},
-        {"no bytes", false, 1, false, true, false, DONE, "<3>cellwarden: ONDRA log Could not serialize message data\n"},
-        {"no memory", false, 1, false, false, true, DONE, "<3>cellwarden: malloc failed\n", 1, 1},
-        {"refused", false, 1, true, false, false, DONE, "100 % sent", 1, 1},
-        {"sent", false, 2, false, false, false, DONE, "100 % sent", 1, 1, 1},
+        {"no library", {.ondra_missing = true}, false, "100 % missing", 0, 0},
+        {"not active", {.ondra_active = 0}, false, "<3>cellwarden: ondra_is_active: 0\n", 0, 0},
+        {"no bytes", {}, true, "<3>cellwarden: ONDRA log Could not serialize message data\n", 1, 0, 0, 0},
+        {"no memory", {}, true, "<3>cellwarden: malloc failed\n", 1, 1, 0, 300, true},
+        {"refused", {.ondra_refuses = true}, true, "100 % sent"},
+        {"sent", {.ondra_active = 2}, true, "100 % sent", 1, 1, 1},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        phone = {};
-        phone.ondra_missing = row.library_missing;
-        phone.ondra_active = row.active;
-        phone.ondra_refuses = row.refused;
+        phone = row.given;
         heap_blocks.clear();
-        heap_is_empty = row.heap_empty;
-        Report report{.empty = row.message_empty, .fills = 0, .message = {}};
-        const SendResult result = send_event(KIND, fill, &report);
+        heap_is_empty = row.heap_is_empty;
+        fills = 0;
+        Charging__ChargerInsertionRemoval message = CHARGING__CHARGER_INSERTION_REMOVAL__INIT;
+        message.version = row.version;
+        EXPECT_EQ(send_event(KIND, fill, &message), SendResult{row.done});
         heap_is_empty = false;
-
-        EXPECT_EQ(result, row.result);
         EXPECT_EQ(phone.log, std::vector<std::string>{row.log});
-        EXPECT_EQ(report.fills, row.fills);
+        EXPECT_EQ(fills, row.fills);
         EXPECT_EQ(heap_blocks, std::vector<size_t>(row.blocks, 3));
         EXPECT_EQ(phone.open_handles, 0);
-        ASSERT_EQ(phone.events.size(), row.events);
-        for (const FakeEvent& event : phone.events) {
-            EXPECT_EQ(event.category, "charging");
-            EXPECT_EQ(event.name, "Name");
-            EXPECT_EQ(event.data, "\x08\xAC\x02");
-        }
+        EXPECT_EQ(phone.events.size(), row.events);
     }
+    EXPECT_EQ(phone.events.back().category + phone.events.back().name, "chargingName");
+    EXPECT_EQ(phone.events.back().data, "\x08\xAC\x02");
 }
 
 TEST(Reporting, NeedsAReportingModelAndAClock) {
-    const struct {
-        const char* model;
-        int64_t wall_time;
-        bool allowed;
-    } rows[] = {
-        {"", 1'483'228'800, true},    {"", 1'483'228'799, false},          {"_cdb", INT64_MAX, false},
-        {"cdb", 1'483'228'800, true}, {"A_cd_cdbB", 1'483'228'800, false},
+    const auto allowed = [](const char* model, int64_t wall_time) {
+        ServiceState state{.cycle_wall_time = wall_time};
+        strcpy(state.vendor_model, model);
+        return reporting_is_allowed(state);
     };
-    for (const auto& row : rows) {
-        ServiceState state;
-        (void)snprintf(state.vendor_model, sizeof state.vendor_model, "%s", row.model);
-        state.cycle_wall_time = row.wall_time;
-        EXPECT_EQ(reporting_is_allowed(state), row.allowed) << row.model << " " << row.wall_time;
-    }
+    EXPECT_TRUE(allowed("", 1'483'228'800));
+    EXPECT_FALSE(allowed("", 1'483'228'799));
+    EXPECT_TRUE(allowed("A_cd-cdb", 1'483'228'800));
+    EXPECT_FALSE(allowed("A_cd_cdbB", INT64_MAX));
 }
 
 }  // namespace
