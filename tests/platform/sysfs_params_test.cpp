@@ -29,12 +29,7 @@ TEST(SysfsParamTable, RowsThatTheDaemonWritesOrDecidesBy) {
     } rows[] = {
         {PARAM_BATTERY_CAPACITY, 0, "power_supply/battery/capacity", FORMAT_DECIMAL},
         {PARAM_BATTERY_CHARGE_FULL, 7, "power_supply/battery/charge_full", FORMAT_DECIMAL},
-        {PARAM_USB_ONLINE, 14, "power_supply/usb/online", FORMAT_DECIMAL},
-        {PARAM_USB_INPUT_SUSPEND, 27, "battchg_ext/usb_input_suspend", FORMAT_DECIMAL},
         {PARAM_BATT_AGING_LEVEL, 32, "battchg_ext/batt_aging_level", FORMAT_DECIMAL},
-        {PARAM_BATT_SOC, 33, "battchg_ext/batt_soc", FORMAT_DECIMAL},
-        {PARAM_WLS_NEGOTIATED_PWR, 48, "battchg_ext/wls_negotiated_pwr", FORMAT_HEX},
-        {PARAM_SDM_THERM, 49, "battchg_ext/sdm_therm", FORMAT_DECIMAL},
         {PARAM_WLS_TYPE_TEXT, 57, "battchg_ext/wls_type", FORMAT_TEXT},
         {PARAM_REG_MISC_INT_RT_STS, 130, "battman_dbg/reg_misc_int_rt_sts", FORMAT_HEX},
         {PARAM_FV_0_VOTABLE_STATUS, 133, "battman_dbg2/fv_0_votable_status", FORMAT_TEXT},
@@ -45,7 +40,6 @@ TEST(SysfsParamTable, RowsThatTheDaemonWritesOrDecidesBy) {
         EXPECT_EQ(SysfsParamTable[row.id].format, row.format) << row.path;
     }
     EXPECT_EQ(PARAM_SDM_THERM_ZONE_TEMP, 78U);
-    EXPECT_EQ(SysfsParamTable[78].path_is_generated, 1U);
     EXPECT_EQ(SysfsParamTable[78].path_generator, &sdm_therm_path_gen);
 }
 

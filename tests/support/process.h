@@ -15,5 +15,8 @@ void in_own_process(const std::function<void()>& body);
 // The daemon's own calls of malloc: the linker sends them, and no library's, to the tests.
 extern bool heap_is_empty;               // malloc finds no memory
 extern std::vector<size_t> heap_blocks;  // sizes asked for, in order
+inline size_t heap_calls() {
+    return heap_blocks.size();
+}
 
 }  // namespace cellwarden::test
