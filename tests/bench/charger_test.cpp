@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
+#include <vector>
 
 #include "bench/phone/phone.h"
 
@@ -37,15 +39,12 @@ TEST(Battery, ManySmallStepsGiveWhatOneLargeStepGives) {
 
 TEST(Charger, ConstantCurrentThenTaperThenFull) {
     Phone phone = charging_phone(0.2);
-    double current_ua = 0;
+    double highest_ua = 4'500'001;  // from which a taper only falls
     for (int minute = 0; minute < 180 && !phone.charger.full; minute++) {
         advance_phone(phone, 60);
-        EXPECT_LE(phone.battery.current_ua, 4'500'001) << minute;
+        EXPECT_LE(phone.battery.current_ua, highest_ua) << minute;
         EXPECT_LE(terminal_uv(phone.battery), 4'490'000) << minute;
-        if (current_ua < 4'499'999 && minute > 0) {
-            EXPECT_LE(phone.battery.current_ua, current_ua) << minute;  // the taper only falls
-        }
-        current_ua = phone.battery.current_ua;
+        highest_ua = phone.battery.current_ua < 4'499'999 && minute > 0 ? phone.battery.current_ua : 4'500'001;
     }
     EXPECT_EQ(phone.flow.status, ChargeStatus::FULL);
     EXPECT_EQ(capacity_percent(phone), 100);
@@ -59,45 +58,37 @@ TEST(Charger, ConstantCurrentThenTaperThenFull) {
 }
 
 TEST(Charger, ObeysTheDaemonsSwitchesAndTheTemperature) {
-    const double rest = 0;
-    const double drain = -250'000;
-    const double fast = 4'500'000;
+    const auto weak = [](Phone& p) { p.charger.watts = 3.88 / 0.9; };  // 1 A at the battery
+    const auto wireless = [](Phone& p) { p.charger.source = Source::WIRELESS; };
+    const auto usb_off = [](Phone& p) { p.charger.usb_input_suspend = true; };
+    const auto all_off = [](Phone& p) { p.charger.lrc_input_suspend = true; };
+    const auto no_charging = [](Phone& p) { p.charger.lrc_charge_disable = true; };
+    const auto load = [](Phone& p) { p.load_ma = 1500; };
+    const auto aged = [](Phone& p) { p.charger.ageing_level = 4; };
+    const auto throttled = [](Phone& p) { p.charger.thermal_level = 15; };
+    const auto at = [](double temp_c) { return [temp_c](Phone& p) { p.battery.temp_c = temp_c; }; };
     struct {
         const char* name;
-        void (*change)(Phone&);
+        std::vector<std::function<void(Phone&)>> changes;
         double current_ua;
-        ChargeStatus status;
+        ChargeStatus status = ChargeStatus::CHARGING;
     } const rows[] = {
-        {"USB input suspended", [](Phone& p) { p.charger.usb_input_suspend = true; }, drain, ChargeStatus::DISCHARGING},
-        {"USB input suspended, on a wireless charger",
-         [](Phone& p) {
-             p.charger.usb_input_suspend = true;
-             p.charger.source = Source::WIRELESS;
-         },
-         fast, ChargeStatus::CHARGING},
-        {"every input suspended, on a wireless charger",
-         [](Phone& p) {
-             p.charger.lrc_input_suspend = true;
-             p.charger.source = Source::WIRELESS;
-         },
-         drain, ChargeStatus::DISCHARGING},
-        {"charging disabled, load beyond the charger",
-         [](Phone& p) {
-             p.charger.lrc_charge_disable = true;
-             p.charger.watts = 3.88 / 0.9;  // 1 A at the battery
-             p.load_ma = 1500;
-         },
-         -500'000, ChargeStatus::NOT_CHARGING},
-        {"weak charger", [](Phone& p) { p.charger.watts = 3.88 / 0.9; }, 750'000, ChargeStatus::CHARGING},
-        {"ageing level 4", [](Phone& p) { p.charger.ageing_level = 4; }, fast * 0.8, ChargeStatus::CHARGING},
-        {"highest thermal level", [](Phone& p) { p.charger.thermal_level = 15; }, fast * 0.1, ChargeStatus::CHARGING},
-        {"below freezing", [](Phone& p) { p.battery.temp_c = -0.1; }, rest, ChargeStatus::NOT_CHARGING},
-        {"at freezing", [](Phone& p) { p.battery.temp_c = 0; }, fast, ChargeStatus::CHARGING},
-        {"hot", [](Phone& p) { p.battery.temp_c = 60; }, rest, ChargeStatus::NOT_CHARGING},
+        {"USB input suspended", {usb_off}, -250'000, ChargeStatus::DISCHARGING},
+        {"which leaves a wireless charger", {usb_off, wireless}, 4'500'000},
+        {"every input suspended", {all_off, wireless}, -250'000, ChargeStatus::DISCHARGING},
+        {"load beyond the charger", {no_charging, weak, load}, -500'000, ChargeStatus::NOT_CHARGING},
+        {"weak charger", {weak}, 750'000},
+        {"ageing level 4", {aged}, 3'600'000},
+        {"highest thermal level", {throttled}, 450'000},
+        {"below freezing", {at(-0.1)}, 0, ChargeStatus::NOT_CHARGING},
+        {"at freezing", {at(0)}, 4'500'000},
+        {"hot", {at(60)}, 0, ChargeStatus::NOT_CHARGING},
     };
     for (const auto& row : rows) {
         Phone phone = charging_phone(0.5);
-        row.change(phone);
+        for (const auto& change : row.changes) {
+            change(phone);
+        }
         advance_phone(phone, 0);
         EXPECT_NEAR(phone.battery.current_ua, row.current_ua, 1) << row.name;
         EXPECT_EQ(phone.flow.status, row.status) << row.name;
