@@ -8,6 +8,7 @@
 #include "platform/unit_store.h"
 #include "support/phone.h"
 #include "support/sysfs.h"
+#include "telemetry/usb_connector_heat.h"
 
 namespace cellwarden {
 namespace {
@@ -84,18 +85,18 @@ TEST(ChargerConnection, UsbFromInsertionToRemoval) {
     cycle("connected, in other values", 170, {{SOC, 60}, {STAGE, 3}, {BATT_UV, 4100}, {USB_UV, 9000}, {LEVEL, 19}},
           "[PD_15_CHARACTER] usb=2 soc_in=50 stage_in=2 batt_uv=4100 usb_uv=9000 care=1 aicl=1 seconds=60 level7=60");
     cycle("lower voltages; the latch stays; a longer type", 180,
-          {{CARE, 0}, {BATT_UV, 4099}, {USB_UV, 8999}, {USB_TYPE, "16_CHARACTERS_XY"}, {AICL, 0xB}},
+          {{CARE, 0}, {BATT_UV, 4099}, {USB_UV, 8999}, {USB_TYPE, "16_CHARACTERS_XY"}, {AICL, 0xB}, {LEVEL, 20}},
           "[16_CHARACTERS_X] usb=2 soc_in=50 stage_in=2 batt_uv=4100 usb_uv=9000 care=1 aicl=1 seconds=70 level7=60 "
           "level19=10");
-    cycle("removed, which counts no AICL", 183,
+    cycle("removed, which counts no AICL; level 20 is booked nowhere", 183,
           {{USB, 0}, {SOC, 61}, {STAGE, 4}, {BATT_UV, 4200}, {USB_UV, 9001}, {AICL, 4}, {USB_TYPE, ""}},
           "[16_CHARACTERS_X] usb=3 soc_in=50 stage_in=2 soc_out=61 stage_out=4 batt_uv=4200 usb_uv=9001 care=1 aicl=1 "
-          "seconds=73 level7=60 level19=13");
+          "seconds=73 level7=60 level19=10");
     cycle("an insertion sets its own fields only", 200, {{USB, 1}, {SOC, 0}, {STAGE, 0}, {BATT_UV, 3}, {USB_UV, -5}},
           "[16_CHARACTERS_X] usb=1 soc_out=61 stage_out=4 batt_uv=3 usb_uv=-5 care=1 aicl=1 seconds=73 level7=60 "
-          "level19=13");
+          "level19=10");
     cycle("an unreadable type empties the text; AICL rises anew", 201, {},
-          "[] usb=2 soc_out=61 stage_out=4 batt_uv=3 usb_uv=-5 care=1 aicl=2 seconds=74 level7=60 level19=14");
+          "[] usb=2 soc_out=61 stage_out=4 batt_uv=3 usb_uv=-5 care=1 aicl=2 seconds=74 level7=60 level19=10");
 }
 
 TEST(ChargerConnection, WirelessAloneTakesNoReferencesForTime) {
@@ -128,6 +129,9 @@ TEST(ChargerConnection, DaysAreCountedOneACycle) {
     cycle.connection = {};  // a report has cleared it
     cycle("the next insertion starts at zero", 500'000, {{USB, 1}}, "[] usb=1");
     cycle("a day and a second", 586'401, {}, "[] usb=2 seconds=86401 days=1");
+    cycle("a clock that goes back takes away", 586'400, {}, "[] usb=2 seconds=86400 days=1");
+    cycle("a clock at 0 books nothing", 0, {}, "[] usb=2 seconds=86400 days=1");
+    cycle("nor is it a reference", 586'401, {}, "[] usb=2 seconds=86400 days=1");
     cycle.connection = {};  // a report has cleared it
     cycle("the old mark stands: a day more than it, exactly", 759'201, {}, "[] usb=2 seconds=172800 days=1");
     cycle("and a second", 759'202, {}, "[] usb=2 seconds=172801 days=2");
@@ -145,15 +149,6 @@ TEST(ChargerConnection, HeatEpisodes) {
     cycle("a new one: its time is kept, the count full", 9, {}, "[] usb=2 hot=1 seconds=3 heats=255 heat_at=1000009");
 }
 
-TEST(ChargerConnection, OddClocks) {
-    History cycle;
-    cycle("boot time 0 is no reference", 0, {{USB, 1}, {LEVEL, 20}}, "[] usb=1");
-    cycle("so nothing is booked", 50, {}, "[] usb=2");
-    cycle("level 20 is booked nowhere", 90, {{LEVEL, 0}}, "[] usb=2 seconds=40");
-    cycle("a clock that goes back takes away", 83, {}, "[] usb=2 seconds=33 level0=-7");
-    cycle("a clock at 0 books nothing", 0, {}, "[] usb=2 seconds=33 level0=-7");
-}
-
 TEST(ChargerConnection, StartLoadsTheHeatEpisodes) {
     const std::string time("\x15\xCD\x5B\x07\0\0\0\x80", 8);
     const auto loaded = [](const std::string& heat_count, const std::string& heat_time) {
@@ -168,6 +163,32 @@ TEST(ChargerConnection, StartLoadsTheHeatEpisodes) {
     EXPECT_EQ(loaded("12", time + "1"), "[]") << "too long";
     phone.failing_reads = {UNIT_HEAT_TIME};
     EXPECT_EQ(loaded("\xC8", time), "[] heats=200");
+}
+
+TEST(UsbConnectorHeat, IsSavedDailyAndInPhase4) {
+    const struct {
+        const char* name;
+        int64_t boot_time;
+        int32_t phase;
+        bool saved;
+    } rows[] = {
+        {"not a day since the last", 186'399, 5, false}, {"a day", 186'400, 3, true}, {"phase 4", 100'000, 4, true}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        phone = {.failing_writes = {UNIT_HEAT_COUNT, UNIT_HEAT_TIME}};
+        ServiceState state{.cycle_boot_time = row.boot_time, .usb_connector_heat_count = 200};
+        state.usb_connector_heat_time = 0x0123456789ABCDEF;
+        state.last_heat_save_time = 100'000;
+        save_usb_connector_heat_data_if_is_timing(state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, row.phase}}));
+
+        const std::vector<std::string> saves = {
+            "write 2319", "log <3>cellwarden: Failed to save USB connector heat count", "write 2310",
+            "log <3>cellwarden: Failed to save USB connector heat time"};
+        EXPECT_EQ(phone.calls, row.saved ? saves : std::vector<std::string>{});
+        EXPECT_EQ(state.last_heat_save_time, row.saved ? row.boot_time : 100'000);
+    }
+    EXPECT_EQ(phone.unit_writes[0].second, "\xC8");
+    EXPECT_EQ(phone.unit_writes[1].second, "\xEF\xCD\xAB\x89\x67\x45\x23\x01");
 }
 
 }  // namespace
