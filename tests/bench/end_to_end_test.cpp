@@ -126,7 +126,7 @@ constexpr const char* LIFE = R"({
         "2319": {"u8": 2}, "2802": {"text": "250401"}, "2803": {"i32": 1743552000},
         "2491": {"record": {"online_time": 8639997, "total_cycle_count": 1203000,
                             "fcc_mah": [4810], "latest_user_soh": 48600,
-                            "latest_filtered_soh": 48600, "dev_attach_count": [7],
+                            "latest_filtered_soh": 48600, 
                             "min_temp": -123}}},
     "properties": {"ro.product.vendor.model": "PVX-40"},
     "timeline": [
@@ -156,7 +156,6 @@ TEST_F(EndToEnd, AHundredDaysOfUse) {
     EXPECT_EQ(kept.at("inserted_soc"), 40);
     EXPECT_EQ(kept.at("removal_soc"), 0);
     EXPECT_EQ(removed.at("removal_soc"), result.all("status").back().at("soc_percent"));
-    EXPECT_EQ(removed.at("removal_sc_stage"), 1);
 
     // Two episodes are counted: a report during a connection starts its record anew.
     const auto summaries = result.all("event", "name", "BatteryDegradation2");
@@ -164,9 +163,7 @@ TEST_F(EndToEnd, AHundredDaysOfUse) {
     const json& summary = summaries[0].at("fields");
     EXPECT_EQ(summary.at("version"), "5.2.4");
     EXPECT_GE(summary.at("online_time"), 8640000);
-    EXPECT_EQ(summary.at("dev_attach_count")[0], 7);
     EXPECT_EQ(summary.at("min_temp"), -123);
-    EXPECT_EQ(summary.at("vt_cet_table").size(), 672U);
     EXPECT_EQ(summary.at("usb_connector_heat_count"), 4);
     EXPECT_EQ(unit<uint8_t>(2319), 4);
     EXPECT_EQ(unit<uint32_t>(2804), 120U);
