@@ -49,6 +49,7 @@ TEST_F(Device, AUnitIsReplacedAsOneStep) {
     const std::string contents[] = {std::string(9728, 'a'), std::string(100, 'b')};
     ASSERT_EQ(tessera_write_unit(2491, contents[0].data(), 9728), 0);
     const pid_t writer = fork();
+    ASSERT_GE(writer, 0);
     for (size_t i = 1; writer == 0; i++) {
         (void)tessera_write_unit(2491, contents[i % 2].data(), static_cast<uint32_t>(contents[i % 2].size()));
     }

@@ -98,9 +98,7 @@ TEST_F(EndToEnd, CyclesFollowUeventsAndThePeriod) {
         "timeline": [
             {"at_s": 0.5, "uevent": {"subsystem": "power_supply", "name": "usb_pd"}},
             {"at_s": 1, "uevent": {"subsystem": "thermal", "name": "battery"}},
-            {"at_s": 2, "plug": {"type": "PD", "watts": 27}},
-            {"at_s": 4, "unplug": true}
-        ]})");
+            {"at_s": 2, "plug": {"type": "PD", "watts": 27}}, {"at_s": 4, "unplug": true}]})");
     const BenchRun result = run(scenario);
     ASSERT_EQ(result.exit_code, 0);
     EXPECT_TRUE(result.summary().at("daemon_ran"));
@@ -126,15 +124,11 @@ constexpr const char* LIFE = R"({
         "2319": {"u8": 2}, "2802": {"text": "250401"}, "2803": {"i32": 1743552000},
         "2491": {"record": {"online_time": 8639997, "total_cycle_count": 1203000,
                             "fcc_mah": [4810], "latest_user_soh": 48600,
-                            "latest_filtered_soh": 48600, 
-                            "min_temp": -123}}},
+                            "latest_filtered_soh": 48600, "min_temp": -123}}},
     "properties": {"ro.product.vendor.model": "PVX-40"},
     "timeline": [
-        {"at_s": 0.3, "plug": {"type": "PD", "watts": 27}},
-        {"at_s": 0.8, "thermal_level": 15},
-        {"at_s": 4.5, "unplug": true},
-        {"at_s": 5, "shutdown_phase": 4}
-    ]})";
+        {"at_s": 0.3, "plug": {"type": "PD", "watts": 27}}, {"at_s": 0.8, "thermal_level": 15},
+        {"at_s": 4.5, "unplug": true}, {"at_s": 5, "shutdown_phase": 4}]})";
 
 TEST_F(EndToEnd, AHundredDaysOfUse) {
     const BenchRun result = run(json::parse(LIFE));

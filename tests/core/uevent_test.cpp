@@ -106,6 +106,7 @@ TEST(WaitForUevent, CarriesTheRestOfThePeriodOver) {
         {"an interrupted or empty select goes on with the rest",
          {{INTERRUPTED, {6, 0}}, {NOT_IN_SET, {5, 0}}, {READABLE, {4, 0}, battery}},
          "10000000 6000000 5000000 battery "},
+        {"the shortest period", {{TIMEOUT}}, "1000000 period ", "", 1},
         {"no period", {{READABLE, {}, battery}}, "no limit battery ", "", 0},
         {"a negative period is none", {{READABLE, {}, battery}}, "no limit battery ", "", -5},
         {"select fails", {{FAILED}}, "10000000 failed ", "<3>cellwarden: select error: 'Cannot allocate memory'\n"},

@@ -1,16 +1,20 @@
-#include "platform/sysfs_io.h"
-
+// The table of parameters, and how their values are read and written.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <random>
+#include <set>
 #include <string>
 
+#include "platform/sysfs_io.h"
+#include "platform/thermal_zone.h"
 #include "support/phone.h"
 #include "support/process.h"
 #include "support/sysfs.h"
@@ -20,6 +24,51 @@ namespace {
 
 using namespace test;
 using namespace std::string_literals;
+
+const char* const parameter_names[] = {
+#define SYSFS_FIXED(id, name, path, format, table) #name,
+#define SYSFS_GENERATED(id, name, generator, format, table) #name,
+#include "platform/sysfs_params.inc"
+#undef SYSFS_FIXED
+#undef SYSFS_GENERATED
+};
+
+TEST(SysfsParamTable, RowsThatTheDaemonWritesOrDecidesBy) {
+    const std::pair<SysfsParamId, std::string> rows[] = {
+        {PARAM_BATTERY_CHARGE_FULL, "7 power_supply/battery/charge_full"},
+        {PARAM_BATT_AGING_LEVEL, "32 battchg_ext/batt_aging_level"},
+        {PARAM_WLS_TYPE_TEXT, "57 battchg_ext/wls_type"},
+        {PARAM_REG_MISC_INT_RT_STS, "130 battman_dbg/reg_misc_int_rt_sts"},
+        {PARAM_FV_0_VOTABLE_STATUS, "133 battman_dbg2/fv_0_votable_status"},
+    };
+    for (const auto& [id, expected] : rows) {
+        EXPECT_EQ(std::to_string(id) + " " + (SysfsParamTable[id].path + strlen("/sys/class/")), expected);
+    }
+    EXPECT_EQ(PARAM_SDM_THERM_ZONE_TEMP, 78U);
+    EXPECT_EQ(SysfsParamTable[78].path_generator, &sdm_therm_path_gen);
+}
+
+TEST(SysfsParamTable, FormatsPathsAndNamesFitTogether) {
+    std::map<uint32_t, int> rows_of_format;
+    std::set<std::string> paths;
+    for (uint32_t id = 0; id < SYSFS_PARAM_COUNT; id++) {
+        const SysfsParamDesc& desc = SysfsParamTable[id];
+        rows_of_format[desc.format]++;
+        EXPECT_EQ(desc.enum_table != nullptr, desc.format == FORMAT_ENUM) << id;
+        if (id == PARAM_SDM_THERM_ZONE_TEMP) {
+            continue;
+        }
+        const std::string path = desc.path;
+        EXPECT_EQ(paths.insert(path).second, id != PARAM_WLS_TYPE_TEXT) << path;
+        // A name ends in its attribute's, so no rule that names a parameter meets another file.
+        std::string attribute = path.substr(path.rfind('/') + 1);
+        std::transform(attribute.begin(), attribute.end(), attribute.begin(), toupper);
+        const std::string name = parameter_names[id];
+        EXPECT_TRUE(name.ends_with(attribute) || name == attribute + "_TEXT") << name << " " << path;
+    }
+    EXPECT_EQ(rows_of_format,
+              (std::map<uint32_t, int>{{FORMAT_DECIMAL, 68}, {FORMAT_HEX, 49}, {FORMAT_TEXT, 12}, {FORMAT_ENUM, 5}}));
+}
 
 SysfsReadMask only(SysfsParamId id) {
     SysfsReadMask mask{};
@@ -119,14 +168,20 @@ TEST(SysfsRead, TextsUpTo4095Characters) {
     EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), "") << "a directory in place of the file";
 }
 
-// The most that one read() gives; the linker sends the daemon's calls here.
-size_t read_limit = SIZE_MAX;
+// The most that one read() gives and one write() takes; the linker sends the daemon's calls here.
+size_t piece_limit = SIZE_MAX;
 
 extern "C" {
 ssize_t __real_read(int fd, void* buffer, size_t size);
 
 ssize_t __wrap_read(int fd, void* buffer, size_t size) {
-    return __real_read(fd, buffer, std::min(size, read_limit));
+    return __real_read(fd, buffer, std::min(size, piece_limit));
+}
+
+ssize_t __real_write(int fd, const void* buffer, size_t size);
+
+ssize_t __wrap_write(int fd, const void* buffer, size_t size) {
+    return __real_write(fd, buffer, std::min(size, piece_limit));
 }
 }
 
@@ -154,10 +209,10 @@ TEST(SysfsRead, AnyBytesAreGatheredAsByFgets) {
             c = draw >= specials ? 'a' : draw % 2 == 0 ? '\0' : '\n';
         }
         write_attribute(PARAM_WLS_TYPE, content);
-        read_limit = 1 + random() % (2 * SYSFS_BUFFER_SIZE);
+        piece_limit = 1 + random() % (2 * SYSFS_BUFFER_SIZE);
         EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), gathered_by_fgets(TEXT.path)) << "seed " << seed << ", run " << run;
     }
-    read_limit = SIZE_MAX;
+    piece_limit = SIZE_MAX;
 }
 
 TEST(SysfsRead, TheMaskLeavesOtherSlotsUnread) {
@@ -203,8 +258,10 @@ TEST(SysfsWrite, ReplacesWhatAFileHolds) {
     write_attribute(PARAM_BATT_SOC, "what was there before\n");
     EXPECT_EQ(write_sysfs_param(PARAM_BATT_SOC, {.kind = KIND_TEXT, .value = {.text = "7"}}), -1);
     EXPECT_EQ(read_attribute(PARAM_BATT_SOC), "what was there before\n");
-    EXPECT_EQ(write_sysfs_integer(PARAM_BATT_SOC, 7), 0);
-    EXPECT_EQ(read_attribute(PARAM_BATT_SOC), "7\n");
+    piece_limit = 2;
+    EXPECT_EQ(write_sysfs_integer(PARAM_BATT_SOC, 12345), 0);
+    piece_limit = SIZE_MAX;
+    EXPECT_EQ(read_attribute(PARAM_BATT_SOC), "12345\n");
 
     EXPECT_EQ(write_sysfs_integer(PARAM_BATT_AGING_LEVEL, 7), -1);
     EXPECT_EQ(read_attribute(PARAM_BATT_AGING_LEVEL), "(no file)");
