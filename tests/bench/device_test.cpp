@@ -50,8 +50,10 @@ TEST_F(Device, AUnitIsReplacedAsOneStep) {
     ASSERT_EQ(tessera_write_unit(2491, contents[0].data(), 9728), 0);
     const pid_t writer = fork();
     ASSERT_GE(writer, 0);
-    for (size_t i = 1; writer == 0; i++) {
-        (void)tessera_write_unit(2491, contents[i % 2].data(), static_cast<uint32_t>(contents[i % 2].size()));
+    size_t next = 1;
+    while (writer == 0) {
+        const std::string& content = contents[next++ % 2];
+        (void)tessera_write_unit(2491, content.data(), static_cast<uint32_t>(content.size()));
     }
     for (int i = 0; i <= 3000; i++) {
         const std::string found = read_unit(2491, 9728);

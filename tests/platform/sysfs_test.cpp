@@ -98,7 +98,8 @@ constexpr SysfsParamDesc AS_C = {2, {""}, FORMAT_CONVERTED_TEXT, {.to_text = [](
 std::string shown(const SysfsParamValue& slot) {
     return slot.kind == KIND_INTEGER ? "integer " + std::to_string(slot.value.integer)
            : slot.kind == KIND_FLOAT ? "real " + std::to_string(slot.value.real)
-                                     : std::string("text ") + slot.value.text;
+           : slot.kind == KIND_TEXT  ? std::string("text ") + slot.value.text
+                                     : "not read";
 }
 
 std::string written(const SysfsParamDesc& format, const SysfsParamValue& record) {
@@ -141,10 +142,10 @@ TEST(SysfsFormats, ATextBecomesAValueAndThatATextAgain) {
 }
 
 TEST(SysfsFormats, ARecordOfAnotherKindIsNotWritten) {
-    for (const SysfsParamDesc& format : {DECIMAL, HEX, FLOAT, TEXT, STATUS, SIDE}) {
-        const SysfsKind kind = format.format == FORMAT_FLOAT                                       ? KIND_FLOAT
-                               : format.format == FORMAT_TEXT || format.format == FORMAT_ENUM_TEXT ? KIND_TEXT
-                                                                                                   : KIND_INTEGER;
+    const std::pair<SysfsParamDesc, SysfsKind> formats[] = {{DECIMAL, KIND_INTEGER}, {HEX, KIND_INTEGER},
+                                                            {FLOAT, KIND_FLOAT},     {TEXT, KIND_TEXT},
+                                                            {STATUS, KIND_INTEGER},  {SIDE, KIND_TEXT}};
+    for (const auto& [format, kind] : formats) {
         for (const SysfsKind other : {KIND_NOT_READ, KIND_TEXT, KIND_INTEGER, KIND_FLOAT}) {
             const SysfsParamValue record{.kind = other, .value = {.text = other == kind ? nullptr : "left"}};
             EXPECT_EQ(written(format, record) == "(none)", other != kind || kind == KIND_TEXT)
@@ -160,7 +161,7 @@ TEST(SysfsRead, TextsUpTo4095Characters) {
         {"EPP\n", "EPP"}, {longest + "\n", longest}, {longest + "a", longest}, {"ab\0cd\nef\n"s, "abef"}};
     for (const auto& [content, text] : rows) {
         write_attribute(PARAM_WLS_TYPE, content);
-        EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), text);
+        EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), text) << content.size() << " bytes";
     }
     empty_sysfs();
     EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), "") << "no file";
