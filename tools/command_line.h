@@ -46,6 +46,9 @@ inline void set_up_command_line(CLI::App& app) {
 // usage.
 inline int parse_command_line(CLI::App& app, int argc, char** argv) {
     constexpr int WRONG_USAGE = 2;
+    if (app.get_subcommands({}).empty()) {
+        app.get_option("--help-all")->group("");  // the same as --help: not listed
+    }
     try {
         app.parse(argc, argv);
         return -1;

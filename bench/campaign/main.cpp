@@ -3,7 +3,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -12,11 +11,18 @@
 
 #include "bench/campaign/campaign.h"
 #include "bench/state_dir.h"
+#include "tools/command_line.h"
 
 namespace cellwarden::bench {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* FOOTER =
+    "Exit codes:\n"
+    "  0   nothing was wrong\n"
+    "  1   something was\n"
+    "  2   wrong usage, or it could not run";
 
 struct Options {
     bool faults = false;
@@ -54,11 +60,12 @@ int run(const Options& options) {
 }  // namespace
 }  // namespace cellwarden::bench
 
-// Ends with 0 where nothing was wrong, 1 where something was, 2 where it could not run.
 int main(int argc, char** argv) {
     using namespace cellwarden::bench;
     try {
-        CLI::App app{"Lets the phone fail the daemon, kills it, and runs it long."};
+        CLI::App app;
+        cellwarden::set_up_command_line(app);
+        app.footer(FOOTER);
         Options options;
         app.add_flag("--faults", options.faults, "Let device calls and attributes fail");
         app.add_flag("--brief", options.brief,
@@ -67,10 +74,9 @@ int main(int argc, char** argv) {
         app.add_option("--seed", options.seed, "Of the random moments")->capture_default_str();
         app.add_option("--soak", options.soak, "Send so many uevents, and as many foreign ones");
         app.require_option(1, 5);
-        try {
-            app.parse(argc, argv);
-        } catch (const CLI::ParseError& error) {
-            return app.exit(error) == 0 ? 0 : 2;
+        const int done = cellwarden::parse_command_line(app, argc, argv);
+        if (done >= 0) {
+            return done;
         }
         return run(options);
     } catch (const std::exception& error) {

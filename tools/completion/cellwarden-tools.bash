@@ -24,4 +24,5 @@ _cellwarden_tool() {
         _filedir
     fi
 }
-complete -F _cellwarden_tool cellwarden-inspect cellwarden-lifetime cellwarden-report
+complete -F _cellwarden_tool cellwarden-bench cellwarden-campaign cellwarden-inspect \
+    cellwarden-lifetime cellwarden-report
