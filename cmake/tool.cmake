@@ -8,6 +8,7 @@ function(cellwarden_program name about)
     add_executable(${name} ${ARGN})
     target_link_libraries(${name} PRIVATE cellwarden_flags)
     target_compile_definitions(${name} PRIVATE
+        CELLWARDEN_TOOL_NAME="${name}"
         CELLWARDEN_TOOL_ABOUT="${about}"
         CELLWARDEN_TOOL_VERSION="${name} ${PROJECT_VERSION}")
     # As the daemon: the 128-bit float arithmetic is called directly.

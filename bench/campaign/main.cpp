@@ -8,6 +8,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <stdexcept>
 
 #include "bench/campaign/campaign.h"
 #include "bench/state_dir.h"
@@ -33,6 +34,9 @@ struct Options {
 };
 
 int run(const Options& options) {
+    if (!options.faults && options.kills <= 0 && options.soak <= 0) {
+        throw std::runtime_error("nothing to do: say --faults, --kills or --soak");
+    }
     const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
     Stage stage;
     stage.scenario = load_scenario(CELLWARDEN_HISTORY);
@@ -73,7 +77,6 @@ int main(int argc, char** argv) {
         app.add_option("--kills", options.kills, "Kill the daemon so often while it saves");
         app.add_option("--seed", options.seed, "Of the random moments")->capture_default_str();
         app.add_option("--soak", options.soak, "Send so many uevents, and as many foreign ones");
-        app.require_option(1, 5);
         const int done = cellwarden::parse_command_line(app, argc, argv);
         if (done >= 0) {
             return done;
