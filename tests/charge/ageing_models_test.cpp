@@ -4,18 +4,37 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <iomanip>
+#include <ostream>
 #include <random>
 #include <tuple>
 
 #include "charge/arrhenius_rate.h"
 #include "charge/model_constants.h"
-#include "support/bits.h"
 #include "support/sysfs.h"
 
 namespace cellwarden {
 namespace {
 
 using namespace test;
+
+// Values of extended precision by their bits: what two machines must agree in.
+struct Bits {
+    uint64_t high;
+    uint64_t low;
+    bool operator==(const Bits&) const = default;
+};
+
+Bits bits_of(extended value) {
+    const auto bits = std::bit_cast<unsigned __int128>(value);
+    return {static_cast<uint64_t>(bits >> 64), static_cast<uint64_t>(bits)};
+}
+
+std::ostream& operator<<(std::ostream& out, const Bits& bits) {
+    return out << std::hex << std::setfill('0') << "0x" << std::setw(16) << bits.high << ", 0x" << std::setw(16)
+               << bits.low << std::dec;
+}
 
 constexpr Bits ZERO = {0, 0};
 constexpr int32_t END_OF_PERIODS = 217'728'000;
