@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -13,6 +12,7 @@
 #include "bench/scenario.h"
 #include "bench/session.h"
 #include "bench/state_dir.h"
+#include "tools/command_line.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -29,6 +29,12 @@ struct Options {
     fs::path device_libraries;
     std::string run_with;
 };
+
+constexpr const char* FOOTER =
+    "Exit codes:\n"
+    "  0   the daemon ran to the end\n"
+    "  1   it did not\n"
+    "  2   wrong usage or input, or the bench could not run it";
 
 const fs::path scenario_folder = CELLWARDEN_SCENARIO_DIR;
 
@@ -50,10 +56,11 @@ void add_options(CLI::App& app, Options& options) {
     app.add_option("--state", options.state_dir,
                    "Keep units, outbox, properties and faults in this directory, and start from "
                    "the units in it; without it, a new temporary directory is made and kept");
-    app.add_option("--daemon", options.daemon, "The daemon's program")->capture_default_str();
+    app.add_option("--daemon", options.daemon,
+                   "The daemon's program, in place of the one beside this program");
     app.add_option("--device-libs", options.device_libraries,
-                   "The directory with the stand-in device libraries")
-        ->capture_default_str();
+                   "The directory with the stand-in device libraries, in place of the one beside "
+                   "this program");
     app.add_option("--run-with", options.run_with,
                    "Words to put before the daemon's program, as in \"qemu-aarch64\"");
 }
@@ -141,19 +148,19 @@ int run(const Options& options) {
 }  // namespace
 }  // namespace cellwarden::bench
 
-// Ends with 0 when the daemon ran to the end, 1 when it did not, 2 when the bench could not run it.
 int main(int argc, char** argv) {
     using namespace cellwarden::bench;
     try {
-        CLI::App app{"Runs the cellwarden daemon on a simulated phone and shows what it does."};
+        CLI::App app;
+        cellwarden::set_up_command_line(app);
+        app.footer(FOOTER);
         Options options;
         options.daemon = program_folder() / "cellwarden";
         options.device_libraries = program_folder() / "device";
         add_options(app, options);
-        try {
-            app.parse(argc, argv);
-        } catch (const CLI::ParseError& error) {
-            return app.exit(error) == 0 ? 0 : 2;
+        const int done = cellwarden::parse_command_line(app, argc, argv);
+        if (done >= 0) {
+            return done;
         }
         if (options.list) {
             list_scenarios();

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,21 +19,15 @@ void promise(bool holds, const char* what) {
 
 uint32_t Input::number(size_t bytes) {
     uint32_t value = 0;
-    const size_t there = std::min(bytes, left_);
-    for (size_t i = 0; i < there; i++) {
-        value |= uint32_t{at_[i]} << (8 * i);
-    }
-    at_ += there;
-    left_ -= there;
+    const std::string taken = text(bytes);
+    memcpy(&value, taken.data(), taken.size());
     return value;
 }
 
 std::string Input::text(size_t length) {
-    const size_t there = std::min(length, left_);
-    const std::string text(reinterpret_cast<const char*>(at_), there);
-    at_ += there;
-    left_ -= there;
-    return text;
+    const std::string taken(rest_.substr(0, length));
+    rest_.remove_prefix(taken.size());
+    return taken;
 }
 
 }  // namespace cellwarden::fuzz

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace cellwarden::fuzz {
@@ -19,16 +20,15 @@ void promise(bool holds, const char* what);
 // text.
 class Input {
   public:
-    Input(const uint8_t* data, size_t size) : at_(data), left_(size) {}
+    Input(const uint8_t* data, size_t size) : rest_(reinterpret_cast<const char*>(data), size) {}
 
-    bool empty() const { return left_ == 0; }
+    bool empty() const { return rest_.empty(); }
     uint8_t byte() { return static_cast<uint8_t>(number(1)); }
     uint32_t number(size_t bytes);  // little-endian, at most 4 bytes
     std::string text(size_t length);
 
   private:
-    const uint8_t* at_;
-    size_t left_;
+    std::string_view rest_;
 };
 
 }  // namespace cellwarden::fuzz

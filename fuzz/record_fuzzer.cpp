@@ -1,18 +1,75 @@
-// Any stored record, whole, cut, old or forged, and cycles on it: the record in memory is always
-// one that is accepted again, a load and a save change nothing of it, and a level stays in 0 to 5
-// if the record's levels are such.
+// Any stored record, whole, cut, old or forged, and a piece of a phone's life on it: attribute
+// texts, passing time, cycles, restarts and failing libraries, with the daemon's own cycle code in
+// between. A record is taken as it stands, upgraded or reset; the one in memory is always accepted
+// again; a load and a copy back change nothing of it; a level stays in 0 to 5 if the record's
+// levels are such; on a new battery no total falls.
+//
+// An input is two bytes of length, the record's unit, and then a row of steps, each an opcode and
+// what belongs to it:
+//   0 to 133         that parameter's attribute: a length, then so many characters (255: no file)
+//   FULL_CYCLE       2 bytes: the lower 10 bits are the seconds since the last cycle (few, as
+//                    ageing is summed second by second), the upper 6, signed, the days by which the
+//                    wall clock is set
+//   LIGHT_CYCLE      nothing
+//   RESTART          nothing
+//   FAULTS           1 byte: what fails from now on, one bit each
+// Other opcodes do nothing.
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
+#include <functional>
 
-#include "fuzz/life.h"
+#include "bench/phone/phone_attributes.h"
+#include "core/cycle.h"
+#include "fuzz/attribute_files.h"
+#include "fuzz/fuzzing.h"
+#include "platform/sysfs_io.h"
+#include "platform/unit_store.h"
 #include "stats/soft_charge_history.h"
 #include "support/phone.h"
 
 namespace cellwarden::fuzz {
 namespace {
 
-bool started_sane;
+enum Opcode : uint8_t { FULL_CYCLE = 134, LIGHT_CYCLE = 135, RESTART = 136, FAULTS = 137 };
+
+constexpr uint8_t NO_FILE = 255;
+constexpr int64_t SECONDS_PER_DAY = 86'400;
+
+struct Life {
+    ServiceState state;
+    BattStat stat;
+    ChgInsertionRemovalData connection;
+    std::vector<uint64_t> totals;  // after the last cycle; none where the battery is not new
+    bool started_sane;
+};
+
+// --- What is promised.
+
+// Every counter and sum that only ever grows.
+std::vector<uint64_t> totals_of(const BattStat& stat) {
+    std::vector<uint64_t> totals;
+    const auto take = [&](const auto& value) {
+        if constexpr (std::is_integral_v<std::decay_t<decltype(value)>>) {
+            totals.push_back(value);
+        } else {
+            totals.insert(totals.end(), value.begin(), value.end());
+        }
+    };
+    const auto take_all = [&](const auto&... values) { (take(values), ...); };
+    take_all(stat.online_time, stat.total_cycle_count, stat.vt_cet_table, stat.ct_charge_table,
+             stat.soc0_shutdown_cnt, stat.off_charge_total_time, stat.on_charge_total_time,
+             stat.soc_full_total_time, stat.smart_charge_mode_total_time,
+             stat.jeita_warm_total_time, stat.thermal_range_stay_time, stat.over_08c_total_time,
+             stat.over_08c_charge_count, stat.over_06c_total_time, stat.over_06c_charge_count,
+             stat.total_discharge_time, stat.max_discharge_current, stat.total_arrhenius,
+             stat.arrhenius_per_10days, stat.total_full_stay_cap_degradation,
+             stat.full_stay_capacity_degradation_per_10days, stat.total_cycle_degradation,
+             stat.cycle_degradation_per_10days);
+    for (const DevAttachEntry& entry : stat.dev_attach) {
+        take_all(entry.dev_attach_count, entry.dev_attach_total_time, entry.dev_charge_count);
+    }
+    return totals;
+}
 
 BattStatVerdict verdict_of(const std::string& image) {
     return judge_batt_stat(reinterpret_cast<const uint8_t*>(image.data()),
@@ -21,14 +78,13 @@ BattStatVerdict verdict_of(const std::string& image) {
 
 // Degradations are divided by a million at the load and multiplied again: one comes back as it was,
 // or one millionth less where the quotient was rounded down.
-template <typename Values>
-bool kept(const Values& before, const Values& after) {
-    return std::equal(before.begin(), before.end(), after.begin(),
-                      [](uint32_t a, uint32_t b) { return a == b || a - 1 == b; });
-}
-
-bool kept(uint32_t before, uint32_t after) {
-    return before == after || before - 1 == after;
+template <typename Field>
+bool kept(const Field& before, const Field& after) {
+    if constexpr (std::is_integral_v<Field>) {
+        return before - after <= 1;
+    } else {
+        return std::equal(before.begin(), before.end(), after.begin(), kept<uint32_t>);
+    }
 }
 
 // The tables and the ageing sums survive seeding the working state and copying it back.
@@ -37,17 +93,19 @@ void check_round_trip(const ServiceState& state, const BattStat& stat) {
     copied = stat;
     copy_usage_tables(state, copied);
     copy_soft_charge_history(state, copied);
-    promise(copied.online_time == stat.online_time && copied.vt_cet_table == stat.vt_cet_table &&
-                copied.ct_charge_table == stat.ct_charge_table &&
-                copied.total_cycle_count == stat.total_cycle_count &&
-                copied.total_arrhenius == stat.total_arrhenius &&
-                copied.arrhenius_per_10days == stat.arrhenius_per_10days,
+    const auto all_equal = [&](auto... fields) {
+        return ((copied.*fields == stat.*fields) && ...);
+    };
+    promise(all_equal(&BattStat::online_time, &BattStat::vt_cet_table, &BattStat::ct_charge_table,
+                      &BattStat::total_cycle_count, &BattStat::total_arrhenius,
+                      &BattStat::arrhenius_per_10days),
             "tables and Arrhenius sums survive a restart");
-    promise(kept(stat.total_full_stay_cap_degradation, copied.total_full_stay_cap_degradation) &&
-                kept(stat.full_stay_capacity_degradation_per_10days,
-                     copied.full_stay_capacity_degradation_per_10days) &&
-                kept(stat.total_cycle_degradation, copied.total_cycle_degradation) &&
-                kept(stat.cycle_degradation_per_10days, copied.cycle_degradation_per_10days),
+    const auto all_kept = [&](auto... fields) {
+        return (kept(stat.*fields, copied.*fields) && ...);
+    };
+    promise(all_kept(&BattStat::total_full_stay_cap_degradation, &BattStat::total_cycle_degradation,
+                     &BattStat::full_stay_capacity_degradation_per_10days,
+                     &BattStat::cycle_degradation_per_10days),
             "degradations survive a restart");
 }
 
@@ -65,14 +123,154 @@ void check_load(const std::string& image, const Life& life) {
     check_round_trip(life.state, life.stat);
 }
 
-void check(Life& life, After /*what*/) {
-    promise(verdict_of(test::bytes_of(life.stat)) == BattStatVerdict::ACCEPTED,
-            "the record is accepted again");
-    promise(!started_sane || (life.state.soft_charge_mode >= 0 && life.state.soft_charge_mode <= 5),
-            "a level stays in 0 to 5");
+// Whether the levels that the record brings are such as the daemon itself decides, and none is
+// ordered from outside.
+bool levels_are_sane(const BattStat& stat) {
+    const auto is_sane = [](uint8_t level) { return level <= 5 || level == 255; };
+    return stat.soft_charge_override < 0xD0 && stat.soft_charge_mode <= 5 &&
+           std::all_of(stat.arrhenius_lv.begin(), stat.arrhenius_lv.end(), is_sane) &&
+           std::all_of(stat.full_stay_capacity_degradation_aging_lv.begin(),
+                       stat.full_stay_capacity_degradation_aging_lv.end(), is_sane);
 }
 
-// Two bytes of length, the image, then the steps.
+void check_cycle(Life& life) {
+    promise(verdict_of(test::bytes_of(life.stat)) == BattStatVerdict::ACCEPTED,
+            "the record is accepted again");
+    promise(!life.started_sane || (life.state.soft_charge_mode >= 0 &&
+                                   life.state.soft_charge_mode <= 5 && levels_are_sane(life.stat)),
+            "levels stay in 0 to 5");
+    if (!life.totals.empty()) {
+        const std::vector<uint64_t> totals = totals_of(life.stat);
+        promise(
+            std::equal(totals.begin(), totals.end(), life.totals.begin(), std::greater_equal<>()),
+            "no total falls");
+        life.totals = totals;
+    }
+}
+
+// --- What an input does.
+
+const char* path_of(uint8_t id) {
+    return id == PARAM_SDM_THERM_ZONE_TEMP ? "/sys/class/thermal/thermal_zone7/temp"
+                                           : SysfsParamTable[id].path;
+}
+
+void set_attribute(uint8_t id, Input& steps) {
+    const uint8_t length = steps.byte();
+    if (length == NO_FILE) {
+        attribute_files.erase(path_of(id));
+    } else {
+        attribute_files[path_of(id)] = steps.text(length);
+    }
+}
+
+void switch_faults(uint8_t bits) {
+    test::phone.failing_writes.clear();
+    if ((bits & 1) != 0) {
+        test::phone.failing_writes = {UNIT_BATT_STAT, UNIT_HEAT_TIME, UNIT_CYCLE_COUNT};
+    }
+    test::phone.ondra_missing = (bits & 2) != 0;
+    test::phone.ondra_refuses = (bits & 4) != 0;
+    test::phone.ondra_active = (bits & 8) != 0 ? 0 : 1;
+}
+
+void full_cycle(Life& life, uint32_t times) {
+    const uint32_t seconds = times & 0x3FF;
+    const int32_t days = static_cast<int16_t>(times) >> 10;
+    life.state.cycle_boot_time += seconds;
+    life.state.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
+    SysfsParams snapshot{};
+    read_sysfs_params(snapshot, full_cycle_mask());
+    run_full_cycle(life.state, life.stat, life.connection, snapshot);
+    cleanup_sysfs_params(snapshot);
+    check_cycle(life);
+}
+
+void light_cycle() {
+    SysfsParams snapshot{};
+    read_sysfs_params(snapshot, light_cycle_mask());
+    run_light_cycle(snapshot);
+    cleanup_sysfs_params(snapshot);
+}
+
+// The daemon alone starts again: the phone's clocks go on, and what was not yet stored is gone.
+void restart(Life& life) {
+    life.state = ServiceState{.cycle_boot_time = life.state.cycle_boot_time,
+                              .cycle_wall_time = life.state.cycle_wall_time};
+    life.connection = {};
+    load_records(life.state, life.stat, life.connection);
+    check_load(test::phone.units[UNIT_BATT_STAT], life);
+    if (!life.totals.empty()) {
+        life.totals = totals_of(life.stat);
+    }
+}
+
+// A phone with no attributes and the given bytes in the record's unit, and the daemon started on
+// it.
+void start_life(Life& life, const std::string& record) {
+    test::phone = test::FakePhone{};
+    test::phone.units[UNIT_BATT_STAT] = record;
+    attribute_files = {{"/sys/class/thermal/thermal_zone7/type", "sdm_therm\n"}};
+    life.state.cycle_boot_time = 86'000;  // the daily save is near
+    life.state.cycle_wall_time = 1'700'000'000;
+    restart(life);
+    life.totals = record.empty() ? totals_of(life.stat) : std::vector<uint64_t>{};
+    life.started_sane = levels_are_sane(life.stat);
+}
+
+void take_step(Life& life, Input& input) {
+    const uint8_t opcode = input.byte();
+    if (opcode < SYSFS_PARAM_COUNT) {
+        set_attribute(opcode, input);
+    } else if (opcode == FULL_CYCLE) {
+        full_cycle(life, input.number(2));
+    } else if (opcode == LIGHT_CYCLE) {
+        light_cycle();
+    } else if (opcode == RESTART) {
+        restart(life);
+    } else if (opcode == FAULTS) {
+        switch_faults(input.byte());
+    }
+    promise(!attribute_file_is_open(), "every attribute file is closed again");
+}
+
+// --- Inputs to start from.
+
+void append_attribute(std::string& steps, SysfsParamId id, const std::string& text) {
+    steps += static_cast<char>(id);
+    steps += static_cast<char>(text.size() + 1);
+    steps += text + "\n";
+}
+
+void append_cycle(std::string& steps, const bench::Phone& phone, uint16_t seconds) {
+    for (const bench::AttributeText& attribute : bench::live_attributes(phone)) {
+        append_attribute(steps, attribute.id, attribute.text);
+    }
+    steps += static_cast<char>(FULL_CYCLE);
+    steps += test::bytes_of(seconds);
+}
+
+// The attributes of the bench's phone, then full cycles in which it charges, heats up and empties,
+// then a shutdown and a restart.
+std::string ordinary_steps() {
+    bench::Phone phone;
+    std::string steps;
+    for (const bench::AttributeText& attribute : bench::start_attributes(phone)) {
+        append_attribute(steps, attribute.id, attribute.text);
+    }
+    append_cycle(steps, phone, 20);
+    phone.battery.soc = 0.9;
+    phone.battery.temp_c = 46;
+    append_cycle(steps, phone, 20);
+    phone.battery.soc = 0.01;
+    phone.shutdown_phase = 4;
+    append_cycle(steps, phone, 200);
+    steps += static_cast<char>(LIGHT_CYCLE);
+    steps += static_cast<char>(RESTART);
+    append_cycle(steps, phone, 20);
+    return steps;
+}
+
 std::string input_of(const std::string& image) {
     return test::bytes_of(static_cast<uint16_t>(image.size())) + image + ordinary_steps();
 }
@@ -102,12 +300,13 @@ std::vector<std::string> seeds() {
 }  // namespace cellwarden::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    using namespace cellwarden::fuzz;
-    Input steps(data, size);
-    const std::string image = steps.text(steps.number(2));
-    Life& life = new_life(image);
-    check_load(image, life);
-    started_sane = levels_are_sane(life.stat);
-    live(life, steps, check);
+    using namespace cellwarden;
+    static fuzz::Life life;
+    fuzz::Input input(data, size);
+    start_life(life, input.text(input.number(2)));
+    while (!input.empty()) {
+        take_step(life, input);
+    }
+    fuzz::promise(test::phone.open_handles == 0, "every handle of the event library is given back");
     return 0;
 }

@@ -2,6 +2,10 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
 #include <string>
 
 namespace cellwarden {
@@ -16,6 +20,22 @@ class ToolFormatter : public CLI::Formatter {
         std::string text;
         for (const CLI::App* command : app->get_subcommands({})) {
             text += command_help(command);
+        }
+        return text;
+    }
+
+  protected:
+    // The library starts a new line where the text has one.
+    std::string make_option_desc(const CLI::Option* option) const override {
+        constexpr size_t LINE = 66;
+        std::string text = option->get_description();
+        for (size_t start = 0; text.size() - start > LINE;) {
+            const size_t blank = text.rfind(' ', start + LINE);
+            if (blank == std::string::npos || blank <= start) {
+                break;
+            }
+            text[blank] = '\n';
+            start = blank + 1;
         }
         return text;
     }
@@ -35,23 +55,43 @@ class ToolFormatter : public CLI::Formatter {
 
 // Gives the command line of a tool its description, --version and --help-all.
 inline void set_up_command_line(CLI::App& app) {
+    app.name(CELLWARDEN_TOOL_NAME);
     app.description(CELLWARDEN_TOOL_ABOUT ".");
     app.formatter(std::make_shared<ToolFormatter>());
     app.get_formatter()->column_width(30);
     app.set_version_flag("--version", CELLWARDEN_TOOL_VERSION);
     app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return std::string(CELLWARDEN_TOOL_NAME ": ") + error.what() +
+               "\nRun it with --help for more information.\n";
+    });
 }
 
 // Parses; returns -1 where the tool is to go on, else its exit code: 0 after help, 2 for wrong
 // usage.
 inline int parse_command_line(CLI::App& app, int argc, char** argv) {
     constexpr int WRONG_USAGE = 2;
+    if (app.get_subcommands({}).empty()) {
+        app.get_option("--help-all")->group("");  // the same as --help: not listed
+    }
     try {
         app.parse(argc, argv);
         return -1;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : WRONG_USAGE;
     }
+}
+
+// The exit code of a tool that is done: 2 where its standard output could not take all of its
+// answer.
+inline int finish(int code) {
+    constexpr int TROUBLE = 2;
+    std::cout.flush();
+    if (!std::cout || fflush(stdout) != 0 || ferror(stdout) != 0) {
+        std::cerr << CELLWARDEN_TOOL_NAME ": standard output: " << strerror(errno) << '\n';
+        return TROUBLE;
+    }
+    return code;
 }
 
 }  // namespace cellwarden

@@ -3,20 +3,27 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <stdexcept>
 
 #include "bench/campaign/campaign.h"
 #include "bench/state_dir.h"
+#include "tools/command_line.h"
 
 namespace cellwarden::bench {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* FOOTER =
+    "Exit codes:\n"
+    "  0   nothing was wrong\n"
+    "  1   something was\n"
+    "  2   wrong usage, or it could not run";
 
 struct Options {
     bool faults = false;
@@ -28,6 +35,9 @@ struct Options {
 };
 
 int run(const Options& options) {
+    if (!options.faults && options.kills <= 0 && options.soak <= 0) {
+        throw std::runtime_error("nothing to do: say --faults, --kills or --soak");
+    }
     const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
     Stage stage;
     stage.scenario = load_scenario(CELLWARDEN_HISTORY);
@@ -55,11 +65,12 @@ int run(const Options& options) {
 }  // namespace
 }  // namespace cellwarden::bench
 
-// Ends with 0 where nothing was wrong, 1 where something was, 2 where it could not run.
 int main(int argc, char** argv) {
     using namespace cellwarden::bench;
     try {
-        CLI::App app{"Lets the phone fail the daemon, kills it, and runs it long."};
+        CLI::App app;
+        cellwarden::set_up_command_line(app);
+        app.footer(FOOTER);
         Options options;
         app.add_flag("--faults", options.faults, "Let device calls and attributes fail");
         app.add_flag("--brief", options.brief,
@@ -68,11 +79,9 @@ int main(int argc, char** argv) {
         app.add_option("--seed", options.seed, "Of the random moments")->capture_default_str();
         app.add_option("--soak", options.soak, "Send so many uevents, and as many foreign ones");
         app.add_option("--pause-ms", options.pause_ms, "Before each uevent of the soak");
-        app.require_option(1, 6);
-        try {
-            app.parse(argc, argv);
-        } catch (const CLI::ParseError& error) {
-            return app.exit(error) == 0 ? 0 : 2;
+        const int done = cellwarden::parse_command_line(app, argc, argv);
+        if (done >= 0) {
+            return done;
         }
         return run(options);
     } catch (const std::exception& error) {

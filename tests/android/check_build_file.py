@@ -16,8 +16,7 @@ from checking import ROOT, expect_equal, failures, finish, need_programs, run
 TOOLS = {
     "aprotoc": "protoc",
     "protoc-gen-c": "/usr/bin/protoc-gen-c",
-    "cellwarden_make_production_date_fixes":
-        f"{sys.executable} {ROOT}/passport/make_production_date_fixes.py",
+    "cellwarden_make_production_date_fixes": f"{sys.executable} {ROOT}/passport/make_production_date_fixes.py",
 }
 
 
@@ -47,8 +46,7 @@ def check_program(text, build):
     flags = strings(text, "cflags") + strings(text, "cppflags")
     flags.append("-std=" + strings(text, "cpp_std")[0])
     for source, command in commands.items():
-        expect_equal(f"flags of {source} in CMake",
-                     [flag for flag in flags if flag in command.split()], flags)
+        expect_equal(f"flags of {source} in CMake", [flag for flag in flags if flag in command.split()], flags)
     dynamic = run("readelf", "-d", build / "cellwarden")
     needed = set(re.findall(r"NEEDED.*\[(.+)\.so", dynamic)) - {"libc", "libm"}
     needed.add("libcrypto")  # linked in here, shared on a phone
@@ -77,25 +75,18 @@ def check_generated(modules, build):
             run("sh", "-c", command.replace("\0", "$"), cwd=ROOT)
             for output in outputs:
                 made.append(output)
-                expect_equal(f"{name}: {output}",
-                             (Path(directory) / output).read_text().splitlines(),
-                             (build / "generated" / output).read_text().splitlines())
-    generated = (path for folder in ("passport", "telemetry")
-                 for path in (build / "generated" / folder).rglob("*") if path.is_file())
-    expect_equal("generated files", sorted(made),
-                 sorted(str(path.relative_to(build / "generated")) for path in generated))
+                files = [top / output for top in (Path(directory), build / "generated")]
+                expect_equal(f"{name}: {output}", *(file.read_text().splitlines() for file in files))
+    generated = [str(path.relative_to(build / "generated")) for folder in ("passport", "telemetry")
+                 for path in (build / "generated" / folder).rglob("*") if path.is_file()]
+    expect_equal("generated files", sorted(made), sorted(generated))
 
 
-def main():
-    need_programs("bpfmt", "protoc", "protoc-gen-c")
-    build = Path(sys.argv[1]).resolve()
-    if run("bpfmt", "-l", ROOT / "Android.bp"):
-        failures.append(run("bpfmt", "-d", ROOT / "Android.bp"))
-    modules = read_modules()
-    check_program(modules["cellwarden"][1], build)
-    check_generated(modules, build)
-    finish()
-
-
-if __name__ == "__main__":
-    main()
+need_programs("bpfmt", "protoc", "protoc-gen-c")
+build_directory = Path(sys.argv[1]).resolve()
+if run("bpfmt", "-l", ROOT / "Android.bp"):
+    failures.append(run("bpfmt", "-d", ROOT / "Android.bp"))
+all_modules = read_modules()
+check_program(all_modules["cellwarden"][1], build_directory)
+check_generated(all_modules, build_directory)
+finish()

@@ -9,13 +9,11 @@ import re
 import tempfile
 from pathlib import Path
 
-from checking import (ROOT, daemon_sources, expect_equal, failures, finish, need_programs,
-                      parameter_paths, run)
+from checking import ROOT, expect_equal, failures, finish, need_programs, run
 
 POLICY = ROOT / "android/sepolicy"
 WRITING_CALL = r"\b(?:write_sysfs_param|write_sysfs_integer|set_switch)\((?:snapshot, )?PARAM_(\w+)"
-READ = {"open", "read"}
-WRITE = {"open", "write"}
+DAEMON_FOLDERS = ("core", "platform", "charge", "stats", "telemetry", "passport")
 
 
 def compile_policy(directory):
@@ -42,8 +40,9 @@ def label_of(path, cil):
 
 
 def check_attributes(cil):
-    sources = "\n".join(daemon_sources().values())
-    paths = parameter_paths()
+    sources = "\n".join(path.read_text() for folder in DAEMON_FOLDERS
+                        for path in (ROOT / folder).iterdir() if path.suffix in (".cpp", ".h", ".inc"))
+    paths = dict(re.findall(r'^SYSFS_FIXED\(\d+, (\w+), "([^"]+)"', sources, re.M))
     written = {paths[name] for name in re.findall(WRITING_CALL, sources)}
     opened = set(re.findall(r'"(/sys/[^"]+)"', sources))
     allowed = {}
@@ -51,26 +50,20 @@ def check_attributes(cil):
         allowed.setdefault(kind, set()).update(permissions.split())
     used = set()
     for path in sorted(opened):
-        wanted = READ | (WRITE if path in written else set())
+        wanted = {"open", "read", "write"} if path in written else {"open", "read"}
         if path.startswith("/sys/power/"):
             wanted = {"open", "append"}
         label = label_of(path, cil)
         used.add(label)
         expect_equal(f"{path} ({label})", sorted(allowed.get(label, set())), sorted(wanted))
     expect_equal("types that the daemon may open", sorted(allowed), sorted(used))
-    owned = re.findall(r"^    chown system system (\S+)$",
-                       (ROOT / "android/cellwarden.rc").read_text(), re.M)
+    owned = re.findall(r"^    chown system system (\S+)$", (ROOT / "android/cellwarden.rc").read_text(), re.M)
     expect_equal("attributes given to the daemon's user", sorted(owned), sorted(written))
 
 
-def main():
-    need_programs("m4", "checkpolicy", "secilc", "sefcontext_compile", "selabel_lookup")
-    with tempfile.TemporaryDirectory() as directory:
-        cil = compile_policy(Path(directory))
-    if cil:
-        check_attributes(cil)
-    finish()
-
-
-if __name__ == "__main__":
-    main()
+need_programs("m4", "checkpolicy", "secilc", "sefcontext_compile", "selabel_lookup")
+with tempfile.TemporaryDirectory() as temporary:
+    compiled = compile_policy(Path(temporary))
+if compiled:
+    check_attributes(compiled)
+finish()

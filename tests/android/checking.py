@@ -1,7 +1,6 @@
-"""What the checks of the Android packaging share."""
+"""What the checks of the Android packaging and of the documents share."""
 
 import difflib
-import re
 import shutil
 import subprocess
 import sys
@@ -9,7 +8,6 @@ from pathlib import Path
 
 SKIPPED = 77  # the exit code that ctest takes for "could not run here"
 ROOT = Path(__file__).resolve().parents[2]
-DAEMON_FOLDERS = ("core", "platform", "charge", "stats", "telemetry", "passport")
 
 failures = []
 
@@ -33,21 +31,8 @@ def run(*command, **options):
 def expect_equal(what, found, wanted):
     """Compares two lists, and shows where they differ."""
     if list(found) != list(wanted):
-        lines = difflib.unified_diff(list(map(str, wanted)), list(map(str, found)), "wanted",
-                                     "found", lineterm="", n=0)
+        lines = difflib.unified_diff(list(map(str, wanted)), list(map(str, found)), "wanted", "found", n=0, lineterm="")
         failures.append(f"{what}:\n" + "\n".join(lines))
-
-
-def daemon_sources():
-    """Text of every source and header of the daemon, by path."""
-    return {path: path.read_text() for folder in DAEMON_FOLDERS
-            for path in sorted((ROOT / folder).iterdir()) if path.suffix in (".cpp", ".h", ".inc")}
-
-
-def parameter_paths():
-    """Name to path of the kernel parameters that have a fixed one."""
-    rows = (ROOT / "platform/sysfs_params.inc").read_text()
-    return dict(re.findall(r'^SYSFS_FIXED\(\d+, (\w+), "([^"]+)"', rows, re.M))
 
 
 def finish():

@@ -37,15 +37,12 @@ TEST(Battery, ManySmallStepsGiveWhatOneLargeStepGives) {
 
 TEST(Charger, ConstantCurrentThenTaperThenFull) {
     Phone phone = charging_phone(0.2);
-    double current_ua = 0;
+    double highest_ua = 4'500'001;  // from which a taper only falls
     for (int minute = 0; minute < 180 && !phone.charger.full; minute++) {
         advance_phone(phone, 60);
-        EXPECT_LE(phone.battery.current_ua, 4'500'001) << minute;
+        EXPECT_LE(phone.battery.current_ua, highest_ua) << minute;
         EXPECT_LE(terminal_uv(phone.battery), 4'490'000) << minute;
-        if (current_ua < 4'499'999 && minute > 0) {
-            EXPECT_LE(phone.battery.current_ua, current_ua) << minute;  // the taper only falls
-        }
-        current_ua = phone.battery.current_ua;
+        highest_ua = phone.battery.current_ua < 4'499'999 && minute > 0 ? phone.battery.current_ua : 4'500'001;
     }
     EXPECT_EQ(phone.flow.status, ChargeStatus::FULL);
     EXPECT_EQ(capacity_percent(phone), 100);
@@ -59,45 +56,33 @@ TEST(Charger, ConstantCurrentThenTaperThenFull) {
 }
 
 TEST(Charger, ObeysTheDaemonsSwitchesAndTheTemperature) {
-    const double rest = 0;
-    const double drain = -250'000;
-    const double fast = 4'500'000;
+    constexpr auto CHARGING = ChargeStatus::CHARGING;
+    constexpr auto NOT_CHARGING = ChargeStatus::NOT_CHARGING;
+    constexpr auto DISCHARGING = ChargeStatus::DISCHARGING;
     struct {
         const char* name;
-        void (*change)(Phone&);
+        void (*change)(Charger& charger, Phone& phone);
         double current_ua;
         ChargeStatus status;
+        Source source = Source::USB;
     } const rows[] = {
-        {"USB input suspended", [](Phone& p) { p.charger.usb_input_suspend = true; }, drain, ChargeStatus::DISCHARGING},
-        {"USB input suspended, on a wireless charger",
-         [](Phone& p) {
-             p.charger.usb_input_suspend = true;
-             p.charger.source = Source::WIRELESS;
-         },
-         fast, ChargeStatus::CHARGING},
-        {"every input suspended, on a wireless charger",
-         [](Phone& p) {
-             p.charger.lrc_input_suspend = true;
-             p.charger.source = Source::WIRELESS;
-         },
-         drain, ChargeStatus::DISCHARGING},
-        {"charging disabled, load beyond the charger",
-         [](Phone& p) {
-             p.charger.lrc_charge_disable = true;
-             p.charger.watts = 3.88 / 0.9;  // 1 A at the battery
-             p.load_ma = 1500;
-         },
-         -500'000, ChargeStatus::NOT_CHARGING},
-        {"weak charger", [](Phone& p) { p.charger.watts = 3.88 / 0.9; }, 750'000, ChargeStatus::CHARGING},
-        {"ageing level 4", [](Phone& p) { p.charger.ageing_level = 4; }, fast * 0.8, ChargeStatus::CHARGING},
-        {"highest thermal level", [](Phone& p) { p.charger.thermal_level = 15; }, fast * 0.1, ChargeStatus::CHARGING},
-        {"below freezing", [](Phone& p) { p.battery.temp_c = -0.1; }, rest, ChargeStatus::NOT_CHARGING},
-        {"at freezing", [](Phone& p) { p.battery.temp_c = 0; }, fast, ChargeStatus::CHARGING},
-        {"hot", [](Phone& p) { p.battery.temp_c = 60; }, rest, ChargeStatus::NOT_CHARGING},
+        {"USB suspended", [](Charger& c, Phone&) { c.usb_input_suspend = true; }, -250'000, DISCHARGING},
+        {"but not wireless", [](Charger& c, Phone&) { c.usb_input_suspend = true; }, 4'500'000, CHARGING,
+         Source::WIRELESS},
+        {"suspended", [](Charger& c, Phone&) { c.lrc_input_suspend = true; }, -250'000, DISCHARGING, Source::WIRELESS},
+        {"disabled", [](Charger& c, Phone&) { c.lrc_charge_disable = true; }, 0, NOT_CHARGING},
+        {"1 A at the battery", [](Charger& c, Phone&) { c.watts = 3.88 / 0.9; }, 750'000, CHARGING},
+        {"a load of 20 A", [](Charger&, Phone& p) { p.load_ma = 20'000; }, 40.5e6 / 3.88 - 20e6, CHARGING},
+        {"ageing level 4", [](Charger& c, Phone&) { c.ageing_level = 4; }, 3'600'000, CHARGING},
+        {"highest thermal level", [](Charger& c, Phone&) { c.thermal_level = 15; }, 450'000, CHARGING},
+        {"below freezing", [](Charger&, Phone& p) { p.battery.temp_c = -0.1; }, 0, NOT_CHARGING},
+        {"at freezing", [](Charger&, Phone& p) { p.battery.temp_c = 0; }, 4'500'000, CHARGING},
+        {"hot", [](Charger&, Phone& p) { p.battery.temp_c = 60; }, 0, NOT_CHARGING},
     };
     for (const auto& row : rows) {
         Phone phone = charging_phone(0.5);
-        row.change(phone);
+        phone.charger.source = row.source;
+        row.change(phone.charger, phone);
         advance_phone(phone, 0);
         EXPECT_NEAR(phone.battery.current_ua, row.current_ua, 1) << row.name;
         EXPECT_EQ(phone.flow.status, row.status) << row.name;

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <tuple>
+
+#include "charge/soft_charge_levels.h"
 #include "support/phone.h"
 #include "support/process.h"
 #include "support/sysfs.h"
@@ -12,177 +16,174 @@ namespace {
 using namespace test;
 
 constexpr uint8_t NOT_DECIDED = 0xFF;
+constexpr int32_t PERIOD_2 = 2 * PERIOD_S, PERIOD_3 = 3 * PERIOD_S, PERIOD_107 = 107 * PERIOD_S;
+constexpr int32_t FROZEN = 108 * PERIOD_S;
 
-// A battery of the served model with level 3 from its cycle count and nothing else to judge.
-ServiceState aged_battery() {
-    return {.cycle_boot_time = 1000, .soft_charge_mode = 0, .total_cycle_count = 4'000'001, .latest_user_soh = 100'000};
+TEST(CycleCountLevel, RisesAboveEachBorder) {
+    int32_t level = 0;
+    for (const uint32_t border : {1'000'000U, 2'000'000U, 4'000'000U, 11'000'000U, 13'000'000U}) {
+        EXPECT_EQ(soft_charge1_level_of(border), level++) << border;
+        EXPECT_EQ(soft_charge1_level_of(border + 1), level) << border;
+    }
+    EXPECT_EQ(soft_charge1_level_of(UINT32_MAX), 5);
 }
 
-std::vector<Given> usual_readings() {
-    return {{PARAM_BATTERY_MODEL_NAME, 5},          {PARAM_BATTERY_TEMP, 450},
-            {PARAM_BATTERY_VOLTAGE_NOW, 4'480'000}, {PARAM_BATTERY_CHARGE_FULL_DESIGN, 5'000'000},
-            {PARAM_QCOM_CHARGE_FULL, 4'500'000},    {PARAM_BATT_SOC, 9000},
-            {PARAM_BATTERY_CAPACITY, 100},          {PARAM_VBAT_FULL, 4480}};
+struct LevelRow {
+    const char* name;
+    int32_t online_time;
+    std::vector<uint8_t> latest_first;  // levels of the periods before; all others are undecided
+    double ageing;                      // in total, all of it in period 0
+    int32_t expected;
+    int32_t soh = 90'000;
+};
+
+void check_levels(std::initializer_list<LevelRow> rows, int32_t (*decide)(ServiceState& state),
+                  PerPeriod<uint8_t> ServiceState::*levels, PerPeriod<extended> ServiceState::*per_period) {
+    for (const LevelRow& row : rows) {
+        ServiceState state{.online_time = row.online_time, .soh = row.soh};
+        (state.*per_period)[0] = state.total_arrhenius = state.total_full_stay_cap_degradation = row.ageing;
+        (state.*levels).fill(NOT_DECIDED);
+        auto slot = static_cast<size_t>(std::clamp(row.online_time / PERIOD_S, 0, 251));
+        std::reverse_copy(row.latest_first.begin(), row.latest_first.end(),
+                          (state.*levels).begin() + slot - row.latest_first.size());
+        PerPeriod<uint8_t> expected = state.*levels;
+        if (row.online_time >= 0) {
+            expected[slot] = static_cast<uint8_t>(row.expected);
+        }
+        EXPECT_EQ(decide(state), row.expected) << row.name;
+        EXPECT_EQ(state.*levels, expected) << row.name;
+        // Once decided it stays, whatever comes.
+        state.*per_period = {};
+        EXPECT_EQ(decide(state), row.expected) << row.name << ", again";
+    }
 }
 
-void control(ServiceState& state, const std::vector<Given>& changed = {}) {
-    std::vector<Given> given = usual_readings();
-    given.insert(given.end(), changed.begin(), changed.end());
-    control_soft_charge(state, snapshot_of(given));
+TEST(ArrheniusLevel, FollowsTheExpectedSum) {
+    check_levels({{"raised from the upper border", PERIOD_2, {2}, 6'591'601, 3},
+                  {"held up to it", PERIOD_2, {2}, 6'591'600.99, 2},
+                  {"held from the lower border", PERIOD_2, {2}, 6'555'600, 2},
+                  {"lowered below it", PERIOD_2, {2}, 6'555'599.99, 1},
+                  {"over undecided periods", 5 * PERIOD_S, {NOT_DECIDED, NOT_DECIDED, 3, 1}, 6'591'601, 4},
+                  {"0 where none is decided", PERIOD_2, {}, 6'591'601, 1},
+                  {"corrupt level raised", PERIOD_2, {200}, 6'591'601, 5},
+                  {"last judged second", FROZEN - 1, {3}, 6'591'601, 4},
+                  {"frozen", FROZEN, {3}, 6'591'601, 3},
+                  {"frozen to period 107, not a later one", 110 * PERIOD_S, {5, 5, 2}, 6'591'601, 2},
+                  {"beyond the last slot", INT32_MAX, {}, 6'591'601, 0},
+                  {"negative online time", -1, {}, 1e9, 0},
+                  {"too early", PERIOD_S - 257, {}, 1e9, 0}},
+                 decide_arrhenius_level, &ServiceState::arrhenius_lv, &ServiceState::arrhenius_per_10days);
 }
 
-TEST(SoftCharge, HandsTheLevelToTheDriverWhereItDiffers) {
+TEST(ArrheniusLevel, LogsTheDaysAndTheProjection) {
+    const std::tuple<const char*, int32_t, extended, std::string, std::string> rows[] = {
+        {"108 times the total", PERIOD_S - 256, 9, "0", "756"},
+        {"still the total", PERIOD_S + 255, 9, "10", "756"},
+        {"108 times the first period", PERIOD_S + 256, 100.9, "10", "10800"},
+        {"the latest whole period goes on", PERIOD_2, 300.5, "20", "32200"},
+        {"32 bits of the sum", PERIOD_2, 4e7 + 0.5, "20", "-14967196"},
+    };
+    for (const auto& [name, online_time, latest_whole_period, days, projection] : rows) {
+        phone.log.clear();
+        // Fractions are cut before the sum; the period that runs does not count.
+        ServiceState state{.online_time = online_time, .total_arrhenius = 7.99};
+        state.arrhenius_lv.fill(NOT_DECIDED);
+        state.arrhenius_per_10days = {100.9, 999'999, 999'999};
+        state.arrhenius_per_10days[static_cast<size_t>(std::max(online_time / PERIOD_S - 1, 0))] = latest_whole_period;
+        (void)decide_arrhenius_level(state);
+        const std::vector<std::string> expected = {
+            "<3>cellwarden: Phone online time has reached " + days + " days\n",
+            "<3>cellwarden: Expected arrhenius time at end of battery life is " + projection + "\n"};
+        EXPECT_EQ(phone.log, expected) << name;
+    }
+}
+
+TEST(FullStayLevel, FollowsTheMeasuredAndTheExpectedCapacity) {
+    check_levels({{"80 % left does not lower", PERIOD_3, {2, 2, 1}, 5, 2, 85'000},
+                  {"more than 80 % left lowers", PERIOD_3, {2, 2, 2}, 5, 1, 85'001},
+                  {"not below 0", PERIOD_3, {0, 0, 0}, 0, 0, 100'000},
+                  {"4 stays", PERIOD_3, {4, 4, 4}, 50, 4},
+                  {"below 82 % no rise", PERIOD_3, {1, 1, 1}, 50, 1, 81'999},
+                  {"82 % rises", PERIOD_3, {1, 1, 1}, 50, 2, 82'000},
+                  {"rose two periods ago", PERIOD_3, {2, 2, 1}, 50, 2},
+                  {"fell two periods ago", PERIOD_3, {1, 1, 2}, 50, 2},
+                  {"the one before it undecided", PERIOD_3, {1, NOT_DECIDED, 0}, 50, 2},
+                  {"nothing decided", PERIOD_3, {}, 50, 1},
+                  {"period 2 after 1, 1", PERIOD_2, {1, 1}, 50, 2},
+                  {"period 2 after 1, 0", PERIOD_2, {1, 0}, 50, 1},
+                  {"too early", PERIOD_S - 257, {}, 1, 0},
+                  {"108 times the total of 0.0625 % leave 80 %", PERIOD_S - 256, {}, 0.0625, 1, 86'750},
+                  {"a trace less leaves more", PERIOD_S - 256, {}, 0.06249999, 0, 86'750},
+                  {"4 in the last judged period", PERIOD_107, {3, 3, 3}, 50, 4},
+                  {"4 there by a rise", FROZEN - 1, {2, 2, 2}, 50, 4},
+                  {"not a second before", PERIOD_107 - 1, {3, 3, 3}, 50, 3},
+                  {"frozen", FROZEN, {3, 3, 3}, 50, 3},
+                  {"negative online time", -1, {}, 50, 0}},
+                 decide_full_stay_level, &ServiceState::full_stay_capacity_degradation_aging_lv,
+                 &ServiceState::full_stay_capacity_degradation_per_10days);
+    EXPECT_TRUE(phone.log.empty());
+}
+
+TEST(SoftCharge, HandsTheHighestLevelToTheDriverWhereItDiffers) {
     const struct {
         const char* name;
         uint8_t override_byte;
         int32_t model, driver_level;
         const char* written;
         int32_t expected_mode;
+        int32_t first_mode = 0, charge_full_uah = 4'500'000;
+        uint8_t arrhenius = 2, full_stay = 1;
     } rows[] = {
         {"a new level", 0, 5, 2, "3\n", 3},
-        {"the driver has it already", 0, 5, 3, "(none)", 3},
-        {"the driver's level is unreadable", 0, 5, 0, "3\n", 3},
-        {"suspended", 0xE7, 5, 2, "(none)", 0},
+        {"the driver has it already", 0, 5, 3, "-", 3},
+        {"suspended", 0xE7, 5, 2, "-", 0},
         {"fixed by the override", 0xD2, 5, 0, "2\n", 3},
         {"fixed, highest", 0xDF, 5, 1, "15\n", 3},
         {"another override", 0xC2, 5, 0, "3\n", 3},
-        {"another model", 0, 4, 0, "(none)", 0},
-        {"a model above", 0, 6, 0, "(none)", 0},
+        {"another model", 0, 6, 2, "-", 0},
+        {"an unknown mode is the driver's", 0, 4, 2, "-", 2, -1},
+        {"Arrhenius is highest", 0, 5, 0, "5\n", 5, 0, 4'500'000, 5, 4},
+        {"full stay is highest", 0, 5, 0, "4\n", 4, 0, 4'500'000, 3, 4},
+        {"full stay without state of health", 0, 5, 0, "3\n", 3, 0, 0, 3, 4},
     };
     for (const auto& row : rows) {
-        write_attribute(PARAM_BATT_AGING_LEVEL, "(none)");
-        ServiceState state = aged_battery();
+        write_attribute(PARAM_BATT_AGING_LEVEL, "-");
+        ServiceState state{.soft_charge_mode = row.first_mode, .total_cycle_count = 4'000'001};  // level 3
         state.soft_charge_override = row.override_byte;
-        control(state, {{PARAM_BATTERY_MODEL_NAME, row.model}, {PARAM_BATT_AGING_LEVEL, row.driver_level}});
+        state.arrhenius_lv[0] = row.arrhenius;
+        state.full_stay_capacity_degradation_aging_lv[0] = row.full_stay;
+        control_soft_charge(state, snapshot_of({{PARAM_BATTERY_MODEL_NAME, row.model},
+                                                {PARAM_BATTERY_CHARGE_FULL_DESIGN, 5'000'000},
+                                                {PARAM_BATT_AGING_LEVEL, row.driver_level},
+                                                {PARAM_QCOM_CHARGE_FULL, row.charge_full_uah}}));
         EXPECT_EQ(read_attribute(PARAM_BATT_AGING_LEVEL), row.written) << row.name;
         EXPECT_EQ(state.soft_charge_mode, row.expected_mode) << row.name;
     }
 }
 
-TEST(SoftCharge, TakesAnUnknownModeFromTheDriver) {
-    ServiceState state = aged_battery();
-    state.soft_charge_mode = -1;
-    for (const int32_t driver_level : {2, 4}) {
-        control(state, {{PARAM_BATTERY_MODEL_NAME, 4}, {PARAM_BATT_AGING_LEVEL, driver_level}});
-        EXPECT_EQ(state.soft_charge_mode, 2) << driver_level;
-    }
-}
-
-TEST(SoftCharge, TakesTheHighestOfTheThreeLevels) {
-    const struct {
-        const char* name;
-        uint32_t cycle_count;
-        uint8_t arrhenius, full_stay;
-        int32_t charge_full_uah, expected;
-    } rows[] = {
-        {"cycle count", 4'000'001, 2, 1, 4'500'000, 3},
-        {"Arrhenius", 2'000'001, 5, 4, 4'500'000, 5},
-        {"full stay", 2'000'001, 3, 4, 4'500'000, 4},
-        {"full stay does not count without state of health", 2'000'001, 3, 4, 0, 3},
-    };
-    for (const auto& row : rows) {
-        ServiceState state = aged_battery();
-        state.total_cycle_count = row.cycle_count;
-        state.arrhenius_lv[0] = row.arrhenius;
-        state.full_stay_capacity_degradation_aging_lv[0] = row.full_stay;
-        control(state, {{PARAM_QCOM_CHARGE_FULL, row.charge_full_uah}});
-        EXPECT_EQ(state.soft_charge_mode, row.expected) << row.name;
-        EXPECT_EQ(state.soft_charge1_level, row.cycle_count == 4'000'001 ? 3 : 2) << row.name;
-    }
-}
-
-// The parts of a cycle that are left out where the battery is not served, or its state of health
-// is not known.
-TEST(SoftCharge, CountsOnlyWhatItServes) {
-    const struct {
-        const char* name;
-        uint8_t override_byte;
-        int32_t model, charge_full_uah;
-        bool counts, counts_full_time;
-    } rows[] = {
-        {"served", 0, 5, 4'500'000, true, true},
-        {"state of health not known", 0, 5, 0, true, false},
-        {"suspended", 0xE0, 5, 4'500'000, false, false},
-        {"another model", 0, 4, 4'500'000, false, false},
-    };
-    for (const auto& row : rows) {
-        ServiceState state = aged_battery();
-        state.soft_charge_override = row.override_byte;
-        state.soc_full_total_time = 50;
-        const auto cycle = [&](int64_t boot_time, int32_t soc) {
-            state.cycle_boot_time = boot_time;
-            control(state, {{PARAM_BATTERY_MODEL_NAME, row.model},
-                            {PARAM_QCOM_CHARGE_FULL, row.charge_full_uah},
-                            {PARAM_BATT_SOC, soc}});
-        };
-        cycle(1000, 9000);
-        cycle(1060, 9010);
-        cycle(1120, 9020);
-        EXPECT_EQ(state.online_time, 120) << row.name;
-        EXPECT_EQ(state.soh, row.charge_full_uah == 0 ? -1 : 90'000) << row.name;
-        EXPECT_EQ(state.vt_cet_table[7 * 16 + 4], row.counts ? 120 : 0) << row.name;
-        EXPECT_EQ(state.total_cycle_count, row.counts ? 4'000'021 : 4'000'001) << row.name;
-        // Integrated up to this cycle's online time: the first 60 s lay before the first reference.
-        EXPECT_EQ(static_cast<int32_t>(state.total_arrhenius), row.counts ? 60 : 0) << row.name;
-        EXPECT_EQ(state.total_cycle_degradation > 0, row.counts) << row.name;
-        EXPECT_EQ(state.soc_full_total_time, row.counts_full_time ? 170 : 50) << row.name;
-        EXPECT_EQ(state.total_full_stay_cap_degradation > 0, row.counts_full_time) << row.name;
-    }
-}
-
-// The order of the steps shows in what each sees of the others.
-TEST(SoftCharge, JudgesInOrder) {
-    ServiceState state = aged_battery();
-    state.total_cycle_count = 4'000'000;
-    state.soft_charge.charge_soc = 8999;
-    state.soft_charge_mode = 2;
-    state.prev_bucket_user_soh = 86'000;
-    state.latest_user_soh = 86'500;
-    state.soft_charge.last_soft_charge_boot_time = 940;
-    state.online_time = 863'940;
-    state.soft_charge.arrhenius_online_time = 863'940;
-    state.soft_charge.arrhenius_temperature_decic = 1000;
-    state.soft_charge.arrhenius_voltage_uv = 5'000'000;
-    state.total_arrhenius = 61'000;  // 6,588,000 expected but for this minute
-    state.soft_charge.full_stay_start = 940;
-    state.soc_full_total_time = 1;
-    state.soft_charge.previous_full_stay_time = 1;
+TEST(SoftCharge, JudgesTheFullStayWithThisCyclesLoss) {
+    ServiceState state{.cycle_boot_time = 1000, .online_time = PERIOD_S - 256, .soc_full_total_time = 1};
+    state.total_full_stay_cap_degradation = 0.0624;  // 108 times it leave 80 % and a trace
     state.full_stay_capacity_degradation_aging_lv.fill(NOT_DECIDED);
-    state.full_stay_capacity_degradation_aging_lv[0] = 0;
-    state.total_full_stay_cap_degradation = 0.0925;  // 80.01 % left but for this minute
-    state.arrhenius_lv.fill(NOT_DECIDED);
-    state.soft_charge.previous_cycle_count = 1;
-    control(state, {{PARAM_BATTERY_TEMP, 1000}, {PARAM_BATTERY_VOLTAGE_NOW, 5'000'000}});
-    // This cycle's charge makes level 3, its Arrhenius sum and full-stay loss level 1 each.
-    EXPECT_EQ(state.soft_charge1_level, 3);
-    EXPECT_EQ(state.arrhenius_lv[1], 1);
-    EXPECT_EQ(state.full_stay_capacity_degradation_aging_lv[1], 1);
-    // The user's state of health by this cycle's gauge, 90 %, and the previous level, 0.958.
-    EXPECT_EQ(state.latest_user_soh, 86'220);
-    EXPECT_EQ(state.user_charge_full, 4'311'000);
-    EXPECT_EQ(state.soft_charge_mode, 3);
-    // The prediction by this cycle's losses of both kinds.
-    EXPECT_GT(state.total_cycle_degradation, 1);
-    EXPECT_EQ(state.latest_predicted_soh,
-              to_i32((100 - (state.total_full_stay_cap_degradation + state.total_cycle_degradation)) * 1000));
+    state.soft_charge = {.full_stay_start = 940, .previous_full_stay_time = 1};
+    control_soft_charge(state, snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5},
+                                            {PARAM_BATTERY_CHARGE_FULL_DESIGN, 100'000},
+                                            {PARAM_QCOM_CHARGE_FULL, 86'750},
+                                            {PARAM_BATTERY_TEMP, 1000},
+                                            {PARAM_BATTERY_VOLTAGE_NOW, 5'000'000}}));
+    EXPECT_EQ(state.full_stay_capacity_degradation_aging_lv[0], 1);
 }
 
 #ifndef __SANITIZE_ADDRESS__  // which counts the heap calls itself
 TEST(SoftCharge, UsesNoHeap) {
-    write_attribute(PARAM_BATT_AGING_LEVEL, "0");
-    ServiceState state = aged_battery();
-    std::vector<Given> given = usual_readings();
-    const SysfsParams first = snapshot_of(given);
-    given.insert(given.end(),
-                 {{PARAM_BATTERY_TEMP, -150}, {PARAM_BATTERY_VOLTAGE_NOW, 3'000'000}, {PARAM_BATT_SOC, 9900}});
-    const SysfsParams second = snapshot_of(given);
-    state.online_time = 10;
+    const SysfsParams first = snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5}, {PARAM_BATTERY_VOLTAGE_NOW, 4'480'000}});
+    const SysfsParams second = snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5}, {PARAM_BATT_SOC, 9900}});
+    ServiceState state{.cycle_boot_time = 1000, .online_time = 10};
     const size_t before = heap_calls();
     control_soft_charge(state, first);
     state.cycle_boot_time += 1000;
     control_soft_charge(state, second);
     EXPECT_EQ(heap_calls(), before);
-    EXPECT_EQ(read_attribute(PARAM_BATT_AGING_LEVEL), "3\n");
 }
 #endif
 

@@ -5,12 +5,10 @@ import re
 import sys
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
-SIZES = {"u8": 1, "char": 1, "u16": 2, "i16": 2, "u32": 4, "u64": 8, "entry": 16}
-RECORD_SIZE = 9728
-NOT_SENT = "not sent"
+sys.path.append(str(Path(__file__).parents[1] / "android"))
+from checking import ROOT, expect_equal, finish
 
-failures = []
+SIZES = {"u8": 1, "char": 1, "u16": 2, "i16": 2, "u32": 4, "u64": 8, "entry": 16}
 
 
 def text_of(path):
@@ -23,38 +21,32 @@ def rows_of(document):
             for line in document.splitlines() if line.startswith("| ")]
 
 
-def expect(name, found, wanted):
-    if found != wanted:
-        failures.append(f"{name}: the page says {found}, the code {wanted}")
-
-
 def check_record():
     fields = re.findall(r"^BATT_STAT_FIELD\((\w+), (\w+), (\w+)\)",
                         text_of("stats/batt_stat_fields.inc"), re.M)
     header = text_of("stats/batt_stat.h")
     rows = [row for row in rows_of(text_of("docs/record.md")) if row[0].startswith("0x")]
-    expect("fields of the record", [row[1].strip("`") for row in rows], [f[1] for f in fields])
-    ends = [int(field[0], 16) for field in fields[1:]] + [RECORD_SIZE]
+    expect_equal("fields of the record", [row[1].strip("`") for row in rows], [f[1] for f in fields])
+    ends = [int(field[0], 16) for field in fields[1:]] + [9728]
     for row, (offset, name, unit), end in zip(rows, fields, ends):
-        expect(f"{name}: offset and unit", (row[0], row[3]), (offset, unit))
+        expect_equal(f"{name}: offset and unit", [row[0], row[3]], [offset, unit])
         kind, count = re.fullmatch(r"(\w+)(?:\[(\d+)\])?", row[2]).groups()
         past = int(offset, 16) + SIZES[kind] * int(count or 1)
         reserved = re.search(rf"reserved_{past:04x}\[(\d+)\]", header)
-        expect(f"{name}: where it ends", past + int(reserved[1] if reserved else 0), end)
+        expect_equal(f"{name}: where it ends", [past + int(reserved[1] if reserved else 0)], [end])
 
 
 def check_event(message, source):
     body = re.search(rf"message {message} \{{(.*?)\}}", text_of("telemetry/charging.proto"), re.S)[1]
     fields = re.findall(r"(\w+ \w+) (\w+) = (\d+);", body)
     code = text_of(source)
-    section = re.search(rf"^## {message}$(.*?)(?=^## |\Z)", text_of("docs/telemetry.md"),
-                        re.M | re.S)[1]
+    section = re.search(rf"^## {message}$(.*?)(?=^## |\Z)", text_of("docs/telemetry.md"), re.M | re.S)[1]
     rows = [row for row in rows_of(section) if row[0].isdigit()]
-    expect(message, [(row[2], row[1].strip("`"), row[0]) for row in rows], fields)
+    expect_equal(message, [(row[2], row[1].strip("`"), row[0]) for row in rows], fields)
     for row in rows:
         name = row[1].strip("`")
         filled = re.search(rf"\b[A-Z_]+\({name}\b|message\.(n_)?{name} =", code) is not None
-        expect(f"{message}.{name} is sent", row[3] != NOT_SENT, filled)
+        expect_equal(f"{message}.{name} is sent", [row[3] != "not sent"], [filled])
 
 
 def check_folders():
@@ -64,7 +56,7 @@ def check_folders():
             continue
         included = {name for path in (ROOT / folder).rglob("*") if path.suffix in (".h", ".cpp")
                     for name in re.findall(r'#include "(\w+)/', path.read_text())}
-        expect(f"{folder}/ includes", row[2], ", ".join(sorted(included)))
+        expect_equal(f"{folder}/ includes", row[2].split(", "), sorted(included))
 
 
 def check_named_files():
@@ -75,19 +67,12 @@ def check_named_files():
         for name in named.findall(page.read_text()):
             exists = ((ROOT / name).exists() or (page.parent / name).exists()
                       or ("/" not in name and name in names))
-            expect(f"{page.name}: {name} exists", True, exists)
+            expect_equal(f"{page.name}: {name} exists", [exists], [True])
 
 
-def main():
-    check_record()
-    check_event("BatteryDegradation2", "telemetry/batt_degradation2.cpp")
-    check_event("ChargerInsertionRemoval", "telemetry/charger_insertion_removal.cpp")
-    check_folders()
-    check_named_files()
-    for failure in failures:
-        print(f"FAILED: {failure}")
-    sys.exit(1 if failures else 0)
-
-
-if __name__ == "__main__":
-    main()
+check_record()
+check_event("BatteryDegradation2", "telemetry/batt_degradation2.cpp")
+check_event("ChargerInsertionRemoval", "telemetry/charger_insertion_removal.cpp")
+check_folders()
+check_named_files()
+finish()

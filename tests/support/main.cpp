@@ -1,5 +1,7 @@
-// The main function of every test program: namespaces of its own, and a fresh phone for every test.
+// The main function of every test program: namespaces of its own, and for every test a fresh phone and a look that no
+// descriptor is left open.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "support/namespaces.h"
 #include "support/phone.h"
@@ -9,11 +11,23 @@ namespace {
 
 using namespace cellwarden::test;
 
+int lowest_free_descriptor() {
+    const int fd = dup(STDERR_FILENO);
+    close(fd);
+    return fd;
+}
+
 class FreshPhone : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo& /*info*/) override {
         phone = FakePhone{};
         empty_sysfs();
+        free_descriptor = lowest_free_descriptor();
     }
+    void OnTestEnd(const testing::TestInfo& /*info*/) override {
+        EXPECT_EQ(lowest_free_descriptor(), free_descriptor) << "a descriptor is left open";
+    }
+
+    int free_descriptor = 0;
 };
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "support/namespaces.h"
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -9,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 
 namespace cellwarden::test {
@@ -29,9 +29,8 @@ void require(bool done, const char* what) {
 namespace {
 
 void write_proc(const char* path, const std::string& text) {
-    const int fd = open(path, O_WRONLY | O_CLOEXEC);
-    require(fd >= 0 && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()), path);
-    close(fd);
+    std::ofstream file(path);
+    require(static_cast<bool>(file << text << std::flush), path);
 }
 
 // Root inside for the user outside.

@@ -6,50 +6,19 @@
 
 #include <cstdio>
 
-#ifndef __SANITIZE_ADDRESS__
-namespace {
+namespace cellwarden::test {
 
-size_t calls;
-bool heap_is_empty;
-
-}  // namespace
+bool heap_is_empty = false;
+std::vector<size_t> heap_blocks;
 
 extern "C" {
+void* __real_malloc(size_t size);
 
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* block, size_t size);
-
-void* malloc(size_t size) {
-    calls++;
-    return heap_is_empty ? nullptr : __libc_malloc(size);
-}
-
-void* calloc(size_t count, size_t size) {
-    calls++;
-    return __libc_calloc(count, size);
-}
-
-void* realloc(void* block, size_t size) {
-    calls++;
-    return __libc_realloc(block, size);
+void* __wrap_malloc(size_t size) {
+    heap_blocks.push_back(size);
+    return heap_is_empty ? nullptr : __real_malloc(size);
 }
 }
-
-namespace cellwarden::test {
-
-size_t heap_calls() {
-    return calls;
-}
-
-void set_heap_empty(bool empty) {
-    heap_is_empty = empty;
-}
-
-}  // namespace cellwarden::test
-#endif
-
-namespace cellwarden::test {
 
 void in_own_process(const std::function<void()>& body) {
     (void)fflush(nullptr);

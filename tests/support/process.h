@@ -1,9 +1,10 @@
-// What belongs to the test process itself: children that keep a test's traces out of it, and its
-// heap.
+// What belongs to the test process itself: children that keep a test's traces out of it, and the
+// daemon's heap.
 #pragma once
 
 #include <cstddef>
 #include <functional>
+#include <vector>
 
 namespace cellwarden::test {
 
@@ -11,11 +12,11 @@ namespace cellwarden::test {
 // fails where an expectation in the child does, or where it ends otherwise than by returning.
 void in_own_process(const std::function<void()>& body);
 
-// The heap of the whole process, the C library's own use included. Not under the address sanitizer,
-// which brings a heap of its own.
-#ifndef __SANITIZE_ADDRESS__
-size_t heap_calls();              // calls of malloc, calloc and realloc so far
-void set_heap_empty(bool empty);  // from now on malloc finds no memory, or finds it again
-#endif
+// The daemon's own calls of malloc: the linker sends them, and no library's, to the tests.
+extern bool heap_is_empty;               // malloc finds no memory
+extern std::vector<size_t> heap_blocks;  // sizes asked for, in order
+inline size_t heap_calls() {
+    return heap_blocks.size();
+}
 
 }  // namespace cellwarden::test

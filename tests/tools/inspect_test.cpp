@@ -1,23 +1,19 @@
-// cellwarden-inspect as a script calls it.
-#include <gtest/gtest.h>
-
+// cellwarden-inspect of records and unit stores, as a script calls it.
 #include <nlohmann/json.hpp>
 
 #include "program.h"
+#include "tools/decode/record_layout.h"
 
 namespace {
 
 using namespace cellwarden;
-using namespace cellwarden::test;
+using testing::HasSubstr;
+using InspectTest = test::ToolTest;
 
-BattStat sample_record() {
+std::string fresh_record() {
     BattStat stat;
     reset_batt_stat(stat);
-    stat.online_time = 2 * 864'000 + 5;
-    stat.latest_user_soh = 49'250;
-    stat.total_cycle_count = 123'456;
-    stat.dev_attach[8] = {3, 7200, 25'000, 0};
-    return stat;
+    return test::bytes_of(stat);
 }
 
 std::string changed(std::string bytes, size_t offset, char value) {
@@ -25,13 +21,8 @@ std::string changed(std::string bytes, size_t offset, char value) {
     return bytes;
 }
 
-Outcome inspect(const std::string& arguments) {
-    return run_line(command(INSPECT) + arguments);
-}
-
-TEST(Inspect, says_what_the_daemon_would_make_of_a_record) {
-    const TestDirectory directory;
-    const std::string good = bytes_of(sample_record());
+TEST_F(InspectTest, says_what_the_daemon_would_make_of_a_record) {
+    const std::string good = fresh_record();
     const struct {
         const char* name;
         std::string bytes;
@@ -41,12 +32,12 @@ TEST(Inspect, says_what_the_daemon_would_make_of_a_record) {
         {"current", good, 0, "accepted: layout version 5.2.4"},
         {"5.2.3", changed(good, 3, 3), 0, "upgraded: layout version 5.2.3 at offset 0x0001"},
         {"5.2.5", changed(good, 3, 5), 1, "reset: layout version 5.2.5 at offset 0x0001"},
-        {"5.3.4", changed(good, 2, 3), 1, "reset: layout version 5.3.4"},
         {"erased", changed(good, 0, '\xff'), 1, "marker at offset 0x0000 is 0xFF"},
         {"never written", changed(good, 0, 0), 1, "marker at offset 0x0000 is 0x00"},
         {"one byte short", good.substr(0, good.size() - 1), 1,
          "9,727 bytes, a record has 9,728: it ends at offset 0x25FF, in reserved bytes"},
         {"cut in a field", good.substr(0, 0x2321), 1, "0x2321, in filtered_soh_per_10days[144]"},
+        {"cut in an entry", good.substr(0, 0x0F14), 1, "in dev_attach_total_time[1]"},
         {"one byte long", good + "x", 1, "bytes follow it from offset 0x2600"},
         {"three bytes", good.substr(0, 3), 1, "3 bytes, and marker and version alone take 4"},
         {"empty", "", 1, "no bytes at all"},
@@ -54,78 +45,93 @@ TEST(Inspect, says_what_the_daemon_would_make_of_a_record) {
         {"level of 77", changed(good, 0x1400, 77), 0, "Odd: offset 0x1400, arrhenius_lv[0]: 77"},
     };
     for (const auto& row : rows) {
-        directory.write("record", row.bytes);
-        const Outcome outcome = inspect("record - <" + directory.path("record"));
+        write("record", row.bytes);
+        const auto outcome = run(INSPECT " record - <record");
         EXPECT_EQ(outcome.exit_code, row.exit_code) << row.name;
-        EXPECT_NE(outcome.output.find(row.text), std::string::npos)
-            << row.name << ": " << outcome.output.substr(0, 300);
+        EXPECT_THAT(outcome.output.substr(0, 300), HasSubstr(row.text)) << row.name;
     }
 }
 
-TEST(Inspect, json_has_every_field_with_its_value_and_stored_form) {
-    const TestDirectory directory;
-    directory.write("record", bytes_of(sample_record()));
-    const Outcome outcome = inspect("record --json " + directory.path("record"));
-    const auto json = nlohmann::json::parse(outcome.output);
+// A change in each kind of number, in elements that only the right place, width and stride finds.
+TEST_F(InspectTest, differences_have_names_and_units_that_people_read) {
+    BattStat stat;
+    reset_batt_stat(stat);
+    stat.fcc_mah[4] = 0x1234;
+    stat.online_time = 86'400 + 3661;
+    stat.first_soh_time[8] = 1'767'225'600;
+    stat.thermal_range_stay_time[1] = 61;
+    stat.max_temp = -55;
+    stat.max_discharge_time[3] = 1'767'225'600;
+    stat.soft_charge_override = 0xE7;
+    stat.vt_cet_table[0] = 0x12345;
+    stat.ct_charge_table[16] = 5000;
+    stat.arrhenius_lv[251] = 3;
+    stat.total_full_stay_cap_degradation = 15'625;
+    stat.user_soh_per_10days[12] = 49'000;
+    stat.dev_attach[4].dev_attach_count = 7;
+    stat.dev_attach[11].dev_attach_total_time = 8;
+    stat.dev_attach[12].dev_charge_count = 9;
+    write("a", changed(fresh_record(), offsetof(BattStat, soft_charge_override), '\xD2'));
+    write("b", test::bytes_of(stat));
+    EXPECT_EQ(run(INSPECT " diff a b").output, R"(fcc_mah[4]: 0 mAh -> 4660 mAh  (+4660)
+online_time: 0 -> 1 d 01:01:01  (+1 d 01:01:01)
+first_soh_time[8] (below 20 %): not yet -> 2026-01-01 00:00:00 UTC
+vt_cet_table[0] (above 4.54 V, above 60 degC): 0 -> 0 d 20:42:45  (+0 d 20:42:45)
+ct_charge_table[16] (80 to 90 %, above 60 degC): 0.0000 full charges -> 0.5000 full charges  (+0.5)
+thermal_range_stay_time[1] (thermal levels 1 to 12): 0 -> 0 d 00:01:01  (+0 d 00:01:01)
+max_temp: none yet -> -5.5 degC
+max_discharge_time[3] (below 0 degC, below 3.5 V): not yet -> 2026-01-01 00:00:00 UTC
+soft_charge_override: 0xD2, the driver is given level 2 -> 0xE7, soft charge is suspended
+dev_attach_count[4] (class 4, type 7, 8, 9): 0 -> 7  (+7)
+dev_attach_total_time[11] (class 11, type 15, 16, over 65 W): 0 -> 0 d 00:00:08  (+0 d 00:00:08)
+dev_charge_count[12] (class 12, not assigned): 0.0000 full charges -> 0.0009 full charges  (+0.0009)
+arrhenius_lv[251] (10 days from day 2510): not decided -> 3
+total_full_stay_cap_degradation: 0.000000 % -> 0.015625 %  (+0.015625)
+user_soh_per_10days[12] (10 days from day 120): 0.000 % -> 98.000 %  (+98)
+)");
+    write("none", "\xff\xff\xff\xff");
+    EXPECT_EQ(run("for arguments in 'diff a b' 'diff a a' 'diff a none' 'record absent' surely-not; do " INSPECT
+                  " $arguments >out 2>&1; echo $?; done; " INSPECT " record a 2>out >/dev/full; echo $?")
+                  .output,
+              "1\n0\n2\n2\n2\n2\n");
+}
+
+TEST_F(InspectTest, json_has_every_field_with_its_value_and_stored_form) {
+    BattStat stat;
+    reset_batt_stat(stat);
+    stat.latest_user_soh = 49'250;
+    stat.initialized_time = 1'767'225'600;
+    write("record", test::bytes_of(stat));
+    const auto json = nlohmann::json::parse(run(INSPECT " record --json record").output);
     EXPECT_EQ(json.at("verdict"), "accepted");
     const auto& fields = json.at("fields");
     EXPECT_EQ(fields.at("latest_user_soh").dump(), R"({"stored":49250,"unit":"%","value":98.5})");
     EXPECT_EQ(fields.at("version").at("value"), "5.2.4");
-    EXPECT_EQ(fields.at("max_temp").at("stored"), -32768);
-    EXPECT_TRUE(fields.at("max_temp").at("value").is_null());
-    EXPECT_EQ(fields.at("dev_attach_total_time").at("stored").at(8), 7200);
+    EXPECT_EQ(fields.at("max_temp").dump(), R"({"stored":-32768,"unit":"degC","value":null})");
+    EXPECT_EQ(fields.at("initialized_time").at("value"), "2026-01-01T00:00:00Z");
     EXPECT_EQ(fields.at("vt_cet_table").at("stored").size(), 672U);
+    size_t bytes = 0;
+    for (const auto& field : decode::record_fields()) {
+        EXPECT_TRUE(fields.contains(field.name)) << field.name;
+        bytes += field.count * field.element_size;
+    }
+    for (const auto& gap : decode::reserved_bytes()) {
+        bytes += gap.size;
+    }
+    EXPECT_EQ(bytes, sizeof(BattStat)) << "fields and reserved bytes make up the record";
 }
 
-TEST(Inspect, differences_and_their_exit_codes) {
-    const TestDirectory directory;
-    BattStat later = sample_record();
-    later.total_cycle_count += 10'000;
-    later.first_soh_time[0] = 1'767'225'600;
-    directory.write("a", bytes_of(sample_record()));
-    directory.write("b", bytes_of(later));
-    directory.write("none", "\xff\xff\xff\xff");
-    const Outcome same = inspect("diff " + directory.path("a") + " " + directory.path("a"));
-    EXPECT_EQ(same.exit_code, 0);
-    EXPECT_EQ(same.output, "");
-    const Outcome differ = inspect("diff " + directory.path("a") + " " + directory.path("b"));
-    EXPECT_EQ(differ.exit_code, 1);
-    EXPECT_EQ(differ.output,
-              "first_soh_time[0] (below 95 %): not yet -> 2026-01-01 00:00:00 UTC\n"
-              "total_cycle_count: 12.3456 full charges -> 13.3456 full charges  (+1)\n");
-    EXPECT_EQ(inspect("diff " + directory.path("a") + " " + directory.path("none")).exit_code, 2);
-    EXPECT_EQ(inspect("record " + directory.path("absent")).exit_code, 2);
-    EXPECT_EQ(inspect("surely-not").exit_code, 2);
-}
-
-TEST(Inspect, unit_store) {
-    const TestDirectory directory;
-    directory.write("units/2491", bytes_of(sample_record()));
-    directory.write("units/2319", "\x07");
-    directory.write("units/2805", std::string("\x5a\0", 2));
-    directory.write("units/4711", "?");
-    const Outcome sound = inspect("units " + directory.path("units"));
-    EXPECT_EQ(sound.exit_code, 0) << sound.output;
-    EXPECT_NE(sound.output.find("2 bytes  90 %"), std::string::npos) << sound.output;
-    EXPECT_NE(sound.output.find("4711   not the daemon's"), std::string::npos) << sound.output;
-    directory.write("units/2310", "short");
-    const Outcome faulty = inspect("units " + directory.path("units"));
+TEST_F(InspectTest, unit_store) {
+    write("units/2491", fresh_record());
+    write("units/2805", std::string("\x5a\0", 2));
+    write("units/4711", "?");
+    const auto sound = run(INSPECT " units units");
+    EXPECT_EQ(sound.exit_code, 0);
+    EXPECT_THAT(sound.output, AllOf(HasSubstr("2 bytes  90 %"), HasSubstr("4711   not the daemon's")));
+    write("units/2310", "short");
+    const auto faulty = run(INSPECT " units units");
     EXPECT_EQ(faulty.exit_code, 1);
-    EXPECT_NE(faulty.output.find("wrong size: 5 bytes, the daemon wants 8"), std::string::npos) << faulty.output;
-}
-
-TEST(Inspect, an_outbox_becomes_a_line_per_event) {
-    const TestDirectory directory;
-    const std::string event("\x08\x02\x12\x02PD", 6);
-    directory.write("outbox/20260301T071245Z-0002-charging-ChargerInsertionRemoval", event);
-    directory.write("outbox/20260301T071244Z-0001-charging-ChargerInsertionRemoval", "\x80");
-    const Outcome outcome =
-        run_line("cd " + directory.path("") + " && " + command(INSPECT) + "event --json-lines outbox 2>/dev/null");
-    EXPECT_EQ(outcome.exit_code, 1);  // one of the two is none
-    EXPECT_EQ(outcome.output, R"({"file":"outbox/20260301T071245Z-0002-charging-ChargerInsertionRemoval",)"
-                              R"("time":"2026-03-01T07:12:45Z","event":"ChargerInsertionRemoval",)"
-                              R"("version":2,"charger_type":"PD"})"
-                              "\n");
+    EXPECT_THAT(faulty.output, HasSubstr("wrong size: 5 bytes, the daemon wants 8"));
 }
 
 }  // namespace

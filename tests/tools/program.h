@@ -1,41 +1,34 @@
-// Programs as a shell starts them, in a directory of the test's own.
+// A test with a directory of its own, in which the programs run as a shell starts them.
 #pragma once
 
+#include <gmock/gmock.h>
+#include <unistd.h>
+
 #include <filesystem>
-#include <span>
-#include <string>
+#include <fstream>
 
 #include "stats/batt_stat.h"
+#include "support/command.h"
 
 namespace cellwarden::test {
 
-struct Outcome {
-    int exit_code;
-    std::string output;  // standard output and standard error
+class ToolTest : public testing::Test {
+  protected:
+    ToolTest() { std::filesystem::create_directory(top); }
+    ~ToolTest() override { std::filesystem::remove_all(top); }
+
+    void write(const std::string& name, const std::string& bytes) const {
+        std::filesystem::create_directories((top / name).parent_path());
+        std::ofstream(top / name, std::ios::binary) << bytes;
+    }
+    CommandResult run(const std::string& command) const { return run_command("cd " + top.string() + " && " + command); }
+
+    const std::filesystem::path top =
+        std::filesystem::temp_directory_path() / ("tools_test-" + std::to_string(getpid()));
 };
 
-// Runs a line of shell.
-Outcome run_line(const std::string& line);
-
-// "PROGRAM ", through the emulator where the program is of another machine.
-std::string command(const std::string& program);
-
-// A directory that goes with the test.
-class TestDirectory {
-  public:
-    TestDirectory();
-    ~TestDirectory();
-    TestDirectory(const TestDirectory&) = delete;
-    TestDirectory& operator=(const TestDirectory&) = delete;
-
-    std::string path(const std::string& name) const { return top_ / name; }
-    void write(const std::string& name, const std::string& bytes) const;
-
-  private:
-    std::filesystem::path top_;
-};
-
-// The bytes of a record as it is stored.
-std::string bytes_of(const BattStat& stat);
+inline std::string bytes_of(const BattStat& stat) {
+    return {reinterpret_cast<const char*>(&stat), sizeof stat};
+}
 
 }  // namespace cellwarden::test

@@ -1,16 +1,13 @@
 // The report in a real browser: every chart is drawn, and what the page shows is the record's.
-#include <gtest/gtest.h>
-
-#include <regex>
-
 #include "program.h"
 
 namespace {
 
 using namespace cellwarden;
-using namespace cellwarden::test;
+using testing::HasSubstr;
+using ReportTest = test::ToolTest;
 
-BattStat sample_record() {
+std::string sample_record() {
     BattStat stat;
     reset_batt_stat(stat);
     stat.online_time = 864'000 + 432'000;  // 15 days
@@ -33,124 +30,59 @@ BattStat sample_record() {
     stat.max_discharge_time[0] = 1'767'225'600;  // 2026-01-01
     stat.total_discharge_time[7] = 900;
     stat.first_soh_time[0] = 1'767'312'000;  // 2026-01-02
-    return stat;
-}
-
-// What stands between two texts, from `at` on, which moves behind it; nothing where they are
-// absent.
-std::string between(const std::string& text, const std::string& start, const std::string& end, size_t& at) {
-    const size_t first = text.find(start, at);
-    const size_t last = first == std::string::npos ? first : text.find(end, first);
-    if (last == std::string::npos) {
-        return "";
-    }
-    at = last;
-    return text.substr(first + start.size(), last - first - start.size());
-}
-
-// The cells of the table behind a section's chart, row by row.
-std::string table_of(const std::string& dom, const std::string& section) {
-    size_t at = 0;
-    const std::string part = between(dom, "<section id=\"" + section + "\">", "</section>", at);
-    at = 0;
-    const std::string body = between(part, "<tbody>", "</tbody>", at);
-    const std::regex cell("<t[hd][^>]*>([^<]*)</t[hd]>");
-    std::string table;
-    at = 0;
-    for (std::string row; !(row = between(body, "<tr>", "</tr>", at)).empty();) {
-        for (std::sregex_iterator c(row.begin(), row.end(), cell), end; c != end; ++c) {
-            table += (*c)[1].str() + " | ";
-        }
-        table += "\n";
-    }
-    return table;
+    return test::bytes_of(stat);
 }
 
 #ifdef CHROMIUM
 
-std::string browser_dom(const TestDirectory& directory, const std::string& page) {
-    return run_line(CHROMIUM
-                    " --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
-                    "--disable-background-networking --disable-component-update --disable-sync "
-                    "--user-data-dir=" +
-                    directory.path("browser") + " --virtual-time-budget=30000 --dump-dom file://" +
-                    directory.path(page) + " 2>/dev/null")
-        .output;
-}
-
-size_t count(const std::string& text, const std::string& part) {
-    size_t found = 0;
-    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at++) {
-        found++;
-    }
-    return found;
-}
-
-TEST(Report, shows_the_values_of_the_record_in_a_browser) {
-    const TestDirectory directory;
-    directory.write("record", bytes_of(sample_record()));
-    const Outcome made =
-        run_line(command(REPORT) + "\"<script>&=" + directory.path("record") + "\" -o " + directory.path("page.html"));
+TEST_F(ReportTest, shows_the_values_of_the_record_in_a_browser) {
+    write("record", sample_record());
+    const auto made = run(REPORT " '<script>&=record' -o page.html");
     ASSERT_EQ(made.exit_code, 0) << made.output;
-    const std::string dom = browser_dom(directory, "page.html");
-    EXPECT_NE(dom.find("data-drawn=\"9\" data-errors=\"\" data-done=\"yes\""), std::string::npos)
-        << dom.substr(dom.find("<body"), 500);
-    EXPECT_EQ(count(dom, "<svg"), 9U);
-
-    const struct {
-        const char* section;
-        const char* table;
-    } rows[] = {
-        {"soh",
-         "10.0 | 100.000 | 99.800 | 99.600 | 99.400 | 1 | 1 | 0 | – | \n"
-         "15.0 | 98.002 | 98.004 | 98.006 | 98.008 | 3 | 2 | – | 3 | \n"},
-        {"ageing",
-         "0 | 70000 | 61033 | 60700 | 0.123456 | 0.183333 | 1.000001 | \n"
-         "10 | 12345 | 61033 | 60700 | 0.000007 | 0.166704 | 0.000008 | \n"},
-        {"voltage",
-         "above 4.54 | above 60 | 1.000 | \n"
-         "up to 3.00 | up to -10 | 0.500 | \n"},
-        {"charge", "70 to 80 | 20 to 25 | 1.2345 | \n"},
-        {"throughput",
-         "level 1 | 200.0001 | 100 | 5.00 | \n"
-         "level 2 | 200.0001 | 200 | 10.00 | \n"
-         "level 3 | 200.0001 | 400 | – | \n"
-         "level 4 | 200.0001 | 1100 | – | \n"
-         "level 5 | 200.0001 | 1300 | – | \n"},
-        {"chargers", "class 8, type 15, 16, up to 30 W | 2.000 | 3 | 2.5000 | \n"},
-        {"currents", "any | 3456 | 2026-01-01T00:00:00Z | \n"},
-        {"discharge", "over 2 A, below 0 degC, below 3.8 V | 0.250 | \n"},
-        {"milestones",
-         "largest discharge (any), 3456 mA | 2026-01-01T00:00:00Z | \n"
-         "state of health below 95 % | 2026-01-02T00:00:00Z | \n"},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(table_of(dom, row.section), row.table) << row.section;
+    (void)run(CHROMIUM
+              " --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
+              "--disable-background-networking --disable-component-update --disable-sync "
+              "--user-data-dir=$PWD/browser --virtual-time-budget=30000 --dump-dom "
+              "file://$PWD/page.html 2>/dev/null >dom");
+    EXPECT_THAT(run("grep '<body' dom").output, HasSubstr("data-drawn=\"9\" data-errors=\"\" data-done=\"yes\""));
+    // The charts, and the cells that are drawn for the bins that were reached.
+    EXPECT_EQ(run("grep -o '<svg' dom | wc -l; "
+                  "grep -Eo 'role-mark cells\"[^>]*>(<path[^>]*></path>)*' dom | grep -o '<path' | wc -l")
+                  .output,
+              "9\n3\n");
+    const std::string text = run("sed -E '/<script type/,$d; s/(<[^>]*>)+/ | /g' dom").output;
+    for (const char* const rows : {
+             "10.0 | 100.000 | 99.800 | 99.600 | 99.400 | 1 | 1 | 0 | – | "
+             "15.0 | 98.002 | 98.004 | 98.006 | 98.008 | 3 | 2 | – | 3 | ",
+             "0 | 70000 | 61033 | 60700 | 0.123456 | 0.183333 | 1.000001 | "
+             "10 | 12345 | 61033 | 60700 | 0.000007 | 0.166704 | 0.000008 | ",
+             " | above 4.54 | above 60 | 1.000 | up to 3.00 | up to -10 | 0.500 | ",
+             " | 70 to 80 | 20 to 25 | 1.2345 | ",
+             " | level 1 | 200.0001 | 100 | 5.00 | level 2 | 200.0001 | 200 | 10.00 | level 3 | 200.0001 | 400 | – | "
+             "level 4 | 200.0001 | 1100 | – | level 5 | 200.0001 | 1300 | – | ",
+             " | class 8, type 15, 16, up to 30 W | 2.000 | 3 | 2.5000 | ",
+             " | any | 3456 | 2026-01-01T00:00:00Z | ",
+             " | over 2 A, below 0 degC, below 3.8 V | 0.250 | ",
+             " | largest discharge (any), 3456 mA | 2026-01-01T00:00:00Z | "
+             "state of health below 95 % | 2026-01-02T00:00:00Z | ",
+         }) {
+        EXPECT_NE(text.find(rows), text.npos) << rows;
     }
-    // What is drawn: a cell for each of the three bins that were reached.
-    const std::regex cells("role-mark cells\"[^>]*>((?:<path[^>]*></path>)*)");
-    size_t drawn = 0;
-    for (std::sregex_iterator at(dom.begin(), dom.end(), cells), end; at != end; ++at) {
-        drawn += count((*at)[1], "<path");
-    }
-    EXPECT_EQ(drawn, 3U);
 }
 
 #endif
 
-TEST(Report, needs_nothing_beside_its_page) {
-    const TestDirectory directory;
-    directory.write("run/units/2491", bytes_of(sample_record()));
-    directory.write("run/series.csv", "date,online_days,true_soh\n2026-01-02,9.5,97.25\ncut,");
-    const Outcome page = run_line(command(REPORT) + directory.path("run") + " -o -");
-    ASSERT_EQ(page.exit_code, 0);
-    EXPECT_FALSE(std::regex_search(page.output.substr(0, page.output.find("<script>")),
-                                   std::regex("(src|href)=|@import|url\\(")));
-    EXPECT_NE(page.output.find("[10.0,100.0,99.8,99.6,99.4,97.25,1,1,0,null]"), std::string::npos);
-    directory.write("run/units/2491", "\xff");
-    const Outcome refused = run_line(command(REPORT) + directory.path("run") + " -o -");
+TEST_F(ReportTest, needs_nothing_beside_its_page) {
+    write("run/units/2491", sample_record());
+    write("run/series.csv", "date,online_days,true_soh\n2026-01-02,9.5,97.25\ncut,");
+    EXPECT_EQ(run(REPORT " run -o page >out; sed '/<script>/,$d' page | grep -cE '(src|href)=|@import|url\\('; "
+                         "grep -cF '[10.0,100.0,99.8,99.6,99.4,97.25,1,1,0,null]' page")
+                  .output,
+              "0\n1\n");
+    write("run/units/2491", "\xff");
+    const auto refused = run(REPORT " run -o -");
     EXPECT_EQ(refused.exit_code, 2);
-    EXPECT_NE(refused.output.find("no record that the daemon would keep"), std::string::npos);
+    EXPECT_THAT(refused.output, HasSubstr("no record that the daemon would keep"));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-# bash completion of the cellwarden tools: commands and options come from each tool's own --help.
+# bash completion of the cellwarden tools: commands, options and names come from each tool's own
+# --help and lists.
 
 _cellwarden_tool() {
     local cur prev words cword
@@ -14,7 +15,14 @@ _cellwarden_tool() {
             break
         fi
     done
-    if [[ $cur == -* ]]; then
+    if [[ $prev == --type ]]; then
+        word=$(sed -n 's/.*--type.*{\(.*\)}.*/\1/p' <<<"$help")
+        mapfile -t COMPREPLY < <(compgen -W "${word//,/ }" -- "$cur")
+    elif [[ $prev == --scenario ]]; then
+        _filedir
+        mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(
+            compgen -W "$("$tool" --list 2>/dev/null | sed 's/ .*//')" -- "$cur")
+    elif [[ $cur == -* ]]; then
         local options
         options=$(grep -oE -- '(^|[ ,])--?[a-z][a-z-]*' <<<"$help" | tr -d ' ,')
         mapfile -t COMPREPLY < <(compgen -W "$options" -- "$cur")
@@ -22,6 +30,11 @@ _cellwarden_tool() {
         mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$cur")
     else
         _filedir
+        if [[ $command == run && $prev != --out ]]; then
+            mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(
+                compgen -W "$("$tool" list 2>/dev/null | sed 's/ .*//')" -- "$cur")
+        fi
     fi
 }
-complete -F _cellwarden_tool cellwarden-inspect cellwarden-lifetime cellwarden-report
+complete -F _cellwarden_tool cellwarden-bench cellwarden-campaign cellwarden-inspect \
+    cellwarden-lifetime cellwarden-report

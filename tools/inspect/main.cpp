@@ -15,8 +15,8 @@ constexpr const char* FOOTER =
     "A file named '-' is standard input.\n\n"
     "Exit codes:\n"
     "  0   all is sound; diff: nothing differs\n"
-    "  1   the daemon would reset the record, an event is none, a unit is not as it should be; "
-    "diff: something differs\n"
+    "  1   the daemon would reset the record, an event is none, a unit is not as it should\n"
+    "      be; diff: something differs\n"
     "  2   wrong usage, or a file that cannot be read";
 
 struct Options {
@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
         if (done >= 0) {
             return done;
         }
-        return run(app, options);
+        return cellwarden::finish(run(app, options));
     } catch (const std::exception& error) {
         std::cerr << "cellwarden-inspect: " << error.what() << '\n';
         return TROUBLE;

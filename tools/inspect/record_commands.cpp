@@ -1,3 +1,4 @@
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 
@@ -69,6 +70,10 @@ std::string change_text(const RecordField& field, int64_t a, int64_t b) {
         case decode::FieldUnit::CODE:
         case decode::FieldUnit::MARKER:
             return "";
+        case decode::FieldUnit::SECONDS:
+        case decode::FieldUnit::ONLINE_S:
+            return (b > a ? "+" : "-") +
+                   decode::reading_text(decode::FieldUnit::SECONDS, std::abs(b - a));
         default:
             return (b > a ? "+" : "") +
                    decode::plain_number(decode::reading_number(field.unit, b - a), 6);

@@ -97,7 +97,7 @@ bool print_unit(const std::string& name, const Bytes& bytes) {
     const UnitRow* const row = find_unit(name);
     std::cout << std::left << std::setw(7) << name << std::setw(31)
               << (row == nullptr ? "not the daemon's" : row->name) << std::right << std::setw(7)
-              << decode::grouped(bytes.size()) << " bytes  ";
+              << decode::grouped(bytes.size()) << (bytes.size() == 1 ? " byte   " : " bytes  ");
     if (row == nullptr) {
         std::cout << '\n';
         return true;
@@ -112,7 +112,11 @@ bool print_unit(const std::string& name, const Bytes& bytes) {
 
 int show_units(const std::string& directory) {
     bool sound = true;
-    for (const auto& path : files_of(directory)) {
+    const auto files = files_of(directory);
+    if (files.empty()) {
+        std::cout << directory << ": no unit is stored\n";
+    }
+    for (const auto& path : files) {
         sound = print_unit(path.filename(), read_input(path)) && sound;
     }
     return sound ? SOUND : NOT_SOUND;

@@ -105,6 +105,7 @@ ordered_json figures_of(const Life& life, uint32_t event_count,
 bool print_comparison(std::ostream& out, const ordered_json& a, const ordered_json& b) {
     const ordered_json& figures_a = a.at("figures");
     const ordered_json& figures_b = b.at("figures");
+    print_row(out, "", "A", "B", "B - A");
     for (const auto& item : figures_a.items()) {
         if (!figures_b.contains(item.key())) {
             continue;

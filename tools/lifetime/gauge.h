@@ -1,5 +1,6 @@
 // The fuel gauge's idea of the battery's capacity: learned when the battery is charged from low to
-// full, forgotten at a restart until the daemon hands it back.
+// full, forgotten at a restart until the daemon hands it back in its first cycle, which itself
+// still reads the design capacity.
 #pragma once
 
 #include <cstdint>

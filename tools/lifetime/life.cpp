@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "platform/unit_store.h"
 #include "tools/lifetime/device.h"
@@ -22,6 +23,7 @@ constexpr int64_t POWERED_OFF_S = 60;  // in a restart
 constexpr double BOOT_SOC = 0.03;      // an emptied phone boots from here on
 constexpr double OFF_MA = 0.5;         // of a phone that is switched off
 constexpr double LONGEST_OFF_STEP_S = 3600;
+constexpr double NOTICE_S = 1;  // from a change that the driver tells of to the daemon's cycle
 
 // The system takes performance and charging current away as the board warms: one level for each
 // degree from here on.
@@ -147,6 +149,7 @@ void connect_device(Life& life) {
             life.phone.charger.ageing_level = value;
         } else if (id == PARAM_RESTORED_CAPACITY) {
             restore_capacity(life.gauge, value);
+            life.driver_has_news = true;
         }
     };
 }
@@ -172,6 +175,10 @@ void live_on(Life& life) {
         apply_usage(life, usage);
     } else if (life.is_on) {
         run_cycle(life);
+        if (std::exchange(life.driver_has_news, false)) {
+            advance(life, NOTICE_S);
+            run_cycle(life);
+        }
     }
     advance(life, seconds_to_next_cycle(life, usage));
 }

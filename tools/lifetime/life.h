@@ -30,6 +30,7 @@ struct Life {
     int64_t time_s = 0;  // since midnight of the first day
     int64_t boot_s = 0;  // since the phone was switched on
     bool is_on = false;
+    bool driver_has_news = false;  // it was handed a capacity, which wakes the daemon once more
     uint64_t cycles = 0;
     uint32_t restarts = 0;
 };

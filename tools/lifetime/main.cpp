@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <set>
 #include <thread>
 
 #include "bench/json_reader.h"
@@ -24,7 +25,7 @@ constexpr const char* FOOTER =
     "  0   all went well; compare: the runs are the same\n"
     "  1   a run failed; compare: the runs differ\n"
     "  2   wrong usage or input\n"
-    "  128 + signal: ended early, with what was reached";
+    "  130 ended by Ctrl-C, with what was reached; 143 by SIGTERM";
 
 struct RunOptions {
     std::vector<std::string> profiles;
@@ -63,11 +64,16 @@ int list() {
 
 int run(const RunOptions& options) {
     std::vector<Job> jobs;
+    std::set<fs::path> directories;
     for (const std::string& name :
          options.profiles.empty() ? shipped_profiles() : options.profiles) {
         Profile profile = find_profile(name);
         profile.years = options.years > 0 ? options.years : profile.years;
         const fs::path directory = options.out / profile.name;
+        if (!directories.insert(directory).second) {
+            throw bench::InputError(name + ": another profile of this run goes to " +
+                                    directory.string() + " too");
+        }
         jobs.push_back({std::move(profile), directory});
     }
     printf("Seed %llu, at most %u processes\n", static_cast<unsigned long long>(options.seed),
@@ -81,9 +87,17 @@ int run(const RunOptions& options) {
 }
 
 int compare(const std::vector<fs::path>& runs) {
-    std::cout << std::string(40, ' ') << "  A: " << runs[0].string() << "\n"
-              << std::string(40, ' ') << "  B: " << runs[1].string() << "\n";
-    return print_comparison(std::cout, read_summary(runs[0]), read_summary(runs[1])) ? 0 : 1;
+    const nlohmann::ordered_json a = read_summary(runs[0]);
+    const nlohmann::ordered_json b = read_summary(runs[1]);
+    const auto print_run = [](const char* name, const fs::path& run,
+                              const nlohmann::ordered_json& summary) {
+        std::cout << name << " = " << run.string() << ": "
+                  << summary.at("profile").get<std::string>() << ", seed " << summary.at("seed")
+                  << (summary.at("complete").get<bool>() ? "" : ", ended early") << '\n';
+    };
+    print_run("A", runs[0], a);
+    print_run("B", runs[1], b);
+    return print_comparison(std::cout, a, b) ? 0 : 1;
 }
 
 void add_run_command(CLI::App& app, RunOptions& options) {
@@ -133,7 +147,7 @@ int parse_and_do(int argc, char** argv) {
 int main(int argc, char** argv) {
     constexpr int TROUBLE = 2;
     try {
-        return cellwarden::lifetime::parse_and_do(argc, argv);
+        return cellwarden::finish(cellwarden::lifetime::parse_and_do(argc, argv));
     } catch (const std::exception& error) {
         std::cerr << "cellwarden-lifetime: " << error.what() << '\n';
         return TROUBLE;

@@ -55,6 +55,7 @@ Ending run_profile(const Profile& profile, uint64_t seed, const std::filesystem:
     }
     const Ending ending = stop == 0 ? Ending::COMPLETE : Ending::STOPPED;
     end_life(life);
+    watch(life);
 
     nlohmann::ordered_json summary = {{"profile", profile.name},
                                       {"about", profile.about},

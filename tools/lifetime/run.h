@@ -12,7 +12,7 @@ namespace cellwarden::lifetime {
 
 enum class Ending { COMPLETE, STOPPED };
 
-// Called with each day lived, so that somebody can watch.
+// Called with each day lived and at the end, so that somebody can watch.
 using Watch = std::function<void(const Life& life)>;
 
 // Lives `profile` through, from the start to its last year or until `stop` is set, and stores what

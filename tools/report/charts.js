@@ -9,7 +9,7 @@ const SERIES = {
   true: {label: 'true (simulated)', color: '#d55e00', dash: [6, 3]},
 };
 const LEVELS = {
-  level: {label: 'in force', color: '#8f7fe8', dash: []},
+  level: {label: 'in force', color: '#8f7fe8', dash: [], width: 6, opacity: 0.5},  // under the others
   by_throughput: {label: 'by throughput', color: '#1f8bd6', dash: [2, 2]},
   by_arrhenius: {label: 'by Arrhenius', color: '#d55e00', dash: [6, 3]},
   by_full_stay: {label: 'by full stay', color: '#12a679', dash: [1, 3]},
@@ -46,7 +46,8 @@ function lines(names, look, y, interpolate) {
     type: 'line', from: {data: 'table'},
     encode: {update: {
       x: scaled('x', 'day'), y: scaled(y, name), stroke: value(look[name].color),
-      strokeDash: value(look[name].dash), strokeWidth: value(1.8), interpolate: value(interpolate),
+      strokeDash: value(look[name].dash), strokeWidth: value(look[name].width || 1.8),
+      strokeOpacity: value(look[name].opacity || 1), interpolate: value(interpolate),
       defined: {signal: `isValid(datum['${name}'])`},
     }},
   }));
@@ -178,7 +179,7 @@ function bars(section) {
     scales: [
       {name: 'y', type: 'band', range: 'height', domain: column('table', [label]), padding: 0.25},
       {name: 'x', type: 'linear', range: 'width', nice: true, zero: true,
-       domain: column('all', limits ? [length, limits] : [length])},
+       domain: column('all', [limits || length])},
     ],
     axes: [
       {orient: 'left', scale: 'y', labelLimit: {signal: 'max(90, containerSize()[0] * 0.45)'}},
@@ -211,7 +212,7 @@ function time_line() {
       {name: 'x', type: 'utc', range: 'width', domain: column('all', ['time']), nice: 'month'},
     ],
     axes: [
-      {orient: 'left', scale: 'y', grid: true, ticks: false, domain: false,
+      {orient: 'left', scale: 'y', grid: true, ticks: false, domain: false, labelPadding: 8,
        labelLimit: {signal: 'max(90, containerSize()[0] * 0.45)'}},
       {orient: 'bottom', scale: 'x', tickCount: {signal: 'width / 70'}, format: '%Y-%m',
        labelOverlap: true},

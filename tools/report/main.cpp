@@ -14,12 +14,12 @@ namespace cellwarden::report {
 namespace {
 
 constexpr const char* FOOTER =
-    "An input is the record of a phone (the bytes of unit 2491), a directory of units, or the "
-    "directory of a life-time run; NAME= before it names it in the page.\n\n"
+    "An input is the record of a phone (the bytes of unit 2491), a directory of units, or\n"
+    "the directory of a life-time run; NAME= before it names it in the page.\n\n"
     "Exit codes:\n"
     "  0   the page was written\n"
-    "  2   wrong usage, an input without a record that the daemon would keep, or a page that could "
-    "not be written";
+    "  2   wrong usage, an input without a record that the daemon would keep, or a page that\n"
+    "      could not be written";
 
 struct Options {
     std::vector<std::string> inputs;
@@ -77,7 +77,7 @@ int main(int argc, char** argv) {
             return done;
         }
         run(options);
-        return 0;
+        return cellwarden::finish(0);
     } catch (const std::exception& error) {
         std::cerr << "cellwarden-report: " << error.what() << '\n';
         return TROUBLE;

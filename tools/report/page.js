@@ -27,7 +27,7 @@ function cell_text(cell, column) {
 
 function add_table(parent, caption, columns, rows) {
   const details = add(parent, 'details');
-  add(details, 'summary', 'Table');
+  add(details, 'summary', 'Table', {'aria-label': `Table of ${caption}`});
   const table = add(add(details, 'div', undefined, {class: 'scroll'}), 'table');
   add(table, 'caption', caption);
   const head = add(add(table, 'thead'), 'tr');
