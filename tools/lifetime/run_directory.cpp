@@ -97,7 +97,7 @@ nlohmann::ordered_json read_summary(const fs::path& run) {
     nlohmann::ordered_json summary;
     try {
         summary = nlohmann::ordered_json::parse(stream);
-    } catch (const nlohmann::json::parse_error& error) {
+    } catch (const nlohmann::json::exception& error) {
         throw std::runtime_error(path.string() + ": " + error.what());
     }
     if (!summary.contains("figures")) {
