@@ -227,9 +227,9 @@ export function chart(section, rows, all) {
   const has = name => section.columns.some(c => c.name === name);
   const kinds = {soh: () => soh(has), heat: () => heat(section), ageing, bars: () => bars(section),
                  time_line};
-  const spec = kinds[section.kind]();
+  const description = kinds[section.kind]();
   const stamped = list => list.map(row => row.date ? {...row, time: Date.parse(row.date)} : row);
-  spec.data = [{name: 'table', values: stamped(rows)}, {name: 'all', values: stamped(all)},
-               ...(spec.data || [])];
-  return spec;
+  description.data = [{name: 'table', values: stamped(rows)}, {name: 'all', values: stamped(all)},
+               ...(description.data || [])];
+  return description;
 }

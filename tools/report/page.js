@@ -45,12 +45,12 @@ function add_table(parent, caption, columns, rows) {
 const with_names = (columns, rows) =>
   rows.map(row => Object.fromEntries(columns.map((column, i) => [column.name, row[i]])));
 
-async function draw(box, spec, label) {
-  const view = new View(parse(spec, config), {renderer: 'svg', container: box, logger});
+async function draw(box, description, label) {
+  const view = new View(parse(description, config), {renderer: 'svg', container: box, logger});
   const fit = () => view.width(Math.max(120, box.clientWidth - 10 - (view.inset || 0)));
   await fit().runAsync();
   // Charts that are laid out in panels do not count their axes into the width.
-  if (spec.autosize.type === 'pad') {
+  if (description.autosize.type === 'pad') {
     view.inset = box.querySelector('svg').getBoundingClientRect().width - view.width();
     await fit().runAsync();
   }
