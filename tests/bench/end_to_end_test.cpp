@@ -89,7 +89,7 @@ class EndToEnd : public testing::Test {
 
 TEST_F(EndToEnd, CyclesFollowUeventsAndThePeriod) {
     const json scenario = json::parse(R"({
-        "duration_s": 15, "speed": 10, "uptime_s": 5000,
+        "duration_s": 15, "speed": 10, "uptime_s": 86500,
         "driver_ready_s": 2.5, "battery_uevent_s": 0,
         "phone": {"soc_percent": 50, "battery_temp_c": 30, "ambient_c": 30, "load_ma": 500,
                   "thermal_zone": 12},
@@ -102,6 +102,8 @@ TEST_F(EndToEnd, CyclesFollowUeventsAndThePeriod) {
     const BenchRun result = run(scenario);
     ASSERT_EQ(result.exit_code, 0);
     EXPECT_TRUE(result.summary().at("daemon_ran"));
+    EXPECT_GE(result.all("listens").front().at("at_s"), 2.5) << "not before the driver is there";
+    EXPECT_EQ(result.summary().at("units").at("2491"), 1) << "the phone has been up for a day, asleep included";
 
     // Plug and unplug bring two uevents each that concern the daemon; the other two do not.
     EXPECT_EQ(result.summary().at("uevents"), 6);
@@ -179,10 +181,12 @@ TEST_F(EndToEnd, ARestartGoesOnWithWhatWasSaved) {
 
     // The scenario's own record is left aside.
     scenario["units"]["2491"]["record"]["online_time"] = 5;
+    scenario["properties"]["ro.product.vendor.model"] = "PVX_cdb";
     scenario["duration_s"] = 600;
     const BenchRun second = run(scenario, 4);
     ASSERT_EQ(second.exit_code, 0);
     EXPECT_EQ(second.summary().at("reason"), "Interrupt");
+    EXPECT_TRUE(second.all("event").empty()) << "not on this model";
     EXPECT_EQ(second.written("battchg_ext/restored_capacity"), "4500");
     EXPECT_EQ(second.written("battchg_ext/batt_aging_level"), "1");
     const auto later = unit<BattStat>(2491);
