@@ -198,6 +198,8 @@ void set_units(Random& random) {
     phone.units[UNIT_HEAT_TIME] = random.among({"12345678"s, "123"s});
     phone.units[UNIT_PRODUCTION_DATE] = random.among({"250401"s, "251301"s, "2504"s});
     phone.units[UNIT_FIRST_USAGE_DATE] = random.among({"\1\2\3\4"s, "\1\2\3\xF4"s, "\1"s});
+    const Unit missing = random.among({UNIT_CAMERA_CALIBRATION, UNIT_CHARGE_DISABLE, UNIT_HEAT_TIME, UNIT_CYCLE_COUNT});
+    phone.units.erase(missing);
 }
 
 void switch_faults(Random& random) {
@@ -305,7 +307,7 @@ TEST(ManyLives, AreLivedAsBefore) {
     for (uint64_t seed = 1; seed <= 160; seed++) {
         all += trace_of_a_life(seed);
     }
-    EXPECT_EQ(digest_of(all), "5404793606733300360");
+    EXPECT_EQ(digest_of(all), "16757728398933629435");
     if (HasFailure()) {
         std::ofstream("many_lives.trace") << all;
     }
