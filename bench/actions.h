@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "bench/happening.h"
-#include "bench/phone/phone.h"
 #include "bench/scenario.h"
+#include "phone/phone.h"
 
 namespace cellwarden::bench {
 

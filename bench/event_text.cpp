@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "tools/decode/labels.h"
+#include "decode/labels.h"
 
 namespace cellwarden::bench {
 namespace {

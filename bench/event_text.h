@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/decode/event.h"
+#include "decode/event.h"
 
 namespace cellwarden::bench {
 

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "bench/phone/phone_attributes.h"
+#include "phone/phone_attributes.h"
 
 namespace cellwarden::bench {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "bench/attribute_tree.h"
-#include "bench/phone/phone.h"
 #include "bench/watch.h"
+#include "phone/phone.h"
 #include "platform/sysfs_params.h"
 
 namespace cellwarden::bench {

@@ -2,8 +2,8 @@
 
 #include <limits>
 
-#include "stats/batt_stat.h"
-#include "tools/decode/record_layout.h"
+#include "decode/record_layout.h"
+#include "state/batt_stat.h"
 
 namespace cellwarden::bench {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "bench/json_reader.h"
+#include "common/json_reader.h"
 
 namespace cellwarden::bench {
 

@@ -4,8 +4,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "bench/phone/phone_attributes.h"
 #include "bench/record_seed.h"
+#include "phone/phone_attributes.h"
 
 namespace cellwarden::bench {
 namespace {

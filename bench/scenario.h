@@ -10,8 +10,8 @@
 #include <variant>
 #include <vector>
 
-#include "bench/json_reader.h"
-#include "bench/phone/phone.h"
+#include "common/json_reader.h"
+#include "phone/phone.h"
 
 namespace cellwarden::bench {
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "bench/scenario.h"
-#include "tools/decode/event.h"
+#include "decode/event.h"
 
 namespace cellwarden::bench {
 

@@ -1,7 +1,7 @@
 // One whole full cycle of the daemon's own work, a minute after the one before it, against the
 // reading of its snapshot.
 #include "benchmarks/figure.h"
-#include "core/cycle.h"
+#include "cycle/cycle.h"
 #include "platform/sysfs_io.h"
 #include "support/namespaces.h"
 #include "support/sysfs.h"

@@ -2,7 +2,7 @@
 #include "benchmarks/figure.h"
 #include "platform/device/tessera.h"
 #include "platform/unit_store.h"
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
 
 namespace cellwarden {
 namespace {

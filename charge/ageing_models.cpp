@@ -4,7 +4,7 @@
 
 #include "charge/arrhenius_rate.h"
 #include "charge/model_constants.h"
-#include "core/elapsed.h"
+#include "state/elapsed.h"
 
 namespace cellwarden {
 namespace {

@@ -2,7 +2,7 @@
 // units of the persistent store, and the learned capacity that the driver is handed back.
 #pragma once
 
-#include "core/service_state.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

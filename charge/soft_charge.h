@@ -2,8 +2,8 @@
 // driver is given. It is the maximum of three indicators of ageing, and serves one battery model.
 #pragma once
 
-#include "core/service_state.h"
 #include "platform/sysfs_params.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

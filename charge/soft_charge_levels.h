@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "core/service_state.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "charge/model_constants.h"
-#include "core/elapsed.h"
+#include "state/elapsed.h"
 
 namespace cellwarden {
 namespace {

@@ -1,8 +1,8 @@
 // Four state-of-health figures, in 0.001 % of design capacity, and the capacity the user is shown.
 #pragma once
 
-#include "core/service_state.h"
 #include "platform/sysfs_params.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

@@ -3,8 +3,8 @@
 #include <functional>
 
 #include "charge/grid_line.h"
-#include "core/elapsed.h"
 #include "platform/log.h"
+#include "state/elapsed.h"
 
 namespace cellwarden {
 namespace {

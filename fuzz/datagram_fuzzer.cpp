@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "core/uevent.h"
+#include "daemon/uevent.h"
 #include "fuzz/fuzzing.h"
 
 namespace cellwarden::fuzz {

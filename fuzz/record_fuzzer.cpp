@@ -18,10 +18,10 @@
 #include <cstring>
 #include <functional>
 
-#include "bench/phone/phone_attributes.h"
-#include "core/cycle.h"
+#include "cycle/cycle.h"
 #include "fuzz/attribute_files.h"
 #include "fuzz/fuzzing.h"
+#include "phone/phone_attributes.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"
 #include "stats/soft_charge_history.h"

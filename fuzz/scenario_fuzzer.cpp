@@ -5,9 +5,9 @@
 #include <cmath>
 
 #include "bench/actions.h"
-#include "bench/phone/phone_attributes.h"
 #include "bench/scenario.h"
 #include "fuzz/fuzzing.h"
+#include "phone/phone_attributes.h"
 
 namespace cellwarden::fuzz {
 namespace {

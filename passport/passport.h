@@ -3,7 +3,7 @@
 // in the unit store as well.
 #pragma once
 
-#include "core/service_state.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

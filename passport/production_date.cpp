@@ -7,11 +7,11 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "core/elapsed.h"
 #include "passport/production_date_fixes.h"
 #include "platform/device/quillon.h"
 #include "platform/log.h"
 #include "platform/unit_store.h"
+#include "state/elapsed.h"
 
 namespace cellwarden {
 namespace {

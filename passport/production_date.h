@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "core/service_state.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

@@ -2,9 +2,9 @@
 // soft charge.
 #pragma once
 
-#include "core/service_state.h"
 #include "platform/sysfs_params.h"
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/wall_clock.h"
+#include "state/wall_clock.h"
 
 namespace cellwarden {
 namespace {

@@ -1,9 +1,9 @@
 // Identity of the battery and the history of its capacity.
 #pragma once
 
-#include "core/service_state.h"
 #include "platform/sysfs_params.h"
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

@@ -1,7 +1,7 @@
 #include "stats/charge_counters.h"
 
-#include "core/elapsed.h"
 #include "platform/log.h"
+#include "state/elapsed.h"
 
 namespace cellwarden {
 namespace {

@@ -1,9 +1,9 @@
 // Times and charge by the way the battery is charged, and what happens at shutdown.
 #pragma once
 
-#include "core/service_state.h"
 #include "platform/sysfs_params.h"
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

@@ -1,6 +1,6 @@
 #include "stats/charger_classes.h"
 
-#include "core/elapsed.h"
+#include "state/elapsed.h"
 
 namespace cellwarden {
 namespace {

@@ -4,9 +4,9 @@
 #include <array>
 #include <cstdint>
 
-#include "core/service_state.h"
 #include "platform/sysfs_params.h"
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

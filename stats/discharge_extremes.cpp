@@ -1,6 +1,6 @@
 #include "stats/discharge_extremes.h"
 
-#include "core/elapsed.h"
+#include "state/elapsed.h"
 
 namespace cellwarden {
 namespace {

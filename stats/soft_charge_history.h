@@ -5,8 +5,8 @@
 #include <array>
 #include <cstdint>
 
-#include "core/service_state.h"
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

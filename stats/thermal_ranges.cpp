@@ -1,6 +1,6 @@
 #include "stats/thermal_ranges.h"
 
-#include "core/elapsed.h"
+#include "state/elapsed.h"
 
 namespace cellwarden {
 

@@ -2,8 +2,8 @@
 // another ten-day mark.
 #pragma once
 
-#include "core/service_state.h"
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
+#include "state/service_state.h"
 #include "telemetry/charging.pb-c.h"
 
 namespace cellwarden {

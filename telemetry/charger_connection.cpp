@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "core/elapsed.h"
 #include "platform/unit_store.h"
+#include "state/elapsed.h"
 
 namespace cellwarden {
 namespace {

@@ -4,8 +4,8 @@
 #include <array>
 #include <cstdint>
 
-#include "core/service_state.h"
 #include "platform/sysfs_params.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

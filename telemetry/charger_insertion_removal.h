@@ -1,8 +1,8 @@
 // The report of one charger connection: the ChargerInsertionRemoval event.
 #pragma once
 
-#include "core/service_state.h"
 #include "platform/sysfs_params.h"
+#include "state/service_state.h"
 #include "telemetry/charger_connection.h"
 
 namespace cellwarden {

@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "core/wall_clock.h"
 #include "platform/device/ondra.h"
 #include "platform/log.h"
+#include "state/wall_clock.h"
 
 namespace cellwarden {
 namespace {

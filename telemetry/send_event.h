@@ -3,7 +3,7 @@
 
 #include <protobuf-c/protobuf-c.h>
 
-#include "core/service_state.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

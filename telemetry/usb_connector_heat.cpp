@@ -1,8 +1,8 @@
 #include "telemetry/usb_connector_heat.h"
 
-#include "core/elapsed.h"
 #include "platform/log.h"
 #include "platform/unit_store.h"
+#include "state/elapsed.h"
 
 namespace cellwarden {
 

@@ -1,8 +1,8 @@
 // Storing the USB connector's heat episodes.
 #pragma once
 
-#include "core/service_state.h"
 #include "platform/sysfs_params.h"
+#include "state/service_state.h"
 
 namespace cellwarden {
 

@@ -6,8 +6,8 @@
 #include <iterator>
 
 #include "bench/campaign/campaign.h"
-#include "bench/phone/phone_attributes.h"
-#include "stats/batt_stat.h"
+#include "phone/phone_attributes.h"
+#include "state/batt_stat.h"
 
 namespace cellwarden::bench {
 namespace {

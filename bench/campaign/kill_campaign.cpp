@@ -7,7 +7,7 @@
 #include <random>
 
 #include "bench/campaign/campaign.h"
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
 
 namespace cellwarden::bench {
 namespace {

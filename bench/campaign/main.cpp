@@ -12,7 +12,7 @@
 
 #include "bench/campaign/campaign.h"
 #include "bench/state_dir.h"
-#include "tools/command_line.h"
+#include "common/command_line.h"
 
 namespace cellwarden::bench {
 namespace {

@@ -16,9 +16,9 @@
 
 #include "bench/actions.h"
 #include "bench/kernel_log.h"
-#include "bench/phone/phone_attributes.h"
 #include "bench/state_dir.h"
 #include "bench/uevent_sender.h"
+#include "phone/phone_attributes.h"
 
 namespace cellwarden::bench {
 namespace {

@@ -13,7 +13,7 @@ from checking import ROOT, expect_equal, failures, finish, need_programs, run
 
 POLICY = ROOT / "android/sepolicy"
 WRITING_CALL = r"\b(?:write_sysfs_param|write_sysfs_integer|set_switch)\((?:snapshot, )?PARAM_(\w+)"
-DAEMON_FOLDERS = ("core", "platform", "charge", "stats", "telemetry", "passport")
+DAEMON_FOLDERS = ("platform", "state", "charge", "stats", "telemetry", "passport", "cycle", "daemon")
 
 
 def compile_policy(directory):

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
 
 namespace cellwarden::bench {
 namespace {

@@ -23,8 +23,8 @@ def rows_of(document):
 
 def check_record():
     fields = re.findall(r"^BATT_STAT_FIELD\((\w+), (\w+), (\w+)\)",
-                        text_of("stats/batt_stat_fields.inc"), re.M)
-    header = text_of("stats/batt_stat.h")
+                        text_of("state/batt_stat_fields.inc"), re.M)
+    header = text_of("state/batt_stat.h")
     rows = [row for row in rows_of(text_of("docs/record.md")) if row[0].startswith("0x")]
     expect_equal("fields of the record", [row[1].strip("`") for row in rows], [f[1] for f in fields])
     ends = [int(field[0], 16) for field in fields[1:]] + [9728]

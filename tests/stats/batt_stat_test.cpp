@@ -1,4 +1,4 @@
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
 
 #include <gtest/gtest.h>
 
@@ -104,7 +104,7 @@ TEST(BattStatLoad, AndTheCopyBackChangeNothing) {
     copy_soft_charge_history(loaded.state, loaded.stat);
 #define BATT_STAT_FIELD(offset, name, unit) \
     EXPECT_EQ(memcmp(&loaded.stat.name, &stored.name, sizeof stored.name), 0) << #name;
-#include "stats/batt_stat_fields.inc"
+#include "state/batt_stat_fields.inc"
 #undef BATT_STAT_FIELD
 }
 

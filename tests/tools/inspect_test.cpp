@@ -1,8 +1,8 @@
 // cellwarden-inspect of records and unit stores, as a script calls it.
 #include <nlohmann/json.hpp>
 
+#include "decode/record_layout.h"
 #include "program.h"
-#include "tools/decode/record_layout.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <sstream>
 
-#include "bench/json_reader.h"
+#include "common/json_reader.h"
 #include "program.h"
 #include "stats/soft_charge_history.h"
 #include "tools/lifetime/device.h"

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
 #include "support/command.h"
 
 namespace cellwarden::test {

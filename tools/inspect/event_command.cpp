@@ -1,8 +1,8 @@
 #include <iomanip>
 #include <iostream>
 
-#include "tools/decode/event.h"
-#include "tools/decode/labels.h"
+#include "decode/event.h"
+#include "decode/labels.h"
 #include "tools/inspect/commands.h"
 #include "tools/inspect/input.h"
 

@@ -3,8 +3,8 @@
 #include <exception>
 #include <iostream>
 
-#include "tools/command_line.h"
-#include "tools/decode/event.h"
+#include "common/command_line.h"
+#include "decode/event.h"
 #include "tools/inspect/commands.h"
 #include "tools/inspect/input.h"
 

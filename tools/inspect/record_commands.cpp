@@ -2,10 +2,10 @@
 #include <cstring>
 #include <iostream>
 
-#include "tools/decode/labels.h"
-#include "tools/decode/reading.h"
-#include "tools/decode/record_layout.h"
-#include "tools/decode/verdict.h"
+#include "decode/labels.h"
+#include "decode/reading.h"
+#include "decode/record_layout.h"
+#include "decode/verdict.h"
 #include "tools/inspect/commands.h"
 #include "tools/inspect/input.h"
 #include "tools/inspect/record_text.h"

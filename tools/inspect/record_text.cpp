@@ -5,8 +5,8 @@
 #include <iomanip>
 #include <ostream>
 
-#include "tools/decode/labels.h"
-#include "tools/decode/record_layout.h"
+#include "decode/labels.h"
+#include "decode/record_layout.h"
 
 namespace cellwarden::inspect {
 namespace {

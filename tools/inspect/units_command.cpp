@@ -5,9 +5,9 @@
 #include <iomanip>
 #include <iostream>
 
+#include "decode/reading.h"
+#include "decode/verdict.h"
 #include "platform/unit_store.h"
-#include "tools/decode/reading.h"
-#include "tools/decode/verdict.h"
 #include "tools/inspect/commands.h"
 #include "tools/inspect/input.h"
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "bench/phone/phone.h"
+#include "phone/phone.h"
 #include "tools/lifetime/profile.h"
 #include "tools/lifetime/random.h"
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <functional>
 
-#include "bench/phone/phone.h"
-#include "core/cycle.h"
+#include "cycle/cycle.h"
+#include "phone/phone.h"
 #include "tools/lifetime/fade.h"
 #include "tools/lifetime/gauge.h"
 #include "tools/lifetime/profile.h"

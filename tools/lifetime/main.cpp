@@ -7,8 +7,8 @@
 #include <set>
 #include <thread>
 
-#include "bench/json_reader.h"
-#include "tools/command_line.h"
+#include "common/command_line.h"
+#include "common/json_reader.h"
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/run_directory.h"
 #include "tools/lifetime/runner.h"

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
-#include "bench/json_reader.h"
+#include "common/json_reader.h"
 #include "platform/sysfs_params.h"
 
 namespace cellwarden::lifetime {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/phone/charger.h"
+#include "phone/charger.h"
 
 namespace cellwarden::lifetime {
 

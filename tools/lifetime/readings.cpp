@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "bench/phone/source_kind.h"
+#include "phone/source_kind.h"
 
 namespace cellwarden::lifetime {
 namespace {

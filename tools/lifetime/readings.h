@@ -2,7 +2,7 @@
 // values that the bench shows in its attributes.
 #pragma once
 
-#include "bench/phone/phone.h"
+#include "phone/phone.h"
 #include "platform/sysfs_params.h"
 #include "tools/lifetime/gauge.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <ctime>
 
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
 
 namespace cellwarden::lifetime {
 namespace {

@@ -7,7 +7,7 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "tools/command_line.h"
+#include "common/command_line.h"
 #include "tools/report/page.h"
 
 namespace cellwarden::report {

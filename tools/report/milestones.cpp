@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "decode/labels.h"
+#include "decode/reading.h"
 #include "stats/discharge_extremes.h"
-#include "tools/decode/labels.h"
-#include "tools/decode/reading.h"
 
 namespace cellwarden::report {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "stats/batt_stat.h"
+#include "state/batt_stat.h"
 
 namespace cellwarden::report {
 

@@ -5,9 +5,9 @@
 #include <functional>
 
 #include "charge/soft_charge_levels.h"
-#include "tools/decode/labels.h"
-#include "tools/decode/reading.h"
-#include "tools/decode/record_layout.h"
+#include "decode/labels.h"
+#include "decode/reading.h"
+#include "decode/record_layout.h"
 #include "tools/report/milestones.h"
 
 namespace cellwarden::report {

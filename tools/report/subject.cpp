@@ -7,8 +7,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "decode/verdict.h"
 #include "platform/unit_store.h"
-#include "tools/decode/verdict.h"
 #include "tools/inspect/input.h"
 
 namespace cellwarden::report {

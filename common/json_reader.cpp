@@ -1,0 +1,146 @@
+#include "common/json_reader.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+namespace cellwarden::bench {
+namespace {
+
+std::string short_number(double value) {
+    std::ostringstream text;
+    text << value;
+    return text.str();
+}
+
+}  // namespace
+
+std::string read_input_file(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        throw InputError(file.string() + ": cannot be read");
+    }
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+nlohmann::json parse_document(const std::string& text, const std::filesystem::path& file) {
+    try {
+        return nlohmann::json::parse(text);
+    } catch (const nlohmann::json::exception& error) {
+        // The library's text has the line and the column, or the number that no double can hold.
+        throw InputError(file.string() + ": " + error.what());
+    }
+}
+
+void fail(const Place& place, const std::string& expected) {
+    std::string found = place.value.dump();
+    if (found.size() > 60) {
+        found.resize(57);
+        found += "...";
+    }
+    const std::string where = place.path.empty() ? "top of the file" : place.path;
+    throw InputError(place.file.string() + ": " + where + ": expected " + expected + ", found " +
+                     found);
+}
+
+Place member(const Place& parent, const std::string& key) {
+    const std::string path = parent.path.empty() ? key : parent.path + "." + key;
+    return {parent.value.at(key), path, parent.file};
+}
+
+Place element(const Place& parent, size_t index) {
+    return {parent.value.at(index), parent.path + "[" + std::to_string(index) + "]", parent.file};
+}
+
+std::string key_list(const Handlers& handlers) {
+    std::string list;
+    for (const auto& [key, handler] : handlers) {
+        list += list.empty() ? key : ", " + key;
+    }
+    return list;
+}
+
+void read_object(const Place& place, const Handlers& handlers) {
+    if (!place.value.is_object()) {
+        fail(place, "an object with some of: " + key_list(handlers));
+    }
+    for (const auto& item : place.value.items()) {
+        const auto handler = handlers.find(item.key());
+        if (handler == handlers.end()) {
+            throw InputError(place.file.string() + ": " +
+                             (place.path.empty() ? "" : place.path + ".") + item.key() +
+                             ": unknown key, expected one of: " + key_list(handlers));
+        }
+        handler->second(member(place, item.key()));
+    }
+}
+
+double read_number(const Place& place, double low, double high) {
+    if (!place.value.is_number() || place.value.get<double>() < low ||
+        place.value.get<double>() > high) {
+        fail(place, "a number from " + short_number(low) + " to " + short_number(high));
+    }
+    return place.value.get<double>();
+}
+
+int64_t read_integer(const Place& place, int64_t low, int64_t high) {
+    // A whole number beyond 64 signed bits would come out as a negative one.
+    const bool is_too_large = place.value.is_number_unsigned() &&
+                              place.value.get<uint64_t>() > static_cast<uint64_t>(INT64_MAX);
+    if (!place.value.is_number_integer() || is_too_large || place.value.get<int64_t>() < low ||
+        place.value.get<int64_t>() > high) {
+        fail(place, "a whole number from " + std::to_string(low) + " to " + std::to_string(high));
+    }
+    return place.value.get<int64_t>();
+}
+
+std::string read_text(const Place& place) {
+    if (!place.value.is_string()) {
+        fail(place, "a text");
+    }
+    return place.value.get<std::string>();
+}
+
+bool read_flag(const Place& place) {
+    if (!place.value.is_boolean()) {
+        fail(place, "true or false");
+    }
+    return place.value.get<bool>();
+}
+
+Handler number_into(double& target, double low, double high, double factor) {
+    return [&target, low, high, factor](const Place& place) {
+        target = read_number(place, low, high) * factor;
+    };
+}
+
+Handler integer_into(int& target, int low, int high) {
+    return [&target, low, high](const Place& place) {
+        target = static_cast<int>(read_integer(place, low, high));
+    };
+}
+
+Handler text_into(std::string& target) {
+    return [&target](const Place& place) { target = read_text(place); };
+}
+
+std::string read_choice(const Place& place, const std::vector<std::string>& choices) {
+    std::string text = place.value.is_string() ? place.value.get<std::string>() : "";
+    if (std::find(choices.begin(), choices.end(), text) == choices.end()) {
+        std::string list;
+        for (const std::string& choice : choices) {
+            list += (list.empty() ? "" : ", ") + choice;
+        }
+        fail(place, "one of: " + list);
+    }
+    return text;
+}
+
+void require(const Place& place, const char* key) {
+    if (!place.value.is_object() || !place.value.contains(key)) {
+        fail(place, std::string("an object with the key ") + key);
+    }
+}
+
+}  // namespace cellwarden::bench

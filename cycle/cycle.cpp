@@ -1,0 +1,72 @@
+#include "cycle/cycle.h"
+
+#include "charge/device_modes.h"
+#include "charge/lrc_mode.h"
+#include "charge/soft_charge.h"
+#include "passport/passport.h"
+#include "platform/thermal_zone.h"
+#include "stats/batt_stat_update.h"
+#include "telemetry/batt_degradation2.h"
+#include "telemetry/charger_insertion_removal.h"
+#include "telemetry/usb_connector_heat.h"
+
+namespace cellwarden {
+namespace {
+
+// The battery is identified, has a design capacity and a state of charge above zero. An unreadable
+// attribute reads as 0 and fails.
+bool battery_is_known(const SysfsParams& snapshot) {
+    constexpr uint32_t FIRST_KNOWN_MODEL = 2;
+    return static_cast<uint32_t>(param_integer(snapshot, PARAM_BATTERY_MODEL_NAME)) >=
+               FIRST_KNOWN_MODEL &&
+           param_integer(snapshot, PARAM_BATTERY_CHARGE_FULL_DESIGN) >= 1 &&
+           param_integer(snapshot, PARAM_BATT_SOC) >= 1;
+}
+
+}  // namespace
+
+SysfsReadMask full_cycle_mask() {
+    SysfsReadMask mask;
+    mask.fill(1);
+    return mask;
+}
+
+SysfsReadMask light_cycle_mask() {
+    SysfsReadMask mask{};
+    mask[PARAM_SDM_THERM] = 1;
+    mask[PARAM_SDM_THERM_ZONE_TEMP] = 1;
+    return mask;
+}
+
+void load_records(ServiceState& state, BattStat& stat, ChgInsertionRemovalData& connection) {
+    init_batt_stat(state, stat);
+    init_chg_insertion_removal_data(state, connection);
+    handle_tessera(state);
+}
+
+void run_full_cycle(ServiceState& state, BattStat& stat, ChgInsertionRemovalData& connection,
+                    const SysfsParams& snapshot) {
+    if (state.lrc_hold_active) {
+        control_lrc_mode(state, snapshot);
+    }
+    if (battery_is_known(snapshot)) {
+        if (!state.restored_capacity_applied) {
+            set_restored_capacity(state);
+            state.restored_capacity_applied = true;
+        }
+        control_soft_charge(state, snapshot);
+        update_batt_stat(state, stat, snapshot);
+        update_eu_eco_system_values(state);
+    }
+    set_chg_insertion_removal_data(state, snapshot, connection);
+    send_ondra_batt_degr2_if_is_timing(state, stat);
+    send_ondra_chg_insertion_removal_if_is_timing(state, connection, snapshot);
+    save_batt_stat_if_is_timing(state, snapshot, stat);
+    save_usb_connector_heat_data_if_is_timing(state, snapshot);
+}
+
+void run_light_cycle(const SysfsParams& snapshot) {
+    provide_external_thermal_data(snapshot);
+}
+
+}  // namespace cellwarden

@@ -1,0 +1,74 @@
+// cellwarden: start-up and the loop. One thread, no arguments, no configuration file; the process
+// ends, with 0, only when the uevent socket cannot be had or waiting on it fails.
+
+#include <unistd.h>
+
+#include <ctime>
+
+#include "cycle/cycle.h"
+#include "daemon/config.h"
+#include "daemon/uevent.h"
+#include "platform/log.h"
+#include "platform/sysfs_io.h"
+#include "platform/wakelock.h"
+#include "state/service_state.h"
+
+namespace cellwarden {
+namespace {
+
+ServiceState service_state;
+BattStat batt_stat;
+ChgInsertionRemovalData connection;
+SysfsParams snapshot;
+
+void take_settings(ServiceState& state) {
+    state.event_wait_timeout_s = periodic_event_interval(config_table);
+    property_get("ro.product.vendor.model", state.vendor_model, "");
+}
+
+// A clock that cannot be read leaves the previous cycle's time.
+void take_cycle_times(ServiceState& state) {
+    state.cycle_wall_time = time(nullptr);
+    timespec boot{};
+    if (clock_gettime(CLOCK_BOOTTIME, &boot) == 0) {
+        state.cycle_boot_time = boot.tv_sec;
+    }
+}
+
+// `event_name`: the supply that woke the daemon, or the empty text at the end of a period.
+void run_cycle(ServiceState& state, const char* event_name) {
+    take_wakelock();
+    snapshot = SysfsParams{};
+    take_cycle_times(state);
+    if (event_name[0] != '\0') {
+        read_sysfs_params(snapshot, full_cycle_mask());
+        run_full_cycle(state, batt_stat, connection, snapshot);
+    } else {
+        read_sysfs_params(snapshot, light_cycle_mask());
+        run_light_cycle(snapshot);
+    }
+    cleanup_sysfs_params(snapshot);
+    drop_wakelock();
+}
+
+}  // namespace
+}  // namespace cellwarden
+
+int main() {
+    using namespace cellwarden;
+    int32_t uevent_fd = -1;
+    char event_name[EVENT_NAME_SIZE] = {};
+
+    wait_sysfs_ready();
+    if (create_uevent_socket(&uevent_fd) != 0) {
+        LOG_LINE("<3>cellwarden: cannot create uevent socket, abort cellwarden\n");
+        return 0;
+    }
+    take_settings(service_state);
+    load_records(service_state, batt_stat, connection);
+    while (wait_for_uevent(uevent_fd, service_state.event_wait_timeout_s, event_name) >= 0) {
+        run_cycle(service_state, event_name);
+    }
+    close(uevent_fd);
+    return 0;
+}

@@ -1,0 +1,112 @@
+#include "daemon/uevent.h"
+
+#include <linux/netlink.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include "platform/log.h"
+
+namespace cellwarden {
+namespace {
+
+constexpr std::string_view NAME_KEY = "POWER_SUPPLY_NAME=";
+constexpr const char* SUPPLIES[] = {"battery", "usb", "wireless"};
+
+char uevent_recv_buffer[65536];
+timeval uevent_wait_left;  // select leaves in it what is left of the period
+
+const char* known_supply(const char* name) {
+    for (const char* supply : SUPPLIES) {
+        if (strcmp(name, supply) == 0) {
+            return supply;
+        }
+    }
+    return nullptr;
+}
+
+// Receives one message. Returns the supply it speaks of, or null.
+const char* receive_power_supply(int32_t fd) {
+    const ssize_t received =
+        recvfrom(fd, uevent_recv_buffer, sizeof uevent_recv_buffer - 1, 0, nullptr, nullptr);
+    if (received < 0) {
+        LOG_LINE("<3>cellwarden: recv error: '%s'\n", strerror(errno));
+        return nullptr;
+    }
+    uevent_recv_buffer[received] = '\0';
+    return power_supply_of_uevent(uevent_recv_buffer, static_cast<size_t>(received));
+}
+
+}  // namespace
+
+int32_t create_uevent_socket(int32_t* fd_out) {
+    sockaddr_nl address{};
+    address.nl_family = AF_NETLINK;
+    address.nl_pid = static_cast<uint32_t>(getpid());
+    address.nl_groups = UINT32_MAX;
+
+    const int fd = socket(AF_NETLINK, SOCK_DGRAM, NETLINK_KOBJECT_UEVENT);
+    *fd_out = fd;
+    if (fd < 0) {
+        LOG_LINE("<3>cellwarden: Unable to create uevent socket\n");
+        return -5;
+    }
+    if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
+        LOG_LINE("<3>cellwarden: Unable to bind uevent socket\n");
+        close(fd);
+        return -5;
+    }
+    return 0;
+}
+
+const char* power_supply_of_uevent(const char* message, size_t length) {
+    const char* const end = message + length;
+    for (const char* text = message + strlen(message) + 1; text < end; text += strlen(text) + 1) {
+        if (strncmp(text, NAME_KEY.data(), NAME_KEY.size()) == 0) {
+            return known_supply(text + NAME_KEY.size());
+        }
+    }
+    return nullptr;
+}
+
+int32_t wait_for_uevent(int32_t fd, int32_t timeout_s, char (&name_out)[EVENT_NAME_SIZE]) {
+    if (fd < 0) {
+        return -1;
+    }
+    timeval* const timeout = timeout_s > 0 ? &uevent_wait_left : nullptr;
+    for (;;) {
+        fd_set readable;
+        FD_ZERO(&readable);
+        FD_SET(fd, &readable);
+        if (timeout_s > 0 && uevent_wait_left.tv_sec == 0 && uevent_wait_left.tv_usec == 0) {
+            uevent_wait_left.tv_sec = timeout_s;
+        }
+        const int ready = select(fd + 1, &readable, nullptr, nullptr, timeout);
+        if (ready < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            LOG_LINE("<3>cellwarden: select error: '%s'\n", strerror(errno));
+            return -1;
+        }
+        if (ready == 0) {
+            name_out[0] = '\0';
+            return 0;
+        }
+        if (!FD_ISSET(fd, &readable)) {
+            continue;
+        }
+        const char* supply = receive_power_supply(fd);
+        if (supply != nullptr) {
+            (void)snprintf(name_out, sizeof name_out, "%s", supply);
+            return 0;
+        }
+    }
+}
+
+}  // namespace cellwarden

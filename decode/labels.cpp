@@ -1,0 +1,140 @@
+#include "decode/labels.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "charge/usage_accounting.h"
+#include "decode/reading.h"
+#include "stats/charger_classes.h"
+#include "stats/discharge_extremes.h"
+#include "stats/soft_charge_history.h"
+#include "stats/thermal_ranges.h"
+
+namespace cellwarden::decode {
+namespace {
+
+constexpr int32_t PERIOD_DAYS = 10;
+
+std::string index_label(size_t index) {
+    return "[" + std::to_string(index) + "]";
+}
+
+std::string bin_label(std::span<const int32_t> borders, size_t bin, double per_unit, int digits) {
+    const auto border = [&](size_t i) {
+        char text[16];
+        (void)snprintf(text, sizeof text, "%.*f", digits, borders[i] / per_unit);
+        return std::string(text);
+    };
+    if (bin == 0) {
+        return "above " + border(0);
+    }
+    return bin == borders.size() ? "up to " + border(bin - 1)
+                                 : border(bin) + " to " + border(bin - 1);
+}
+
+std::string milestone_label(size_t index) {
+    return "below " + plain_number((SOH_MILESTONES.at(index) + 1) / 1e3, 0) + " %";
+}
+
+std::string thermal_range_label(size_t index) {
+    const int32_t end = THERMAL_RANGE_ENDS.at(index);
+    if (index == 0) {
+        return "thermal level " + std::to_string(end);
+    }
+    const int32_t start = THERMAL_RANGE_ENDS[index - 1] + 1;
+    return start == end ? "thermal level " + std::to_string(end)
+                        : "thermal levels " + std::to_string(start) + " to " + std::to_string(end);
+}
+
+// What a discharge must not exceed, told as what it is below; the limits are the last readings that
+// count.
+std::string discharge_label(const DischargeLimits& limits) {
+    std::string label;
+    if (limits.current_ua < -1) {
+        label = "over " + plain_number(-(limits.current_ua + 1000) / 1e6, 3) + " A";
+    }
+    const auto add = [&](const std::string& text) { label += (label.empty() ? "" : ", ") + text; };
+    if (limits.temperature_decic != ANY_READING) {
+        add("below " + plain_number((limits.temperature_decic + 1) / 10.0, 1) + " degC");
+    }
+    if (limits.voltage_uv != ANY_READING) {
+        add("below " + plain_number((limits.voltage_uv + 1) / 1e6, 3) + " V");
+    }
+    return label.empty() ? "any" : label;
+}
+
+std::string charger_label(size_t charger_class) {
+    std::string types;
+    std::string wattage;
+    int32_t lower_uw = 0;  // where the wattage tells classes of one type apart
+    for (const ChargerClassRow& row : CHARGER_CLASS_ROWS) {
+        if (row.charger_class != static_cast<int32_t>(charger_class)) {
+            continue;
+        }
+        types += (types.empty() ? "" : ", ") + std::to_string(row.charger_type);
+        for (const ChargerClassRow& other : CHARGER_CLASS_ROWS) {
+            if (other.charger_type == row.charger_type &&
+                other.max_wattage_uw < row.max_wattage_uw) {
+                lower_uw = std::max(lower_uw, other.max_wattage_uw);
+            }
+        }
+        wattage = row.max_wattage_uw != ANY_WATTAGE
+                      ? ", up to " + plain_number(row.max_wattage_uw / 1e6, 0) + " W"
+                  : lower_uw > 0 ? ", over " + plain_number(lower_uw / 1e6, 0) + " W"
+                                 : "";
+    }
+    const std::string name = "class " + std::to_string(charger_class);
+    return types.empty() ? name + ", not assigned" : name + ", type " + types + wattage;
+}
+
+std::string grid_label(const std::string& row, size_t index) {
+    return row + ", " + temperature_bin_label(index % TEMPERATURE_BIN_COUNT) + " degC";
+}
+
+}  // namespace
+
+std::string voltage_bin_label(size_t bin) {
+    return bin_label(VOLTAGE_BORDERS, bin, 1e6, 2);
+}
+
+std::string temperature_bin_label(size_t bin) {
+    return bin_label(TEMPERATURE_BORDERS, bin, 10, 0);
+}
+
+std::string soc_bin_label(size_t bin) {
+    return bin_label(SOC_BORDERS, bin, 100, 0);
+}
+
+std::string element_label(std::string_view field, size_t index) {
+    if (field == "vt_cet_table") {
+        return grid_label(voltage_bin_label(index / TEMPERATURE_BIN_COUNT) + " V", index);
+    }
+    if (field == "ct_charge_table") {
+        return grid_label(soc_bin_label(index / TEMPERATURE_BIN_COUNT) + " %", index);
+    }
+    if (field.ends_with("_per_10days") || field == "arrhenius_lv" ||
+        field == "full_stay_capacity_degradation_aging_lv") {
+        return "10 days from day " + std::to_string(index * PERIOD_DAYS);
+    }
+    if (field == "first_soh_time") {
+        return milestone_label(index);
+    }
+    if (field == "soft_charge1_onlinetime" || field == "soft_charge5_onlinetime") {
+        return "level " + std::to_string(index + 1);
+    }
+    if (field == "max_discharge_time") {
+        return discharge_label(DISCHARGE_MAXIMA.at(index).limits);
+    }
+    if (field == "total_discharge_time") {
+        return discharge_label(DISCHARGE_BUCKETS.at(index));
+    }
+    if (field == "thermal_range_stay_time") {
+        return thermal_range_label(index);
+    }
+    if (field == "thermal_level_time") {
+        return "thermal level " + std::to_string(index);
+    }
+    return field.starts_with("dev_") ? charger_label(index) : index_label(index);
+}
+
+}  // namespace cellwarden::decode

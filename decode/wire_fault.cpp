@@ -1,0 +1,84 @@
+#include "decode/wire_fault.h"
+
+#include "decode/reading.h"
+
+namespace cellwarden::decode {
+namespace {
+
+constexpr uint64_t VARINT = 0;
+constexpr uint64_t LENGTH_DELIMITED = 2;
+constexpr unsigned WIRE_TYPE_BITS = 3;
+
+struct Reader {
+    std::span<const uint8_t> bytes;
+    size_t at = 0;
+};
+
+// Seven bits a byte, the lowest first, at most ten bytes; none where the bytes end within it.
+std::optional<uint64_t> read_varint(Reader& reader) {
+    constexpr unsigned BITS = 7;
+    constexpr unsigned MAX_SHIFT = 63;
+    constexpr uint8_t MORE = 0x80;
+    uint64_t number = 0;
+    for (unsigned shift = 0; reader.at < reader.bytes.size() && shift <= MAX_SHIFT; shift += BITS) {
+        const uint8_t byte = reader.bytes[reader.at++];
+        number |= static_cast<uint64_t>(byte & (MORE - 1)) << shift;
+        if ((byte & MORE) == 0) {
+            return number;
+        }
+    }
+    return std::nullopt;
+}
+
+// Reads one field.
+std::optional<WireFault> field_fault(const ProtobufCMessageDescriptor& type, Reader& reader) {
+    const size_t start = reader.at;
+    const std::optional<uint64_t> key = read_varint(reader);
+    if (!key) {
+        return WireFault{start, "the key of a field is cut"};
+    }
+    const uint64_t number = *key >> WIRE_TYPE_BITS;
+    const uint64_t encoding = *key & ((1U << WIRE_TYPE_BITS) - 1);
+    const ProtobufCFieldDescriptor* const field =
+        number > UINT32_MAX
+            ? nullptr
+            : protobuf_c_message_descriptor_get_field(&type, static_cast<unsigned>(number));
+    if (field == nullptr) {
+        return WireFault{start, "there is no field " + std::to_string(number)};
+    }
+    const std::string name = std::string("field ") + field->name;
+    const uint64_t wanted = field->type == PROTOBUF_C_TYPE_STRING ? LENGTH_DELIMITED : VARINT;
+    if (encoding != wanted) {
+        return WireFault{start, name + " has encoding " + std::to_string(encoding) + ", it wants " +
+                                    std::to_string(wanted)};
+    }
+    const size_t value_start = reader.at;
+    const std::optional<uint64_t> value = read_varint(reader);
+    if (!value) {
+        return WireFault{value_start, "the value of " + name + " is cut"};
+    }
+    if (wanted == LENGTH_DELIMITED) {
+        const size_t left = reader.bytes.size() - reader.at;
+        if (*value > left) {
+            return WireFault{value_start, name + " is " + std::to_string(*value) +
+                                              " bytes long, and " + std::to_string(left) +
+                                              " are left"};
+        }
+        reader.at += *value;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<WireFault> wire_fault(const ProtobufCMessageDescriptor& type,
+                                    std::span<const uint8_t> bytes) {
+    Reader reader{.bytes = bytes};
+    std::optional<WireFault> fault;
+    while (!fault && reader.at < bytes.size()) {
+        fault = field_fault(type, reader);
+    }
+    return fault;
+}
+
+}  // namespace cellwarden::decode

@@ -1,0 +1,98 @@
+#include "phone/charger.h"
+
+#include <algorithm>
+
+namespace cellwarden::bench {
+namespace {
+
+constexpr double USB_EFFICIENCY = 0.90;
+constexpr double WIRELESS_EFFICIENCY = 0.75;
+constexpr double FAST_CHARGE_C_RATE = 0.9;
+constexpr double END_OF_CHARGE_C_RATE = 0.05;
+constexpr double RECHARGE_SAG_UV =
+    40'000;  // the open-circuit voltage lost before charging restarts
+
+double temperature_share(double temp_c) {
+    if (temp_c < 0 || temp_c >= 60) {
+        return 0;
+    }
+    return temp_c >= 45 ? 0.5 : 1;
+}
+
+double available_w(const Charger& charger) {
+    if (!draws_input(charger)) {
+        return 0;
+    }
+    return charger.watts * (charger.source == Source::USB ? USB_EFFICIENCY : WIRELESS_EFFICIENCY);
+}
+
+// The highest current, in µA, that the float voltage lets into the battery.
+double voltage_limited_ua(const Charger& charger, const Battery& battery) {
+    const double headroom_uv = float_voltage_uv(charger) - open_circuit_uv(battery.soc);
+    return std::max(0.0, headroom_uv / battery.resistance_mohm * 1e3);
+}
+
+double end_of_charge_ua(const Battery& battery) {
+    return END_OF_CHARGE_C_RATE * battery.charge_full_design_uah;
+}
+
+void update_full(Charger& charger, const Battery& battery, double wanted_ua) {
+    const double end_ua = end_of_charge_ua(battery);
+    const double headroom_uv = float_voltage_uv(charger) - open_circuit_uv(battery.soc);
+    if (charger.full) {
+        charger.full = headroom_uv < end_ua * battery.resistance_mohm / 1e3 + RECHARGE_SAG_UV;
+    } else {
+        charger.full = wanted_ua < end_ua && voltage_limited_ua(charger, battery) <= wanted_ua;
+    }
+}
+
+}  // namespace
+
+double float_voltage_uv(const Charger& charger) {
+    return 4'480'000.0 - 20'000.0 * charger.ageing_level;
+}
+
+double end_of_charge_soc(const Charger& charger, const Battery& battery) {
+    const double drop_uv = end_of_charge_ua(battery) * battery.resistance_mohm / 1e3;
+    return soc_at_open_circuit(float_voltage_uv(charger) - drop_uv);
+}
+
+double charge_current_limit_ua(const Charger& charger, const Battery& battery) {
+    const double ageing_share = 1 - 0.05 * charger.ageing_level;
+    const double thermal_share = 1 - 0.9 * charger.thermal_level / charger.thermal_level_max;
+    return FAST_CHARGE_C_RATE * battery.charge_full_design_uah * ageing_share * thermal_share *
+           temperature_share(battery.temp_c);
+}
+
+bool draws_input(const Charger& charger) {
+    return charger.source != Source::NONE && !charger.lrc_input_suspend &&
+           !(charger.source == Source::USB && charger.usb_input_suspend);
+}
+
+PowerFlow share_power(Charger& charger, const Battery& battery, double load_ua) {
+    PowerFlow flow;
+    const double battery_v = open_circuit_uv(battery.soc) / 1e6;
+    const double spare_ua = available_w(charger) / battery_v * 1e6 - load_ua;
+    if (!draws_input(charger)) {
+        charger.full = false;
+        flow.battery_ua = -load_ua;
+        return flow;
+    }
+
+    const double wanted_ua =
+        std::min(charge_current_limit_ua(charger, battery), voltage_limited_ua(charger, battery));
+    update_full(charger, battery, wanted_ua);
+    const bool charging = !charger.full && !charger.lrc_charge_disable && wanted_ua > 0;
+    flow.battery_ua = std::min(charging ? wanted_ua : 0.0, spare_ua);
+    flow.input_limited = charging && spare_ua < wanted_ua;
+    flow.input_w = std::min(charger.watts, charger.watts / available_w(charger) *
+                                               (flow.battery_ua + load_ua) / 1e6 * battery_v);
+    if (charger.full) {
+        flow.status = ChargeStatus::FULL;
+    } else {
+        flow.status = charging ? ChargeStatus::CHARGING : ChargeStatus::NOT_CHARGING;
+    }
+    return flow;
+}
+
+}  // namespace cellwarden::bench

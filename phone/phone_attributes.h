@@ -1,0 +1,35 @@
+// The texts of the phone's 134 attributes. Some follow from the phone's state; the others keep what
+// they start with until the daemon writes them, or for good.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "phone/phone.h"
+#include "platform/sysfs_params.h"
+
+namespace cellwarden::bench {
+
+struct AttributeText {
+    SysfsParamId id;
+    std::string text;  // without a newline
+};
+
+// Path of a parameter's attribute file; the thermal zone's number is the phone's.
+std::string attribute_path(const Phone& phone, SysfsParamId id);
+
+// The last two components of a path, as people name an attribute: "battery/capacity".
+std::string_view attribute_name(std::string_view path);
+
+// The attributes that follow from the phone's state, as they read now.
+std::vector<AttributeText> live_attributes(const Phone& phone);
+
+// All the others, as they read when the phone starts.
+std::vector<AttributeText> start_attributes(const Phone& phone);
+
+// Hands what the daemon wrote to the charger driver. Attributes that the driver does not obey
+// change nothing.
+void obey_attribute_write(Phone& phone, SysfsParamId id, const std::string& text);
+
+}  // namespace cellwarden::bench

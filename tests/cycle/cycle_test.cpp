@@ -1,0 +1,136 @@
+#include "cycle/cycle.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "platform/sysfs_io.h"
+#include "platform/unit_store.h"
+#include "support/phone.h"
+#include "support/sysfs.h"
+
+namespace cellwarden {
+namespace {
+
+using namespace test;
+
+TEST(Cycle, MasksSelectEverythingOrTheTwoThermalParameters) {
+    const SysfsReadMask full = full_cycle_mask();
+    const SysfsReadMask light = light_cycle_mask();
+    for (uint32_t id = 0; id < SYSFS_PARAM_COUNT; id++) {
+        EXPECT_NE(full[id], 0) << id;
+        EXPECT_EQ(light[id] != 0, id == 49 || id == 78) << id;
+    }
+}
+
+// A battery with something to do for every rule: a hold to drain, an ageing level to correct, an
+// online time that enters its second period, a charger inserted while the connector is hot, and
+// everything due to be saved.
+struct Busy {
+    ServiceState state{.cycle_boot_time = 1000,
+                       .cycle_wall_time = 1'800'000'000,
+                       .online_time = 863'990,
+                       .restore_capacity_mah = 4400,
+                       .lrc_hold_active = true,
+                       .lrc_upper_soc = 60,
+                       .lrc_lower_soc = 40,
+                       .soft_charge = {.last_soft_charge_boot_time = 990},
+                       .insertion_removal_report = {.reported_thermal_level = 3},
+                       .batt_degr2_report = {.last_reported_period = 0},
+                       .passport = {.production_date_published = true, .first_usage_date_published = true}};
+    BattStat stat{};
+    ChgInsertionRemovalData connection;
+    SysfsParams snapshot = snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5},
+                                        {PARAM_BATTERY_CHARGE_FULL_DESIGN, 4'480'000},
+                                        {PARAM_BATT_SOC, 11'001},
+                                        {PARAM_BATTERY_CAPACITY, 61},
+                                        {PARAM_BATT_AGING_LEVEL, 3},
+                                        {PARAM_USB_ONLINE, 1},
+                                        {PARAM_SYSTEM_TEMP_LEVEL, 3},
+                                        {PARAM_SYSTEM_TEMP_LEVEL_MAX, 3},
+                                        {PARAM_BOOTUP_SHUTDOWN_PHASE, 4}});
+
+    void run() { run_full_cycle(state, stat, connection, snapshot); }
+};
+
+using Calls = std::vector<std::string>;
+
+TEST(Cycle, RulesRunInTheirOrder) {
+    Busy busy;
+    busy.run();
+    const Calls order = {
+        "attribute 29 = 1",     // hold
+        "attribute 60 = 4400",  // restored capacity
+        "log <3>cellwarden: batt_soc is not valid (11001), ct_charge_table is not updated\n",
+        "attribute 32 = 0",  // soft charge
+        "log <3>cellwarden: batt_soc is not valid (11001), rapid_charge_count is not updated\n",
+        "write 2804",  // passport
+        "attribute 12 = 0",
+        "attribute 7 = 4480000",
+        "write 2805",
+        "attribute 13 = 100",
+        "event BatteryDegradation2",
+        "log <3>cellwarden: Sending ondra event for BatteryDegradation2\n",
+        "event ChargerInsertionRemoval",
+        "log <3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n",
+        "write 2491",
+        "write 2319",
+        "write 2310",
+    };
+    EXPECT_EQ(phone.calls, order);
+    // What an earlier rule found is in what a later one saved.
+    EXPECT_EQ(busy.stat.online_time, 864'000);
+    EXPECT_EQ(phone.units[UNIT_BATT_STAT], bytes_of(busy.stat));
+    EXPECT_EQ(phone.units[UNIT_HEAT_COUNT], "\1");
+}
+
+TEST(Cycle, ABatteryIsKnownByModelCapacityAndCharge) {
+    const std::tuple<const char*, int32_t, int32_t, int32_t, bool> rows[] = {
+        {"all three at their least", 2, 1, 1, true}, {"model not matched", 1, 1, 1, false},
+        {"model compared unsigned", -1, 1, 1, true}, {"no design capacity", 5, 0, 1, false},
+        {"empty battery", 5, 4'500'000, 0, false},
+    };
+    const Calls without_battery = {"attribute 29 = 1",
+                                   "event ChargerInsertionRemoval",
+                                   "log <3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n",
+                                   "write 2491",
+                                   "write 2319",
+                                   "write 2310"};
+    for (const auto& [name, model, full_design, soc, known] : rows) {
+        phone = FakePhone{};
+        Busy busy;
+        set_param(busy.snapshot, {PARAM_BATTERY_MODEL_NAME, model});
+        set_param(busy.snapshot, {PARAM_BATTERY_CHARGE_FULL_DESIGN, full_design});
+        set_param(busy.snapshot, {PARAM_BATT_SOC, soc});
+        busy.run();
+        EXPECT_EQ(busy.state.restored_capacity_applied, known) << name;
+        EXPECT_EQ(phone.calls == without_battery, !known) << name;
+    }
+}
+
+TEST(Cycle, StartUpLoadsTheRecordsThenTheDeviceModes) {
+    phone.units = {{UNIT_HEAT_COUNT, "\7"}, {UNIT_STARTUP_PROCESS, "\xAB"}};
+    Busy busy;
+    load_records(busy.state, busy.stat, busy.connection);
+    EXPECT_EQ(phone.calls,
+              (Calls{"read 2491", "read 2319", "read 2310", "read 2227",
+                     "log <3>cellwarden: This phone is in startup process now, battery charge is limited.\n",
+                     "read 66677", "read 2312"}));
+    EXPECT_EQ(busy.state.usb_connector_heat_count, 7);
+    EXPECT_EQ(busy.state.restore_capacity_mah, -1);
+}
+
+}  // namespace
+}  // namespace cellwarden
+
+extern "C" {
+
+// The linker sends the rules' calls of write_sysfs_integer() here: every attribute that the daemon
+// writes, in one order with the phone's other calls.
+int32_t __wrap__ZN10cellwarden19write_sysfs_integerENS_12SysfsParamIdEi(cellwarden::SysfsParamId id, int32_t value) {
+    cellwarden::test::phone.calls.push_back("attribute " + std::to_string(id) + " = " + std::to_string(value));
+    return 0;
+}
+}

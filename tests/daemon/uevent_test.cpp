@@ -1,0 +1,192 @@
+#include "daemon/uevent.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/netlink.h>
+#include <sys/resource.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "support/namespaces.h"
+#include "support/phone.h"
+#include "support/process.h"
+
+namespace cellwarden {
+namespace {
+
+using namespace test;
+using namespace std::string_literals;
+
+std::string uevent_of(const std::string& supply) {
+    return "change@/devices/x\0ACTION=change\0SUBSYSTEM=power_supply\0POWER_SUPPLY_NAME="s + supply + "\0SEQNUM=7\0"s;
+}
+
+const std::string FOREIGN = "add@/devices/y\0ACTION=add\0SUBSYSTEM=block\0"s;
+
+// --- select(), which plays a script in place of waiting while there is one.
+
+enum Outcome { READABLE, TIMEOUT, INTERRUPTED, NOT_IN_SET, FAILED };
+
+struct Step {
+    Outcome outcome;
+    timeval left{};                         // what select leaves in its timeout
+    std::optional<std::string> datagram{};  // READABLE: what has arrived, if anything has
+};
+
+bool scripted = false;
+std::deque<Step> steps;
+int sender = -1;    // where datagrams come from
+std::string trace;  // the timeouts handed to select, in us, and what the waits gave
+
+extern "C" {
+int __real_select(int count, fd_set* readable, fd_set* writable, fd_set* failed, timeval* timeout);
+
+int __wrap_select(int count, fd_set* readable, fd_set* writable, fd_set* failed, timeval* timeout) {
+    if (!scripted) {
+        return __real_select(count, readable, writable, failed, timeout);
+    }
+    trace += (timeout == nullptr ? "no limit" : std::to_string(timeout->tv_sec * 1'000'000 + timeout->tv_usec)) + " ";
+    const Step step = steps.empty() ? Step{FAILED} : steps.front();
+    if (!steps.empty()) {
+        steps.pop_front();
+    }
+    if (timeout != nullptr) {
+        *timeout = step.left;
+    }
+    if (step.datagram) {
+        EXPECT_EQ(send(sender, step.datagram->data(), step.datagram->size(), 0), ssize(*step.datagram));
+    }
+    if (step.outcome != READABLE) {
+        FD_ZERO(readable);
+    }
+    errno = step.outcome == INTERRUPTED ? EINTR : ENOMEM;
+    return step.outcome == READABLE || step.outcome == NOT_IN_SET ? 1 : step.outcome == TIMEOUT ? 0 : -1;
+}
+}
+
+// Plays the steps through as many waits as they fill, and traces what each wait gave.
+void wait_through(const std::deque<Step>& played, int32_t timeout_s) {
+    int ends[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0, ends), 0);
+    sender = ends[1];
+    steps = played;
+    scripted = true;
+    while (!steps.empty()) {
+        char name[EVENT_NAME_SIZE] = "not written";
+        const bool done = wait_for_uevent(ends[0], timeout_s, name) == 0;
+        trace += !done ? "failed " : name[0] == '\0' ? "period " : std::string(name) + " ";
+    }
+}
+
+TEST(WaitForUevent, CarriesTheRestOfThePeriodOver) {
+    const std::string battery = uevent_of("battery");
+    const std::string longest = uevent_of(std::string(65'535 - uevent_of("").size(), 'x'));
+    const struct {
+        const char* name;
+        std::deque<Step> steps;
+        const char* trace;
+        const char* log = "";
+        int32_t timeout_s = 10;
+    } rows[] = {
+        {"an event takes its time from the period; one at its very end starts the next",
+         {{READABLE, {7, 0}, battery}, {READABLE, {0, 0}, battery}, {TIMEOUT}, {TIMEOUT}},
+         "10000000 battery 7000000 battery 10000000 period 10000000 period "},
+        {"other messages are no end",
+         {{READABLE, {9, 500'000}, FOREIGN}, {READABLE, {8, 1}, longest}, {READABLE, {0, 1}, ""}, {TIMEOUT}},
+         "10000000 9500000 8000001 1 period "},
+        {"nothing of an earlier message is seen",
+         {{READABLE, {9, 0}, "hd\0................E=usb\0"s}, {READABLE, {8, 0}, "hd\0POWER_SUPPLY_NAM"s}, {TIMEOUT}},
+         "10000000 9000000 8000000 period "},
+        {"an interrupted or empty select goes on with the rest",
+         {{INTERRUPTED, {6, 0}}, {NOT_IN_SET, {5, 0}}, {READABLE, {4, 0}, battery}},
+         "10000000 6000000 5000000 battery "},
+        {"the shortest period", {{TIMEOUT}}, "1000000 period ", "", 1},
+        {"no period", {{READABLE, {}, battery}}, "no limit battery ", "", 0},
+        {"a negative period is none", {{READABLE, {}, battery}}, "no limit battery ", "", -5},
+        {"select fails", {{FAILED}}, "10000000 failed ", "<3>cellwarden: select error: 'Cannot allocate memory'\n"},
+        {"nothing to receive",
+         {{READABLE, {9, 0}}, {TIMEOUT}},
+         "10000000 9000000 period ",
+         "<3>cellwarden: recv error: 'Resource temporarily unavailable'\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        in_own_process([&row] {
+            wait_through(row.steps, row.timeout_s);
+            EXPECT_EQ(trace, row.trace);
+            EXPECT_EQ(phone.log.empty() ? "" : phone.log[0], row.log);
+        });
+    }
+    char name[EVENT_NAME_SIZE] = "as before";
+    EXPECT_EQ(wait_for_uevent(-1, 10, name), -1);
+    EXPECT_STREQ(name, "as before");
+}
+
+TEST(Uevent, SupplyOfAMessage) {
+    const struct {
+        const char* name;
+        std::string message;
+        const char* expected;  // null: the message is passed over
+    } rows[] = {
+        {"a longer name", uevent_of("usb_pd"), nullptr},
+        {"only the first name counts", uevent_of("usb_pd") + uevent_of("usb"), nullptr},
+        {"an empty header, no NUL after the name", "\0POWER_SUPPLY_NAME=usb"s, "usb"},
+        {"the header is no entry", "POWER_SUPPLY_NAME=usb\0A=b\0"s, nullptr},
+        {"the key inside another", "h\0XPOWER_SUPPLY_NAME=usb\0"s, nullptr},
+        {"an end inside the key", "h\0POWER_SUPPLY_NAM"s, nullptr},
+        {"nothing", "", nullptr},
+        {"NULs and a name at the end", std::string(60'000, '\0') + "POWER_SUPPLY_NAME=wireless", "wireless"},
+    };
+    for (const auto& row : rows) {
+        // A block of exactly this size lets the address sanitizer see a look beyond it.
+        const std::vector<char> exact(row.message.c_str(), row.message.c_str() + row.message.size() + 1);
+        EXPECT_STREQ(power_supply_of_uevent(exact.data(), row.message.size()), row.expected) << row.name;
+    }
+}
+
+// --- The real socket
+
+// Hands a message to the kernel, which broadcasts it in this network namespace with a sequence
+// number of its own at the end.
+void broadcast_through_kernel(const std::string& message) {
+    nlmsghdr header{};
+    header.nlmsg_len = static_cast<uint32_t>(NLMSG_HDRLEN + message.size());
+    header.nlmsg_type = NLMSG_MIN_TYPE;
+    header.nlmsg_flags = NLM_F_REQUEST;
+    const std::string request = bytes_of(header) + message;
+    const int fd = socket(AF_NETLINK, SOCK_RAW, NETLINK_KOBJECT_UEVENT);
+    require(send(fd, request.data(), request.size(), 0) >= 0, "uevents of its own");
+}
+
+TEST(UeventSocket, HearsTheKernelAndReportsWhatItCannotHave) {
+    in_own_process([] {
+        enter_network_namespace();
+        int32_t fd = -1;
+        ASSERT_EQ(create_uevent_socket(&fd), 0);
+        broadcast_through_kernel(FOREIGN);
+        broadcast_through_kernel(uevent_of("wireless"));
+        char name[EVENT_NAME_SIZE];
+        EXPECT_EQ(wait_for_uevent(fd, 10, name), 0);
+        EXPECT_STREQ(name, "wireless");
+
+        int32_t second = -1;
+        EXPECT_EQ(create_uevent_socket(&second), -5);  // the port is the process's, and taken
+        EXPECT_GT(second, fd);
+        EXPECT_EQ(fcntl(second, F_GETFD), -1) << "closed again";
+        const rlimit none{.rlim_cur = 0, .rlim_max = 0};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+        EXPECT_EQ(create_uevent_socket(&second), -5);
+        EXPECT_EQ(second, -1);
+        EXPECT_EQ(phone.log, (std::vector<std::string>{"<3>cellwarden: Unable to bind uevent socket\n",
+                                                       "<3>cellwarden: Unable to create uevent socket\n"}));
+    });
+}
+
+}  // namespace
+}  // namespace cellwarden
