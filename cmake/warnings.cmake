@@ -5,6 +5,10 @@ add_library(cellwarden_flags INTERFACE)
 # A product is rounded before it is added to: the ageing sums are the same on every machine.
 target_compile_options(cellwarden_flags INTERFACE -ffp-contract=off)
 
+# Builds in two folders give the same bytes: no path of this machine goes into a file.
+target_compile_options(cellwarden_flags INTERFACE
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+
 target_compile_options(cellwarden_flags INTERFACE
     -Wall -Wextra -Werror -Wconversion -Wsign-conversion -Wshadow)
 
