@@ -1,92 +1,268 @@
 #!/usr/bin/env python3
-"""Android.bp against the CMake build: form, sources, libraries, flags, generated code.
+"""Builds what Android.bp describes, with what Soong would give each module and nothing else.
 
 Usage: check_build_file.py BUILD_DIRECTORY
+
+Each genrule runs in a directory of its own, of which only the declared outputs are kept. Each C and
+C++ module is compiled by clang with the module's own flags and include directories, and linked with
+the libraries that it names: those of the phone's maker are the stand-ins of BUILD_DIRECTORY. The
+test module is run. The daemon's sources and flags and the generated files are compared with those
+of the CMake build.
 """
 
 import json
+import os
 import re
+import shutil
 import sys
 import tempfile
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 from checking import ROOT, expect_equal, failures, finish, need_programs, run
 
-# What Soong would put in the place of a tool of a genrule.
-TOOLS = {
-    "aprotoc": "protoc",
-    "protoc-gen-c": "/usr/bin/protoc-gen-c",
-    "cellwarden_make_production_date_fixes": f"{sys.executable} {ROOT}/passport/make_production_date_fixes.py",
+# What Soong passes to clang for a sanitizer on a device, without diag and recover. The desk's C++
+# library, whose hashes and random numbers wrap, is left out; Android's own says so in its headers.
+SANITIZERS = {
+    "integer_overflow": "-fsanitize=unsigned-integer-overflow,signed-integer-overflow -fsanitize-trap=all"
+                        " -fsanitize-minimal-runtime -fno-sanitize-trap=integer,undefined"
+                        " -fno-sanitize-recover=integer,undefined".split(),
 }
+NOT_SANITIZED = "src:/usr/*\n"
+LINKED_BY_TYPE = {"cc_binary": [], "cc_test": ["-lgtest"]}
+
+
+# --- The Blueprint language: properties with values that are strings, booleans, lists and maps.
+
+def tokens_of(text):
+    """The tokens of a build file, last one first."""
+    pattern = r'//[^\n]*|\s+|("[^"]*"|[\w.]+|[{}\[\]:,+])'
+    return [match[1] for match in re.finditer(pattern, text) if match[1]][::-1]
+
+
+def read_value(tokens):
+    token = tokens.pop()
+    if token == "{":
+        value = read_properties(tokens)
+    elif token == "[":
+        value = []
+        while tokens[-1] != "]":
+            value.append(read_value(tokens))
+            if tokens[-1] == ",":
+                tokens.pop()
+        tokens.pop()
+    else:
+        value = token[1:-1] if token[0] == '"' else {"true": True, "false": False}[token]
+    if tokens[-1] == "+":
+        tokens.pop()
+        value += read_value(tokens)
+    return value
+
+
+def read_properties(tokens):
+    properties = {}
+    while (name := tokens.pop()) != "}":
+        if name != ",":
+            tokens.pop()  # the colon
+            properties[name] = read_value(tokens)
+    return properties
+
+
+def merged(first, second):
+    """Properties as Soong merges them: lists are appended, of other values the second wins."""
+    result = dict(first)
+    for name, value in second.items():
+        if isinstance(value, list):
+            value = first.get(name, []) + value
+        elif isinstance(value, dict):
+            value = merged(first.get(name, {}), value)
+        result[name] = value
+    return result
 
 
 def read_modules():
-    """Name of each module to its type and text."""
-    modules = re.findall(r"^(\w+) \{\n(.*?)^\}$", (ROOT / "Android.bp").read_text(), re.M | re.S)
-    return {re.search(r'name: "([^"]+)"', text)[1]: (kind, text) for kind, text in modules}
+    """The modules by name, with their type in "type", defaults and conditions applied."""
+    tokens = tokens_of((ROOT / "Android.bp").read_text())
+    modules = {}
+    while tokens:
+        kind = tokens.pop()
+        tokens.pop()  # the brace
+        module = read_properties(tokens)
+        modules[module["name"]] = module | {"type": kind}
+    own_types = {name: module["module_type"] for name, module in modules.items() if "module_type" in module}
+    for name, module in modules.items():
+        for variable in module.get("soong_config_variables", {}).values():
+            module = merged(module, variable["conditions_default"])
+        for base in module.get("defaults", []):
+            module = merged(modules[base], module)
+        modules[name] = module | {"type": own_types.get(module["type"], module["type"])}
+    return modules
 
 
-def strings(text, prop):
-    """The strings of a property; the last of several wins, as a condition's default does."""
-    values = re.findall(rf'\b{prop}: (\[[^]]*\]|(?:"[^"]*"[ +\n]*)+)', text)
-    return re.findall(r'"([^"]*)"', values[-1]) if values else []
+# --- Building.
 
+class Tree:
+    """The modules, and the directory in which they are built: NAME/gen, NAME/obj, NAME/NAME."""
+
+    def __init__(self, modules, top, device_libraries):
+        self.modules, self.top, self.device_libraries = modules, top, device_libraries
+        self.ignore_list = top / "not_sanitized"
+        self.ignore_list.write_text(NOT_SANITIZED)
+
+    def of_type(self, *kinds):
+        return [name for name, module in self.modules.items() if module["type"] in kinds]
+
+    def tool(self, name):
+        if name == "aprotoc":
+            return "protoc"
+        if name in self.modules:
+            return f"{sys.executable} {ROOT / self.modules[name]['main']}"
+        return shutil.which(name)
+
+    def generate(self, name):
+        rule, gen = self.modules[name], self.top / name / "gen"
+        with tempfile.TemporaryDirectory() as sandbox:
+            outputs = [f"{sandbox}/{output}" for output in rule["out"]]
+            for output in outputs:
+                Path(output).parent.mkdir(parents=True, exist_ok=True)
+            inputs = [str(path.relative_to(ROOT)) for source in rule["srcs"] for path in sorted(ROOT.glob(source))]
+            values = {"in": " ".join(inputs), "out": " ".join(outputs), "genDir": sandbox, "$": "$"}
+            values |= {f"location {tool}": self.tool(tool) for tool in rule["tools"]}
+            command = re.sub(r"\$(?:\(([^)]+)\)|(\$))", lambda found: values[found[1] or found[2]], rule["cmd"])
+            run("sh", "-c", command, cwd=ROOT)
+            for output in rule["out"]:
+                (gen / output).parent.mkdir(parents=True, exist_ok=True)
+                try:
+                    shutil.move(f"{sandbox}/{output}", gen / output)
+                except FileNotFoundError:
+                    failures.append(f"{name} does not make its output {output}")
+
+    def sources(self, module):
+        """Paths of the sources, those of genrules included."""
+        named = module.get("srcs", []) + [f":{rule}" for rule in module.get("generated_sources", [])]
+        paths = []
+        for source in named:
+            reference = re.fullmatch(r":(\w+)(?:\{(.+)\})?", source)
+            if reference is None:
+                paths.append(ROOT / source)
+                continue
+            rule, tag = reference.groups()
+            made = [output for output in self.modules[rule]["out"] if tag in (None, output)]
+            if not made:
+                failures.append(f"{source} names no output of {rule}")
+            paths += [self.top / rule / "gen" / output for output in made]
+        return paths
+
+    def include_directories(self, module):
+        """The module's own directory always, then what it asks for and what it gets from others."""
+        directories = [ROOT] + [ROOT / path for path in module.get("local_include_dirs", [])]
+        for rule in module.get("generated_headers", []) + module.get("generated_sources", []):
+            exported = self.modules[rule].get("export_include_dirs", [""])
+            directories += [self.top / rule / "gen" / path for path in exported]
+        for library in module.get("static_libs", []):
+            directories += [ROOT / path for path in self.modules[library].get("export_include_dirs", [])]
+        return directories
+
+    def compile(self, source, module, target):
+        command = ["clang", "-g0", "-O1", "-fPIC", "-c", *module["cflags"], *sanitizer_flags(module),
+                   f"-fsanitize-ignorelist={self.ignore_list}"]
+        if source.suffix == ".cpp":
+            command = ["clang++", *command[1:], *module["cppflags"], f"-std={module['cpp_std']}"]
+        elif source.suffix != ".c":
+            failures.append(f"{module['name']}: {source.name} is no source that Soong compiles")
+            return
+        run(*command, *(f"-I{path}" for path in self.include_directories(module)), source, "-o", target)
+
+    def build(self, name):
+        """Compiles and links a module; returns the path of what it makes."""
+        module, folder = self.modules[name], self.top / name
+        sources = self.sources(module)
+        objects = [folder / "obj" / f"{number}.o" for number in range(len(sources))]
+        (folder / "obj").mkdir(parents=True)
+        with ThreadPoolExecutor(os.cpu_count()) as pool:
+            list(pool.map(lambda source, target: self.compile(source, module, target), sources, objects))
+        made = folder / (name + ".a" if module["type"] == "cc_library_static" else name)
+        if not all(path.is_file() for path in objects):
+            return made
+        if module["type"] == "cc_library_static":
+            run("ar", "rcs", made, *objects)
+            return made
+        libraries = module.get("shared_libs", [])
+        run("clang++", *sanitizer_flags(module), *objects,
+            *(self.top / library / (library + ".a") for library in module.get("static_libs", [])),
+            *LINKED_BY_TYPE[module["type"]], f"-L{self.device_libraries}", "-Wl,--as-needed",
+            *("-l" + library.removeprefix("lib") for library in libraries), "-o", made)
+        if made.is_file():
+            needed = re.findall(r"NEEDED.*\[(.+)\.so", run("readelf", "-d", made))
+            desk = {"libc", "libm", "libgcc_s", "libstdc++", "libgtest", "ld-linux-x86-64", "ld-linux-aarch64"}
+            expect_equal(f"{name}: shared_libs, and the libraries that it calls",
+                         sorted(libraries), sorted({*needed} - desk))
+        return made
+
+
+def sanitizer_flags(module):
+    return [flag for name, wanted in module.get("sanitize", {}).items() if wanted for flag in SANITIZERS[name]]
+
+
+# --- Android.bp against CMake.
 
 def compile_commands(build):
-    """Path of each source of the daemon to its compile command; generated ones are left out."""
-    commands = json.loads((build / "compile_commands.json").read_text())
-    return {str(Path(entry["file"]).relative_to(ROOT)): entry["command"] for entry in commands
-            if re.search(r"CMakeFiles/cellwarden(_rules)?\.dir/", entry["command"])
-            and not Path(entry["file"]).is_relative_to(build)}
+    """Path of each source that CMake compiles, to the target and the command; without generated ones."""
+    entries = json.loads((build / "compile_commands.json").read_text())
+    return [(str(Path(entry["file"]).relative_to(ROOT)), re.search(r"CMakeFiles/([\w-]+)\.dir/", entry["command"])[1],
+             entry["command"].split()) for entry in entries if not Path(entry["file"]).is_relative_to(build)]
 
 
-def check_program(text, build):
+def compare_generated_files(tree, build):
+    made = {output: tree.top / name / "gen" / output
+            for name in tree.of_type("genrule") for output in tree.modules[name]["out"]}
+    generated = build / "generated"
+    cmake = {str(path.relative_to(generated)): path for path in generated.rglob("*") if path.is_file()}
+    expect_equal("generated files in Android.bp, and in CMake", sorted(made), sorted(cmake))
+    for output in sorted(made.keys() & cmake.keys()):
+        if made[output].is_file():
+            expect_equal(f"{output}, made by Android.bp, and by CMake",
+                         *(path.read_text().splitlines() for path in (made[output], cmake[output])))
+
+
+def compare_with_cmake(tree, build):
     commands = compile_commands(build)
-    expect_equal("sources of the daemon", strings(text, "srcs"), sorted(commands))
-    flags = strings(text, "cflags") + strings(text, "cppflags")
-    flags.append("-std=" + strings(text, "cpp_std")[0])
-    for source, command in commands.items():
-        expect_equal(f"flags of {source} in CMake", [flag for flag in flags if flag in command.split()], flags)
-    dynamic = run("readelf", "-d", build / "cellwarden")
-    needed = set(re.findall(r"NEEDED.*\[(.+)\.so", dynamic)) - {"libc", "libm"}
-    needed.add("libcrypto")  # linked in here, shared on a phone
-    expect_equal("libraries of the daemon", strings(text, "shared_libs"), sorted(needed))
-    for path in strings(text, "init_rc"):
-        expect_equal(f"{path} exists", [(ROOT / path).is_file()], [True])
+    daemon = {source: command for source, target, command in commands if target in ("cellwarden", "cellwarden_rules")}
+
+    def own_sources(*names):
+        return [str(path.relative_to(ROOT)) for name in names
+                for path in tree.sources(tree.modules[name]) if not path.is_relative_to(tree.top)]
+
+    expect_equal("sources of the daemon in Android.bp, and in CMake",
+                 sorted(own_sources(*tree.of_type("cc_library_static", "cc_binary"))), sorted(daemon))
+    for name in tree.of_type("cc_library_static", "cc_binary"):
+        module = tree.modules[name]
+        flags = module["cflags"] + module["cppflags"] + ["-std=" + module["cpp_std"]]
+        shared = [daemon[source] for source in own_sources(name) if source in daemon]
+        lacking = [flag for flag in flags if not all(flag in command for command in shared)]
+        expect_equal(f"flags of {name} that CMake does not give each of its sources", lacking, [])
+    # A test that runs on the phone runs on the desk and on emulated Arm too; its main function is its own.
+    elsewhere = {source for source, _, _ in commands} | {"tests/android/main.cpp"}
+    expect_equal("sources of the test module that CMake does not build",
+                 sorted({*own_sources(*tree.of_type("cc_test"))} - elsewhere), [])
 
 
-def check_generated(modules, build):
-    """Runs each genrule as Soong would, and compares with what CMake made."""
-    made = []
-    for name, (kind, text) in modules.items():
-        if not kind.endswith("genrule"):
-            continue
-        for base in strings(text, "defaults"):
-            text += modules[base][1]
-        with tempfile.TemporaryDirectory() as directory:
-            outputs = strings(text, "out")
-            for output in outputs:
-                (Path(directory) / output).parent.mkdir(parents=True, exist_ok=True)
-            command = "".join(strings(text, "cmd")).replace("$$", "\0")
-            values = {"in": " ".join(strings(text, "srcs")), "genDir": directory,
-                      "out": " ".join(f"{directory}/{output}" for output in outputs)}
-            command = re.sub(r"\$\(location ([^)]+)\)", lambda m: TOOLS[m[1]], command)
-            command = re.sub(r"\$\((\w+)\)", lambda m: values[m[1]], command)
-            run("sh", "-c", command.replace("\0", "$"), cwd=ROOT)
-            for output in outputs:
-                made.append(output)
-                files = [top / output for top in (Path(directory), build / "generated")]
-                expect_equal(f"{name}: {output}", *(file.read_text().splitlines() for file in files))
-    generated = [str(path.relative_to(build / "generated")) for folder in ("passport", "telemetry")
-                 for path in (build / "generated" / folder).rglob("*") if path.is_file()]
-    expect_equal("generated files", sorted(made), sorted(generated))
-
-
-need_programs("bpfmt", "protoc", "protoc-gen-c")
+need_programs("ar", "bpfmt", "clang", "clang++", "protoc", "protoc-gen-c", "readelf")
 build_directory = Path(sys.argv[1]).resolve()
 if run("bpfmt", "-l", ROOT / "Android.bp"):
     failures.append(run("bpfmt", "-d", ROOT / "Android.bp"))
-all_modules = read_modules()
-check_program(all_modules["cellwarden"][1], build_directory)
-check_generated(all_modules, build_directory)
+with tempfile.TemporaryDirectory() as temporary:
+    tree = Tree(read_modules(), Path(temporary), build_directory / "device")
+    compare_with_cmake(tree, build_directory)
+    for rule in tree.of_type("genrule"):
+        tree.generate(rule)
+    compare_generated_files(tree, build_directory)
+    for library in tree.of_type("cc_library_static"):
+        tree.build(library)
+    for program in tree.of_type("cc_binary", "cc_test"):
+        made = tree.build(program)
+        if tree.modules[program]["type"] == "cc_test" and made.is_file():
+            run(made)
+        for path in tree.modules[program].get("init_rc", []):
+            expect_equal(f"{path} exists", [(ROOT / path).is_file()], [True])
 finish()

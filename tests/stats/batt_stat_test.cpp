@@ -11,7 +11,7 @@
 #include "platform/unit_store.h"
 #include "stats/soft_charge_history.h"
 #include "support/phone.h"
-#include "support/sysfs.h"
+#include "support/snapshot.h"
 
 namespace cellwarden {
 namespace {

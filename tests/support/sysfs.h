@@ -1,12 +1,10 @@
-// Attribute files at their real absolute paths, on a /sys of the test process's own, and snapshots
-// made without any file.
+// Attribute files at their real absolute paths, on a /sys of the test process's own.
 #pragma once
 
 #include <string>
-#include <variant>
-#include <vector>
 
 #include "platform/sysfs_params.h"
+#include "support/snapshot.h"
 
 namespace cellwarden::test {
 
@@ -20,16 +18,5 @@ void write_attribute(SysfsParamId id, const std::string& text);
 // The attribute's content, or "(no file)".
 std::string read_attribute(const std::string& path);
 std::string read_attribute(SysfsParamId id);
-
-// A parameter's value as a test gives it: an integer, or the text of its attribute file, from which
-// the value then follows as in the daemon. The text must outlive the snapshot.
-struct Given {
-    SysfsParamId id;
-    std::variant<int32_t, const char*> value;
-};
-void set_param(SysfsParams& snapshot, const Given& given);
-
-// The snapshot of a full cycle on a phone that has only the given attributes.
-SysfsParams snapshot_of(const std::vector<Given>& given);
 
 }  // namespace cellwarden::test

@@ -1,0 +1,21 @@
+// The main function of the test program that runs on a phone: it needs no namespaces, since its tests
+// touch no file.
+#include <gtest/gtest.h>
+
+#include "support/phone.h"
+
+namespace {
+
+using namespace cellwarden::test;
+
+class FreshPhone : public testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo& /*info*/) override { phone = FakePhone{}; }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    testing::UnitTest::GetInstance()->listeners().Append(new FreshPhone);
+    return RUN_ALL_TESTS();
+}
