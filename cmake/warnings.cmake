@@ -19,6 +19,12 @@ else()
         -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
     target_link_options(cellwarden_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
+if(CELLWARDEN_SANITIZE_INTEGER)  # a wrap that no line asks for ends the program
+    target_compile_options(cellwarden_flags INTERFACE
+        -fsanitize=integer -fno-sanitize-recover=all -fno-omit-frame-pointer
+        -fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/integer_ignorelist.txt)
+    target_link_options(cellwarden_flags INTERFACE -fsanitize=integer)
+endif()
 if(CELLWARDEN_FUZZ)  # marks for libFuzzer which code an input reaches
     target_compile_options(cellwarden_flags INTERFACE -fsanitize=fuzzer-no-link)
     target_link_options(cellwarden_flags INTERFACE -fsanitize=fuzzer-no-link)

@@ -11,7 +11,7 @@
 #include "platform/device/quillon.h"
 #include "platform/log.h"
 #include "platform/unit_store.h"
-#include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
