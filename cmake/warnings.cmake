@@ -8,7 +8,7 @@ target_compile_options(cellwarden_flags INTERFACE -ffp-contract=off)
 target_compile_options(cellwarden_flags INTERFACE
     -Wall -Wextra -Werror -Wconversion -Wsign-conversion -Wshadow)
 
-if(CELLWARDEN_SANITIZE)
+if(CELLWARDEN_SANITIZE STREQUAL address)
     target_compile_options(cellwarden_flags INTERFACE
         -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(cellwarden_flags INTERFACE -fsanitize=address,undefined,float-cast-overflow)
@@ -19,7 +19,9 @@ else()
         -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
     target_link_options(cellwarden_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
-if(CELLWARDEN_SANITIZE_INTEGER)  # a wrap that no line asks for ends the program
+if(CELLWARDEN_SANITIZE STREQUAL integer)
+    # Overflow of any integer and values lost in implicit conversions: what is intended is written
+    # with state/wrapping.h or as a cast.
     target_compile_options(cellwarden_flags INTERFACE
         -fsanitize=integer -fno-sanitize-recover=all -fno-omit-frame-pointer
         -fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/integer_ignorelist.txt)

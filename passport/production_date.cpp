@@ -37,6 +37,10 @@ std::optional<ImeiDigest> imei_digest() {
     if (quillon_get_imei(IMEI_SELECTOR, &text, &length) != 0) {
         return std::nullopt;
     }
+    // A length without a text is no IMEI, whatever the library says.
+    if (text == nullptr && length > 0) {
+        return std::nullopt;
+    }
     const ImeiDigest digest = sha256(text, length);
     free(text);
     return digest;
