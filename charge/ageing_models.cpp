@@ -5,6 +5,7 @@
 #include "charge/arrhenius_rate.h"
 #include "charge/model_constants.h"
 #include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "platform/log.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
@@ -31,9 +32,9 @@ constexpr size_t slot_of(int32_t online_time) {
 
 // Level of the nearest decided slot before `slot`; 0 where there is none.
 int32_t nearest_decided_before(const PerPeriod<uint8_t>& levels, size_t slot) {
-    while (slot-- > 0) {
-        if (levels[slot] != NOT_DECIDED) {
-            return levels[slot];
+    for (; slot > 0; slot--) {
+        if (levels[slot - 1] != NOT_DECIDED) {
+            return levels[slot - 1];
         }
     }
     return 0;
@@ -82,7 +83,7 @@ int32_t judge_arrhenius(int32_t previous, const Projection& projection, int32_t 
              static_cast<int32_t>(slot_of(online_time)) * 10);
     uint32_t expected = 0;
     for (const extended value : projection) {
-        expected += to_u32(value);
+        wrapping_count(expected, to_u32(value));
     }
     LOG_LINE("<3>cellwarden: Expected arrhenius time at end of battery life is %d\n",
              static_cast<int32_t>(expected));

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "charge/model_constants.h"
-#include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {

@@ -5,6 +5,7 @@
 #include "charge/grid_line.h"
 #include "platform/log.h"
 #include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
@@ -30,8 +31,8 @@ void update_voltage_grid(ServiceState& state, int32_t temperature_decic, int32_t
                   {TEMPERATURE_BORDERS, memory.grid_temperature_decic, temperature_decic},
                   elapsed_s(state.cycle_boot_time, memory.grid_time),
                   [&](size_t voltage, size_t temperature, int64_t seconds) {
-                      state.vt_cet_table[cell(voltage, temperature)] +=
-                          static_cast<uint32_t>(seconds);
+                      wrapping_count(state.vt_cet_table[cell(voltage, temperature)],
+                                     static_cast<uint32_t>(seconds));
                   });
     }
     memory.grid_temperature_decic = temperature_decic;
@@ -52,10 +53,10 @@ void update_charge_grid(ServiceState& state, int32_t temperature_decic, int32_t 
         book_line({SOC_BORDERS, memory.charge_soc, soc},
                   {TEMPERATURE_BORDERS, memory.charge_temperature_decic, temperature_decic}, gain,
                   [&](size_t charge, size_t temperature, int64_t units) {
-                      state.ct_charge_table[cell(charge, temperature)] +=
-                          static_cast<uint32_t>(units);
+                      wrapping_count(state.ct_charge_table[cell(charge, temperature)],
+                                     static_cast<uint32_t>(units));
                   });
-        state.total_cycle_count += static_cast<uint32_t>(gain);
+        wrapping_count(state.total_cycle_count, static_cast<uint32_t>(gain));
     }
     memory.charge_temperature_decic = temperature_decic;
     memory.charge_soc = soc;

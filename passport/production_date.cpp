@@ -11,7 +11,7 @@
 #include "platform/device/quillon.h"
 #include "platform/log.h"
 #include "platform/unit_store.h"
-#include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
@@ -35,6 +35,10 @@ std::optional<ImeiDigest> imei_digest() {
     char* text = nullptr;
     uint32_t length = 0;
     if (quillon_get_imei(IMEI_SELECTOR, &text, &length) != 0) {
+        return std::nullopt;
+    }
+    // A length without a text is no IMEI, whatever the library says.
+    if (text == nullptr && length > 0) {
         return std::nullopt;
     }
     const ImeiDigest digest = sha256(text, length);
