@@ -13,7 +13,6 @@ namespace cellwarden {
 namespace {
 
 constexpr size_t TEXT_MAX = SYSFS_BUFFER_SIZE - 1;
-constexpr const char READINESS_PATH[] = "/sys/class/battchg_ext/usb_input_suspend";
 constexpr int READINESS_LOOKS = 30;
 
 char sysfs_read_buffer[SYSFS_BUFFER_SIZE];
@@ -265,7 +264,7 @@ int32_t write_sysfs_integer(SysfsParamId id, int32_t value) {
 
 void wait_sysfs_ready() {
     for (int look = 0; look < READINESS_LOOKS; look++) {
-        const bool writable = access(READINESS_PATH, W_OK) == 0;
+        const bool writable = access(SysfsParamTable[PARAM_USB_INPUT_SUSPEND].path, W_OK) == 0;
         (void)sleep(1);
         if (writable) {
             return;

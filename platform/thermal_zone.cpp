@@ -5,16 +5,15 @@
 
 #include <cstdio>
 #include <cstring>
-#include <string_view>
 
 #include "platform/sysfs_io.h"
+#include "product/phone.h"
 
 namespace cellwarden {
 namespace {
 
 constexpr int ZONE_COUNT = 100;
 constexpr int32_t MILLIDEGREES_PER_DECIDEGREE = 100;
-constexpr std::string_view ZONE_TYPE = "sdm_therm";
 
 char thermal_zone_temp_path[128];
 
@@ -25,11 +24,11 @@ bool zone_type_matches(const char* path) {
         return false;
     }
     // One character more than the type and a newline tells a longer name.
-    char line[ZONE_TYPE.size() + 2] = {};
+    char line[THERMAL_ZONE_TYPE.size() + 2] = {};
     const ssize_t count = read(fd, line, sizeof line - 1);
     close(fd);
     line[strcspn(line, "\n")] = '\0';
-    return count > 0 && ZONE_TYPE == line;
+    return count > 0 && THERMAL_ZONE_TYPE == line;
 }
 
 }  // namespace

@@ -10,15 +10,13 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/extended.h"
+#include "numbers/extended.h"
+#include "product/policy.h"
 
 namespace cellwarden {
 
 inline constexpr int32_t PERIOD_S = 864'000;
 inline constexpr int32_t PERIOD_COUNT = 252;
-inline constexpr int32_t VOLTAGE_BIN_COUNT = 42;
-inline constexpr int32_t TEMPERATURE_BIN_COUNT = 16;
-inline constexpr int32_t SOC_BIN_COUNT = 10;
 
 // A state of charge that no battery reports: the first comparison with it never shows a gain.
 inline constexpr int32_t NO_SOC = 11'000;

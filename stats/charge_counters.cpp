@@ -1,14 +1,13 @@
 #include "stats/charge_counters.h"
 
 #include "platform/log.h"
+#include "product/attribute_texts.h"
+#include "product/limits.h"
 #include "state/elapsed.h"
 
 namespace cellwarden {
 namespace {
 
-constexpr int32_t STATUS_CHARGING = 1;
-constexpr int32_t STATUS_FULL = 2;
-constexpr int32_t HEALTH_WARM = 1;
 constexpr int32_t PHASE_OFF_CHARGE = 1;
 constexpr int32_t PHASE_ON = 3;
 constexpr int32_t PHASE_SHUTDOWN = 4;
@@ -27,9 +26,9 @@ void add_by_rate(int32_t design_uah, int32_t current_before_ua, int32_t current_
     const auto both_reach = [&](int32_t threshold_ua) {
         return current_before_ua >= threshold_ua && current_ua >= threshold_ua;
     };
-    if (both_reach(current_of_rate(design_uah, 8))) {
+    if (both_reach(current_of_rate(design_uah, OVER_08C_TENTHS))) {
         over_08c += static_cast<uint32_t>(amount);
-    } else if (both_reach(current_of_rate(design_uah, 6))) {
+    } else if (both_reach(current_of_rate(design_uah, OVER_06C_TENTHS))) {
         over_06c += static_cast<uint32_t>(amount);
     }
 }

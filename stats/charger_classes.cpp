@@ -1,5 +1,6 @@
 #include "stats/charger_classes.h"
 
+#include "product/limits.h"
 #include "state/elapsed.h"
 
 namespace cellwarden {

@@ -1,5 +1,6 @@
 #include "stats/thermal_ranges.h"
 
+#include "product/limits.h"
 #include "state/elapsed.h"
 
 namespace cellwarden {

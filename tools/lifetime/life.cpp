@@ -51,7 +51,7 @@ void run_cycle(Life& life) {
     life.state.cycle_boot_time = life.boot_s;
     life.state.cycle_wall_time = wall_s(life);
     read_phone(life.phone, life.gauge, life.snapshot);
-    run_full_cycle(life.state, life.stat, life.connection, life.snapshot);
+    run_full_cycle(life.state, life.stat, life.connection, life.snapshot, POLICY);
     life.cycles++;
 }
 
