@@ -75,15 +75,15 @@ int32_t decide_period_level(PerPeriod<uint8_t>& levels, const PerPeriod<extended
 
 // The expected Arrhenius sum at the end of battery life raises the level from the upper border on
 // and lowers it below the lower one.
-int32_t judge_arrhenius(const Policy& policy, int32_t previous, const Projection& projection,
-                        int32_t online_time) {
-    LOG_LINE("<3>cellwarden: Phone online time has reached %d days\n",
+int32_t judge_arrhenius(const Device& device, const Policy& policy, int32_t previous,
+                        const Projection& projection, int32_t online_time) {
+    log_line(device, "<3>cellwarden: Phone online time has reached %d days\n",
              static_cast<int32_t>(slot_of(online_time)) * 10);
     uint32_t expected = 0;
     for (const extended value : projection) {
         expected += to_u32(value);
     }
-    LOG_LINE("<3>cellwarden: Expected arrhenius time at end of battery life is %d\n",
+    log_line(device, "<3>cellwarden: Expected arrhenius time at end of battery life is %d\n",
              static_cast<int32_t>(expected));
     if (expected >= policy.arrhenius_raise_from) {
         return std::min(previous + 1, MAX_LEVEL);
@@ -139,11 +139,11 @@ int32_t soft_charge1_level_of(uint32_t total_cycle_count, const Policy& policy) 
     return static_cast<int32_t>(reached - borders.begin());
 }
 
-int32_t decide_arrhenius_level(ServiceState& state, const Policy& policy) {
+int32_t decide_arrhenius_level(const Device& device, ServiceState& state, const Policy& policy) {
     return decide_period_level(
         state.arrhenius_lv, state.arrhenius_per_10days, state.total_arrhenius, state.online_time,
         [&](int32_t previous, const Projection& projection) {
-            return judge_arrhenius(policy, previous, projection, state.online_time);
+            return judge_arrhenius(device, policy, previous, projection, state.online_time);
         });
 }
 
