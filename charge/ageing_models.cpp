@@ -4,6 +4,7 @@
 
 #include "charge/arrhenius_rate.h"
 #include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {

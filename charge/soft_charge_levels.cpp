@@ -4,6 +4,7 @@
 #include <array>
 
 #include "platform/log.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
@@ -29,9 +30,9 @@ constexpr size_t slot_of(int32_t online_time) {
 
 // Level of the nearest decided slot before `slot`; 0 where there is none.
 int32_t nearest_decided_before(const PerPeriod<uint8_t>& levels, size_t slot) {
-    while (slot-- > 0) {
-        if (levels[slot] != NOT_DECIDED) {
-            return levels[slot];
+    for (; slot > 0; slot--) {
+        if (levels[slot - 1] != NOT_DECIDED) {
+            return levels[slot - 1];
         }
     }
     return 0;
@@ -81,7 +82,7 @@ int32_t judge_arrhenius(const Device& device, const Policy& policy, int32_t prev
              static_cast<int32_t>(slot_of(online_time)) * 10);
     uint32_t expected = 0;
     for (const extended value : projection) {
-        expected += to_u32(value);
+        wrapping_count(expected, to_u32(value));
     }
     log_line(device, "<3>cellwarden: Expected arrhenius time at end of battery life is %d\n",
              static_cast<int32_t>(expected));

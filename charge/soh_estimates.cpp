@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {

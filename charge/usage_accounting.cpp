@@ -3,6 +3,7 @@
 #include "charge/grid_line.h"
 #include "platform/log.h"
 #include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
@@ -23,8 +24,8 @@ void update_voltage_grid(ServiceState& state, const UsageBins& bins, int32_t tem
                   {bins.temperature_decic, memory.grid_temperature_decic, temperature_decic},
                   elapsed_s(state.cycle_boot_time, memory.grid_time),
                   [&](size_t voltage, size_t temperature, int64_t seconds) {
-                      state.vt_cet_table[cell(voltage, temperature)] +=
-                          static_cast<uint32_t>(seconds);
+                      wrapping_count(state.vt_cet_table[cell(voltage, temperature)],
+                                     static_cast<uint32_t>(seconds));
                   });
     }
     memory.grid_temperature_decic = temperature_decic;
@@ -47,10 +48,10 @@ void update_charge_grid(const Device& device, ServiceState& state, const UsageBi
         book_line({bins.soc, memory.charge_soc, soc},
                   {bins.temperature_decic, memory.charge_temperature_decic, temperature_decic},
                   gain, [&](size_t charge, size_t temperature, int64_t units) {
-                      state.ct_charge_table[cell(charge, temperature)] +=
-                          static_cast<uint32_t>(units);
+                      wrapping_count(state.ct_charge_table[cell(charge, temperature)],
+                                     static_cast<uint32_t>(units));
                   });
-        state.total_cycle_count += static_cast<uint32_t>(gain);
+        wrapping_count(state.total_cycle_count, static_cast<uint32_t>(gain));
     }
     memory.charge_temperature_decic = temperature_decic;
     memory.charge_soc = soc;

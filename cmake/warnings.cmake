@@ -8,7 +8,7 @@ target_compile_options(cellwarden_flags INTERFACE -ffp-contract=off)
 target_compile_options(cellwarden_flags INTERFACE
     -Wall -Wextra -Werror -Wconversion -Wsign-conversion -Wshadow)
 
-if(CELLWARDEN_SANITIZE)
+if(CELLWARDEN_SANITIZE STREQUAL address)
     target_compile_options(cellwarden_flags INTERFACE
         -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(cellwarden_flags INTERFACE -fsanitize=address,undefined,float-cast-overflow)
@@ -18,6 +18,14 @@ else()
     target_compile_options(cellwarden_flags INTERFACE
         -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
     target_link_options(cellwarden_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+if(CELLWARDEN_SANITIZE STREQUAL integer)
+    # Overflow of any integer and values lost in implicit conversions: what is intended is written
+    # with state/wrapping.h or as a cast.
+    target_compile_options(cellwarden_flags INTERFACE
+        -fsanitize=integer -fno-sanitize-recover=all -fno-omit-frame-pointer
+        -fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/integer_ignorelist.txt)
+    target_link_options(cellwarden_flags INTERFACE -fsanitize=integer)
 endif()
 if(CELLWARDEN_FUZZ)  # marks for libFuzzer which code an input reaches
     target_compile_options(cellwarden_flags INTERFACE -fsanitize=fuzzer-no-link)

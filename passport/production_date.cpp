@@ -10,7 +10,7 @@
 #include "passport/production_date_fixes.h"
 #include "platform/log.h"
 #include "platform/unit_store.h"
-#include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
@@ -34,6 +34,10 @@ std::optional<ImeiDigest> imei_digest(const Device& device) {
     char* text = nullptr;
     uint32_t length = 0;
     if (device.quillon_get_imei(device.context, IMEI_SELECTOR, &text, &length) != 0) {
+        return std::nullopt;
+    }
+    // A length without a text is no IMEI, whatever the library says.
+    if (text == nullptr && length > 0) {
         return std::nullopt;
     }
     const ImeiDigest digest = sha256(text, length);

@@ -5,6 +5,7 @@
 #include "platform/log.h"
 #include "platform/unit_store.h"
 #include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {

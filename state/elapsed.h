@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "state/wrapping.h"
+
 namespace cellwarden {
 
 // Seconds from `then` to `now`; negative where the clock went back. Differences that 64 bits cannot
@@ -31,11 +33,6 @@ constexpr uint64_t elapsed_u64(int64_t now, int64_t then) {
 constexpr uint32_t elapsed_u32(int64_t now, int64_t then) {
     const uint64_t elapsed = elapsed_u64(now, then);
     return elapsed > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(elapsed);
-}
-
-// The low 32 bits of a 64-bit result, as the signed field that takes it.
-constexpr int32_t low_i32(int64_t value) {
-    return static_cast<int32_t>(static_cast<uint32_t>(value));
 }
 
 // Difference of two readings: computed in 64 bits, of which the low 32 are kept.

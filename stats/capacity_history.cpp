@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "state/wall_clock.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
@@ -29,8 +30,8 @@ void shift_histories(BattStat& stat, const SysfsParams& snapshot) {
 void update_established_time(const ServiceState& state, BattStat& stat) {
     if (stat.initialized_time == 0 && wall_clock_is_set(state) &&
         stat.total_cycle_count >= ESTABLISHED_FROM_CYCLE_COUNT) {
-        stat.initialized_time = static_cast<uint64_t>(state.cycle_wall_time) -
-                                static_cast<uint64_t>(state.cycle_boot_time);
+        stat.initialized_time = wrapping_sub(static_cast<uint64_t>(state.cycle_wall_time),
+                                             static_cast<uint64_t>(state.cycle_boot_time));
     }
 }
 
@@ -48,9 +49,8 @@ void update_capacity_history(ServiceState& state, BattStat& stat, const SysfsPar
     const int32_t counter = param_integer(snapshot, PARAM_LEARNING_COUNTER);
     if (counter != memory.prev_learning_counter) {
         stat.last_learning_time = static_cast<uint64_t>(state.cycle_wall_time);
-        stat.learning_total_count =
-            static_cast<uint16_t>(stat.learning_total_count + static_cast<uint32_t>(counter) -
-                                  static_cast<uint32_t>(memory.prev_learning_counter));
+        const int64_t learned = int64_t{counter} - memory.prev_learning_counter;
+        wrapping_count(stat.learning_total_count, static_cast<uint16_t>(learned));
         shift_histories(stat, snapshot);
     } else if (memory.prev_soft_charge_mode != -1 &&
                state.soft_charge_mode != memory.prev_soft_charge_mode) {

@@ -4,6 +4,7 @@
 #include "product/attribute_texts.h"
 #include "product/limits.h"
 #include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
@@ -27,9 +28,9 @@ void add_by_rate(int32_t design_uah, int32_t current_before_ua, int32_t current_
         return current_before_ua >= threshold_ua && current_ua >= threshold_ua;
     };
     if (both_reach(current_of_rate(design_uah, OVER_08C_TENTHS))) {
-        over_08c += static_cast<uint32_t>(amount);
+        wrapping_count(over_08c, static_cast<uint32_t>(amount));
     } else if (both_reach(current_of_rate(design_uah, OVER_06C_TENTHS))) {
-        over_06c += static_cast<uint32_t>(amount);
+        wrapping_count(over_06c, static_cast<uint32_t>(amount));
     }
 }
 
@@ -40,9 +41,9 @@ void update_charging_time(ServiceState& state, BattStat& stat, const SysfsParams
     if (memory.charge_start_time != 0) {
         const uint64_t seconds = elapsed_u64(state.cycle_boot_time, memory.charge_start_time);
         if (memory.prev_charge_phase == PHASE_OFF_CHARGE) {
-            stat.off_charge_total_time += seconds;
+            wrapping_count(stat.off_charge_total_time, seconds);
         } else if (memory.prev_charge_phase == PHASE_ON) {
-            stat.on_charge_total_time += seconds;
+            wrapping_count(stat.on_charge_total_time, seconds);
         }
         memory.charge_start_time = 0;
     }
@@ -56,7 +57,8 @@ void update_charging_time(ServiceState& state, BattStat& stat, const SysfsParams
 void update_smart_charge_time(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
     int64_t& start = state.stat_update.smart_charge_start_time;
     if (start != 0) {
-        stat.smart_charge_mode_total_time += elapsed_u64(state.cycle_boot_time, start);
+        wrapping_count(stat.smart_charge_mode_total_time,
+                       elapsed_u64(state.cycle_boot_time, start));
         start = 0;
     }
     if (param_integer(snapshot, PARAM_SMART_CHARGING_STATUS) == SMART_CHARGE_ACTIVE) {
@@ -67,7 +69,7 @@ void update_smart_charge_time(ServiceState& state, BattStat& stat, const SysfsPa
 void update_warm_time(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
     int64_t& start = state.stat_update.warm_start_time;
     if (start != 0) {
-        stat.jeita_warm_total_time += elapsed_u32(state.cycle_boot_time, start);
+        wrapping_count(stat.jeita_warm_total_time, elapsed_u32(state.cycle_boot_time, start));
         start = 0;
     }
     if (param_integer(snapshot, PARAM_BATTERY_HEALTH) == HEALTH_WARM) {
@@ -116,7 +118,7 @@ void update_shutdown_count(ServiceState& state, BattStat& stat, const SysfsParam
     const int32_t phase = param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE);
     if (phase == PHASE_SHUTDOWN && previous != PHASE_SHUTDOWN &&
         param_integer(snapshot, PARAM_BATTERY_CAPACITY) <= 0) {
-        stat.soc0_shutdown_cnt++;
+        wrapping_count(stat.soc0_shutdown_cnt);
     }
     previous = phase;
 }

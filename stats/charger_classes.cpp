@@ -2,6 +2,7 @@
 
 #include "product/limits.h"
 #include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
@@ -25,17 +26,17 @@ void update_charger_classes(ServiceState& state, BattStat& stat, const SysfsPara
                                                param_integer(snapshot, PARAM_CHARGER_MAX_WATTAGE));
     const int32_t soc = param_integer(snapshot, PARAM_BATT_SOC);
     if (now_class != NO_CLASS && now_class != memory.prev_charger_class) {
-        stat.dev_attach[static_cast<size_t>(now_class)].dev_attach_count++;
+        wrapping_count(stat.dev_attach[static_cast<size_t>(now_class)].dev_attach_count);
     }
     if (memory.prev_charger_class != NO_CLASS) {
         DevAttachEntry& entry = stat.dev_attach[static_cast<size_t>(memory.prev_charger_class)];
         if (memory.class_start_time != 0) {
-            entry.dev_attach_total_time +=
-                elapsed_u32(state.cycle_boot_time, memory.class_start_time);
+            wrapping_count(entry.dev_attach_total_time,
+                           elapsed_u32(state.cycle_boot_time, memory.class_start_time));
         }
         const int32_t gain = difference_i32(soc, memory.class_start_soc);
         if (gain > 0) {
-            entry.dev_charge_count += static_cast<uint32_t>(gain);
+            wrapping_count(entry.dev_charge_count, static_cast<uint32_t>(gain));
         }
     }
     if (now_class != NO_CLASS) {

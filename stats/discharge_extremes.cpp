@@ -2,6 +2,7 @@
 
 #include "product/attribute_texts.h"
 #include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
@@ -30,12 +31,11 @@ bool is_larger(uint16_t magnitude_ma, uint16_t stored_ma) {
 }
 
 void update_discharge_maxima(BattStat& stat, const Reading& reading, uint32_t wall) {
-    constexpr uint32_t UA_PER_MA = 1000;
+    constexpr int32_t UA_PER_MA = 1000;
     if (reading.current_ua >= 0) {
         return;
     }
-    const auto magnitude_ma =
-        static_cast<uint16_t>((0U - static_cast<uint32_t>(reading.current_ua)) / UA_PER_MA);
+    const auto magnitude_ma = static_cast<uint16_t>(-int64_t{reading.current_ua} / UA_PER_MA);
     for (size_t i = 0; i < DISCHARGE_MAXIMA.size(); i++) {
         uint16_t& stored = stat.*DISCHARGE_MAXIMA[i];
         if (is_larger(magnitude_ma, stored) && within(reading, DISCHARGE_MAXIMA_LIMITS[i])) {
@@ -84,7 +84,7 @@ void update_discharge_time(ServiceState& state, BattStat& stat, const SysfsParam
         const Reading reading = reading_of(snapshot);
         for (size_t i = 0; i < DISCHARGE_BUCKETS.size() && seconds >= 1; i++) {
             if (within(reading, DISCHARGE_BUCKETS[i])) {
-                stat.total_discharge_time[i] += static_cast<uint32_t>(seconds);
+                wrapping_count(stat.total_discharge_time[i], static_cast<uint32_t>(seconds));
             }
         }
     }

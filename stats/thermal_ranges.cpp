@@ -2,6 +2,7 @@
 
 #include "product/limits.h"
 #include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 
@@ -20,8 +21,8 @@ void update_thermal_ranges(ServiceState& state, BattStat& stat, const SysfsParam
         const int32_t seconds = elapsed_i32(state.cycle_boot_time, memory.thermal_sample_time);
         const int32_t range = thermal_range_of(memory.prev_system_temp_level);
         if (seconds >= 1 && range >= 0) {
-            stat.thermal_range_stay_time[static_cast<size_t>(range)] +=
-                static_cast<uint32_t>(seconds);
+            wrapping_count(stat.thermal_range_stay_time[static_cast<size_t>(range)],
+                           static_cast<uint32_t>(seconds));
         }
     }
     memory.prev_system_temp_level = param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL);

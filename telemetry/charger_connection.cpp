@@ -5,6 +5,7 @@
 
 #include "platform/unit_store.h"
 #include "state/elapsed.h"
+#include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
@@ -46,7 +47,8 @@ ConnectionState next_state(int32_t& previous_online, int32_t online) {
 
 void book_thermal_level(ChgInsertionRemovalData& connection, int32_t level, int32_t seconds) {
     if (level >= 0 && static_cast<size_t>(level) < THERMAL_LEVEL_COUNT) {
-        connection.thermal_level_time[static_cast<size_t>(level)] += static_cast<uint32_t>(seconds);
+        wrapping_count(connection.thermal_level_time[static_cast<size_t>(level)],
+                       static_cast<uint32_t>(seconds));
     }
 }
 
@@ -97,13 +99,13 @@ void count_days(ServiceState& state, const ChgInsertionRemovalData& connection) 
     uint32_t& threshold = state.connection.long_insertion_threshold;
     if (difference_i32(connection.usb_insertion_time, threshold) > int32_t{SECONDS_PER_DAY}) {
         state.usb_long_insertion_counter++;
-        threshold = state.usb_long_insertion_counter * SECONDS_PER_DAY;
+        threshold = wrapping_mul(state.usb_long_insertion_counter, SECONDS_PER_DAY);
     }
 }
 
 void follow_usb(ServiceState& state, ChgInsertionRemovalData& connection, const Readings& readings,
                 int32_t elapsed) {
-    connection.usb_insertion_time += static_cast<uint32_t>(elapsed);
+    wrapping_count(connection.usb_insertion_time, static_cast<uint32_t>(elapsed));
     count_days(state, connection);
     follow_connection(state, connection, readings, elapsed);
     raise(connection.moment_max_usbin_voltage, readings.usbin_uv());

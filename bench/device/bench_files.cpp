@@ -10,12 +10,12 @@
 namespace cellwarden::bench {
 namespace {
 
-// Writes all of it, over short writes. Returns 0 or -1.
+// Writes all of it, over short writes; a write that takes nothing is a failure. Returns 0 or -1.
 int write_all(int fd, const void* data, size_t size) {
     const char* next = static_cast<const char*>(data);
     while (size > 0) {
         const ssize_t written = write(fd, next, size);
-        if (written < 0) {
+        if (written <= 0) {
             return -1;
         }
         next += written;

@@ -17,6 +17,7 @@ TOOLS = {
     "aprotoc": "protoc",
     "protoc-gen-c": "/usr/bin/protoc-gen-c",
     "cellwarden_make_production_date_fixes": f"{sys.executable} {ROOT}/passport/make_production_date_fixes.py",
+    "cellwarden_make_version": f"{sys.executable} {ROOT}/daemon/make_version.py",
 }
 
 
@@ -77,7 +78,7 @@ def check_generated(modules, build):
                 made.append(output)
                 files = [top / output for top in (Path(directory), build / "generated")]
                 expect_equal(f"{name}: {output}", *(file.read_text().splitlines() for file in files))
-    generated = [str(path.relative_to(build / "generated")) for folder in ("passport", "telemetry")
+    generated = [str(path.relative_to(build / "generated")) for folder in ("daemon", "passport", "telemetry")
                  for path in (build / "generated" / folder).rglob("*") if path.is_file()]
     expect_equal("generated files", sorted(made), sorted(generated))
 

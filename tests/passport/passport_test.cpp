@@ -56,8 +56,10 @@ TEST_F(Passport, ProductionDateIsRepairedAndPublishedOnce) {
         const char* published;
         Calls calls;
         bool fix_pending;
+        bool imei_without_text = false;
     } rows[] = {
         {"no IMEI", {}, "250401", false, "-", {NO_IMEI}, true},
+        {"a length without a text", {{1, known}}, "250401", false, "-", {NO_IMEI}, true, true},
         {"an IMEI in another slot", {{0, known}, {2, known}}, "250401", false, "-", {NO_IMEI}, true},
         {"a write that fails", {{1, known}}, "250401", true, "-", {write, NOT_REPAIRED}, true},
         {"a known phone", {{1, known}}, "250401", false, "-1454480896\n", {write, REPAIRED, read}, false},
@@ -71,6 +73,7 @@ TEST_F(Passport, ProductionDateIsRepairedAndPublishedOnce) {
         phone = {};
         phone.units[UNIT_PRODUCTION_DATE] = row.unit;
         phone.imei = row.imei;
+        phone.imei_without_text = row.imei_without_text;
         if (row.fails) {
             phone.failing_writes = phone.failing_reads = {UNIT_PRODUCTION_DATE};
         }

@@ -1,12 +1,12 @@
 // The table of parameters, and how their values are read and written.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <filesystem>
 #include <map>
 #include <random>
@@ -18,6 +18,7 @@
 #include "support/phone.h"
 #include "support/process.h"
 #include "support/sysfs.h"
+#include "support/writes.h"
 
 namespace cellwarden {
 namespace {
@@ -169,17 +170,6 @@ TEST(SysfsRead, TextsUpTo4095Characters) {
     EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), "") << "a directory in place of the file";
 }
 
-// The most that one write() takes; the linker sends the daemon's calls here.
-size_t piece_limit = SIZE_MAX;
-
-extern "C" {
-ssize_t __real_write(int fd, const void* buffer, size_t size);
-
-ssize_t __wrap_write(int fd, const void* buffer, size_t size) {
-    return __real_write(fd, buffer, std::min(size, piece_limit));
-}
-}
-
 // The definition of what is kept of a file: fgets line after line, each as long as its text.
 std::string gathered_by_fgets(const char* path) {
     char buffer[SYSFS_BUFFER_SIZE] = "";
@@ -251,15 +241,30 @@ TEST(SysfsWrite, ReplacesWhatAFileHolds) {
     write_attribute(PARAM_BATT_SOC, "what was there before\n");
     EXPECT_EQ(write_sysfs_param(PARAM_BATT_SOC, {.kind = KIND_TEXT, .value = {.text = "7"}}), -1);
     EXPECT_EQ(read_attribute(PARAM_BATT_SOC), "what was there before\n");
-    piece_limit = 2;
-    EXPECT_EQ(write_sysfs_integer(PARAM_BATT_SOC, 12345), 0);
-    piece_limit = SIZE_MAX;
-    EXPECT_EQ(read_attribute(PARAM_BATT_SOC), "12345\n");
-
     EXPECT_EQ(write_sysfs_integer(PARAM_BATT_AGING_LEVEL, 7), -1);
     EXPECT_EQ(read_attribute(PARAM_BATT_AGING_LEVEL), "(no file)");
     EXPECT_EQ(write_sysfs_integer(PARAM_SDM_THERM_ZONE_TEMP, 7), -1) << "no thermal zone";
     EXPECT_EQ(write_sysfs_param(SYSFS_PARAM_COUNT, {.kind = KIND_INTEGER}), -1);
+}
+
+TEST(SysfsWrite, GoesOnAfterAShortWriteAndRetriesNothing) {
+    const struct {
+        const char* name;
+        std::deque<ssize_t> writes;
+        int32_t result;
+        const char* content;
+    } rows[] = {
+        {"in pieces", {2, 3}, 0, "12345\n"},
+        {"nothing is accepted", {0}, -1, ""},
+        {"a piece, then nothing", {2, 0}, -1, "12"},
+        {"refused", {-1}, -1, ""},
+    };
+    for (const auto& row : rows) {
+        write_attribute(PARAM_BATT_SOC, "7\n");
+        write_results = row.writes;
+        EXPECT_EQ(write_sysfs_integer(PARAM_BATT_SOC, 12345), row.result) << row.name;
+        EXPECT_EQ(read_attribute(PARAM_BATT_SOC), row.content) << row.name;
+    }
 }
 
 TEST(SysfsReady, OneLookASecondThirtyAtMost) {

@@ -110,6 +110,10 @@ int quillon_get_imei(int selector, char** text, uint32_t* length) {
     }
     // Without a terminator, as the library hands it over.
     *length = static_cast<uint32_t>(found->second.size());
+    if (phone.imei_without_text) {
+        *text = nullptr;
+        return 0;
+    }
     *text = static_cast<char*>(malloc(found->second.size()));
     memcpy(*text, found->second.data(), found->second.size());
     return 0;

@@ -42,6 +42,7 @@ struct FakePhone {
 
     // libquillon_vendor: by modem slot; without an entry the call fails
     std::map<int, std::string> imei{};
+    bool imei_without_text = false;  // the call succeeds with a null text and the IMEI's length
 
     // C library: what sleep() was asked for; it returns at once, and runs `during_sleep` if set
     std::vector<unsigned> sleeps{};
