@@ -11,7 +11,7 @@ namespace {
 
 constexpr int32_t FULL_CAPACITY_PERCENT = 100;
 constexpr int32_t SECONDS_PER_HOUR = 3600;
-constexpr extended CHARGE_UNIT = extended{1} / 10'000;  // full charges per 0.01 %
+constexpr extended CHARGE_UNIT = extended{1} / FULL_CHARGE_UNITS;
 
 constexpr int32_t TEMPERATURE_LIMIT_DECIC = 1000;
 

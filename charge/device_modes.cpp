@@ -56,11 +56,9 @@ void handle_tessera(const Device& device, ServiceState& state) {
 }
 
 void set_restored_capacity(const Device& device, ServiceState& state) {
-    constexpr int32_t NOTHING_TO_RESTORE = -1;
-
-    if (state.restore_capacity_mah != NOTHING_TO_RESTORE) {
+    if (state.restore_capacity_mah != NOT_KNOWN) {
         (void)write_sysfs_integer(device, PARAM_RESTORED_CAPACITY, state.restore_capacity_mah);
-        state.restore_capacity_mah = NOTHING_TO_RESTORE;
+        state.restore_capacity_mah = NOT_KNOWN;
     }
 }
 

@@ -12,10 +12,6 @@
 namespace cellwarden {
 namespace {
 
-// High nibble of the override byte; the low nibble is the level that OVERRIDE_LEVEL writes.
-constexpr uint8_t OVERRIDE_SUSPEND = 0xE;
-constexpr uint8_t OVERRIDE_LEVEL = 0xD;
-
 constexpr uint8_t override_kind(uint8_t override_byte) {
     return override_byte >> 4;
 }
@@ -38,14 +34,12 @@ void hand_level_to_driver(const Device& device, const ServiceState& state,
 
 void judge_battery(const Device& device, ServiceState& state, const SysfsParams& snapshot,
                    const Policy& policy) {
-    constexpr int32_t SOH_NOT_KNOWN = -1;
-
     update_usage_tables(device, state, snapshot, policy.bins);
     state.soft_charge1_level = soft_charge1_level_of(state.total_cycle_count, policy);
     update_arrhenius(state, snapshot);
     const int32_t arrhenius_level = decide_arrhenius_level(device, state, policy);
     int32_t full_stay_level = 0;
-    if (state.soh != SOH_NOT_KNOWN) {
+    if (state.soh != NOT_KNOWN) {
         update_full_stay_degradation(state, snapshot, policy);
         full_stay_level = decide_full_stay_level(state, policy);
     }
@@ -60,9 +54,7 @@ void judge_battery(const Device& device, ServiceState& state, const SysfsParams&
 
 void control_soft_charge(const Device& device, ServiceState& state, const SysfsParams& snapshot,
                          const Policy& policy) {
-    constexpr int32_t MODE_NOT_KNOWN = -1;
-
-    if (state.soft_charge_mode == MODE_NOT_KNOWN) {
+    if (state.soft_charge_mode == NOT_KNOWN) {
         state.soft_charge_mode = param_integer(snapshot, PARAM_BATT_AGING_LEVEL);
     }
     update_online_time(state);

@@ -9,8 +9,6 @@
 namespace cellwarden {
 namespace {
 
-constexpr uint8_t NOT_DECIDED = 0xFF;
-
 // Levels are frozen after the horizon of their projection.
 constexpr int32_t HORIZON = LEVEL_HORIZON_PERIODS;
 constexpr int32_t LAST_JUDGED_SLOT = HORIZON - 1;
@@ -31,7 +29,7 @@ constexpr size_t slot_of(int32_t online_time) {
 // Level of the nearest decided slot before `slot`; 0 where there is none.
 int32_t nearest_decided_before(const PerPeriod<uint8_t>& levels, size_t slot) {
     for (; slot > 0; slot--) {
-        if (levels[slot - 1] != NOT_DECIDED) {
+        if (levels[slot - 1] != LEVEL_NOT_DECIDED) {
             return levels[slot - 1];
         }
     }
@@ -60,7 +58,7 @@ int32_t decide_period_level(PerPeriod<uint8_t>& levels, const PerPeriod<extended
         return 0;
     }
     const size_t slot = slot_of(online_time);
-    if (levels[slot] != NOT_DECIDED) {
+    if (levels[slot] != LEVEL_NOT_DECIDED) {
         return levels[slot];
     }
     int32_t level = 0;

@@ -7,9 +7,6 @@
 namespace cellwarden {
 namespace {
 
-constexpr int64_t FULL_SOH = 100'000;
-constexpr int64_t UAH_PER_MAH = 1000;
-
 void update_raw_soh(ServiceState& state, const SysfsParams& snapshot) {
     const int64_t learned_mah = param_integer(snapshot, PARAM_LEARNED_CAPACITY);
     const int64_t design_uah = param_integer(snapshot, PARAM_BATTERY_CHARGE_FULL_DESIGN);

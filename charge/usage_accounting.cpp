@@ -8,9 +8,6 @@
 namespace cellwarden {
 namespace {
 
-constexpr uint32_t FIRST_INVALID_SOC = 11'001;
-constexpr int64_t FULL_SOH = 100'000;
-
 // Row-major index of a cell.
 constexpr size_t cell(size_t row, size_t temperature_bin) {
     return row * TEMPERATURE_BIN_COUNT + temperature_bin;
@@ -35,7 +32,7 @@ void update_voltage_grid(ServiceState& state, const UsageBins& bins, int32_t tem
 
 void update_charge_grid(const Device& device, ServiceState& state, const UsageBins& bins,
                         int32_t temperature_decic, int32_t soc) {
-    if (static_cast<uint32_t>(soc) >= FIRST_INVALID_SOC) {
+    if (!soc_is_valid(soc)) {
         log_line(device,
                  "<3>cellwarden: batt_soc is not valid (%d), ct_charge_table is not updated\n",
                  soc);
@@ -71,7 +68,7 @@ void update_soh(ServiceState& state, const SysfsParams& snapshot) {
     const int64_t charge_full_uah = param_integer(snapshot, PARAM_QCOM_CHARGE_FULL);
     const int64_t design_uah = param_integer(snapshot, PARAM_BATTERY_CHARGE_FULL_DESIGN);
     if (charge_full_uah != 0 && design_uah != 0) {
-        state.soh = low_i32(std::min(charge_full_uah * FULL_SOH / design_uah, FULL_SOH));
+        state.soh = low_i32(std::min(charge_full_uah * FULL_SOH / design_uah, int64_t{FULL_SOH}));
     }
 }
 

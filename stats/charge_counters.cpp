@@ -9,11 +9,7 @@
 namespace cellwarden {
 namespace {
 
-constexpr int32_t PHASE_OFF_CHARGE = 1;
-constexpr int32_t PHASE_ON = 3;
-constexpr int32_t PHASE_SHUTDOWN = 4;
 constexpr int32_t SMART_CHARGE_ACTIVE = 1;
-constexpr uint32_t FIRST_INVALID_SOC = 11'001;
 
 // The current of `tenths` tenths of C, in uA (the design capacity is in uAh). The product keeps its
 // low 32 bits.
@@ -96,7 +92,7 @@ void update_fast_charge_soc(const Device& device, ServiceState& state, BattStat&
                             const SysfsParams& snapshot) {
     StatUpdateMemory& memory = state.stat_update;
     const int32_t soc = param_integer(snapshot, PARAM_BATT_SOC);
-    if (static_cast<uint32_t>(soc) >= FIRST_INVALID_SOC) {
+    if (!soc_is_valid(soc)) {
         log_line(device,
                  "<3>cellwarden: batt_soc is not valid (%d), rapid_charge_count is not updated\n",
                  soc);
