@@ -5,7 +5,7 @@
 #include "benchmarks/figure.h"
 #include "charge/ageing_models.h"
 #include "charge/arrhenius_rate.h"
-#include "charge/model_constants.h"
+#include "product/policy.h"
 
 namespace cellwarden {
 namespace {
@@ -67,12 +67,13 @@ std::vector<extended> needed_arguments(const std::vector<Reading>& hour) {
             previous_voltage = voltage;
             const extended volts = static_cast<extended>(voltage) / 1'000'000;
             const extended temperature_term =
-                ARRHENIUS_ACTIVATION *
+                POLICY.arrhenius.activation_k *
                 (1 / (static_cast<extended>(temperature) / 10 + KELVIN_OFFSET));
             const extended voltage_term =
-                volts <= ARRHENIUS_KNEE ? ARRHENIUS_LOW_OFFSET + ARRHENIUS_LOW_SLOPE * volts
-                                        : ARRHENIUS_HIGH_OFFSET + ARRHENIUS_HIGH_SLOPE * volts;
-            arguments.push_back((temperature_term + voltage_term) + ARRHENIUS_OFFSET);
+                volts <= POLICY.arrhenius.knee_v
+                    ? POLICY.arrhenius.low_offset + POLICY.arrhenius.low_slope * volts
+                    : POLICY.arrhenius.high_offset + POLICY.arrhenius.high_slope * volts;
+            arguments.push_back((temperature_term + voltage_term) + POLICY.arrhenius.offset);
         }
     }
     return arguments;

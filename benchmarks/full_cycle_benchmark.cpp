@@ -68,7 +68,7 @@ struct Daemon {
         test::set_param(snapshot, {PARAM_BATTERY_TEMP, 250 + minute % 100});
         state.cycle_boot_time += SECONDS_BETWEEN;
         state.cycle_wall_time = 1'800'000'000 + state.cycle_boot_time;
-        run_full_cycle(state, stat, connection, snapshot);
+        run_full_cycle(state, stat, connection, snapshot, POLICY);
     }
 };
 

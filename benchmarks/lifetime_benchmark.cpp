@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "benchmarks/figure.h"
-#include "platform/extended.h"
+#include "numbers/extended.h"
 #include "tools/lifetime/run.h"
 
 using cellwarden::extended;

@@ -1,6 +1,7 @@
 // Booking a day's gap into the voltage x temperature grid, the temperature crossing all its bins,
 // against a plain walk over every second of that day.
 #include "benchmarks/figure.h"
+#include "charge/grid_line.h"
 #include "charge/usage_accounting.h"
 
 namespace cellwarden {
@@ -35,16 +36,17 @@ void walk(decltype(ServiceState::vt_cet_table)& table) {
         const int64_t voltage = between(EVENING.voltage_uv, NEXT_EVENING.voltage_uv, second);
         const int64_t temperature =
             between(EVENING.temperature_decic, NEXT_EVENING.temperature_decic, second);
-        const int32_t row = voltage_bin(static_cast<int32_t>(voltage));
-        const int32_t column = temperature_bin(static_cast<int32_t>(temperature));
-        table[static_cast<size_t>(row * TEMPERATURE_BIN_COUNT + column)]++;
+        const size_t row = bin_of(POLICY.bins.voltage_uv, static_cast<int32_t>(voltage));
+        const size_t column =
+            bin_of(POLICY.bins.temperature_decic, static_cast<int32_t>(temperature));
+        table[row * TEMPERATURE_BIN_COUNT + column]++;
     }
 }
 
 int run() {
     ServiceState state;
     state.cycle_boot_time = EVENING.boot_time;
-    update_usage_tables(state, snapshot_of(EVENING));
+    update_usage_tables(state, snapshot_of(EVENING), POLICY.bins);
     const SoftChargeMemory evening = state.soft_charge;
     const SysfsParams next_evening = snapshot_of(NEXT_EVENING);
     state.cycle_boot_time = NEXT_EVENING.boot_time;
@@ -53,7 +55,7 @@ int run() {
     const std::vector<double> us =
         benchmark::median_cpu_us({[&] {
                                       state.soft_charge = evening;
-                                      update_usage_tables(state, next_evening);
+                                      update_usage_tables(state, next_evening, POLICY.bins);
                                   },
                                   [&] { walk(walked); }},
                                  ROUNDS, CALLS);

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "charge/arrhenius_rate.h"
-#include "charge/model_constants.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
 
@@ -12,12 +11,9 @@ namespace {
 
 constexpr int32_t FULL_CAPACITY_PERCENT = 100;
 constexpr int32_t SECONDS_PER_HOUR = 3600;
+constexpr extended CHARGE_UNIT = extended{1} / FULL_CHARGE_UNITS;
 
 constexpr int32_t TEMPERATURE_LIMIT_DECIC = 1000;
-
-extended celsius(int32_t temperature_decic) {
-    return static_cast<extended>(temperature_decic) / 10;
-}
 
 bool temperature_is_valid(int32_t temperature_decic) {
     return temperature_decic >= -TEMPERATURE_LIMIT_DECIC &&
@@ -26,6 +22,13 @@ bool temperature_is_valid(int32_t temperature_decic) {
 
 bool is_valid(extended volts) {
     return volts >= 1 && volts <= 5;
+}
+
+// Share of the design capacity lost per hour or full charge, each operation rounded once.
+extended loss_rate(const LossConstants& loss, int32_t temperature_decic, extended volts) {
+    const extended kelvin = static_cast<extended>(temperature_decic) / 10 + KELVIN_OFFSET;
+    return extended_exp((loss.voltage_slope * volts + (-1 / kelvin) * loss.activation_k) +
+                        loss.offset);
 }
 
 // A value per period takes its share only while the online time has a period.
@@ -109,7 +112,8 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
     memory.arrhenius_online_time = state.online_time;
 }
 
-void update_full_stay_degradation(ServiceState& state, const SysfsParams& snapshot) {
+void update_full_stay_degradation(ServiceState& state, const SysfsParams& snapshot,
+                                  const Policy& policy) {
     update_full_time(state, param_integer(snapshot, PARAM_BATTERY_CAPACITY));
 
     const int32_t temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP);
@@ -119,10 +123,7 @@ void update_full_stay_degradation(ServiceState& state, const SysfsParams& snapsh
     const int32_t seconds = difference_i32(state.soc_full_total_time, previous);
     if (temperature_is_valid(temperature_decic) && is_valid(volts) && previous != 0 &&
         seconds >= 1) {
-        const extended lost = extended_exp((FULL_STAY_VOLTAGE * volts +
-                                            (-1 / (celsius(temperature_decic) + KELVIN_OFFSET)) *
-                                                FULL_STAY_ACTIVATION) +
-                                           FULL_STAY_OFFSET) *
+        const extended lost = loss_rate(policy.full_stay, temperature_decic, volts) *
                               (static_cast<extended>(seconds) / SECONDS_PER_HOUR) * 100;
         state.total_full_stay_cap_degradation += lost;
         add_to_period(state, &ServiceState::full_stay_capacity_degradation_per_10days,
@@ -131,18 +132,16 @@ void update_full_stay_degradation(ServiceState& state, const SysfsParams& snapsh
     previous = state.soc_full_total_time;
 }
 
-void update_cycle_degradation(ServiceState& state, const SysfsParams& snapshot) {
+void update_cycle_degradation(ServiceState& state, const SysfsParams& snapshot,
+                              const Policy& policy) {
     const int32_t temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP);
     const extended volts = static_cast<extended>(param_integer(snapshot, PARAM_VBAT_FULL)) / 1000;
     int32_t& previous = state.soft_charge.previous_cycle_count;
     const int32_t charge = difference_i32(state.total_cycle_count, previous);
     if (temperature_is_valid(temperature_decic) && is_valid(volts) && previous != 0 &&
         charge >= 1) {
-        const extended lost =
-            extended_exp((CYCLE_VOLTAGE * volts +
-                          (-1 / (celsius(temperature_decic) + KELVIN_OFFSET)) * CYCLE_ACTIVATION) +
-                         CYCLE_OFFSET) *
-            (static_cast<extended>(charge) * CHARGE_UNIT) * 100;
+        const extended lost = loss_rate(policy.charge_cycle, temperature_decic, volts) *
+                              (static_cast<extended>(charge) * CHARGE_UNIT) * 100;
         state.total_cycle_degradation += lost;
         add_to_period(state, &ServiceState::cycle_degradation_per_10days, state.online_time, lost);
     }

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "platform/sysfs_params.h"
+#include "product/policy.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
@@ -17,11 +18,13 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot);
 
 // Books the time at full charge and the capacity lost meanwhile:
 //     exp(8.443 V - 4600 / (T + 273.15) - 33) x hours x 100 per cent of design capacity.
-void update_full_stay_degradation(ServiceState& state, const SysfsParams& snapshot);
+void update_full_stay_degradation(ServiceState& state, const SysfsParams& snapshot,
+                                  const Policy& policy);
 
 // Books the capacity lost by the charge put in since the previous call:
 //     exp(1.77 V - 954.2 / (T + 273.15) - 13.96) x full charges x 100 per cent of design capacity,
 // with V the charger's full-charge voltage.
-void update_cycle_degradation(ServiceState& state, const SysfsParams& snapshot);
+void update_cycle_degradation(ServiceState& state, const SysfsParams& snapshot,
+                              const Policy& policy);
 
 }  // namespace cellwarden

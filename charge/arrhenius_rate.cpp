@@ -2,7 +2,7 @@
 
 #include <bit>
 
-#include "charge/model_constants.h"
+#include "product/policy.h"
 
 // A battery's voltage is another one nearly every second, so the arithmetic around the exponential
 // counts. Its operands lie within narrow ranges: it is done on integers, several times as fast as
@@ -10,6 +10,8 @@
 // multiple of 2^-109; where it is finer, its name tells the power.
 namespace cellwarden {
 namespace {
+
+constexpr const ArrheniusConstants& CONSTANTS = POLICY.arrhenius;
 
 constexpr int32_t TEMPERATURE_MIN_DECIC = -1000;
 constexpr int32_t TEMPERATURE_MAX_DECIC = 1000;
@@ -82,12 +84,12 @@ ArrheniusFixed falling_line(ArrheniusFixed offset, uint64_t slope_51, ArrheniusF
 
 ArrheniusFixed voltage_term(int32_t voltage_uv) {
     constexpr int32_t LAST_UV_BELOW_KNEE = 4'400'000;
-    static_assert(extended{LAST_UV_BELOW_KNEE} / 1'000'000 <= ARRHENIUS_KNEE &&
-                  extended{LAST_UV_BELOW_KNEE + 1} / 1'000'000 > ARRHENIUS_KNEE);
-    constexpr ArrheniusFixed LOW_OFFSET = to_fixed(ARRHENIUS_LOW_OFFSET);
-    constexpr ArrheniusFixed HIGH_OFFSET = to_fixed(ARRHENIUS_HIGH_OFFSET);
-    constexpr auto LOW_SLOPE = static_cast<uint64_t>(to_fixed(-ARRHENIUS_LOW_SLOPE, SLOPE_UNIT));
-    constexpr auto HIGH_SLOPE = static_cast<uint64_t>(to_fixed(-ARRHENIUS_HIGH_SLOPE, SLOPE_UNIT));
+    static_assert(extended{LAST_UV_BELOW_KNEE} / 1'000'000 <= CONSTANTS.knee_v &&
+                  extended{LAST_UV_BELOW_KNEE + 1} / 1'000'000 > CONSTANTS.knee_v);
+    constexpr ArrheniusFixed LOW_OFFSET = to_fixed(CONSTANTS.low_offset);
+    constexpr ArrheniusFixed HIGH_OFFSET = to_fixed(CONSTANTS.high_offset);
+    constexpr auto LOW_SLOPE = static_cast<uint64_t>(to_fixed(-CONSTANTS.low_slope, SLOPE_UNIT));
+    constexpr auto HIGH_SLOPE = static_cast<uint64_t>(to_fixed(-CONSTANTS.high_slope, SLOPE_UNIT));
     return voltage_uv <= LAST_UV_BELOW_KNEE
                ? falling_line(LOW_OFFSET, LOW_SLOPE, volts_112(voltage_uv))
                : falling_line(HIGH_OFFSET, HIGH_SLOPE, volts_112(voltage_uv));
@@ -95,7 +97,7 @@ ArrheniusFixed voltage_term(int32_t voltage_uv) {
 
 ArrheniusFixed temperature_term(int32_t temperature_decic) {
     const extended celsius = static_cast<extended>(temperature_decic) / 10;
-    return to_fixed(ARRHENIUS_ACTIVATION * (1 / (celsius + KELVIN_OFFSET)));
+    return to_fixed(CONSTANTS.activation_k * (1 / (celsius + KELVIN_OFFSET)));
 }
 
 }  // namespace
@@ -119,9 +121,9 @@ extended arrhenius_rate(ArrheniusTerms& terms, int32_t temperature_decic, int32_
         terms.voltage_uv = voltage_uv;
     }
     // The sum is at least 28, so taking the offset off it loses nothing.
-    constexpr ArrheniusFixed OFFSET = to_fixed(-ARRHENIUS_OFFSET);
+    constexpr ArrheniusFixed OFFSET = to_fixed(-CONSTANTS.offset);
     const ArrheniusFixed sum = round_to_precision(terms.temperature_term + terms.voltage_term);
-    terms.rate = ARRHENIUS_NUMERATOR / extended_exp(to_extended(sum - OFFSET));
+    terms.rate = CONSTANTS.numerator / extended_exp(to_extended(sum - OFFSET));
     return terms.rate;
 }
 

@@ -5,6 +5,7 @@
 #include "platform/log.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"
+#include "product/limits.h"
 
 namespace cellwarden {
 namespace {
@@ -12,10 +13,10 @@ namespace {
 constexpr uint64_t STARTUP_PROCESS_MARK = 171;
 constexpr uint8_t MODE_SET = 1;
 
-void hold_between(ServiceState& state, int32_t upper_percent, int32_t lower_percent) {
+void hold_between(ServiceState& state, const HoldLimits& limits) {
     state.lrc_hold_active = true;
-    state.lrc_upper_soc = upper_percent;
-    state.lrc_lower_soc = lower_percent;
+    state.lrc_upper_soc = limits.upper_percent;
+    state.lrc_lower_soc = limits.lower_percent;
 }
 
 bool startup_process_is_set(const Device& device) {
@@ -39,13 +40,13 @@ void handle_tessera(const Device& device, ServiceState& state) {
         log_line(
             device,
             "<3>cellwarden: This phone is in startup process now, battery charge is limited.\n");
-        hold_between(state, 60, 40);
+        hold_between(state, STARTUP_PROCESS_HOLD);
     }
     if (mode_is_set(device, UNIT_CAMERA_CALIBRATION)) {
         log_line(device,
                  "<3>cellwarden: This phone is in camera calibration mode now, battery charge is "
                  "limited.\n");
-        hold_between(state, 70, 55);
+        hold_between(state, CAMERA_CALIBRATION_HOLD);
     }
     if (mode_is_set(device, UNIT_CHARGE_DISABLE)) {
         log_line(device, "<3>cellwarden: Charging will be disabled by tessera, %d\n",
@@ -55,11 +56,9 @@ void handle_tessera(const Device& device, ServiceState& state) {
 }
 
 void set_restored_capacity(const Device& device, ServiceState& state) {
-    constexpr int32_t NOTHING_TO_RESTORE = -1;
-
-    if (state.restore_capacity_mah != NOTHING_TO_RESTORE) {
+    if (state.restore_capacity_mah != NOT_KNOWN) {
         (void)write_sysfs_integer(device, PARAM_RESTORED_CAPACITY, state.restore_capacity_mah);
-        state.restore_capacity_mah = NOTHING_TO_RESTORE;
+        state.restore_capacity_mah = NOT_KNOWN;
     }
 }
 

@@ -7,15 +7,10 @@
 #include "charge/soh_estimates.h"
 #include "charge/usage_accounting.h"
 #include "platform/sysfs_io.h"
+#include "product/attribute_texts.h"
 
 namespace cellwarden {
 namespace {
-
-constexpr int32_t SERVED_MODEL = 5;
-
-// High nibble of the override byte; the low nibble is the level that OVERRIDE_LEVEL writes.
-constexpr uint8_t OVERRIDE_SUSPEND = 0xE;
-constexpr uint8_t OVERRIDE_LEVEL = 0xD;
 
 constexpr uint8_t override_kind(uint8_t override_byte) {
     return override_byte >> 4;
@@ -37,20 +32,19 @@ void hand_level_to_driver(const Device& device, const ServiceState& state,
     }
 }
 
-void judge_battery(const Device& device, ServiceState& state, const SysfsParams& snapshot) {
-    constexpr int32_t SOH_NOT_KNOWN = -1;
-
-    update_usage_tables(device, state, snapshot);
-    state.soft_charge1_level = soft_charge1_level_of(state.total_cycle_count);
+void judge_battery(const Device& device, ServiceState& state, const SysfsParams& snapshot,
+                   const Policy& policy) {
+    update_usage_tables(device, state, snapshot, policy.bins);
+    state.soft_charge1_level = soft_charge1_level_of(state.total_cycle_count, policy);
     update_arrhenius(state, snapshot);
-    const int32_t arrhenius_level = decide_arrhenius_level(device, state);
+    const int32_t arrhenius_level = decide_arrhenius_level(device, state, policy);
     int32_t full_stay_level = 0;
-    if (state.soh != SOH_NOT_KNOWN) {
-        update_full_stay_degradation(state, snapshot);
-        full_stay_level = decide_full_stay_level(state);
+    if (state.soh != NOT_KNOWN) {
+        update_full_stay_degradation(state, snapshot, policy);
+        full_stay_level = decide_full_stay_level(state, policy);
     }
-    update_cycle_degradation(state, snapshot);
-    update_soh_estimates(state, snapshot);  // with the level of the previous cycle
+    update_cycle_degradation(state, snapshot, policy);
+    update_soh_estimates(state, snapshot, policy);  // with the level of the previous cycle
     state.soft_charge_mode = std::max({state.soft_charge1_level, arrhenius_level, full_stay_level});
     update_user_charge_full(state, snapshot);
     hand_level_to_driver(device, state, snapshot);
@@ -58,16 +52,15 @@ void judge_battery(const Device& device, ServiceState& state, const SysfsParams&
 
 }  // namespace
 
-void control_soft_charge(const Device& device, ServiceState& state, const SysfsParams& snapshot) {
-    constexpr int32_t MODE_NOT_KNOWN = -1;
-
-    if (state.soft_charge_mode == MODE_NOT_KNOWN) {
+void control_soft_charge(const Device& device, ServiceState& state, const SysfsParams& snapshot,
+                         const Policy& policy) {
+    if (state.soft_charge_mode == NOT_KNOWN) {
         state.soft_charge_mode = param_integer(snapshot, PARAM_BATT_AGING_LEVEL);
     }
     update_online_time(state);
     update_soh(state, snapshot);
     if (is_served(state, snapshot)) {
-        judge_battery(device, state, snapshot);
+        judge_battery(device, state, snapshot, policy);
     }
     state.soft_charge.last_soft_charge_boot_time = state.cycle_boot_time;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/sysfs_params.h"
+#include "product/policy.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
@@ -10,6 +11,7 @@ namespace cellwarden {
 // One cycle of soft charge: online time and state of health in any case; with the model that it
 // serves, and unless the override suspends it, usage grids, ageing models, levels, states of
 // health, and the level to the driver where the driver does not report it already.
-void control_soft_charge(const Device& device, ServiceState& state, const SysfsParams& snapshot);
+void control_soft_charge(const Device& device, ServiceState& state, const SysfsParams& snapshot,
+                         const Policy& policy);
 
 }  // namespace cellwarden

@@ -9,10 +9,6 @@
 namespace cellwarden {
 namespace {
 
-constexpr uint8_t NOT_DECIDED = 0xFF;
-
-static_assert(std::is_sorted(CYCLE_COUNT_BORDERS.begin(), CYCLE_COUNT_BORDERS.end()));
-
 // Levels are frozen after the horizon of their projection.
 constexpr int32_t HORIZON = LEVEL_HORIZON_PERIODS;
 constexpr int32_t LAST_JUDGED_SLOT = HORIZON - 1;
@@ -33,7 +29,7 @@ constexpr size_t slot_of(int32_t online_time) {
 // Level of the nearest decided slot before `slot`; 0 where there is none.
 int32_t nearest_decided_before(const PerPeriod<uint8_t>& levels, size_t slot) {
     for (; slot > 0; slot--) {
-        if (levels[slot - 1] != NOT_DECIDED) {
+        if (levels[slot - 1] != LEVEL_NOT_DECIDED) {
             return levels[slot - 1];
         }
     }
@@ -62,7 +58,7 @@ int32_t decide_period_level(PerPeriod<uint8_t>& levels, const PerPeriod<extended
         return 0;
     }
     const size_t slot = slot_of(online_time);
-    if (levels[slot] != NOT_DECIDED) {
+    if (levels[slot] != LEVEL_NOT_DECIDED) {
         return levels[slot];
     }
     int32_t level = 0;
@@ -78,8 +74,8 @@ int32_t decide_period_level(PerPeriod<uint8_t>& levels, const PerPeriod<extended
 
 // The expected Arrhenius sum at the end of battery life raises the level from the upper border on
 // and lowers it below the lower one.
-int32_t judge_arrhenius(const Device& device, int32_t previous, const Projection& projection,
-                        int32_t online_time) {
+int32_t judge_arrhenius(const Device& device, const Policy& policy, int32_t previous,
+                        const Projection& projection, int32_t online_time) {
     log_line(device, "<3>cellwarden: Phone online time has reached %d days\n",
              static_cast<int32_t>(slot_of(online_time)) * 10);
     uint32_t expected = 0;
@@ -88,10 +84,10 @@ int32_t judge_arrhenius(const Device& device, int32_t previous, const Projection
     }
     log_line(device, "<3>cellwarden: Expected arrhenius time at end of battery life is %d\n",
              static_cast<int32_t>(expected));
-    if (expected >= ARRHENIUS_RAISE_FROM) {
+    if (expected >= policy.arrhenius_raise_from) {
         return std::min(previous + 1, MAX_LEVEL);
     }
-    return expected < ARRHENIUS_LOWER_BELOW && previous > 0 ? previous - 1 : previous;
+    return expected < policy.arrhenius_lower_below && previous > 0 ? previous - 1 : previous;
 }
 
 // Whether the level may rise in this period: it rises at most once in three periods in a row,
@@ -109,57 +105,56 @@ bool full_stay_level_may_rise(const PerPeriod<uint8_t>& levels, int32_t previous
     return true;
 }
 
-int32_t judge_full_stay(const PerPeriod<uint8_t>& levels, int32_t previous,
+int32_t judge_full_stay(const Policy& policy, const PerPeriod<uint8_t>& levels, int32_t previous,
                         const Projection& projection, int32_t soh, int32_t online_time) {
-    constexpr int32_t RISE_FROM_PERCENT = 82;
-    constexpr int32_t TOP_RISING_LEVEL = 3;
-
     extended expected_loss = 0;
     for (const extended value : projection) {
         expected_loss += value;
     }
     const extended health = static_cast<extended>(soh) / 1000;
-    if (health - expected_loss > CAPACITY_KEPT_PERCENT) {
+    if (health - expected_loss > policy.capacity_kept_percent) {
         return std::max(previous - 1, 0);
     }
-    if (previous < TOP_RISING_LEVEL && health >= RISE_FROM_PERCENT &&
+    if (previous < policy.top_rising_level && health >= policy.rise_from_percent &&
         full_stay_level_may_rise(levels, previous, online_time)) {
         return previous + 1;
     }
     return previous;
 }
 
-// In the last judged period a level of 3 or more becomes 4 for good.
-int32_t settle_full_stay(int32_t level, int32_t online_time) {
-    constexpr int32_t SETTLED_LEVEL = 4;
+// In the last judged period the top rising level or a higher one becomes the next, for good.
+int32_t settle_full_stay(const Policy& policy, int32_t level, int32_t online_time) {
     constexpr int32_t SETTLING_FROM = LAST_JUDGED_SLOT * PERIOD_S;
-    return level >= SETTLED_LEVEL - 1 && online_time >= SETTLING_FROM ? SETTLED_LEVEL : level;
+    return level >= policy.top_rising_level && online_time >= SETTLING_FROM
+               ? policy.top_rising_level + 1
+               : level;
 }
 
 }  // namespace
 
-int32_t soft_charge1_level_of(uint32_t total_cycle_count) {
-    const auto* const reached =
-        std::lower_bound(CYCLE_COUNT_BORDERS.begin(), CYCLE_COUNT_BORDERS.end(), total_cycle_count);
-    return static_cast<int32_t>(reached - CYCLE_COUNT_BORDERS.begin());
+int32_t soft_charge1_level_of(uint32_t total_cycle_count, const Policy& policy) {
+    const auto& borders = policy.cycle_count_borders;
+    const auto* const reached = std::lower_bound(borders.begin(), borders.end(), total_cycle_count);
+    return static_cast<int32_t>(reached - borders.begin());
 }
 
-int32_t decide_arrhenius_level(const Device& device, ServiceState& state) {
+int32_t decide_arrhenius_level(const Device& device, ServiceState& state, const Policy& policy) {
     return decide_period_level(
         state.arrhenius_lv, state.arrhenius_per_10days, state.total_arrhenius, state.online_time,
         [&](int32_t previous, const Projection& projection) {
-            return judge_arrhenius(device, previous, projection, state.online_time);
+            return judge_arrhenius(device, policy, previous, projection, state.online_time);
         });
 }
 
-int32_t decide_full_stay_level(ServiceState& state) {
+int32_t decide_full_stay_level(ServiceState& state, const Policy& policy) {
     PerPeriod<uint8_t>& levels = state.full_stay_capacity_degradation_aging_lv;
     return decide_period_level(levels, state.full_stay_capacity_degradation_per_10days,
                                state.total_full_stay_cap_degradation, state.online_time,
                                [&](int32_t previous, const Projection& projection) {
-                                   const int32_t judged = judge_full_stay(
-                                       levels, previous, projection, state.soh, state.online_time);
-                                   return settle_full_stay(judged, state.online_time);
+                                   const int32_t judged =
+                                       judge_full_stay(policy, levels, previous, projection,
+                                                       state.soh, state.online_time);
+                                   return settle_full_stay(policy, judged, state.online_time);
                                });
 }
 

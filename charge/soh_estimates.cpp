@@ -2,16 +2,10 @@
 
 #include <algorithm>
 
-#include "charge/model_constants.h"
 #include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
-
-constexpr int64_t FULL_SOH = 100'000;
-constexpr int64_t UAH_PER_MAH = 1000;
-constexpr uint32_t SMOOTHING_FROM_CYCLE_COUNT = 210'000;  // 21 full charges
-constexpr int32_t LOW_SOH_PERCENT = 80;
 
 void update_raw_soh(ServiceState& state, const SysfsParams& snapshot) {
     const int64_t learned_mah = param_integer(snapshot, PARAM_LEARNED_CAPACITY);
@@ -35,21 +29,21 @@ void move_reference(ServiceState& state) {
     }
 }
 
-void update_user_soh(ServiceState& state) {
-    if (state.latest_user_soh == 0 || state.total_cycle_count < SMOOTHING_FROM_CYCLE_COUNT) {
+void update_user_soh(ServiceState& state, const Policy& policy) {
+    if (state.latest_user_soh == 0 || state.total_cycle_count < policy.smoothing_from_cycle_count) {
         state.latest_user_soh = FULL_SOH;
         return;
     }
     if (state.soh == 0 || state.latest_predicted_soh == 0) {
         return;
     }
-    constexpr int32_t TOP_LEVEL = LEVEL_FACTORS.size() - 1;
-    const auto level = static_cast<size_t>(std::clamp(state.soft_charge_mode, 0, TOP_LEVEL));
-    const int32_t target = to_i32(static_cast<extended>(state.soh) * LEVEL_FACTORS[level]);
+    const auto level = static_cast<size_t>(std::clamp(state.soft_charge_mode, 0, MAX_LEVEL));
+    const int32_t target = to_i32(static_cast<extended>(state.soh) * policy.level_factors[level]);
 
     move_reference(state);
     const int32_t reference = state.prev_bucket_user_soh;
-    const extended factor = reference / 1000 >= LOW_SOH_PERCENT ? STEP_FACTOR : STEP_FACTOR_LOW;
+    const extended factor =
+        reference / 1000 >= policy.low_soh_percent ? policy.step_factor : policy.step_factor_low;
     const int32_t floor = to_i32(static_cast<extended>(reference) * factor);
 
     state.latest_user_soh = std::min(std::max(target, floor), state.latest_user_soh);
@@ -57,11 +51,11 @@ void update_user_soh(ServiceState& state) {
 
 }  // namespace
 
-void update_soh_estimates(ServiceState& state, const SysfsParams& snapshot) {
+void update_soh_estimates(ServiceState& state, const SysfsParams& snapshot, const Policy& policy) {
     update_raw_soh(state, snapshot);
     state.latest_filtered_soh = state.soh;
     update_predicted_soh(state);
-    update_user_soh(state);
+    update_user_soh(state, policy);
 }
 
 void update_user_charge_full(ServiceState& state, const SysfsParams& snapshot) {

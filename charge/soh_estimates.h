@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/sysfs_params.h"
+#include "product/policy.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
@@ -10,7 +11,7 @@ namespace cellwarden {
 // user state of health. The user's never rises, stays at 100 % for the first 21 full charges, and
 // falls by at most 1 % of its value per ten-day period (2 % below 80 %), toward the filtered one
 // scaled down for the soft-charge level of the previous cycle.
-void update_soh_estimates(ServiceState& state, const SysfsParams& snapshot);
+void update_soh_estimates(ServiceState& state, const SysfsParams& snapshot, const Policy& policy);
 
 // Design capacity x user state of health, in uAh.
 void update_user_charge_full(ServiceState& state, const SysfsParams& snapshot);

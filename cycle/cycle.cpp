@@ -5,6 +5,7 @@
 #include "charge/soft_charge.h"
 #include "passport/passport.h"
 #include "platform/thermal_zone.h"
+#include "product/attribute_texts.h"
 #include "stats/batt_stat_update.h"
 #include "telemetry/batt_degradation2.h"
 #include "telemetry/charger_insertion_removal.h"
@@ -16,9 +17,8 @@ namespace {
 // The battery is identified, has a design capacity and a state of charge above zero. An unreadable
 // attribute reads as 0 and fails.
 bool battery_is_known(const SysfsParams& snapshot) {
-    constexpr uint32_t FIRST_KNOWN_MODEL = 2;
     return static_cast<uint32_t>(param_integer(snapshot, PARAM_BATTERY_MODEL_NAME)) >=
-               FIRST_KNOWN_MODEL &&
+               uint32_t{FIRST_KNOWN_MODEL} &&
            param_integer(snapshot, PARAM_BATTERY_CHARGE_FULL_DESIGN) >= 1 &&
            param_integer(snapshot, PARAM_BATT_SOC) >= 1;
 }
@@ -46,7 +46,8 @@ void load_records(const Device& device, ServiceState& state, BattStat& stat,
 }
 
 void run_full_cycle(const Device& device, ServiceState& state, BattStat& stat,
-                    ChgInsertionRemovalData& connection, const SysfsParams& snapshot) {
+                    ChgInsertionRemovalData& connection, const SysfsParams& snapshot,
+                    const Policy& policy) {
     if (state.lrc_hold_active) {
         control_lrc_mode(device, state, snapshot);
     }
@@ -55,7 +56,7 @@ void run_full_cycle(const Device& device, ServiceState& state, BattStat& stat,
             set_restored_capacity(device, state);
             state.restored_capacity_applied = true;
         }
-        control_soft_charge(device, state, snapshot);
+        control_soft_charge(device, state, snapshot, policy);
         update_batt_stat(device, state, stat, snapshot);
         update_eu_eco_system_values(device, state);
     }

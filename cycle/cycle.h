@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/sysfs_params.h"
+#include "product/policy.h"
 #include "state/batt_stat.h"
 #include "state/service_state.h"
 #include "telemetry/charger_connection.h"
@@ -18,9 +19,10 @@ SysfsReadMask light_cycle_mask();
 void load_records(const Device& device, ServiceState& state, BattStat& stat,
                   ChgInsertionRemovalData& connection);
 
-// After a power-supply event, with a snapshot of all parameters.
+// After a power-supply event, with a snapshot of all parameters. The daemon takes POLICY.
 void run_full_cycle(const Device& device, ServiceState& state, BattStat& stat,
-                    ChgInsertionRemovalData& connection, const SysfsParams& snapshot);
+                    ChgInsertionRemovalData& connection, const SysfsParams& snapshot,
+                    const Policy& policy);
 
 // At the end of a period, with a snapshot of the two thermal parameters.
 void run_light_cycle(const Device& device, const SysfsParams& snapshot);

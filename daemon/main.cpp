@@ -11,6 +11,7 @@
 #include "platform/log.h"
 #include "platform/sysfs_io.h"
 #include "platform/wakelock.h"
+#include "product/policy.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
@@ -42,7 +43,7 @@ void run_cycle(const Device& device, ServiceState& state, const char* event_name
     take_cycle_times(state);
     if (event_name[0] != '\0') {
         read_sysfs_params(device, snapshot, full_cycle_mask());
-        run_full_cycle(device, state, batt_stat, connection, snapshot);
+        run_full_cycle(device, state, batt_stat, connection, snapshot, POLICY);
     } else {
         read_sysfs_params(device, snapshot, light_cycle_mask());
         run_light_cycle(device, snapshot);

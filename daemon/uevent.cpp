@@ -10,12 +10,12 @@
 #include <string_view>
 
 #include "platform/log.h"
+#include "product/phone.h"
 
 namespace cellwarden {
 namespace {
 
 constexpr std::string_view NAME_KEY = "POWER_SUPPLY_NAME=";
-constexpr const char* SUPPLIES[] = {"battery", "usb", "wireless"};
 
 char uevent_recv_buffer[65536];
 timeval uevent_wait_left;  // select leaves in it what is left of the period

@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "charge/usage_accounting.h"
 #include "decode/reading.h"
-#include "stats/charger_classes.h"
-#include "stats/discharge_extremes.h"
+#include "product/limits.h"
+#include "product/policy.h"
 #include "stats/soft_charge_history.h"
-#include "stats/thermal_ranges.h"
 
 namespace cellwarden::decode {
 namespace {
@@ -94,15 +92,15 @@ std::string grid_label(const std::string& row, size_t index) {
 }  // namespace
 
 std::string voltage_bin_label(size_t bin) {
-    return bin_label(VOLTAGE_BORDERS, bin, 1e6, 2);
+    return bin_label(POLICY.bins.voltage_uv, bin, 1e6, 2);
 }
 
 std::string temperature_bin_label(size_t bin) {
-    return bin_label(TEMPERATURE_BORDERS, bin, 10, 0);
+    return bin_label(POLICY.bins.temperature_decic, bin, 10, 0);
 }
 
 std::string soc_bin_label(size_t bin) {
-    return bin_label(SOC_BORDERS, bin, 100, 0);
+    return bin_label(POLICY.bins.soc, bin, 100, 0);
 }
 
 std::string element_label(std::string_view field, size_t index) {
@@ -123,7 +121,7 @@ std::string element_label(std::string_view field, size_t index) {
         return "level " + std::to_string(index + 1);
     }
     if (field == "max_discharge_time") {
-        return discharge_label(DISCHARGE_MAXIMA.at(index).limits);
+        return discharge_label(DISCHARGE_MAXIMA_LIMITS.at(index));
     }
     if (field == "total_discharge_time") {
         return discharge_label(DISCHARGE_BUCKETS.at(index));

@@ -181,7 +181,7 @@ void full_cycle(Life& life, uint32_t times) {
     life.state.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
     SysfsParams snapshot{};
     read_sysfs_params(snapshot, full_cycle_mask());
-    run_full_cycle(life.state, life.stat, life.connection, snapshot);
+    run_full_cycle(life.state, life.stat, life.connection, snapshot, POLICY);
     cleanup_sysfs_params(snapshot);
     check_cycle(life);
 }

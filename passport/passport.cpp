@@ -48,8 +48,7 @@ void publish_first_usage_date(const Device& device, PassportMemory& memory) {
 }
 
 void publish_cycle_count(const Device& device, PassportMemory& memory, uint32_t total_cycle_count) {
-    constexpr uint32_t UNITS_PER_CYCLE = 10'000;
-    const uint32_t whole_cycles = total_cycle_count / UNITS_PER_CYCLE;
+    const uint32_t whole_cycles = total_cycle_count / FULL_CHARGE_UNITS;
     if (whole_cycles == memory.last_cycle_count_written) {
         return;
     }

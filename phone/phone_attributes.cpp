@@ -17,7 +17,7 @@ constexpr double SECONDS_PER_HOUR = 3600;
 constexpr const char* fixed_paths[] = {
 #define SYSFS_FIXED(id, name, path, format, table) path,
 #define SYSFS_GENERATED(id, name, generator, format, table) nullptr,
-#include "platform/sysfs_params.inc"
+#include "product/attributes.inc"
 #undef SYSFS_FIXED
 #undef SYSFS_GENERATED
 };

@@ -8,11 +8,13 @@
 namespace cellwarden {
 namespace {
 
+// Writes the text, in as many pieces as the driver accepts it. A write that fails or accepts
+// nothing ends the attempt.
 int32_t write_text(int fd, const char* text) {
     size_t left = strlen(text);
     while (left > 0) {
         const ssize_t count = write(fd, text, left);
-        if (count <= 0) {  // a driver that takes nothing would take nothing for ever
+        if (count <= 0) {
             return -1;
         }
         text += count;

@@ -11,7 +11,6 @@ namespace cellwarden {
 namespace {
 
 constexpr size_t TEXT_MAX = SYSFS_BUFFER_SIZE - 1;
-constexpr const char READINESS_PATH[] = "/sys/class/battchg_ext/usb_input_suspend";
 constexpr int READINESS_LOOKS = 30;
 
 const char* path_of(const Device& device, const SysfsParamDesc& desc) {
@@ -212,7 +211,8 @@ int32_t write_sysfs_integer(const Device& device, SysfsParamId id, int32_t value
 
 void wait_sysfs_ready(const Device& device) {
     for (int look = 0; look < READINESS_LOOKS; look++) {
-        const bool writable = device.attribute_is_writable(device.context, READINESS_PATH);
+        const bool writable = device.attribute_is_writable(
+            device.context, SysfsParamTable[PARAM_USB_INPUT_SUSPEND].path);
         (void)device.sleep(device.context, 1);
         if (writable) {
             return;

@@ -1,53 +1,34 @@
 #include "platform/sysfs_params.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "platform/thermal_zone.h"
+#include "product/attribute_texts.h"
 
 namespace cellwarden {
 namespace {
 
-constexpr SysfsEnumEntry row(const char* text, int32_t value) {
-    return {.text = text, .value = {.bits = static_cast<uint32_t>(value)}};
-}
+// The texts of an attribute as the rows of an enum table.
+template <const auto& TEXTS>
+constexpr auto ENUM_ROWS = [] {
+    std::array<SysfsEnumEntry, std::size(TEXTS)> rows;
+    std::transform(std::begin(TEXTS), std::end(TEXTS), rows.begin(), [](const AttributeText& row) {
+        return SysfsEnumEntry{row.text, {.bits = static_cast<uint32_t>(row.value)}};
+    });
+    return rows;
+}();
 
-constexpr SysfsEnumEntry status_table[] = {
-    row("Charging", 1),
-    row("Full", 2),
-    row(nullptr, 0),
-};
-
-constexpr SysfsEnumEntry health_table[] = {
-    row("Hot", 2),
-    row("Warm", 1),
-    row(nullptr, 0),
-};
-
-constexpr SysfsEnumEntry battery_model_table[] = {
-    row("Loading Battery Data", 1), row("VELDIN_4480MV_V2D7", 2), row("KIRO_4480MV_V2D7", 3),
-    row("ORWEN_4480MV_V2D7", 4),    row("PELLAMIR_VOSKA", 5),     row(nullptr, 0),
-};
-
-constexpr SysfsEnumEntry usb_type_table[] = {
-    row("Unknown", 0),    row("SDP", 1),     row("DCP", 2),    row("CDP", 3),
-    row("ACA", 4),        row("C", 5),       row("PD", 6),     row("PD_DRP", 7),
-    row("PD_PPS", 8),     row("BrickID", 9), row("HVDCP", 10), row("HVDCP_3", 11),
-    row("HVDCP_3P5", 12), row(nullptr, 0),
-};
-
-constexpr SysfsEnumEntry typec_mode_table[] = {
-    row("Nothing source attached", 0),
-    row("Type-C source attached (default current)", 1),
-    row("Legacy source attached", 2),
-    row("PD source attached", 3),
-    row("Type-C source attached (medium current)", 4),
-    row("Type-C source attached (high current)", 5),
-    row("Unknown", 6),
-    row(nullptr, 6),
-};
+constexpr const SysfsEnumEntry* status_table = ENUM_ROWS<STATUS_TEXTS>.data();
+constexpr const SysfsEnumEntry* health_table = ENUM_ROWS<HEALTH_TEXTS>.data();
+constexpr const SysfsEnumEntry* battery_model_table = ENUM_ROWS<MODEL_TEXTS>.data();
+constexpr const SysfsEnumEntry* usb_type_table = ENUM_ROWS<USB_TYPE_TEXTS>.data();
+constexpr const SysfsEnumEntry* typec_mode_table = ENUM_ROWS<TYPEC_MODE_TEXTS>.data();
 
 constexpr uint32_t row_ids[] = {
 #define SYSFS_FIXED(id, name, path, format, table) (id),
 #define SYSFS_GENERATED(id, name, generator, format, table) (id),
-#include "platform/sysfs_params.inc"
+#include "product/attributes.inc"
 #undef SYSFS_FIXED
 #undef SYSFS_GENERATED
 };
@@ -78,7 +59,7 @@ constexpr std::array<SysfsParamDesc, SYSFS_PARAM_COUNT> SysfsParamTable = {{
      .path_generator = (generator),                              \
      .format = FORMAT_##text_format,                             \
      .enum_table = (table)},
-#include "platform/sysfs_params.inc"
+#include "product/attributes.inc"
 #undef SYSFS_FIXED
 #undef SYSFS_GENERATED
 }};

@@ -10,11 +10,11 @@ namespace cellwarden {
 
 struct Device;
 
-// PARAM_<NAME> for every row of sysfs_params.inc; the value is the parameter's id, 0 to 133.
+// PARAM_<NAME> for every row of product/attributes.inc; the value is the parameter's id, 0 to 133.
 enum SysfsParamId : uint32_t {
 #define SYSFS_FIXED(id, name, path, format, table) PARAM_##name = (id),
 #define SYSFS_GENERATED(id, name, generator, format, table) PARAM_##name = (id),
-#include "platform/sysfs_params.inc"
+#include "product/attributes.inc"
 #undef SYSFS_FIXED
 #undef SYSFS_GENERATED
 };

@@ -2,25 +2,24 @@
 
 #include <cstdio>
 #include <cstring>
-#include <string_view>
 
 #include "platform/device.h"
 #include "platform/sysfs_io.h"
+#include "product/phone.h"
 
 namespace cellwarden {
 namespace {
 
 constexpr int ZONE_COUNT = 100;
 constexpr int32_t MILLIDEGREES_PER_DECIDEGREE = 100;
-constexpr std::string_view ZONE_TYPE = "sdm_therm";
 
 // Whether the first line of the file is exactly the sensor's type.
 bool zone_type_matches(const Device& device, const char* path) {
     // One character more than the type and a newline tells a longer name.
-    char line[ZONE_TYPE.size() + 2] = {};
+    char line[THERMAL_ZONE_TYPE.size() + 2] = {};
     const size_t count = device.read_attribute(device.context, path, line, sizeof line - 1);
     line[strcspn(line, "\n")] = '\0';
-    return count > 0 && ZONE_TYPE == line;
+    return count > 0 && THERMAL_ZONE_TYPE == line;
 }
 
 }  // namespace

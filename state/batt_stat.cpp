@@ -10,9 +10,6 @@
 namespace cellwarden {
 namespace {
 
-constexpr int32_t SHUTDOWN_PHASE = 4;
-constexpr int64_t LAST_SECOND_OF_A_DAY = 86'399;
-
 // Millionths of a per cent to per cent.
 extended to_percent(uint32_t millionths) {
     return static_cast<extended>(millionths) / 1'000'000;
@@ -95,15 +92,14 @@ void init_batt_stat(const Device& device, ServiceState& state, BattStat& stat) {
     if (erased) {
         state.restore_capacity_mah = 0;
     } else {
-        state.restore_capacity_mah = stat.fcc_mah[0] != 0 ? stat.fcc_mah[0] : -1;
+        state.restore_capacity_mah = stat.fcc_mah[0] != 0 ? stat.fcc_mah[0] : NOT_KNOWN;
     }
 }
 
 void save_batt_stat_if_is_timing(const Device& device, ServiceState& state,
                                  const SysfsParams& snapshot, const BattStat& stat) {
-    const bool due =
-        param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE) == SHUTDOWN_PHASE ||
-        elapsed_s(state.cycle_boot_time, state.last_stat_save_time) > LAST_SECOND_OF_A_DAY;
+    const bool due = save_is_due(param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE),
+                                 elapsed_s(state.cycle_boot_time, state.last_stat_save_time));
     const bool learned = learning_time_changed(state.stat_save, stat.last_learning_time);
     if (!learned && !due) {
         return;

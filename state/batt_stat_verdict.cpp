@@ -6,7 +6,6 @@ namespace cellwarden {
 namespace {
 
 constexpr uint8_t UPGRADED_PATCH = 3;
-constexpr uint8_t LEVEL_NOT_DECIDED = 0xFF;
 
 }  // namespace
 

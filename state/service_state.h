@@ -10,18 +10,11 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/extended.h"
+#include "numbers/extended.h"
+#include "product/policy.h"
+#include "state/facts.h"
 
 namespace cellwarden {
-
-inline constexpr int32_t PERIOD_S = 864'000;
-inline constexpr int32_t PERIOD_COUNT = 252;
-inline constexpr int32_t VOLTAGE_BIN_COUNT = 42;
-inline constexpr int32_t TEMPERATURE_BIN_COUNT = 16;
-inline constexpr int32_t SOC_BIN_COUNT = 10;
-
-// A state of charge that no battery reports: the first comparison with it never shows a gain.
-inline constexpr int32_t NO_SOC = 11'000;
 
 template <typename T>
 using PerPeriod = std::array<T, PERIOD_COUNT>;
@@ -84,15 +77,15 @@ struct StatSaveMemory {
 // Update of the statistics record: values of the previous call.
 struct StatUpdateMemory {
     int32_t prev_learning_counter = 0;
-    int32_t prev_soft_charge_mode = -1;  // -1 = none yet
-    int64_t charge_start_time = 0;       // boot time if charging or full then; 0 = not
+    int32_t prev_soft_charge_mode = NOT_KNOWN;  // NOT_KNOWN = none yet
+    int64_t charge_start_time = 0;              // boot time if charging or full then; 0 = not
     int32_t prev_charge_phase = 0;
-    int64_t smart_charge_start_time = 0;  // boot time if smart charging was active then; 0 = not
-    int64_t warm_start_time = 0;          // boot time if the battery was "Warm" then; 0 = not
-    int32_t prev_charger_class = -1;      // -1 = none
-    int64_t class_start_time = 0;         // boot time at the latest call with a class; 0 = none
-    int32_t class_start_soc = NO_SOC;     // state of charge then, 0.01 %; NO_SOC = none
-    int32_t prev_shutdown_phase = -1;
+    int64_t smart_charge_start_time = 0;     // boot time if smart charging was active then; 0 = not
+    int64_t warm_start_time = 0;             // boot time if the battery was "Warm" then; 0 = not
+    int32_t prev_charger_class = NOT_KNOWN;  // NOT_KNOWN = none
+    int64_t class_start_time = 0;            // boot time at the latest call with a class; 0 = none
+    int32_t class_start_soc = NO_SOC;        // state of charge then, 0.01 %; NO_SOC = none
+    int32_t prev_shutdown_phase = NOT_KNOWN;
     int64_t thermal_sample_time = 0;
     int32_t prev_system_temp_level = 0;
     int64_t rate_sample_time = 0;
@@ -121,7 +114,7 @@ struct InsertionRemovalReportMemory {
 
 // What made the ageing report go out last.
 struct BattDegr2ReportMemory {
-    int32_t last_reported_period = -1;  // -1 = no period seen since start
+    int32_t last_reported_period = NOT_KNOWN;  // -1 = no period seen since start
 };
 
 // What the passport has published. The start values lie outside the range of real ones, so each
@@ -144,10 +137,10 @@ struct ServiceState {
     bool production_date_fix_pending = false;  // the loaded record was upgraded from layout 5.2.3
 
     // --- Soft charge: usage
-    int32_t soft_charge_mode = -1;  // level 0 to 5 in force; -1 = not known
-    int32_t online_time = 0;        // switched-on time over the battery's life
-    int32_t soh = -1;               // gauge full-charge over design capacity, at most 100000; -1 =
-                                    // not known
+    int32_t soft_charge_mode = NOT_KNOWN;  // level 0 to 5 in force; -1 = not known
+    int32_t online_time = 0;               // switched-on time over the battery's life
+    int32_t soh = NOT_KNOWN;  // gauge full-charge over design capacity, at most 100000; -1 =
+                              // not known
     std::array<uint32_t, size_t{VOLTAGE_BIN_COUNT} * TEMPERATURE_BIN_COUNT>
         vt_cet_table{};  // seconds,
                          // row = voltage bin, column = temperature bin
@@ -160,11 +153,11 @@ struct ServiceState {
     int32_t soft_charge1_level = 0;  // 0 to 5, from total_cycle_count
     extended total_arrhenius = 0;    // Arrhenius ageing; 1 = about a second at 45 degC and 4.48 V
     PerPeriod<extended> arrhenius_per_10days{};
-    PerPeriod<uint8_t> arrhenius_lv{};  // level decided per period; 255 = not decided
+    PerPeriod<uint8_t> arrhenius_lv{};  // level decided per period; LEVEL_NOT_DECIDED = not yet
     int32_t soc_full_total_time = 0;    // seconds at full charge
     extended total_full_stay_cap_degradation = 0;
     PerPeriod<extended> full_stay_capacity_degradation_per_10days{};
-    PerPeriod<uint8_t> full_stay_capacity_degradation_aging_lv{};  // 255 = not decided
+    PerPeriod<uint8_t> full_stay_capacity_degradation_aging_lv{};  // LEVEL_NOT_DECIDED = not yet
     extended total_cycle_degradation = 0;
     PerPeriod<extended> cycle_degradation_per_10days{};
     PeriodRun changed_periods = ALL_PERIODS;  // whose ageing sums may differ from the record's
@@ -174,9 +167,9 @@ struct ServiceState {
     int32_t latest_filtered_soh = 0;
     int32_t latest_predicted_soh = 0;
     int32_t latest_user_soh = 0;
-    int32_t prev_soh_bucket_index = -1;     // period of the previous step; -1 = none
-    int32_t prev_bucket_user_soh = 100000;  // user state of health at that period's end
-    int32_t user_charge_full = 0;           // full-charge capacity shown to the user, uAh
+    int32_t prev_soh_bucket_index = NOT_KNOWN;  // period of the previous step; -1 = none
+    int32_t prev_bucket_user_soh = FULL_SOH;    // user state of health at that period's end
+    int32_t user_charge_full = 0;               // full-charge capacity shown to the user, uAh
 
     // --- Device modes
     bool restored_capacity_applied = false;  // set_restored_capacity has run

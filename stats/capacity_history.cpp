@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
-#include "state/wall_clock.h"
+#include "state/facts.h"
 #include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
 
 constexpr uint32_t ESTABLISHED_FROM_CYCLE_COUNT = 3000;  // 0.01 %
-constexpr int32_t UAH_PER_MAH = 1000;
 
 template <typename T, size_t N>
 void push_front(std::array<T, N>& history, T newest) {
@@ -28,7 +27,7 @@ void shift_histories(BattStat& stat, const SysfsParams& snapshot) {
 }  // namespace
 
 void update_established_time(const ServiceState& state, BattStat& stat) {
-    if (stat.initialized_time == 0 && wall_clock_is_set(state) &&
+    if (stat.initialized_time == 0 && wall_clock_is_set(state.cycle_wall_time) &&
         stat.total_cycle_count >= ESTABLISHED_FROM_CYCLE_COUNT) {
         stat.initialized_time = wrapping_sub(static_cast<uint64_t>(state.cycle_wall_time),
                                              static_cast<uint64_t>(state.cycle_boot_time));
@@ -52,7 +51,7 @@ void update_capacity_history(ServiceState& state, BattStat& stat, const SysfsPar
         const int64_t learned = int64_t{counter} - memory.prev_learning_counter;
         wrapping_count(stat.learning_total_count, static_cast<uint16_t>(learned));
         shift_histories(stat, snapshot);
-    } else if (memory.prev_soft_charge_mode != -1 &&
+    } else if (memory.prev_soft_charge_mode != NOT_KNOWN &&
                state.soft_charge_mode != memory.prev_soft_charge_mode) {
         shift_histories(stat, snapshot);
     }

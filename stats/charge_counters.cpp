@@ -1,20 +1,15 @@
 #include "stats/charge_counters.h"
 
 #include "platform/log.h"
+#include "product/attribute_texts.h"
+#include "product/limits.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
 
-constexpr int32_t STATUS_CHARGING = 1;
-constexpr int32_t STATUS_FULL = 2;
-constexpr int32_t HEALTH_WARM = 1;
-constexpr int32_t PHASE_OFF_CHARGE = 1;
-constexpr int32_t PHASE_ON = 3;
-constexpr int32_t PHASE_SHUTDOWN = 4;
 constexpr int32_t SMART_CHARGE_ACTIVE = 1;
-constexpr uint32_t FIRST_INVALID_SOC = 11'001;
 
 // The current of `tenths` tenths of C, in uA (the design capacity is in uAh). The product keeps its
 // low 32 bits.
@@ -28,9 +23,9 @@ void add_by_rate(int32_t design_uah, int32_t current_before_ua, int32_t current_
     const auto both_reach = [&](int32_t threshold_ua) {
         return current_before_ua >= threshold_ua && current_ua >= threshold_ua;
     };
-    if (both_reach(current_of_rate(design_uah, 8))) {
+    if (both_reach(current_of_rate(design_uah, OVER_08C_TENTHS))) {
         wrapping_count(over_08c, static_cast<uint32_t>(amount));
-    } else if (both_reach(current_of_rate(design_uah, 6))) {
+    } else if (both_reach(current_of_rate(design_uah, OVER_06C_TENTHS))) {
         wrapping_count(over_06c, static_cast<uint32_t>(amount));
     }
 }
@@ -97,7 +92,7 @@ void update_fast_charge_soc(const Device& device, ServiceState& state, BattStat&
                             const SysfsParams& snapshot) {
     StatUpdateMemory& memory = state.stat_update;
     const int32_t soc = param_integer(snapshot, PARAM_BATT_SOC);
-    if (static_cast<uint32_t>(soc) >= FIRST_INVALID_SOC) {
+    if (!soc_is_valid(soc)) {
         log_line(device,
                  "<3>cellwarden: batt_soc is not valid (%d), rapid_charge_count is not updated\n",
                  soc);

@@ -1,22 +1,17 @@
 #include "stats/charger_classes.h"
 
+#include "product/limits.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
 
 namespace cellwarden {
-namespace {
-
-constexpr int32_t NO_CLASS = -1;
-
-}  // namespace
-
 int32_t charger_class_of(int32_t charger_type, int32_t max_wattage_uw) {
     for (const ChargerClassRow& row : CHARGER_CLASS_ROWS) {
         if (row.charger_type == charger_type && max_wattage_uw <= row.max_wattage_uw) {
             return row.charger_class;
         }
     }
-    return NO_CLASS;
+    return NOT_KNOWN;
 }
 
 void update_charger_classes(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
@@ -24,10 +19,10 @@ void update_charger_classes(ServiceState& state, BattStat& stat, const SysfsPara
     const int32_t now_class = charger_class_of(param_integer(snapshot, PARAM_ACTIVE_CHARGER_TYPE),
                                                param_integer(snapshot, PARAM_CHARGER_MAX_WATTAGE));
     const int32_t soc = param_integer(snapshot, PARAM_BATT_SOC);
-    if (now_class != NO_CLASS && now_class != memory.prev_charger_class) {
+    if (now_class != NOT_KNOWN && now_class != memory.prev_charger_class) {
         wrapping_count(stat.dev_attach[static_cast<size_t>(now_class)].dev_attach_count);
     }
-    if (memory.prev_charger_class != NO_CLASS) {
+    if (memory.prev_charger_class != NOT_KNOWN) {
         DevAttachEntry& entry = stat.dev_attach[static_cast<size_t>(memory.prev_charger_class)];
         if (memory.class_start_time != 0) {
             wrapping_count(entry.dev_attach_total_time,
@@ -38,7 +33,7 @@ void update_charger_classes(ServiceState& state, BattStat& stat, const SysfsPara
             wrapping_count(entry.dev_charge_count, static_cast<uint32_t>(gain));
         }
     }
-    if (now_class != NO_CLASS) {
+    if (now_class != NOT_KNOWN) {
         memory.class_start_time = state.cycle_boot_time;
         memory.class_start_soc = soc;
     }

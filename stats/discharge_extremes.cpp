@@ -1,5 +1,6 @@
 #include "stats/discharge_extremes.h"
 
+#include "product/attribute_texts.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
 
@@ -36,8 +37,8 @@ void update_discharge_maxima(BattStat& stat, const Reading& reading, uint32_t wa
     }
     const auto magnitude_ma = static_cast<uint16_t>(-int64_t{reading.current_ua} / UA_PER_MA);
     for (size_t i = 0; i < DISCHARGE_MAXIMA.size(); i++) {
-        uint16_t& stored = stat.*DISCHARGE_MAXIMA[i].field;
-        if (is_larger(magnitude_ma, stored) && within(reading, DISCHARGE_MAXIMA[i].limits)) {
+        uint16_t& stored = stat.*DISCHARGE_MAXIMA[i];
+        if (is_larger(magnitude_ma, stored) && within(reading, DISCHARGE_MAXIMA_LIMITS[i])) {
             stored = magnitude_ma;
             stat.max_discharge_time[i] = wall;
         }
@@ -73,8 +74,6 @@ void update_extremes(const ServiceState& state, BattStat& stat, const SysfsParam
 }
 
 void update_discharge_time(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
-    constexpr int32_t STATUS_DISCHARGING = 0;
-
     int64_t& since = state.stat_update.discharge_sample_time;
     if (param_integer(snapshot, PARAM_BATTERY_STATUS) != STATUS_DISCHARGING) {
         since = 0;

@@ -3,8 +3,6 @@
 namespace cellwarden {
 namespace {
 
-constexpr int32_t NONE = -1;
-
 struct SohHistory {
     int32_t ServiceState::*working;
     uint16_t BattStat::*latest;
@@ -33,7 +31,7 @@ constexpr uint64_t sign_extended(int32_t value) {
 }
 
 void copy_level(const ServiceState& state, BattStat& stat) {
-    if (state.soft_charge_mode != NONE) {
+    if (state.soft_charge_mode != NOT_KNOWN) {
         stat.soft_charge_mode = bits_of(state.soft_charge_mode);
     }
     const int32_t level = state.soft_charge1_level;
@@ -64,7 +62,7 @@ void copy_ageing(const ServiceState& state, BattStat& stat) {
 }
 
 void stamp_soh_milestones(const ServiceState& state, BattStat& stat) {
-    if (state.soh == NONE) {
+    if (state.soh == NOT_KNOWN) {
         return;
     }
     for (size_t i = 0; i < SOH_MILESTONES.size(); i++) {
@@ -79,7 +77,7 @@ void copy_soh_histories(const ServiceState& state, BattStat& stat) {
     const bool has_period = state.online_time >= 0 && period < PERIOD_COUNT;
     for (const SohHistory& history : SOH_HISTORIES) {
         const int32_t soh = state.*history.working;
-        if (soh == NONE) {
+        if (soh == NOT_KNOWN) {
             continue;
         }
         stat.*history.latest = to_half_units(soh);

@@ -1,5 +1,6 @@
 #include "stats/thermal_ranges.h"
 
+#include "product/limits.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
 
@@ -11,7 +12,7 @@ int32_t thermal_range_of(int32_t system_temp_level) {
             return static_cast<int32_t>(range);
         }
     }
-    return -1;
+    return NOT_KNOWN;
 }
 
 void update_thermal_ranges(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {

@@ -1,7 +1,6 @@
 // Seconds spent per range of the system's thermal mitigation level.
 #pragma once
 
-#include <array>
 #include <cstdint>
 
 #include "platform/sysfs_params.h"
@@ -9,9 +8,6 @@
 #include "state/service_state.h"
 
 namespace cellwarden {
-
-// Highest level of each range, in the order of thermal_range_stay_time.
-inline constexpr std::array<int32_t, 4> THERMAL_RANGE_ENDS = {0, 12, 13, 14};
 
 // Range of a thermal level; -1 (above the last end) is booked nowhere.
 int32_t thermal_range_of(int32_t system_temp_level);

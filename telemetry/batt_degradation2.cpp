@@ -180,13 +180,12 @@ const ProtobufCMessage* fill_message(void* report) {
 
 void send_ondra_batt_degr2_if_is_timing(const Device& device, ServiceState& state,
                                         const BattStat& stat) {
-    constexpr int32_t NO_PERIOD = -1;
     if (!reporting_is_allowed(state)) {
         return;
     }
     int32_t& last = state.batt_degr2_report.last_reported_period;
     const auto period = static_cast<int32_t>(stat.online_time / uint32_t{PERIOD_S});
-    const bool due = last != NO_PERIOD && period > last;
+    const bool due = last != NOT_KNOWN && period > last;
     last = period;
     if (due) {
         Report report{.state = state, .stat = stat, .buffers = {}, .message = {}};

@@ -10,7 +10,6 @@
 namespace cellwarden {
 namespace {
 
-constexpr uint32_t SECONDS_PER_DAY = 86'400;
 constexpr uint32_t AICL_BIT = 4;
 
 template <typename T>
@@ -97,9 +96,9 @@ void follow_connection(const ServiceState& state, ChgInsertionRemovalData& conne
 // Counts at most one day per cycle.
 void count_days(ServiceState& state, const ChgInsertionRemovalData& connection) {
     uint32_t& threshold = state.connection.long_insertion_threshold;
-    if (difference_i32(connection.usb_insertion_time, threshold) > int32_t{SECONDS_PER_DAY}) {
+    if (difference_i32(connection.usb_insertion_time, threshold) > SECONDS_PER_DAY) {
         state.usb_long_insertion_counter++;
-        threshold = wrapping_mul(state.usb_long_insertion_counter, SECONDS_PER_DAY);
+        threshold = wrapping_mul(state.usb_long_insertion_counter, uint32_t{SECONDS_PER_DAY});
     }
 }
 

@@ -10,7 +10,6 @@ namespace cellwarden {
 namespace {
 
 constexpr uint32_t MESSAGE_VERSION = 2;
-constexpr int32_t SHUTDOWN_PHASE = 4;
 
 constexpr EventKind EVENT = {
     .name = "ChargerInsertionRemoval",
@@ -30,7 +29,7 @@ bool report_is_due(const InsertionRemovalReportMemory& reported, const ServiceSt
     const bool attached =
         connection.usb_state != CONNECTION_NONE || connection.wls_state != CONNECTION_NONE;
     const bool shutting_down =
-        attached && phase == SHUTDOWN_PHASE && reported.reported_shutdown_phase != SHUTDOWN_PHASE;
+        attached && phase == PHASE_SHUTDOWN && reported.reported_shutdown_phase != PHASE_SHUTDOWN;
     const bool thermal_maximum_reached =
         thermal_level == param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL_MAX) &&
         thermal_level != reported.reported_thermal_level;

@@ -8,11 +8,8 @@ namespace cellwarden {
 
 void save_usb_connector_heat_data_if_is_timing(const Device& device, ServiceState& state,
                                                const SysfsParams& snapshot) {
-    constexpr int32_t SHUTDOWN_PHASE = 4;
-    constexpr int32_t SECONDS_PER_DAY = 86'400;
-
-    if (param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE) != SHUTDOWN_PHASE &&
-        elapsed_i32(state.cycle_boot_time, state.last_heat_save_time) < SECONDS_PER_DAY) {
+    if (!save_is_due(param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE),
+                     elapsed_s(state.cycle_boot_time, state.last_heat_save_time))) {
         return;
     }
     if (tessera_write_unit(device, UNIT_HEAT_COUNT, &state.usb_connector_heat_count,

@@ -11,7 +11,7 @@
 #include <tuple>
 
 #include "charge/arrhenius_rate.h"
-#include "charge/model_constants.h"
+#include "product/policy.h"
 #include "support/snapshot.h"
 
 namespace cellwarden {
@@ -67,10 +67,11 @@ extended plain_rate(int64_t temperature_decic, int64_t voltage_uv) {
     if (celsius < -100 || celsius > 100 || volts < 1 || volts > 5) {
         return 0;
     }
-    const extended a = ARRHENIUS_ACTIVATION * (1 / (celsius + KELVIN_OFFSET));
-    const extended b = volts <= ARRHENIUS_KNEE ? ARRHENIUS_LOW_OFFSET + ARRHENIUS_LOW_SLOPE * volts
-                                               : ARRHENIUS_HIGH_OFFSET + ARRHENIUS_HIGH_SLOPE * volts;
-    return ARRHENIUS_NUMERATOR / extended_exp((a + b) + ARRHENIUS_OFFSET);
+    const extended a = POLICY.arrhenius.activation_k * (1 / (celsius + KELVIN_OFFSET));
+    const extended b = volts <= POLICY.arrhenius.knee_v
+                           ? POLICY.arrhenius.low_offset + POLICY.arrhenius.low_slope * volts
+                           : POLICY.arrhenius.high_offset + POLICY.arrhenius.high_slope * volts;
+    return POLICY.arrhenius.numerator / extended_exp((a + b) + POLICY.arrhenius.offset);
 }
 
 struct Reading {
@@ -130,9 +131,9 @@ TEST(FullStay, BooksTheTimeFromEachCallAtFullChargeToTheNextCall) {
     };
     for (const auto& [name, first_capacity, second_boot_time, start, expected] : rows) {
         ServiceState state{.cycle_boot_time = 500, .soc_full_total_time = start};
-        update_full_stay_degradation(state, snapshot_of({{PARAM_BATTERY_CAPACITY, first_capacity}}));
+        update_full_stay_degradation(state, snapshot_of({{PARAM_BATTERY_CAPACITY, first_capacity}}), POLICY);
         state.cycle_boot_time = second_boot_time;
-        update_full_stay_degradation(state, snapshot_of({}));
+        update_full_stay_degradation(state, snapshot_of({}), POLICY);
         EXPECT_EQ(state.soc_full_total_time, expected) << name;
     }
 }
@@ -146,14 +147,14 @@ struct LossRow {
 };
 
 void check_losses(std::initializer_list<LossRow> rows, SysfsParamId voltage,
-                  void (*update)(ServiceState& state, const SysfsParams& snapshot), extended ServiceState::*total,
-                  PerPeriod<extended> ServiceState::*per_period) {
+                  void (*update)(ServiceState& state, const SysfsParams& snapshot, const Policy& policy),
+                  extended ServiceState::*total, PerPeriod<extended> ServiceState::*per_period) {
     for (const LossRow& row : rows) {
         ServiceState state{.online_time = row.online_time};
         state.soft_charge.previous_full_stay_time = state.soft_charge.previous_cycle_count = row.previous;
         state.soc_full_total_time = row.now;
         state.total_cycle_count = static_cast<uint32_t>(row.now);
-        update(state, snapshot_of({{PARAM_BATTERY_TEMP, row.temperature_decic}, {voltage, row.voltage}}));
+        update(state, snapshot_of({{PARAM_BATTERY_TEMP, row.temperature_decic}, {voltage, row.voltage}}), POLICY);
         EXPECT_EQ(bits_of(state.*total), row.expected) << row.name;
         PerPeriod<extended> expected{};
         if (row.slot != -1) {
@@ -161,7 +162,7 @@ void check_losses(std::initializer_list<LossRow> rows, SysfsParamId voltage,
         }
         EXPECT_TRUE(state.*per_period == expected) << row.name;
         // What was not counted is not made up for later.
-        update(state, snapshot_of({{PARAM_BATTERY_TEMP, 250}, {voltage, row.voltage}}));
+        update(state, snapshot_of({{PARAM_BATTERY_TEMP, 250}, {voltage, row.voltage}}), POLICY);
         EXPECT_EQ(bits_of(state.*total), row.expected) << row.name;
     }
 }

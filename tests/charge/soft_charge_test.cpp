@@ -22,10 +22,10 @@ constexpr int32_t FROZEN = 108 * PERIOD_S;
 TEST(CycleCountLevel, RisesAboveEachBorder) {
     int32_t level = 0;
     for (const uint32_t border : {1'000'000U, 2'000'000U, 4'000'000U, 11'000'000U, 13'000'000U}) {
-        EXPECT_EQ(soft_charge1_level_of(border), level++) << border;
-        EXPECT_EQ(soft_charge1_level_of(border + 1), level) << border;
+        EXPECT_EQ(soft_charge1_level_of(border, POLICY), level++) << border;
+        EXPECT_EQ(soft_charge1_level_of(border + 1, POLICY), level) << border;
     }
-    EXPECT_EQ(soft_charge1_level_of(UINT32_MAX), 5);
+    EXPECT_EQ(soft_charge1_level_of(UINT32_MAX, POLICY), 5);
 }
 
 struct LevelRow {
@@ -37,7 +37,7 @@ struct LevelRow {
     int32_t soh = 90'000;
 };
 
-void check_levels(std::initializer_list<LevelRow> rows, int32_t (*decide)(ServiceState& state),
+void check_levels(std::initializer_list<LevelRow> rows, int32_t (*decide)(ServiceState& state, const Policy& policy),
                   PerPeriod<uint8_t> ServiceState::*levels, PerPeriod<extended> ServiceState::*per_period) {
     for (const LevelRow& row : rows) {
         ServiceState state{.online_time = row.online_time, .soh = row.soh};
@@ -50,11 +50,11 @@ void check_levels(std::initializer_list<LevelRow> rows, int32_t (*decide)(Servic
         if (row.online_time >= 0) {
             expected[slot] = static_cast<uint8_t>(row.expected);
         }
-        EXPECT_EQ(decide(state), row.expected) << row.name;
+        EXPECT_EQ(decide(state, POLICY), row.expected) << row.name;
         EXPECT_EQ(state.*levels, expected) << row.name;
         // Once decided it stays, whatever comes.
         state.*per_period = {};
-        EXPECT_EQ(decide(state), row.expected) << row.name << ", again";
+        EXPECT_EQ(decide(state, POLICY), row.expected) << row.name << ", again";
     }
 }
 
@@ -90,7 +90,7 @@ TEST(ArrheniusLevel, LogsTheDaysAndTheProjection) {
         state.arrhenius_lv.fill(NOT_DECIDED);
         state.arrhenius_per_10days = {100.9, 999'999, 999'999};
         state.arrhenius_per_10days[static_cast<size_t>(std::max(online_time / PERIOD_S - 1, 0))] = latest_whole_period;
-        (void)decide_arrhenius_level(state);
+        (void)decide_arrhenius_level(state, POLICY);
         const std::vector<std::string> expected = {
             "<3>cellwarden: Phone online time has reached " + days + " days\n",
             "<3>cellwarden: Expected arrhenius time at end of battery life is " + projection + "\n"};
@@ -152,10 +152,12 @@ TEST(SoftCharge, HandsTheHighestLevelToTheDriverWhereItDiffers) {
         state.soft_charge_override = row.override_byte;
         state.arrhenius_lv[0] = row.arrhenius;
         state.full_stay_capacity_degradation_aging_lv[0] = row.full_stay;
-        control_soft_charge(state, snapshot_of({{PARAM_BATTERY_MODEL_NAME, row.model},
-                                                {PARAM_BATTERY_CHARGE_FULL_DESIGN, 5'000'000},
-                                                {PARAM_BATT_AGING_LEVEL, row.driver_level},
-                                                {PARAM_QCOM_CHARGE_FULL, row.charge_full_uah}}));
+        control_soft_charge(state,
+                            snapshot_of({{PARAM_BATTERY_MODEL_NAME, row.model},
+                                         {PARAM_BATTERY_CHARGE_FULL_DESIGN, 5'000'000},
+                                         {PARAM_BATT_AGING_LEVEL, row.driver_level},
+                                         {PARAM_QCOM_CHARGE_FULL, row.charge_full_uah}}),
+                            POLICY);
         EXPECT_EQ(read_attribute(PARAM_BATT_AGING_LEVEL), row.written) << row.name;
         EXPECT_EQ(state.soft_charge_mode, row.expected_mode) << row.name;
     }
@@ -166,11 +168,13 @@ TEST(SoftCharge, JudgesTheFullStayWithThisCyclesLoss) {
     state.total_full_stay_cap_degradation = 0.0624;  // 108 times it leave 80 % and a trace
     state.full_stay_capacity_degradation_aging_lv.fill(NOT_DECIDED);
     state.soft_charge = {.full_stay_start = 940, .previous_full_stay_time = 1};
-    control_soft_charge(state, snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5},
-                                            {PARAM_BATTERY_CHARGE_FULL_DESIGN, 100'000},
-                                            {PARAM_QCOM_CHARGE_FULL, 86'750},
-                                            {PARAM_BATTERY_TEMP, 1000},
-                                            {PARAM_BATTERY_VOLTAGE_NOW, 5'000'000}}));
+    control_soft_charge(state,
+                        snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5},
+                                     {PARAM_BATTERY_CHARGE_FULL_DESIGN, 100'000},
+                                     {PARAM_QCOM_CHARGE_FULL, 86'750},
+                                     {PARAM_BATTERY_TEMP, 1000},
+                                     {PARAM_BATTERY_VOLTAGE_NOW, 5'000'000}}),
+                        POLICY);
     EXPECT_EQ(state.full_stay_capacity_degradation_aging_lv[0], 1);
 }
 
@@ -180,9 +184,9 @@ TEST(SoftCharge, UsesNoHeap) {
     const SysfsParams second = snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5}, {PARAM_BATT_SOC, 9900}});
     ServiceState state{.cycle_boot_time = 1000, .online_time = 10};
     const size_t before = heap_calls();
-    control_soft_charge(state, first);
+    control_soft_charge(state, first, POLICY);
     state.cycle_boot_time += 1000;
-    control_soft_charge(state, second);
+    control_soft_charge(state, second, POLICY);
     EXPECT_EQ(heap_calls(), before);
 }
 #endif

@@ -15,20 +15,20 @@ namespace {
 using namespace test;
 
 TEST(Bins, ChangeAboveTheirBorders) {
-    const auto expect_border = [](int32_t (*bin_of)(int32_t), int32_t border, int32_t bin) {
-        EXPECT_EQ(bin_of(border + 1), bin) << border;
-        EXPECT_EQ(bin_of(border), bin + 1) << border;
+    const auto expect_border = [](BinBorders borders, int32_t border, size_t bin) {
+        EXPECT_EQ(bin_of(borders, border + 1), bin) << border;
+        EXPECT_EQ(bin_of(borders, border), bin + 1) << border;
     };
-    int32_t bin = 0;
+    size_t bin = 0;
     for (int32_t mv = 4540; mv >= 3000; mv -= mv > 4300 ? 10 : mv > 4000 ? 50 : 100) {
-        expect_border(voltage_bin, mv * 1000, bin++);
+        expect_border(POLICY.bins.voltage_uv, mv * 1000, bin++);
     }
-    EXPECT_EQ(bin, 41);
-    for (bin = 0; bin < 15; bin++) {
-        expect_border(temperature_bin, 600 - 50 * bin, bin);
+    EXPECT_EQ(bin, 41U);
+    for (int32_t i = 0; i < 15; i++) {
+        expect_border(POLICY.bins.temperature_decic, 600 - 50 * i, static_cast<size_t>(i));
     }
-    for (bin = 0; bin < 9; bin++) {
-        expect_border(soc_bin, 9000 - 1000 * bin, bin);
+    for (int32_t i = 0; i < 9; i++) {
+        expect_border(POLICY.bins.soc, 9000 - 1000 * i, static_cast<size_t>(i));
     }
 }
 
@@ -63,9 +63,11 @@ TEST(Grids, BookTimeAndChargeAlongTheLineSinceTheCallBefore) {
     ServiceState state, expected;
     for (const auto& step : steps) {
         state.cycle_boot_time = step.boot_time;
-        update_usage_tables(state, snapshot_of({{PARAM_BATTERY_TEMP, step.temperature_decic},
-                                                {PARAM_BATTERY_VOLTAGE_NOW, step.voltage_uv},
-                                                {PARAM_BATT_SOC, step.soc}}));
+        update_usage_tables(state,
+                            snapshot_of({{PARAM_BATTERY_TEMP, step.temperature_decic},
+                                         {PARAM_BATTERY_VOLTAGE_NOW, step.voltage_uv},
+                                         {PARAM_BATT_SOC, step.soc}}),
+                            POLICY.bins);
         for (const auto& [row, column, seconds] : step.seconds) {
             expected.vt_cet_table[row * 16 + column] += seconds;
         }
@@ -110,9 +112,10 @@ TEST(GridLine, BooksRunsOfOneCellForAnyNumberOfSteps) {
     };
     for (int line = 0; line < 5000; line++) {
         SCOPED_TRACE(line);
-        const GridAxis rows{VOLTAGE_BORDERS, some_reading(VOLTAGE_BORDERS), some_reading(VOLTAGE_BORDERS)};
-        const GridAxis columns{TEMPERATURE_BORDERS, some_reading(TEMPERATURE_BORDERS),
-                               some_reading(TEMPERATURE_BORDERS)};
+        const GridAxis rows{POLICY.bins.voltage_uv, some_reading(POLICY.bins.voltage_uv),
+                            some_reading(POLICY.bins.voltage_uv)};
+        const GridAxis columns{POLICY.bins.temperature_decic, some_reading(POLICY.bins.temperature_decic),
+                               some_reading(POLICY.bins.temperature_decic)};
         const int64_t steps = pick(-1, INT64_MAX >> pick(0, 62));
         int64_t done = 0;
         book_line(rows, columns, steps, [&](size_t row, size_t column, int64_t count) {

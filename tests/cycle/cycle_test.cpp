@@ -52,7 +52,7 @@ struct Busy {
                                         {PARAM_SYSTEM_TEMP_LEVEL_MAX, 3},
                                         {PARAM_BOOTUP_SHUTDOWN_PHASE, 4}});
 
-    void run() { run_full_cycle(state, stat, connection, snapshot); }
+    void run() { run_full_cycle(state, stat, connection, snapshot, POLICY); }
 };
 
 using Calls = std::vector<std::string>;

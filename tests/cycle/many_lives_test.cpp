@@ -295,7 +295,7 @@ std::string trace_of_a_life(uint64_t seed) {
         change_readings(snapshot, random);
         life.state.cycle_boot_time = boot_time;
         life.state.cycle_wall_time = wall_time;
-        run_full_cycle(life.state, life.stat, life.connection, snapshot);
+        run_full_cycle(life.state, life.stat, life.connection, snapshot, POLICY);
         run_light_cycle(snapshot);
         take_calls(trace);
         trace += digest_of(bytes_of(life.stat)) + "\n";

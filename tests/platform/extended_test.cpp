@@ -1,4 +1,4 @@
-#include "platform/extended.h"
+#include "numbers/extended.h"
 
 #include <gtest/gtest.h>
 

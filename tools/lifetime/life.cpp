@@ -72,7 +72,8 @@ void run_cycle(Life& life) {
     life.state.cycle_boot_time = life.boot_s;
     life.state.cycle_wall_time = wall_s(life);
     read_phone(life.phone, life.gauge, life.snapshot);
-    run_full_cycle(device_of(life.device), life.state, life.stat, life.connection, life.snapshot);
+    run_full_cycle(device_of(life.device), life.state, life.stat, life.connection, life.snapshot,
+                   POLICY);
     take_effects(life);
     life.cycles++;
 }

@@ -23,7 +23,7 @@ std::vector<DischargeRecord> discharge_records_of(const BattStat& stat) {
     std::vector<DischargeRecord> records;
     for (size_t i = 0; i < DISCHARGE_MAXIMA.size(); i++) {
         records.push_back({decode::element_label("max_discharge_time", i),
-                           stat.*DISCHARGE_MAXIMA[i].field, stat.max_discharge_time[i]});
+                           stat.*DISCHARGE_MAXIMA[i], stat.max_discharge_time[i]});
     }
     return records;
 }

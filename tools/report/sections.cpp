@@ -4,10 +4,10 @@
 #include <array>
 #include <functional>
 
-#include "charge/soft_charge_levels.h"
 #include "decode/labels.h"
 #include "decode/reading.h"
 #include "decode/record_layout.h"
+#include "product/policy.h"
 #include "tools/report/milestones.h"
 
 namespace cellwarden::report {
@@ -213,7 +213,7 @@ ordered_json charge_section(const std::vector<Subject>& subjects) {
 ordered_json full_stay_limit(uint16_t filtered) {
     const ordered_json percent = health(filtered);
     return percent.is_null() ? percent
-                             : ordered_json((percent.get<double>() - CAPACITY_KEPT_PERCENT) /
+                             : ordered_json((percent.get<double>() - POLICY.capacity_kept_percent) /
                                             LEVEL_HORIZON_PERIODS);
 }
 
@@ -232,12 +232,13 @@ ordered_json ageing_section(const std::vector<Subject>& subjects) {
             const BattStat& stat = subject.stat;
             ordered_json rows = ordered_json::array();
             for (size_t i = 0; i < period_count(stat); i++) {
-                rows.push_back({i * PERIOD_DAYS, stat.arrhenius_per_10days[i],
-                                static_cast<double>(ARRHENIUS_RAISE_FROM) / LEVEL_HORIZON_PERIODS,
-                                static_cast<double>(ARRHENIUS_LOWER_BELOW) / LEVEL_HORIZON_PERIODS,
-                                stat.full_stay_capacity_degradation_per_10days[i] / MICROPERCENT,
-                                full_stay_limit(stat.filtered_soh_per_10days[i]),
-                                stat.cycle_degradation_per_10days[i] / MICROPERCENT});
+                rows.push_back(
+                    {i * PERIOD_DAYS, stat.arrhenius_per_10days[i],
+                     static_cast<double>(POLICY.arrhenius_raise_from) / LEVEL_HORIZON_PERIODS,
+                     static_cast<double>(POLICY.arrhenius_lower_below) / LEVEL_HORIZON_PERIODS,
+                     stat.full_stay_capacity_degradation_per_10days[i] / MICROPERCENT,
+                     full_stay_limit(stat.filtered_soh_per_10days[i]),
+                     stat.cycle_degradation_per_10days[i] / MICROPERCENT});
             }
             return rows;
         });
@@ -259,11 +260,11 @@ ordered_json throughput_section(const std::vector<Subject>& subjects) {
     return filled(std::move(json), subjects, [](const Subject& subject) {
         const BattStat& stat = subject.stat;
         ordered_json rows = ordered_json::array();
-        for (size_t i = 0; i < CYCLE_COUNT_BORDERS.size(); i++) {
+        for (size_t i = 0; i < POLICY.cycle_count_borders.size(); i++) {
             const uint64_t reached_s = stat.soft_charge1_onlinetime[i];
             rows.push_back(
                 {"level " + std::to_string(i + 1), stat.total_cycle_count / UNITS_PER_CHARGE,
-                 CYCLE_COUNT_BORDERS[i] / UNITS_PER_CHARGE,
+                 POLICY.cycle_count_borders[i] / UNITS_PER_CHARGE,
                  reached_s == 0 ? ordered_json()
                                 : ordered_json(static_cast<double>(reached_s) / SECONDS_PER_DAY)});
         }

@@ -1,0 +1,97 @@
+// Classes, ranges and limits by which the use of the battery is counted or held.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace cellwarden {
+
+// --- Charger classes
+
+struct ChargerClassRow {
+    int32_t charger_type;    // of the driver's active_charger_type
+    int32_t max_wattage_uw;  // the row holds up to this wattage
+    int32_t charger_class;   // 0 to 15
+};
+
+inline constexpr int32_t ANY_WATTAGE = INT32_MAX;
+
+// The first row of the type whose wattage is not exceeded gives the class. Classes 12 and 15 are
+// never assigned.
+inline constexpr std::array CHARGER_CLASS_ROWS = {
+    ChargerClassRow{2, ANY_WATTAGE, 1},   ChargerClassRow{3, ANY_WATTAGE, 3},
+    ChargerClassRow{4, ANY_WATTAGE, 2},   ChargerClassRow{5, ANY_WATTAGE, 0},
+    ChargerClassRow{6, ANY_WATTAGE, 5},   ChargerClassRow{7, ANY_WATTAGE, 4},
+    ChargerClassRow{8, ANY_WATTAGE, 4},   ChargerClassRow{9, ANY_WATTAGE, 4},
+    ChargerClassRow{15, 20'000'000, 7},   ChargerClassRow{15, 30'000'000, 8},
+    ChargerClassRow{15, 45'000'000, 9},   ChargerClassRow{15, 65'000'000, 10},
+    ChargerClassRow{15, ANY_WATTAGE, 11}, ChargerClassRow{16, 20'000'000, 7},
+    ChargerClassRow{16, 30'000'000, 8},   ChargerClassRow{16, 45'000'000, 9},
+    ChargerClassRow{16, 65'000'000, 10},  ChargerClassRow{16, ANY_WATTAGE, 11},
+    ChargerClassRow{19, ANY_WATTAGE, 6},  ChargerClassRow{21, ANY_WATTAGE, 13},
+    ChargerClassRow{22, ANY_WATTAGE, 14},
+};
+static_assert(std::all_of(CHARGER_CLASS_ROWS.begin(), CHARGER_CLASS_ROWS.end(),
+                          [](const ChargerClassRow& row) {
+                              return row.charger_class >= 0 && row.charger_class < 16;
+                          }));
+
+// --- Heat: highest system thermal level of each range.
+inline constexpr std::array<int32_t, 4> THERMAL_RANGE_ENDS = {0, 12, 13, 14};
+static_assert(std::is_sorted(THERMAL_RANGE_ENDS.begin(), THERMAL_RANGE_ENDS.end()));
+
+// --- Heavy charge, in tenths of the current that charges the design capacity in an hour
+inline constexpr int32_t OVER_08C_TENTHS = 8;
+inline constexpr int32_t OVER_06C_TENTHS = 6;
+static_assert(OVER_08C_TENTHS > OVER_06C_TENTHS);
+
+// --- Heavy discharge
+
+// What a discharge must not exceed; all three must hold. Currents are negative while discharging.
+struct DischargeLimits {
+    int32_t temperature_decic;
+    int32_t voltage_uv;
+    int32_t current_ua;
+};
+
+inline constexpr int32_t ANY_READING = INT32_MAX;
+
+// Conditions of the four discharge maxima, in the order of max_discharge_time.
+inline constexpr std::array<DischargeLimits, 4> DISCHARGE_MAXIMA_LIMITS = {{
+    {ANY_READING, ANY_READING, ANY_READING},
+    {99, 3'499'999, ANY_READING},
+    {49, 3'499'999, ANY_READING},
+    {-1, 3'499'999, ANY_READING},
+}};
+
+// In the order of total_discharge_time: more than 2 A, more than 3 A, and the cold and low-voltage
+// conditions of more than 2 A.
+inline constexpr std::array<DischargeLimits, 8> DISCHARGE_BUCKETS = {{
+    {ANY_READING, ANY_READING, -2'001'000},
+    {ANY_READING, ANY_READING, -3'001'000},
+    {149, ANY_READING, -2'001'000},
+    {149, 3'499'999, -2'001'000},
+    {49, ANY_READING, -2'001'000},
+    {49, 3'499'999, -2'001'000},
+    {-1, ANY_READING, -2'001'000},
+    {-1, 3'799'999, -2'001'000},
+}};
+
+// --- Holds of the device modes, in per cent of capacity
+
+struct HoldLimits {
+    int32_t upper_percent;
+    int32_t lower_percent;
+};
+
+inline constexpr HoldLimits STARTUP_PROCESS_HOLD = {60, 40};
+inline constexpr HoldLimits CAMERA_CALIBRATION_HOLD = {70, 55};
+
+constexpr bool is_hold(const HoldLimits& limits) {
+    return limits.lower_percent >= 0 && limits.lower_percent < limits.upper_percent &&
+           limits.upper_percent <= 100;
+}
+static_assert(is_hold(STARTUP_PROCESS_HOLD) && is_hold(CAMERA_CALIBRATION_HOLD));
+
+}  // namespace cellwarden

@@ -1,0 +1,49 @@
+#include "product/policy.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace cellwarden {
+namespace {
+
+TEST(Policy, FaultNamesTheFigureThatTheRulesCannotWorkWith) {
+    const struct {
+        const char* name;
+        std::function<void(Policy& policy)> change;
+        const char* fault;  // "": none
+    } rows[] = {
+        {"the daemon's", [](Policy&) {}, ""},
+        {"exponent negative when hot and high", [](Policy& p) { p.arrhenius.activation_k = 6000; }, "arrhenius.offset"},
+        {"just above 0", [](Policy& p) { p.arrhenius.activation_k = 8307; }, ""},
+        {"temperature term below 8", [](Policy& p) { p.arrhenius.activation_k = 2985; }, "arrhenius.activation_k"},
+        {"not a number", [](Policy& p) { p.arrhenius.activation_k = NAN; }, "arrhenius.activation_k"},
+        {"line below 0 at the knee", [](Policy& p) { p.arrhenius.low_offset = 39.7; }, "arrhenius.low_offset"},
+        {"line below 0 at 5 V", [](Policy& p) { p.arrhenius.high_offset = 10.6; }, "arrhenius.high_offset"},
+        {"shallow slope", [](Policy& p) { p.arrhenius.low_slope = -7.9; }, "arrhenius.low_slope"},
+        {"rising slope", [](Policy& p) { p.arrhenius.high_slope = 2.12; }, "arrhenius.high_slope"},
+        {"loss that rises above all there is", [](Policy& p) { p.full_stay.offset = -29; }, "full_stay.offset"},
+        {"loss that falls with voltage", [](Policy& p) { p.charge_cycle.voltage_slope = -1; },
+         "charge_cycle.voltage_slope"},
+        {"borders of one level equal", [](Policy& p) { p.cycle_count_borders[1] = 1'000'000; }, ""},
+        {"borders fall", [](Policy& p) { p.cycle_count_borders[1] = 999'999; }, "cycle_count_borders"},
+        {"raised below where it is lowered", [](Policy& p) { p.arrhenius_raise_from = 6'555'599; },
+         "arrhenius_lower_below"},
+        {"level above the top", [](Policy& p) { p.top_rising_level = 5; }, "top_rising_level"},
+        {"factor rises with the level", [](Policy& p) { p.level_factors[5] = 0.93; }, "level_factors"},
+        {"factor above 1", [](Policy& p) { p.level_factors.fill(1.01); }, "level_factors"},
+        {"step that raises", [](Policy& p) { p.step_factor_low = 1.01; }, "step_factor_low"},
+        {"empty bin", [](Policy& p) { p.bins.soc[3] = 7000; }, "bins.soc"},
+        {"bins rise", [](Policy& p) { p.bins.temperature_decic[0] = 540; }, "bins.temperature_decic"},
+        {"bin out of order", [](Policy& p) { p.bins.voltage_uv[40] = 3'100'000; }, "bins.voltage_uv"},
+    };
+    for (const auto& row : rows) {
+        Policy policy = POLICY;
+        row.change(policy);
+        const char* fault = policy_fault(policy);
+        EXPECT_STREQ(fault == nullptr ? "" : fault, row.fault) << row.name;
+    }
+}
+
+}  // namespace
+}  // namespace cellwarden
