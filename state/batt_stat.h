@@ -1,5 +1,6 @@
 // The battery's life-time statistics: one record of 9,728 bytes, little-endian, whose layout is
-// also its stored form in unit 2491. Its loading, validation, upgrade and saving.
+// also its stored form in unit 2491; its judging and resetting. stats/batt_stat_store.h loads and
+// saves it.
 //
 // Units: states of health in half units, 0.002 % of design capacity (50000 = 100 %); degradations
 // in millionths of a per cent; wall-clock times in seconds since 1970 (32-bit ones keep the low 32
@@ -11,7 +12,6 @@
 #include <cstdint>
 #include <type_traits>
 
-#include "platform/sysfs_params.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
@@ -53,9 +53,9 @@ struct BattStat {
     std::array<uint64_t, 5> soft_charge1_onlinetime;  // online time at which level 1..5 was reached
     std::array<uint64_t, 5> soft_charge5_onlinetime;  // never changed here; reported as stored
     uint8_t reserved_00f0[16];
-    decltype(ServiceState::vt_cet_table) vt_cet_table;        // seconds per voltage x temperature
-    decltype(ServiceState::ct_charge_table) ct_charge_table;  // 0.01 % per charge x temperature
-    uint32_t full_count;                                      // never changed here, as the next two
+    decltype(UsageState::vt_cet_table) vt_cet_table;        // seconds per voltage x temperature
+    decltype(UsageState::ct_charge_table) ct_charge_table;  // 0.01 % per charge x temperature
+    uint32_t full_count;                                    // never changed here, as the next two
     uint32_t recharge_count;
     uint32_t learning_try_cnt;
     uint8_t reserved_0e0c[4];
@@ -144,17 +144,5 @@ BattStatVerdict judge_batt_stat(const uint8_t* bytes, uint32_t size);
 
 // The record of a battery about which nothing is known.
 void reset_batt_stat(BattStat& stat);
-
-// Loads the record, or resets it, and seeds the working state of soft charge from it. Logs nothing.
-void init_batt_stat(const Device& device, ServiceState& state, BattStat& stat);
-
-// Seeds the working state of soft charge from an accepted record.
-void seed_service_state(ServiceState& state, const BattStat& stat);
-
-// Writes the record to its unit once a day of boot time, in every cycle of shutdown phase 4, and
-// when a capacity-learning event has come after the one first seen. A write that fails is logged
-// and counts as a save.
-void save_batt_stat_if_is_timing(const Device& device, ServiceState& state,
-                                 const SysfsParams& snapshot, const BattStat& stat);
 
 }  // namespace cellwarden

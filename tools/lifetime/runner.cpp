@@ -75,7 +75,7 @@ Progress* share_progress(size_t count) {
                           [&](const Life& life) {
                               progress.share = static_cast<double>(life.time_s) / span;
                               progress.true_soh = life.phone.battery.state_of_health;
-                              progress.level = life.state.soft_charge_mode;
+                              progress.level = life.state.levels.soft_charge_mode;
                               progress.cycles = static_cast<uint32_t>(life.cycles);
                           });
     } catch (const std::exception& error) {
