@@ -102,7 +102,7 @@ TEST(BattStatLoad, AndTheCopyBackChangeNothing) {
     EXPECT_EQ(loaded.state.levels.soft_charge_override, stored.soft_charge_override);
     copy_usage_tables(loaded.state, loaded.stat);
     copy_soft_charge_history(loaded.state, loaded.stat);
-#define BATT_STAT_FIELD(offset, name, unit) \
+#define BATT_STAT_FIELD(offset, name, unit, ...) \
     EXPECT_EQ(memcmp(&loaded.stat.name, &stored.name, sizeof stored.name), 0) << #name;
 #include "state/batt_stat_fields.inc"
 #undef BATT_STAT_FIELD
