@@ -15,19 +15,11 @@ constexpr uint32_t AICL_BIT = 4;
 // The kernel's readings that a connection takes over.
 struct Readings {
     const SysfsParams& snapshot;
-
-    [[nodiscard]] uint32_t capacity() const {
-        return static_cast<uint32_t>(param_integer(snapshot, PARAM_BATTERY_CAPACITY));
-    }
-    [[nodiscard]] uint32_t soft_charge_stage() const {
-        return static_cast<uint32_t>(param_integer(snapshot, PARAM_BATT_AGING_LEVEL));
-    }
-    [[nodiscard]] int32_t battery_uv() const {
-        return param_integer(snapshot, PARAM_BATTERY_VOLTAGE_NOW);
-    }
-    [[nodiscard]] int32_t usbin_uv() const {
-        return param_integer(snapshot, PARAM_USB_VOLTAGE_NOW);
-    }
+    uint32_t capacity = static_cast<uint32_t>(param_integer(snapshot, PARAM_BATTERY_CAPACITY));
+    uint32_t soft_charge_stage =
+        static_cast<uint32_t>(param_integer(snapshot, PARAM_BATT_AGING_LEVEL));
+    int32_t battery_uv = param_integer(snapshot, PARAM_BATTERY_VOLTAGE_NOW);
+    int32_t usbin_uv = param_integer(snapshot, PARAM_USB_VOLTAGE_NOW);
 };
 
 ConnectionState next_state(int32_t& previous_online, int32_t online) {
@@ -62,9 +54,9 @@ void start_connection(ConnectionMemory& memory, ChgInsertionRemovalData& connect
                       const Readings& readings) {
     memory.usb_long_insertion_counter = 0;
     memory.long_insertion_threshold = 0;
-    connection.inserted_soc = readings.capacity();
-    connection.inserted_sc_stage = readings.soft_charge_stage();
-    connection.moment_max_vbatt = readings.battery_uv();
+    connection.inserted_soc = readings.capacity;
+    connection.inserted_sc_stage = readings.soft_charge_stage;
+    connection.moment_max_vbatt = readings.battery_uv;
 }
 
 // What a removal of either side ends with. A connection without a type ended before any cycle saw
@@ -73,8 +65,8 @@ void end_connection(ChgInsertionRemovalData& connection, const Readings& reading
     if (connection.charger_type[0] == '\0') {
         copy_charger_type(connection, "BAD CONNECTION");
     }
-    connection.removal_soc = readings.capacity();
-    connection.removal_sc_stage = readings.soft_charge_stage();
+    connection.removal_soc = readings.capacity;
+    connection.removal_sc_stage = readings.soft_charge_stage;
 }
 
 // What each cycle of a connection books, its last one included.
@@ -82,7 +74,7 @@ void follow_connection(const ConnectionMemory& memory, ChgInsertionRemovalData& 
                        const Readings& readings, int32_t elapsed) {
     book_thermal_level(connection, memory.prev_thermal_level, elapsed);
     latch_battery_care(connection, readings.snapshot);
-    raise(connection.moment_max_vbatt, readings.battery_uv());
+    raise(connection.moment_max_vbatt, readings.battery_uv);
 }
 
 // Counts at most one day per cycle.
@@ -99,7 +91,7 @@ void follow_usb(ConnectionMemory& memory, ChgInsertionRemovalData& connection,
     wrapping_count(connection.usb_insertion_time, static_cast<uint32_t>(elapsed));
     count_days(memory, connection);
     follow_connection(memory, connection, readings, elapsed);
-    raise(connection.moment_max_usbin_voltage, readings.usbin_uv());
+    raise(connection.moment_max_usbin_voltage, readings.usbin_uv);
 }
 
 void count_aicl_rises(ConnectionMemory& memory, ChgInsertionRemovalData& connection,
@@ -139,7 +131,7 @@ bool advance_usb(ConnectionMemory& memory, ChgInsertionRemovalData& connection,
     switch (connection.usb_state) {
         case CONNECTION_INSERTED:
             start_connection(memory, connection, readings);
-            connection.moment_max_usbin_voltage = readings.usbin_uv();
+            connection.moment_max_usbin_voltage = readings.usbin_uv;
             memory.prev_aicl_bit = 0;
             return true;
         case CONNECTION_CONNECTED:

@@ -40,7 +40,8 @@ bool report_is_due(const InsertionRemovalReportMemory& reported, const ServiceSt
 struct Report {
     const ServiceState& state;
     ChgInsertionRemovalData& connection;
-    Charging__ChargerInsertionRemoval message;
+    Charging__ChargerInsertionRemoval message{};
+    char no_text[1] = "";
 };
 
 // Fields that do not stand here are never sent.
@@ -49,8 +50,7 @@ const ProtobufCMessage* fill_message(void* report) {
 #define RECORDED(field) SCALAR(field, connection.field)
 #define SOH(field) SCALAR(field, static_cast<uint32_t>(state.health.field))
 
-    static char no_text[] = "";
-    auto& [state, connection, message] = *static_cast<Report*>(report);
+    auto& [state, connection, message, no_text] = *static_cast<Report*>(report);
 
     charging__charger_insertion_removal__init(&message);
     SCALAR(version, MESSAGE_VERSION);
@@ -100,7 +100,7 @@ void send_ondra_chg_insertion_removal_if_is_timing(const Device& device, Service
     if (!due) {
         return;
     }
-    Report report{.state = state, .connection = connection, .message = {}};
+    Report report{.state = state, .connection = connection};
     if (send_event(device, EVENT, fill_message, &report) == SendResult::DONE) {
         connection = ChgInsertionRemovalData{};
     }
