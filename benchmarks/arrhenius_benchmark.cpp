@@ -91,10 +91,10 @@ int run() {
     const auto integrate = [&] {
         state.soft_charge = {};
         for (size_t i = 0; i < hour.size(); i++) {
-            state.online_time = hour[i].online_time;
+            state.usage.online_time = hour[i].online_time;
             update_arrhenius(state, snapshots[i]);
         }
-        sink = state.total_arrhenius;
+        sink = state.ageing.total_arrhenius;
     };
     const auto bare_loop = [&] {
         for (const extended argument : arguments) {

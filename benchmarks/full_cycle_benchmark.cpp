@@ -58,16 +58,16 @@ struct Daemon {
         stat.full_stay_capacity_degradation_per_10days.fill(12'345);
         stat.cycle_degradation_per_10days.fill(54'321);
         seed_service_state(state, stat);
-        state.cycle_boot_time = 1000;
+        state.clock.cycle_boot_time = 1000;
     }
 
     void run(SysfsParams& snapshot) {
-        const auto minute = static_cast<int32_t>(state.cycle_boot_time / SECONDS_BETWEEN);
+        const auto minute = static_cast<int32_t>(state.clock.cycle_boot_time / SECONDS_BETWEEN);
         test::set_param(snapshot, {PARAM_BATT_SOC, 1 + minute * 7 % 11'000});
         test::set_param(snapshot, {PARAM_BATTERY_VOLTAGE_NOW, 3'700'000 + minute * 997 % 700'000});
         test::set_param(snapshot, {PARAM_BATTERY_TEMP, 250 + minute % 100});
-        state.cycle_boot_time += SECONDS_BETWEEN;
-        state.cycle_wall_time = 1'800'000'000 + state.cycle_boot_time;
+        state.clock.cycle_boot_time += SECONDS_BETWEEN;
+        state.clock.cycle_wall_time = 1'800'000'000 + state.clock.cycle_boot_time;
         run_full_cycle(state, stat, connection, snapshot, POLICY);
     }
 };

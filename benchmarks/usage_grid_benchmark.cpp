@@ -31,7 +31,7 @@ int64_t between(int32_t from, int32_t to, int64_t second) {
     return from + second * (to - from) / DAY_S;
 }
 
-void walk(decltype(ServiceState::vt_cet_table)& table) {
+void walk(decltype(UsageState::vt_cet_table)& table) {
     for (int64_t second = 0; second < DAY_S; second++) {
         const int64_t voltage = between(EVENING.voltage_uv, NEXT_EVENING.voltage_uv, second);
         const int64_t temperature =
@@ -45,12 +45,12 @@ void walk(decltype(ServiceState::vt_cet_table)& table) {
 
 int run() {
     ServiceState state;
-    state.cycle_boot_time = EVENING.boot_time;
+    state.clock.cycle_boot_time = EVENING.boot_time;
     update_usage_tables(state, snapshot_of(EVENING), POLICY.bins);
     const SoftChargeMemory evening = state.soft_charge;
     const SysfsParams next_evening = snapshot_of(NEXT_EVENING);
-    state.cycle_boot_time = NEXT_EVENING.boot_time;
-    decltype(ServiceState::vt_cet_table) walked{};
+    state.clock.cycle_boot_time = NEXT_EVENING.boot_time;
+    decltype(UsageState::vt_cet_table) walked{};
 
     const std::vector<double> us =
         benchmark::median_cpu_us({[&] {
@@ -62,7 +62,7 @@ int run() {
     const int holds =
         benchmark::report_figure("a day's gap in the usage grid; limit plain walk / 1000", us[0],
                                  us[1] / TIMES_FASTER, "us");
-    return walked == state.vt_cet_table ? holds : 1;
+    return walked == state.usage.vt_cet_table ? holds : 1;
 }
 
 }  // namespace

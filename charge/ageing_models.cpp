@@ -32,12 +32,12 @@ extended loss_rate(const LossConstants& loss, int32_t temperature_decic, extende
 }
 
 // A value per period takes its share only while the online time has a period.
-void add_to_period(ServiceState& state, PerPeriod<extended> ServiceState::*values,
+void add_to_period(AgeingState& ageing, PerPeriod<extended> AgeingState::*values,
                    int64_t online_time, extended share) {
     if (online_time >= 0 && online_time < int64_t{PERIOD_S} * PERIOD_COUNT) {
         const auto period = static_cast<int32_t>(online_time / PERIOD_S);
-        (state.*values)[static_cast<size_t>(period)] += share;
-        PeriodRun& changed = state.changed_periods;
+        (ageing.*values)[static_cast<size_t>(period)] += share;
+        PeriodRun& changed = ageing.changed_periods;
         changed = {std::min(changed.first, period), std::max(changed.last, period)};
     }
 }
@@ -73,16 +73,13 @@ void step(LineWalk& walk) {
 }
 
 // Seconds at full charge: a call at full charge books the time until the next call.
-void update_full_time(ServiceState& state, int32_t capacity_percent) {
-    int64_t& start = state.soft_charge.full_stay_start;
-    if (start != 0) {
-        state.soc_full_total_time =
-            low_i32(int64_t{state.soc_full_total_time} + elapsed_i32(state.cycle_boot_time, start));
-        start = 0;
+void update_full_time(AgeingState& ageing, int64_t& full_stay_start, int64_t boot_time,
+                      int32_t capacity_percent) {
+    if (full_stay_start != 0) {
+        ageing.soc_full_total_time =
+            low_i32(int64_t{ageing.soc_full_total_time} + elapsed_i32(boot_time, full_stay_start));
     }
-    if (capacity_percent >= FULL_CAPACITY_PERCENT) {
-        start = state.cycle_boot_time;
-    }
+    full_stay_start = capacity_percent >= FULL_CAPACITY_PERCENT ? boot_time : 0;
 }
 
 }  // namespace
@@ -91,7 +88,7 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
     SoftChargeMemory& memory = state.soft_charge;
     const int32_t temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP);
     const int32_t voltage_uv = param_integer(snapshot, PARAM_BATTERY_VOLTAGE_NOW);
-    const int32_t seconds = difference_i32(state.online_time, memory.arrhenius_online_time);
+    const int32_t seconds = difference_i32(state.usage.online_time, memory.arrhenius_online_time);
     if (memory.arrhenius_online_time != 0 && seconds >= 1) {
         LineWalk temperature =
             start_walk(memory.arrhenius_temperature_decic, temperature_decic, seconds);
@@ -100,8 +97,8 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
             const extended rate =
                 arrhenius_rate(memory.arrhenius_terms, static_cast<int32_t>(temperature.value),
                                static_cast<int32_t>(voltage.value));
-            state.total_arrhenius += rate;
-            add_to_period(state, &ServiceState::arrhenius_per_10days,
+            state.ageing.total_arrhenius += rate;
+            add_to_period(state.ageing, &AgeingState::arrhenius_per_10days,
                           int64_t{memory.arrhenius_online_time} + k, rate);
             step(temperature);
             step(voltage);
@@ -109,27 +106,28 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
     }
     memory.arrhenius_temperature_decic = temperature_decic;
     memory.arrhenius_voltage_uv = voltage_uv;
-    memory.arrhenius_online_time = state.online_time;
+    memory.arrhenius_online_time = state.usage.online_time;
 }
 
 void update_full_stay_degradation(ServiceState& state, const SysfsParams& snapshot,
                                   const Policy& policy) {
-    update_full_time(state, param_integer(snapshot, PARAM_BATTERY_CAPACITY));
+    update_full_time(state.ageing, state.soft_charge.full_stay_start, state.clock.cycle_boot_time,
+                     param_integer(snapshot, PARAM_BATTERY_CAPACITY));
 
     const int32_t temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP);
     const extended volts =
         static_cast<extended>(param_integer(snapshot, PARAM_BATTERY_VOLTAGE_NOW)) / 1'000'000;
     int32_t& previous = state.soft_charge.previous_full_stay_time;
-    const int32_t seconds = difference_i32(state.soc_full_total_time, previous);
+    const int32_t seconds = difference_i32(state.ageing.soc_full_total_time, previous);
     if (temperature_is_valid(temperature_decic) && is_valid(volts) && previous != 0 &&
         seconds >= 1) {
         const extended lost = loss_rate(policy.full_stay, temperature_decic, volts) *
                               (static_cast<extended>(seconds) / SECONDS_PER_HOUR) * 100;
-        state.total_full_stay_cap_degradation += lost;
-        add_to_period(state, &ServiceState::full_stay_capacity_degradation_per_10days,
-                      state.online_time, lost);
+        state.ageing.total_full_stay_cap_degradation += lost;
+        add_to_period(state.ageing, &AgeingState::full_stay_capacity_degradation_per_10days,
+                      state.usage.online_time, lost);
     }
-    previous = state.soc_full_total_time;
+    previous = state.ageing.soc_full_total_time;
 }
 
 void update_cycle_degradation(ServiceState& state, const SysfsParams& snapshot,
@@ -137,15 +135,16 @@ void update_cycle_degradation(ServiceState& state, const SysfsParams& snapshot,
     const int32_t temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP);
     const extended volts = static_cast<extended>(param_integer(snapshot, PARAM_VBAT_FULL)) / 1000;
     int32_t& previous = state.soft_charge.previous_cycle_count;
-    const int32_t charge = difference_i32(state.total_cycle_count, previous);
+    const int32_t charge = difference_i32(state.usage.total_cycle_count, previous);
     if (temperature_is_valid(temperature_decic) && is_valid(volts) && previous != 0 &&
         charge >= 1) {
         const extended lost = loss_rate(policy.charge_cycle, temperature_decic, volts) *
                               (static_cast<extended>(charge) * CHARGE_UNIT) * 100;
-        state.total_cycle_degradation += lost;
-        add_to_period(state, &ServiceState::cycle_degradation_per_10days, state.online_time, lost);
+        state.ageing.total_cycle_degradation += lost;
+        add_to_period(state.ageing, &AgeingState::cycle_degradation_per_10days,
+                      state.usage.online_time, lost);
     }
-    previous = low_i32(state.total_cycle_count);
+    previous = low_i32(state.usage.total_cycle_count);
 }
 
 }  // namespace cellwarden

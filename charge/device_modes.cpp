@@ -13,10 +13,10 @@ namespace {
 constexpr uint64_t STARTUP_PROCESS_MARK = 171;
 constexpr uint8_t MODE_SET = 1;
 
-void hold_between(ServiceState& state, const HoldLimits& limits) {
-    state.lrc_hold_active = true;
-    state.lrc_upper_soc = limits.upper_percent;
-    state.lrc_lower_soc = limits.lower_percent;
+void hold_between(HoldState& hold, const HoldLimits& limits) {
+    hold.lrc_hold_active = true;
+    hold.lrc_upper_soc = limits.upper_percent;
+    hold.lrc_lower_soc = limits.lower_percent;
 }
 
 bool startup_process_is_set(const Device& device) {
@@ -40,13 +40,13 @@ void handle_tessera(const Device& device, ServiceState& state) {
         log_line(
             device,
             "<3>cellwarden: This phone is in startup process now, battery charge is limited.\n");
-        hold_between(state, STARTUP_PROCESS_HOLD);
+        hold_between(state.hold, STARTUP_PROCESS_HOLD);
     }
     if (mode_is_set(device, UNIT_CAMERA_CALIBRATION)) {
         log_line(device,
                  "<3>cellwarden: This phone is in camera calibration mode now, battery charge is "
                  "limited.\n");
-        hold_between(state, CAMERA_CALIBRATION_HOLD);
+        hold_between(state.hold, CAMERA_CALIBRATION_HOLD);
     }
     if (mode_is_set(device, UNIT_CHARGE_DISABLE)) {
         log_line(device, "<3>cellwarden: Charging will be disabled by tessera, %d\n",
@@ -56,9 +56,10 @@ void handle_tessera(const Device& device, ServiceState& state) {
 }
 
 void set_restored_capacity(const Device& device, ServiceState& state) {
-    if (state.restore_capacity_mah != NOT_KNOWN) {
-        (void)write_sysfs_integer(device, PARAM_RESTORED_CAPACITY, state.restore_capacity_mah);
-        state.restore_capacity_mah = NOT_KNOWN;
+    if (state.restore.restore_capacity_mah != NOT_KNOWN) {
+        (void)write_sysfs_integer(device, PARAM_RESTORED_CAPACITY,
+                                  state.restore.restore_capacity_mah);
+        state.restore.restore_capacity_mah = NOT_KNOWN;
     }
 }
 

@@ -58,10 +58,10 @@ int32_t next_lrc_state(int32_t state, int32_t capacity, int32_t upper, int32_t l
 }
 
 void control_lrc_mode(const Device& device, ServiceState& state, const SysfsParams& snapshot) {
-    state.lrc_state =
-        next_lrc_state(state.lrc_state, param_integer(snapshot, PARAM_BATTERY_CAPACITY),
-                       state.lrc_upper_soc, state.lrc_lower_soc);
-    const Switches& switches = SWITCHES[static_cast<size_t>(state.lrc_state)];
+    HoldState& hold = state.hold;
+    hold.lrc_state = next_lrc_state(hold.lrc_state, param_integer(snapshot, PARAM_BATTERY_CAPACITY),
+                                    hold.lrc_upper_soc, hold.lrc_lower_soc);
+    const Switches& switches = SWITCHES[static_cast<size_t>(hold.lrc_state)];
     set_switch(device, snapshot, PARAM_LRC_CHARGE_DISABLE, switches.charge_disable);
     set_switch(device, snapshot, PARAM_LRC_INPUT_SUSPEND, switches.input_suspend);
 }

@@ -106,17 +106,17 @@ bool full_stay_level_may_rise(const PerPeriod<uint8_t>& levels, int32_t previous
 }
 
 int32_t judge_full_stay(const Policy& policy, const PerPeriod<uint8_t>& levels, int32_t previous,
-                        const Projection& projection, int32_t soh, int32_t online_time) {
+                        const Projection& projection, const UsageState& usage) {
     extended expected_loss = 0;
     for (const extended value : projection) {
         expected_loss += value;
     }
-    const extended health = static_cast<extended>(soh) / 1000;
+    const extended health = static_cast<extended>(usage.soh) / 1000;
     if (health - expected_loss > policy.capacity_kept_percent) {
         return std::max(previous - 1, 0);
     }
     if (previous < policy.top_rising_level && health >= policy.rise_from_percent &&
-        full_stay_level_may_rise(levels, previous, online_time)) {
+        full_stay_level_may_rise(levels, previous, usage.online_time)) {
         return previous + 1;
     }
     return previous;
@@ -138,23 +138,24 @@ int32_t soft_charge1_level_of(uint32_t total_cycle_count, const Policy& policy) 
     return static_cast<int32_t>(reached - borders.begin());
 }
 
-int32_t decide_arrhenius_level(const Device& device, ServiceState& state, const Policy& policy) {
+int32_t decide_arrhenius_level(const Device& device, LevelState& levels, const AgeingState& ageing,
+                               int32_t online_time, const Policy& policy) {
     return decide_period_level(
-        state.arrhenius_lv, state.arrhenius_per_10days, state.total_arrhenius, state.online_time,
+        levels.arrhenius_lv, ageing.arrhenius_per_10days, ageing.total_arrhenius, online_time,
         [&](int32_t previous, const Projection& projection) {
-            return judge_arrhenius(device, policy, previous, projection, state.online_time);
+            return judge_arrhenius(device, policy, previous, projection, online_time);
         });
 }
 
-int32_t decide_full_stay_level(ServiceState& state, const Policy& policy) {
-    PerPeriod<uint8_t>& levels = state.full_stay_capacity_degradation_aging_lv;
-    return decide_period_level(levels, state.full_stay_capacity_degradation_per_10days,
-                               state.total_full_stay_cap_degradation, state.online_time,
+int32_t decide_full_stay_level(LevelState& levels, const AgeingState& ageing,
+                               const UsageState& usage, const Policy& policy) {
+    PerPeriod<uint8_t>& decided = levels.full_stay_capacity_degradation_aging_lv;
+    return decide_period_level(decided, ageing.full_stay_capacity_degradation_per_10days,
+                               ageing.total_full_stay_cap_degradation, usage.online_time,
                                [&](int32_t previous, const Projection& projection) {
-                                   const int32_t judged =
-                                       judge_full_stay(policy, levels, previous, projection,
-                                                       state.soh, state.online_time);
-                                   return settle_full_stay(policy, judged, state.online_time);
+                                   const int32_t judged = judge_full_stay(policy, decided, previous,
+                                                                          projection, usage);
+                                   return settle_full_stay(policy, judged, usage.online_time);
                                });
 }
 

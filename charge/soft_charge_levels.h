@@ -14,10 +14,12 @@ namespace cellwarden {
 int32_t soft_charge1_level_of(uint32_t total_cycle_count, const Policy& policy);
 
 // Arrhenius level of this cycle; decides, stores and logs it where the period has none yet.
-int32_t decide_arrhenius_level(const Device& device, ServiceState& state, const Policy& policy);
+int32_t decide_arrhenius_level(const Device& device, LevelState& levels, const AgeingState& ageing,
+                               int32_t online_time, const Policy& policy);
 
 // Full-stay level of this cycle, 0 to 4, judged against the battery's measured capacity; decides
 // and stores it where the period has none yet. Only while `soh` is known.
-int32_t decide_full_stay_level(ServiceState& state, const Policy& policy);
+int32_t decide_full_stay_level(LevelState& levels, const AgeingState& ageing,
+                               const UsageState& usage, const Policy& policy);
 
 }  // namespace cellwarden

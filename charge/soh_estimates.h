@@ -14,6 +14,6 @@ namespace cellwarden {
 void update_soh_estimates(ServiceState& state, const SysfsParams& snapshot, const Policy& policy);
 
 // Design capacity x user state of health, in uAh.
-void update_user_charge_full(ServiceState& state, const SysfsParams& snapshot);
+void update_user_charge_full(HealthState& health, const SysfsParams& snapshot);
 
 }  // namespace cellwarden

@@ -10,10 +10,10 @@ namespace cellwarden {
 
 // Adds the boot-clock time since the previous call of control_soft_charge; the first call after
 // start-up adds nothing.
-void update_online_time(ServiceState& state);
+void update_online_time(UsageState& usage, const CycleClock& clock, const SoftChargeMemory& memory);
 
 // Gauge full-charge capacity over design capacity, where both are known.
-void update_soh(ServiceState& state, const SysfsParams& snapshot);
+void update_soh(UsageState& usage, const SysfsParams& snapshot);
 
 // Books the interval since the previous call into the voltage x temperature grid, and the charge
 // put in since then into the state of charge x temperature grid and total_cycle_count. Both spread

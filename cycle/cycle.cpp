@@ -6,6 +6,7 @@
 #include "passport/passport.h"
 #include "platform/thermal_zone.h"
 #include "product/attribute_texts.h"
+#include "stats/batt_stat_store.h"
 #include "stats/batt_stat_update.h"
 #include "telemetry/batt_degradation2.h"
 #include "telemetry/charger_insertion_removal.h"
@@ -48,13 +49,13 @@ void load_records(const Device& device, ServiceState& state, BattStat& stat,
 void run_full_cycle(const Device& device, ServiceState& state, BattStat& stat,
                     ChgInsertionRemovalData& connection, const SysfsParams& snapshot,
                     const Policy& policy) {
-    if (state.lrc_hold_active) {
+    if (state.hold.lrc_hold_active) {
         control_lrc_mode(device, state, snapshot);
     }
     if (battery_is_known(snapshot)) {
-        if (!state.restored_capacity_applied) {
+        if (!state.restore.restored_capacity_applied) {
             set_restored_capacity(device, state);
-            state.restored_capacity_applied = true;
+            state.restore.restored_capacity_applied = true;
         }
         control_soft_charge(device, state, snapshot, policy);
         update_batt_stat(device, state, stat, snapshot);

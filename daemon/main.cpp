@@ -23,16 +23,16 @@ ChgInsertionRemovalData connection;
 SysfsParams snapshot;
 
 void take_settings(const Device& device, ServiceState& state) {
-    state.event_wait_timeout_s = periodic_event_interval(config_table);
-    device.property_get(device.context, "ro.product.vendor.model", state.vendor_model, "");
+    state.settings.event_wait_timeout_s = periodic_event_interval(config_table);
+    device.property_get(device.context, "ro.product.vendor.model", state.settings.vendor_model, "");
 }
 
 // A clock that cannot be read leaves the previous cycle's time.
 void take_cycle_times(ServiceState& state) {
-    state.cycle_wall_time = time(nullptr);
+    state.clock.cycle_wall_time = time(nullptr);
     timespec boot{};
     if (clock_gettime(CLOCK_BOOTTIME, &boot) == 0) {
-        state.cycle_boot_time = boot.tv_sec;
+        state.clock.cycle_boot_time = boot.tv_sec;
     }
 }
 
@@ -68,8 +68,8 @@ int main() {
     }
     take_settings(device, service_state);
     load_records(device, service_state, batt_stat, connection);
-    while (wait_for_uevent(device, uevent_fd, service_state.event_wait_timeout_s, event_name) >=
-           0) {
+    while (wait_for_uevent(device, uevent_fd, service_state.settings.event_wait_timeout_s,
+                           event_name) >= 0) {
         run_cycle(device, service_state, event_name);
     }
     close(uevent_fd);

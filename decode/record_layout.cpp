@@ -57,7 +57,7 @@ void add_field(std::vector<RecordField>& fields, const RecordField& field) {
 
 std::vector<RecordField> all_fields() {
     std::vector<RecordField> fields;
-#define BATT_STAT_FIELD(offset, name, unit) \
+#define BATT_STAT_FIELD(offset, name, unit, ...) \
     add_field(fields, field_of<decltype(BattStat::name)>(#name, FieldUnit::unit, offset));
 #include "state/batt_stat_fields.inc"
 #undef BATT_STAT_FIELD

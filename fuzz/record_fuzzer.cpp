@@ -136,8 +136,9 @@ bool levels_are_sane(const BattStat& stat) {
 void check_cycle(Life& life) {
     promise(verdict_of(test::bytes_of(life.stat)) == BattStatVerdict::ACCEPTED,
             "the record is accepted again");
-    promise(!life.started_sane || (life.state.soft_charge_mode >= 0 &&
-                                   life.state.soft_charge_mode <= 5 && levels_are_sane(life.stat)),
+    promise(!life.started_sane ||
+                (life.state.levels.soft_charge_mode >= 0 &&
+                 life.state.levels.soft_charge_mode <= 5 && levels_are_sane(life.stat)),
             "levels stay in 0 to 5");
     if (!life.totals.empty()) {
         const std::vector<uint64_t> totals = totals_of(life.stat);
@@ -177,8 +178,8 @@ void switch_faults(uint8_t bits) {
 void full_cycle(Life& life, uint32_t times) {
     const uint32_t seconds = times & 0x3FF;
     const int32_t days = static_cast<int16_t>(times) >> 10;
-    life.state.cycle_boot_time += seconds;
-    life.state.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
+    life.state.clock.cycle_boot_time += seconds;
+    life.state.clock.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
     SysfsParams snapshot{};
     read_sysfs_params(snapshot, full_cycle_mask());
     run_full_cycle(life.state, life.stat, life.connection, snapshot, POLICY);
@@ -195,8 +196,8 @@ void light_cycle() {
 
 // The daemon alone starts again: the phone's clocks go on, and what was not yet stored is gone.
 void restart(Life& life) {
-    life.state = ServiceState{.cycle_boot_time = life.state.cycle_boot_time,
-                              .cycle_wall_time = life.state.cycle_wall_time};
+    life.state = ServiceState{.clock = {.cycle_boot_time = life.state.clock.cycle_boot_time,
+                                        .cycle_wall_time = life.state.clock.cycle_wall_time}};
     life.connection = {};
     load_records(life.state, life.stat, life.connection);
     check_load(test::phone.units[UNIT_BATT_STAT], life);
@@ -211,8 +212,8 @@ void start_life(Life& life, const std::string& record) {
     test::phone = test::FakePhone{};
     test::phone.units[UNIT_BATT_STAT] = record;
     attribute_files = {{"/sys/class/thermal/thermal_zone7/type", "sdm_therm\n"}};
-    life.state.cycle_boot_time = 86'000;  // the daily save is near
-    life.state.cycle_wall_time = 1'700'000'000;
+    life.state.clock.cycle_boot_time = 86'000;  // the daily save is near
+    life.state.clock.cycle_wall_time = 1'700'000'000;
     restart(life);
     life.totals = record.empty() ? totals_of(life.stat) : std::vector<uint64_t>{};
     life.started_sane = levels_are_sane(life.stat);

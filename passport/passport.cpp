@@ -12,8 +12,8 @@
 namespace cellwarden {
 namespace {
 
-void publish_production_date(const Device& device, ServiceState& state) {
-    if (state.passport.production_date_published || !repair_production_date(device, state)) {
+void publish_production_date(const Device& device, PassportMemory& memory) {
+    if (memory.production_date_published || !repair_production_date(device, memory)) {
         return;
     }
     char date[PRODUCTION_DATE_SIZE + 1] = {};
@@ -26,7 +26,7 @@ void publish_production_date(const Device& device, ServiceState& state) {
     const std::optional<int32_t> seconds = production_date_seconds(date);
     if (seconds) {
         (void)write_sysfs_integer(device, PARAM_BATTERY_MANUFACTURING_DATE, *seconds);
-        state.passport.production_date_published = true;
+        memory.production_date_published = true;
     }
 }
 
@@ -85,11 +85,11 @@ void publish_state_of_health(const Device& device, PassportMemory& memory, int32
 }  // namespace
 
 void update_eu_eco_system_values(const Device& device, ServiceState& state) {
-    publish_production_date(device, state);
+    publish_production_date(device, state.passport);
     publish_first_usage_date(device, state.passport);
-    publish_cycle_count(device, state.passport, state.total_cycle_count);
-    publish_charge_full(device, state.passport, state.user_charge_full);
-    publish_state_of_health(device, state.passport, state.latest_user_soh);
+    publish_cycle_count(device, state.passport, state.usage.total_cycle_count);
+    publish_charge_full(device, state.passport, state.health.user_charge_full);
+    publish_state_of_health(device, state.passport, state.health.latest_user_soh);
 }
 
 }  // namespace cellwarden

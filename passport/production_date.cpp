@@ -62,8 +62,8 @@ std::optional<int32_t> production_date_seconds(const char (&date)[PRODUCTION_DAT
     return low_i32(timegm(&calendar));
 }
 
-bool repair_production_date(const Device& device, ServiceState& state) {
-    if (!state.production_date_fix_pending) {
+bool repair_production_date(const Device& device, PassportMemory& memory) {
+    if (!memory.production_date_fix_pending) {
         return true;
     }
     const std::optional<ImeiDigest> digest = imei_digest(device);
@@ -83,7 +83,7 @@ bool repair_production_date(const Device& device, ServiceState& state) {
         }
         log_line(device, "<3>cellwarden: Battery manufacturing date has been repaired");
     }
-    state.production_date_fix_pending = false;
+    memory.production_date_fix_pending = false;
     return true;
 }
 

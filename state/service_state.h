@@ -1,6 +1,7 @@
-// The daemon's one long-lived working record. Every field has one owner that computes it; the
-// others read it. It is never stored as a whole: what survives a restart is copied into BattStat
-// and seeded from it again. A restart is ServiceState{} plus the loads of start-up.
+// The daemon's one long-lived working record, in groups: the rule named above a group computes it,
+// the others read it. It is never stored as a whole: what survives a restart is copied into
+// BattStat and seeded from it again (stats/batt_stat_store.cpp). A restart is ServiceState{} plus
+// the loads of start-up.
 //
 // Units: times in seconds; states of health in 0.001 % (100000 = 100 %); degradations in per cent
 // of design capacity; periods are ten days (864,000 s) of online time, 252 of which are kept.
@@ -43,7 +44,8 @@ struct ArrheniusTerms {
     extended rate = 0;
 };
 
-// Soft charge: usage accounting and ageing models.
+// Usage accounting, ageing models and their order (charge/usage_accounting.cpp,
+// charge/ageing_models.cpp, charge/soft_charge.cpp).
 struct SoftChargeMemory {
     int64_t last_soft_charge_boot_time = 0;  // cycle_boot_time of the previous call; 0 = none
 
@@ -69,12 +71,13 @@ struct SoftChargeMemory {
     int32_t previous_cycle_count = 0;     // low 32 bits of total_cycle_count there; 0 = none
 };
 
-// Saving of the statistics record.
+// Saving of the statistics record (stats/batt_stat_store.cpp).
 struct StatSaveMemory {
+    int64_t last_stat_save_time = 0;        // cycle_boot_time of the latest try to save BattStat
     uint64_t remembered_learning_time = 0;  // last_learning_time of the record; 0 = none
 };
 
-// Update of the statistics record: values of the previous call.
+// The steps of the statistics (stats/): values of the previous call.
 struct StatUpdateMemory {
     int32_t prev_learning_counter = 0;
     int32_t prev_soft_charge_mode = NOT_KNOWN;  // NOT_KNOWN = none yet
@@ -95,31 +98,33 @@ struct StatUpdateMemory {
     int64_t discharge_sample_time = 0;  // boot time if neither charging nor full then; 0 = not
 };
 
-// Following the charger connection.
+// Following the charger connection (telemetry/charger_connection.cpp).
 struct ConnectionMemory {
-    int64_t prev_call_time = 0;      // cycle_boot_time at the last refresh
-    int32_t prev_thermal_level = 0;  // system thermal level at the last refresh
+    uint32_t usb_long_insertion_counter = 0;  // whole days counted in this USB connection
+    int64_t prev_call_time = 0;               // cycle_boot_time at the last refresh
+    int32_t prev_thermal_level = 0;           // system thermal level at the last refresh
     int32_t prev_usb_online = 0;
     int32_t prev_wls_online = 0;
     uint32_t long_insertion_threshold = 0;  // seconds of the days already counted
     uint32_t prev_aicl_bit = 0;
 };
 
-// What made the charger report go out last.
+// What made the charger report go out last (telemetry/charger_insertion_removal.cpp).
 struct InsertionRemovalReportMemory {
     int32_t reported_long_insertion_counter = 0;
     int32_t reported_shutdown_phase = 0;
     int32_t reported_thermal_level = 0;
 };
 
-// What made the ageing report go out last.
+// What made the ageing report go out last (telemetry/batt_degradation2.cpp).
 struct BattDegr2ReportMemory {
-    int32_t last_reported_period = NOT_KNOWN;  // -1 = no period seen since start
+    int32_t last_reported_period = NOT_KNOWN;  // NOT_KNOWN = none seen since start
 };
 
-// What the passport has published. The start values lie outside the range of real ones, so each
-// value is written once after start-up.
+// What the passport has published (passport/). The start values lie outside the range of real ones,
+// so each value is written once after start-up.
 struct PassportMemory {
+    bool production_date_fix_pending = false;  // set by the load of a record of layout 5.2.3
     bool production_date_published = false;
     bool first_usage_date_published = false;
     uint32_t last_cycle_count_written = UINT32_MAX;
@@ -127,66 +132,97 @@ struct PassportMemory {
     uint16_t last_soh_written = UINT16_MAX;
 };
 
-struct ServiceState {
-    // --- Start-up and main loop
-    int64_t cycle_boot_time = 0;               // CLOCK_BOOTTIME at the start of this cycle
-    int64_t cycle_wall_time = 0;               // wall clock at the start of this cycle, since 1970
-    int64_t last_stat_save_time = 0;           // cycle_boot_time of the latest try to save BattStat
-    int64_t last_heat_save_time = 0;           // same for the USB connector heat data
-    int32_t event_wait_timeout_s = 0;          // period of light cycles; 0 = none
-    bool production_date_fix_pending = false;  // the loaded record was upgraded from layout 5.2.3
+// --- What the rules compute, one group per rule.
 
-    // --- Soft charge: usage
-    int32_t soft_charge_mode = NOT_KNOWN;  // level 0 to 5 in force; -1 = not known
-    int32_t online_time = 0;               // switched-on time over the battery's life
-    int32_t soh = NOT_KNOWN;  // gauge full-charge over design capacity, at most 100000; -1 =
-                              // not known
-    std::array<uint32_t, size_t{VOLTAGE_BIN_COUNT} * TEMPERATURE_BIN_COUNT>
-        vt_cet_table{};  // seconds,
-                         // row = voltage bin, column = temperature bin
-    std::array<uint32_t, size_t{SOC_BIN_COUNT} * TEMPERATURE_BIN_COUNT>
-        ct_charge_table{};           // charge put in,
-                                     // 0.01 % of state of charge; row = state-of-charge bin
+// daemon/main.cpp, at the start of each cycle.
+struct CycleClock {
+    int64_t cycle_boot_time = 0;  // CLOCK_BOOTTIME
+    int64_t cycle_wall_time = 0;  // wall clock, since 1970
+};
+
+// daemon/main.cpp, once at start-up.
+struct Settings {
+    int32_t event_wait_timeout_s = 0;  // period of light cycles; 0 = none
+    char vendor_model[92] = "";        // property "ro.product.vendor.model"
+};
+
+// charge/usage_accounting.cpp.
+struct UsageState {
+    int32_t online_time = 0;  // switched-on time over the battery's life
+    int32_t soh = NOT_KNOWN;  // gauge full-charge over design capacity, at most FULL_SOH
+    // Seconds; row = voltage bin, column = temperature bin.
+    std::array<uint32_t, size_t{VOLTAGE_BIN_COUNT} * TEMPERATURE_BIN_COUNT> vt_cet_table{};
+    // Charge put in, 0.01 % of state of charge; row = state-of-charge bin, column = temperature
+    // bin.
+    std::array<uint32_t, size_t{SOC_BIN_COUNT} * TEMPERATURE_BIN_COUNT> ct_charge_table{};
     uint32_t total_cycle_count = 0;  // charge put in over life, 0.01 % (10000 = one full charge)
+};
 
-    // --- Soft charge: levels and ageing models
-    int32_t soft_charge1_level = 0;  // 0 to 5, from total_cycle_count
-    extended total_arrhenius = 0;    // Arrhenius ageing; 1 = about a second at 45 degC and 4.48 V
+// charge/ageing_models.cpp.
+struct AgeingState {
+    extended total_arrhenius = 0;  // Arrhenius ageing; 1 = about a second at 45 degC and 4.48 V
     PerPeriod<extended> arrhenius_per_10days{};
-    PerPeriod<uint8_t> arrhenius_lv{};  // level decided per period; LEVEL_NOT_DECIDED = not yet
-    int32_t soc_full_total_time = 0;    // seconds at full charge
+    int32_t soc_full_total_time = 0;  // seconds at full charge
     extended total_full_stay_cap_degradation = 0;
     PerPeriod<extended> full_stay_capacity_degradation_per_10days{};
-    PerPeriod<uint8_t> full_stay_capacity_degradation_aging_lv{};  // LEVEL_NOT_DECIDED = not yet
     extended total_cycle_degradation = 0;
     PerPeriod<extended> cycle_degradation_per_10days{};
-    PeriodRun changed_periods = ALL_PERIODS;  // whose ageing sums may differ from the record's
+    // Whose sums may differ from the record's; stats/batt_stat_update.cpp copies and empties it.
+    PeriodRun changed_periods = ALL_PERIODS;
+};
 
-    // --- States of health
+// charge/soft_charge.cpp and charge/soft_charge_levels.cpp. In the levels per period
+// LEVEL_NOT_DECIDED = not yet.
+struct LevelState {
+    int32_t soft_charge_mode = NOT_KNOWN;  // level 0 to 5 in force
+    int32_t soft_charge1_level = 0;        // 0 to 5, from total_cycle_count
+    PerPeriod<uint8_t> arrhenius_lv{};
+    PerPeriod<uint8_t> full_stay_capacity_degradation_aging_lv{};
+    uint8_t soft_charge_override = 0;  // from the record: 0xE- suspends, 0xD- fixes what is written
+};
+
+// charge/soh_estimates.cpp.
+struct HealthState {
     int32_t latest_raw_soh = 0;
     int32_t latest_filtered_soh = 0;
     int32_t latest_predicted_soh = 0;
     int32_t latest_user_soh = 0;
-    int32_t prev_soh_bucket_index = NOT_KNOWN;  // period of the previous step; -1 = none
+    int32_t prev_soh_bucket_index = NOT_KNOWN;  // period of the previous step
     int32_t prev_bucket_user_soh = FULL_SOH;    // user state of health at that period's end
     int32_t user_charge_full = 0;               // full-charge capacity shown to the user, uAh
+};
 
-    // --- Device modes
-    bool restored_capacity_applied = false;  // set_restored_capacity has run
-    int32_t restore_capacity_mah = 0;        // learned capacity to hand to the driver; -1 = none
-    bool lrc_hold_active = false;            // a device-mode charge hold is in force
-    int32_t lrc_upper_soc = 0;               // limits of the hold, per cent
+// charge/device_modes.cpp puts a hold in force, charge/lrc_mode.cpp moves it.
+struct HoldState {
+    bool lrc_hold_active = false;
+    int32_t lrc_upper_soc = 0;  // limits, per cent
     int32_t lrc_lower_soc = 0;
-    int32_t lrc_state = 0;  // 0 charging, 1 holding, 2 draining
+    int32_t lrc_state = 0;  // LrcState
+};
 
-    // --- Charger connection
-    uint32_t usb_long_insertion_counter = 0;  // whole days counted in this USB connection
-    uint8_t usb_connector_heat_count = 0;     // heat episodes, stops at 255
-    int64_t usb_connector_heat_time = 0;      // wall clock at the start of the latest episode
+// charge/device_modes.cpp, from what the load of the record left in it.
+struct RestoreState {
+    bool restored_capacity_applied = false;  // set_restored_capacity has run
+    int32_t restore_capacity_mah = 0;        // learned capacity to hand to the driver, or NOT_KNOWN
+};
 
-    uint8_t soft_charge_override =
-        0;                       // from the record: 0xE- suspends, 0xD- fixes the level written
-    char vendor_model[92] = "";  // property "ro.product.vendor.model"
+// telemetry/usb_connector_heat.cpp.
+struct HeatState {
+    uint8_t usb_connector_heat_count = 0;  // heat episodes, stops at 255
+    int64_t usb_connector_heat_time = 0;   // wall clock at the start of the latest episode
+    int64_t last_heat_save_time = 0;       // cycle_boot_time of the latest try to save both
+};
+
+struct ServiceState {
+    CycleClock clock{};
+    Settings settings{};
+    UsageState usage{};
+    AgeingState ageing{};
+    LevelState levels{};
+    HealthState health{};
+    HoldState hold{};
+    RestoreState restore{};
+    HeatState heat{};
 
     SoftChargeMemory soft_charge{};
     StatSaveMemory stat_save{};

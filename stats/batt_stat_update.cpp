@@ -11,23 +11,25 @@ namespace cellwarden {
 
 void update_batt_stat(const Device& device, ServiceState& state, BattStat& stat,
                       const SysfsParams& snapshot) {
-    update_established_time(state, stat);
+    const CycleClock& clock = state.clock;
+    StatUpdateMemory& memory = state.stat_update;
+    update_established_time(clock, stat);
     update_model_name(stat, snapshot);
-    update_capacity_history(state, stat, snapshot);
-    update_charging_time(state, stat, snapshot);
-    copy_usage_tables(state, stat);
-    update_smart_charge_time(state, stat, snapshot);
-    update_warm_time(state, stat, snapshot);
-    update_charger_classes(state, stat, snapshot);
-    update_shutdown_count(state, stat, snapshot);
-    update_thermal_ranges(state, stat, snapshot);
-    update_fast_charge_time(state, stat, snapshot);
-    update_fast_charge_soc(device, state, stat, snapshot);
-    update_extremes(state, stat, snapshot);
-    update_discharge_time(state, stat, snapshot);
+    update_capacity_history(state, memory, stat, snapshot);
+    update_charging_time(clock, memory, stat, snapshot);
+    copy_usage_tables(state.usage, stat);
+    update_smart_charge_time(clock, memory, stat, snapshot);
+    update_warm_time(clock, memory, stat, snapshot);
+    update_charger_classes(clock, memory, stat, snapshot);
+    update_shutdown_count(memory, stat, snapshot);
+    update_thermal_ranges(clock, memory, stat, snapshot);
+    update_fast_charge_time(clock, memory, stat, snapshot);
+    update_fast_charge_soc(device, memory, stat, snapshot);
+    update_extremes(clock, stat, snapshot);
+    update_discharge_time(clock, memory, stat, snapshot);
     update_shutdown_capacity(stat, snapshot);
     copy_soft_charge_history(state, stat);
-    state.changed_periods = NO_PERIODS;
+    state.ageing.changed_periods = NO_PERIODS;
 }
 
 }  // namespace cellwarden

@@ -26,11 +26,11 @@ void shift_histories(BattStat& stat, const SysfsParams& snapshot) {
 
 }  // namespace
 
-void update_established_time(const ServiceState& state, BattStat& stat) {
-    if (stat.initialized_time == 0 && wall_clock_is_set(state.cycle_wall_time) &&
+void update_established_time(const CycleClock& clock, BattStat& stat) {
+    if (stat.initialized_time == 0 && wall_clock_is_set(clock.cycle_wall_time) &&
         stat.total_cycle_count >= ESTABLISHED_FROM_CYCLE_COUNT) {
-        stat.initialized_time = wrapping_sub(static_cast<uint64_t>(state.cycle_wall_time),
-                                             static_cast<uint64_t>(state.cycle_boot_time));
+        stat.initialized_time = wrapping_sub(static_cast<uint64_t>(clock.cycle_wall_time),
+                                             static_cast<uint64_t>(clock.cycle_boot_time));
     }
 }
 
@@ -43,20 +43,20 @@ void update_model_name(BattStat& stat, const SysfsParams& snapshot) {
     memcpy(stat.battery_model_name.data(), text, strnlen(text, stat.battery_model_name.size() - 1));
 }
 
-void update_capacity_history(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
-    StatUpdateMemory& memory = state.stat_update;
+void update_capacity_history(const ServiceState& state, StatUpdateMemory& memory, BattStat& stat,
+                             const SysfsParams& snapshot) {
     const int32_t counter = param_integer(snapshot, PARAM_LEARNING_COUNTER);
     if (counter != memory.prev_learning_counter) {
-        stat.last_learning_time = static_cast<uint64_t>(state.cycle_wall_time);
+        stat.last_learning_time = static_cast<uint64_t>(state.clock.cycle_wall_time);
         const int64_t learned = int64_t{counter} - memory.prev_learning_counter;
         wrapping_count(stat.learning_total_count, static_cast<uint16_t>(learned));
         shift_histories(stat, snapshot);
     } else if (memory.prev_soft_charge_mode != NOT_KNOWN &&
-               state.soft_charge_mode != memory.prev_soft_charge_mode) {
+               state.levels.soft_charge_mode != memory.prev_soft_charge_mode) {
         shift_histories(stat, snapshot);
     }
     memory.prev_learning_counter = counter;
-    memory.prev_soft_charge_mode = state.soft_charge_mode;
+    memory.prev_soft_charge_mode = state.levels.soft_charge_mode;
 }
 
 }  // namespace cellwarden

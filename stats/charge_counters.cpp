@@ -32,10 +32,10 @@ void add_by_rate(int32_t design_uah, int32_t current_before_ua, int32_t current_
 
 }  // namespace
 
-void update_charging_time(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
-    StatUpdateMemory& memory = state.stat_update;
+void update_charging_time(const CycleClock& clock, StatUpdateMemory& memory, BattStat& stat,
+                          const SysfsParams& snapshot) {
     if (memory.charge_start_time != 0) {
-        const uint64_t seconds = elapsed_u64(state.cycle_boot_time, memory.charge_start_time);
+        const uint64_t seconds = elapsed_u64(clock.cycle_boot_time, memory.charge_start_time);
         if (memory.prev_charge_phase == PHASE_OFF_CHARGE) {
             wrapping_count(stat.off_charge_total_time, seconds);
         } else if (memory.prev_charge_phase == PHASE_ON) {
@@ -45,39 +45,41 @@ void update_charging_time(ServiceState& state, BattStat& stat, const SysfsParams
     }
     const int32_t status = param_integer(snapshot, PARAM_BATTERY_STATUS);
     if (status == STATUS_CHARGING || status == STATUS_FULL) {
-        memory.charge_start_time = state.cycle_boot_time;
+        memory.charge_start_time = clock.cycle_boot_time;
     }
     memory.prev_charge_phase = param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE);
 }
 
-void update_smart_charge_time(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
-    int64_t& start = state.stat_update.smart_charge_start_time;
+void update_smart_charge_time(const CycleClock& clock, StatUpdateMemory& memory, BattStat& stat,
+                              const SysfsParams& snapshot) {
+    int64_t& start = memory.smart_charge_start_time;
     if (start != 0) {
         wrapping_count(stat.smart_charge_mode_total_time,
-                       elapsed_u64(state.cycle_boot_time, start));
+                       elapsed_u64(clock.cycle_boot_time, start));
         start = 0;
     }
     if (param_integer(snapshot, PARAM_SMART_CHARGING_STATUS) == SMART_CHARGE_ACTIVE) {
-        start = state.cycle_boot_time;
+        start = clock.cycle_boot_time;
     }
 }
 
-void update_warm_time(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
-    int64_t& start = state.stat_update.warm_start_time;
+void update_warm_time(const CycleClock& clock, StatUpdateMemory& memory, BattStat& stat,
+                      const SysfsParams& snapshot) {
+    int64_t& start = memory.warm_start_time;
     if (start != 0) {
-        wrapping_count(stat.jeita_warm_total_time, elapsed_u32(state.cycle_boot_time, start));
+        wrapping_count(stat.jeita_warm_total_time, elapsed_u32(clock.cycle_boot_time, start));
         start = 0;
     }
     if (param_integer(snapshot, PARAM_BATTERY_HEALTH) == HEALTH_WARM) {
-        start = state.cycle_boot_time;
+        start = clock.cycle_boot_time;
     }
 }
 
-void update_fast_charge_time(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
-    StatUpdateMemory& memory = state.stat_update;
+void update_fast_charge_time(const CycleClock& clock, StatUpdateMemory& memory, BattStat& stat,
+                             const SysfsParams& snapshot) {
     const int32_t current_ua = param_integer(snapshot, PARAM_BATTERY_CURRENT_NOW);
     if (memory.rate_sample_time != 0) {
-        const int32_t seconds = elapsed_i32(state.cycle_boot_time, memory.rate_sample_time);
+        const int32_t seconds = elapsed_i32(clock.cycle_boot_time, memory.rate_sample_time);
         if (seconds >= 1) {
             add_by_rate(param_integer(snapshot, PARAM_BATTERY_CHARGE_FULL_DESIGN),
                         memory.prev_rate_current_ua, current_ua, seconds, stat.over_08c_total_time,
@@ -85,12 +87,11 @@ void update_fast_charge_time(ServiceState& state, BattStat& stat, const SysfsPar
         }
     }
     memory.prev_rate_current_ua = current_ua;
-    memory.rate_sample_time = state.cycle_boot_time;
+    memory.rate_sample_time = clock.cycle_boot_time;
 }
 
-void update_fast_charge_soc(const Device& device, ServiceState& state, BattStat& stat,
+void update_fast_charge_soc(const Device& device, StatUpdateMemory& memory, BattStat& stat,
                             const SysfsParams& snapshot) {
-    StatUpdateMemory& memory = state.stat_update;
     const int32_t soc = param_integer(snapshot, PARAM_BATT_SOC);
     if (!soc_is_valid(soc)) {
         log_line(device,
@@ -109,8 +110,8 @@ void update_fast_charge_soc(const Device& device, ServiceState& state, BattStat&
     memory.prev_soc = soc;
 }
 
-void update_shutdown_count(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
-    int32_t& previous = state.stat_update.prev_shutdown_phase;
+void update_shutdown_count(StatUpdateMemory& memory, BattStat& stat, const SysfsParams& snapshot) {
+    int32_t& previous = memory.prev_shutdown_phase;
     const int32_t phase = param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE);
     if (phase == PHASE_SHUTDOWN && previous != PHASE_SHUTDOWN &&
         param_integer(snapshot, PARAM_BATTERY_CAPACITY) <= 0) {

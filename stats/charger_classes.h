@@ -15,6 +15,7 @@ int32_t charger_class_of(int32_t charger_type, int32_t max_wattage_uw);
 
 // Counts an attachment when the class changes; time and gain of charge are booked to the class of
 // the previous call.
-void update_charger_classes(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
+void update_charger_classes(const CycleClock& clock, StatUpdateMemory& memory, BattStat& stat,
+                            const SysfsParams& snapshot);
 
 }  // namespace cellwarden

@@ -64,23 +64,24 @@ void update_temperature(BattStat& stat, int32_t temperature_decic, uint32_t wall
 
 }  // namespace
 
-void update_extremes(const ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
+void update_extremes(const CycleClock& clock, BattStat& stat, const SysfsParams& snapshot) {
     const Reading reading = reading_of(snapshot);
-    const auto wall = static_cast<uint32_t>(state.cycle_wall_time);
+    const auto wall = static_cast<uint32_t>(clock.cycle_wall_time);
     update_discharge_maxima(stat, reading, wall);
     update_cell_voltage(stat, static_cast<uint16_t>(param_integer(snapshot, PARAM_VCELL_MAX)),
                         wall);
     update_temperature(stat, reading.temperature_decic, wall);
 }
 
-void update_discharge_time(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
-    int64_t& since = state.stat_update.discharge_sample_time;
+void update_discharge_time(const CycleClock& clock, StatUpdateMemory& memory, BattStat& stat,
+                           const SysfsParams& snapshot) {
+    int64_t& since = memory.discharge_sample_time;
     if (param_integer(snapshot, PARAM_BATTERY_STATUS) != STATUS_DISCHARGING) {
         since = 0;
         return;
     }
     if (since != 0) {
-        const int32_t seconds = elapsed_i32(state.cycle_boot_time, since);
+        const int32_t seconds = elapsed_i32(clock.cycle_boot_time, since);
         const Reading reading = reading_of(snapshot);
         for (size_t i = 0; i < DISCHARGE_BUCKETS.size() && seconds >= 1; i++) {
             if (within(reading, DISCHARGE_BUCKETS[i])) {
@@ -88,7 +89,7 @@ void update_discharge_time(ServiceState& state, BattStat& stat, const SysfsParam
             }
         }
     }
-    since = state.cycle_boot_time;
+    since = clock.cycle_boot_time;
 }
 
 }  // namespace cellwarden

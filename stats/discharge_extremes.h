@@ -17,10 +17,11 @@ inline constexpr std::array<uint16_t BattStat::*, DISCHARGE_MAXIMA_LIMITS.size()
     {&BattStat::max_discharge_current, &BattStat::max_dischg_cur_3500mv_10c,
      &BattStat::max_dischg_cur_3500mv_5c, &BattStat::max_dischg_cur_3500mv_0c};
 
-void update_extremes(const ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
+void update_extremes(const CycleClock& clock, BattStat& stat, const SysfsParams& snapshot);
 
 // Seconds of heavy discharge by condition. An interval is booked by the readings of its later call,
 // and only where neither of its calls was charging or full.
-void update_discharge_time(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
+void update_discharge_time(const CycleClock& clock, StatUpdateMemory& memory, BattStat& stat,
+                           const SysfsParams& snapshot);
 
 }  // namespace cellwarden

@@ -1,26 +1,24 @@
 #include "stats/soft_charge_history.h"
 
+#include "state/stored_units.h"
+
 namespace cellwarden {
 namespace {
 
 struct SohHistory {
-    int32_t ServiceState::*working;
+    int32_t HealthState::*working;
     uint16_t BattStat::*latest;
     PerPeriod<uint16_t> BattStat::*per_10days;
 };
 
 constexpr std::array<SohHistory, 4> SOH_HISTORIES = {{
-    {&ServiceState::latest_user_soh, &BattStat::latest_user_soh, &BattStat::user_soh_per_10days},
-    {&ServiceState::latest_raw_soh, &BattStat::latest_raw_soh, &BattStat::raw_soh_per_10days},
-    {&ServiceState::latest_filtered_soh, &BattStat::latest_filtered_soh,
+    {&HealthState::latest_user_soh, &BattStat::latest_user_soh, &BattStat::user_soh_per_10days},
+    {&HealthState::latest_raw_soh, &BattStat::latest_raw_soh, &BattStat::raw_soh_per_10days},
+    {&HealthState::latest_filtered_soh, &BattStat::latest_filtered_soh,
      &BattStat::filtered_soh_per_10days},
-    {&ServiceState::latest_predicted_soh, &BattStat::latest_predicted_soh,
+    {&HealthState::latest_predicted_soh, &BattStat::latest_predicted_soh,
      &BattStat::predicted_soh_per_10days},
 }};
-
-constexpr uint16_t to_half_units(int32_t soh) {
-    return static_cast<uint16_t>(soh / 2);
-}
 
 // A stored signed working value: its bits in 32, its sign carried into 64.
 constexpr uint32_t bits_of(int32_t value) {
@@ -30,53 +28,53 @@ constexpr uint64_t sign_extended(int32_t value) {
     return static_cast<uint64_t>(int64_t{value});
 }
 
-void copy_level(const ServiceState& state, BattStat& stat) {
-    if (state.soft_charge_mode != NOT_KNOWN) {
-        stat.soft_charge_mode = bits_of(state.soft_charge_mode);
+void copy_level(const LevelState& levels, int32_t online_time, BattStat& stat) {
+    if (levels.soft_charge_mode != NOT_KNOWN) {
+        stat.soft_charge_mode = bits_of(levels.soft_charge_mode);
     }
-    const int32_t level = state.soft_charge1_level;
+    const int32_t level = levels.soft_charge1_level;
     if (level >= 1) {
         uint64_t& reached = stat.soft_charge1_onlinetime[static_cast<size_t>(level - 1)];
         if (reached == 0) {
-            reached = sign_extended(state.online_time);
+            reached = sign_extended(online_time);
         }
     }
 }
 
-void copy_ageing(const ServiceState& state, BattStat& stat) {
-    stat.total_arrhenius = to_u32(state.total_arrhenius);
-    stat.arrhenius_lv = state.arrhenius_lv;
-    stat.soc_full_total_time = sign_extended(state.soc_full_total_time);
-    stat.total_full_stay_cap_degradation = to_micropercent(state.total_full_stay_cap_degradation);
-    stat.full_stay_capacity_degradation_aging_lv = state.full_stay_capacity_degradation_aging_lv;
-    stat.total_cycle_degradation = to_micropercent(state.total_cycle_degradation);
-    for (int32_t period = state.changed_periods.first; period <= state.changed_periods.last;
+void copy_ageing(const AgeingState& ageing, const LevelState& levels, BattStat& stat) {
+    stat.total_arrhenius = to_u32(ageing.total_arrhenius);
+    stat.arrhenius_lv = levels.arrhenius_lv;
+    stat.soc_full_total_time = sign_extended(ageing.soc_full_total_time);
+    stat.total_full_stay_cap_degradation = to_micropercent(ageing.total_full_stay_cap_degradation);
+    stat.full_stay_capacity_degradation_aging_lv = levels.full_stay_capacity_degradation_aging_lv;
+    stat.total_cycle_degradation = to_micropercent(ageing.total_cycle_degradation);
+    for (int32_t period = ageing.changed_periods.first; period <= ageing.changed_periods.last;
          period++) {
         const auto i = static_cast<size_t>(period);
-        stat.arrhenius_per_10days[i] = to_u32(state.arrhenius_per_10days[i]);
+        stat.arrhenius_per_10days[i] = to_u32(ageing.arrhenius_per_10days[i]);
         stat.full_stay_capacity_degradation_per_10days[i] =
-            to_micropercent(state.full_stay_capacity_degradation_per_10days[i]);
+            to_micropercent(ageing.full_stay_capacity_degradation_per_10days[i]);
         stat.cycle_degradation_per_10days[i] =
-            to_micropercent(state.cycle_degradation_per_10days[i]);
+            to_micropercent(ageing.cycle_degradation_per_10days[i]);
     }
 }
 
-void stamp_soh_milestones(const ServiceState& state, BattStat& stat) {
-    if (state.soh == NOT_KNOWN) {
+void stamp_soh_milestones(int32_t soh, int64_t wall_time, BattStat& stat) {
+    if (soh == NOT_KNOWN) {
         return;
     }
     for (size_t i = 0; i < SOH_MILESTONES.size(); i++) {
-        if (stat.first_soh_time[i] == 0 && state.soh <= SOH_MILESTONES[i]) {
-            stat.first_soh_time[i] = static_cast<uint64_t>(state.cycle_wall_time);
+        if (stat.first_soh_time[i] == 0 && soh <= SOH_MILESTONES[i]) {
+            stat.first_soh_time[i] = static_cast<uint64_t>(wall_time);
         }
     }
 }
 
-void copy_soh_histories(const ServiceState& state, BattStat& stat) {
-    const int32_t period = state.online_time / PERIOD_S;
-    const bool has_period = state.online_time >= 0 && period < PERIOD_COUNT;
+void copy_soh_histories(const HealthState& health, int32_t online_time, BattStat& stat) {
+    const int32_t period = online_time / PERIOD_S;
+    const bool has_period = online_time >= 0 && period < PERIOD_COUNT;
     for (const SohHistory& history : SOH_HISTORIES) {
-        const int32_t soh = state.*history.working;
+        const int32_t soh = health.*history.working;
         if (soh == NOT_KNOWN) {
             continue;
         }
@@ -89,22 +87,18 @@ void copy_soh_histories(const ServiceState& state, BattStat& stat) {
 
 }  // namespace
 
-uint32_t to_micropercent(extended percent) {
-    return to_u32(percent * 1'000'000);
-}
-
-void copy_usage_tables(const ServiceState& state, BattStat& stat) {
-    stat.vt_cet_table = state.vt_cet_table;
-    stat.total_cycle_count = state.total_cycle_count;
-    stat.ct_charge_table = state.ct_charge_table;
+void copy_usage_tables(const UsageState& usage, BattStat& stat) {
+    stat.vt_cet_table = usage.vt_cet_table;
+    stat.total_cycle_count = usage.total_cycle_count;
+    stat.ct_charge_table = usage.ct_charge_table;
 }
 
 void copy_soft_charge_history(const ServiceState& state, BattStat& stat) {
-    copy_level(state, stat);
-    stat.online_time = bits_of(state.online_time);
-    copy_ageing(state, stat);
-    stamp_soh_milestones(state, stat);
-    copy_soh_histories(state, stat);
+    copy_level(state.levels, state.usage.online_time, stat);
+    stat.online_time = bits_of(state.usage.online_time);
+    copy_ageing(state.ageing, state.levels, stat);
+    stamp_soh_milestones(state.usage.soh, state.clock.cycle_wall_time, stat);
+    copy_soh_histories(state.health, state.usage.online_time, stat);
 }
 
 }  // namespace cellwarden

@@ -15,10 +15,7 @@ namespace cellwarden {
 inline constexpr std::array<int32_t, SOH_MILESTONE_COUNT> SOH_MILESTONES = {
     94'999, 89'999, 84'999, 79'999, 69'999, 59'999, 49'999, 39'999, 19'999};
 
-// Degradations in per cent to millionths of a per cent: truncated, negative to 0, saturating.
-uint32_t to_micropercent(extended percent);
-
-void copy_usage_tables(const ServiceState& state, BattStat& stat);
+void copy_usage_tables(const UsageState& usage, BattStat& stat);
 
 // Level, online times, ageing sums, degradations, milestones and the four state-of-health
 // histories. Of the sums per period only those in `changed_periods` are encoded. A working value of

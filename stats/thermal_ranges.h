@@ -9,9 +9,9 @@
 
 namespace cellwarden {
 
-// Range of a thermal level; -1 (above the last end) is booked nowhere.
-int32_t thermal_range_of(int32_t system_temp_level);
-
-void update_thermal_ranges(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
+// The time since the previous call is booked to the range of that call's level; levels above the
+// last range are booked nowhere.
+void update_thermal_ranges(const CycleClock& clock, StatUpdateMemory& memory, BattStat& stat,
+                           const SysfsParams& snapshot);
 
 }  // namespace cellwarden

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <type_traits>
 
 #include "telemetry/charging.pb-c.h"
 #include "telemetry/send_event.h"
@@ -16,164 +17,130 @@ constexpr EventKind EVENT = {
     .sent_text = "<3>cellwarden: Sending ondra event for BatteryDegradation2\n",
 };
 
-template <size_t N>
-using Widened = std::array<uint32_t, N>;
-
-// What the record holds in narrower types, as the message wants it.
-struct MessageBuffers {
-    std::array<char, 16> version;
-    std::array<char, 17> battery_model_name;
-    Widened<5> fcc_mah;
-    Widened<CHARGER_CLASS_COUNT> dev_attach_count;
-    Widened<CHARGER_CLASS_COUNT> dev_attach_total_time;
-    Widened<CHARGER_CLASS_COUNT> dev_charge_count;
-    Widened<PERIOD_COUNT> arrhenius_lv;
-    Widened<PERIOD_COUNT> full_stay_capacity_degradation_aging_lv;
-    Widened<PERIOD_COUNT> user_soh_per_10days;
-    Widened<PERIOD_COUNT> predicted_soh_per_10days;
-    Widened<PERIOD_COUNT> raw_soh_per_10days;
-    Widened<PERIOD_COUNT> filtered_soh_per_10days;
+// One event on its way: the record, and room for what the record holds in narrower types.
+struct Report {
+    const ServiceState& state;
+    BattStat stat;
+    Charging__BatteryDegradation2 message{};
+    std::array<char, 16> version{};
+    std::array<char, 17> battery_model_name{};
+    std::array<uint32_t, 6 * PERIOD_COUNT + 5 + 3 * CHARGER_CLASS_COUNT> widened{};
+    size_t widened_count = 0;
 };
 
-template <typename T, size_t N>
-void widen(const std::array<T, N>& from, Widened<N>& to) {
-    std::copy(from.begin(), from.end(), to.begin());
-}
-
-// An empty entry, 255, is sent as all 32 bits set.
-void widen_levels(const PerPeriod<uint8_t>& from, Widened<PERIOD_COUNT>& to) {
-    std::transform(from.begin(), from.end(), to.begin(),
-                   [](uint8_t level) { return level == UINT8_MAX ? UINT32_MAX : uint32_t{level}; });
-}
-
-void widen_chargers(const BattStat& stat, MessageBuffers& buffers) {
-    for (size_t i = 0; i < CHARGER_CLASS_COUNT; i++) {
-        buffers.dev_attach_count[i] = stat.dev_attach[i].dev_attach_count;
-        buffers.dev_attach_total_time[i] = stat.dev_attach[i].dev_attach_total_time;
-        buffers.dev_charge_count[i] = stat.dev_attach[i].dev_charge_count;
+// `elements` of the message: those of the record where the types are the same, else widened copies.
+template <typename Sent, typename Stored, size_t N>
+void put_list(Report& report, size_t& count, Sent*& elements, std::array<Stored, N>& stored) {
+    count = N;
+    if constexpr (std::is_same_v<Sent, Stored>) {
+        elements = stored.data();
+    } else {
+        elements = report.widened.data() + report.widened_count;
+        std::copy(stored.begin(), stored.end(), elements);
+        report.widened_count += N;
+    }
+    if constexpr (std::is_same_v<Stored, uint8_t>) {
+        std::replace(elements, elements + N, Sent{LEVEL_NOT_DECIDED}, UINT32_MAX);
     }
 }
 
-void fill_buffers(const BattStat& stat, MessageBuffers& buffers) {
-    (void)snprintf(buffers.version.data(), buffers.version.size(), "%d.%d.%d", stat.version[0],
+void put_chargers(Report& report, size_t& count, uint32_t*& elements,
+                  uint32_t DevAttachEntry::*field) {
+    count = CHARGER_CLASS_COUNT;
+    elements = report.widened.data() + report.widened_count;
+    for (const DevAttachEntry& entry : report.stat.dev_attach) {
+        report.widened[report.widened_count++] = entry.*field;
+    }
+}
+
+// Fields that do not stand here are never sent.
+const ProtobufCMessage* fill_message(void* context) {
+#define SCALAR(field, value) message.has_##field = 1, message.field = (value)
+#define STORED(field) SCALAR(field, stat.field)
+#define LIST(field) put_list(report, message.n_##field, message.field, stat.field)
+#define CHARGERS(field) \
+    put_chargers(report, message.n_##field, message.field, &DevAttachEntry::field)
+
+    Report& report = *static_cast<Report*>(context);
+    const ServiceState& state = report.state;
+    BattStat& stat = report.stat;
+    Charging__BatteryDegradation2& message = report.message;
+
+    (void)snprintf(report.version.data(), report.version.size(), "%d.%d.%d", stat.version[0],
                    stat.version[1], stat.version[2]);
     // A name without its terminator is sent as all of its bytes.
     std::copy(stat.battery_model_name.begin(), stat.battery_model_name.end(),
-              buffers.battery_model_name.begin());
-    widen(stat.fcc_mah, buffers.fcc_mah);
-    widen_chargers(stat, buffers);
-    widen_levels(stat.arrhenius_lv, buffers.arrhenius_lv);
-    widen_levels(stat.full_stay_capacity_degradation_aging_lv,
-                 buffers.full_stay_capacity_degradation_aging_lv);
-    widen(stat.user_soh_per_10days, buffers.user_soh_per_10days);
-    widen(stat.predicted_soh_per_10days, buffers.predicted_soh_per_10days);
-    widen(stat.raw_soh_per_10days, buffers.raw_soh_per_10days);
-    widen(stat.filtered_soh_per_10days, buffers.filtered_soh_per_10days);
-}
-
-// A repeated field takes the elements where they are; packing only reads them.
-template <typename T, size_t N>
-void point_at(size_t& count, T*& elements, const std::array<T, N>& source) {
-    count = N;
-    elements = const_cast<T*>(source.data());
-}
-
-// The message for a record; it points into `stat` and `buffers`. Fields that do not stand here are
-// never sent.
-Charging__BatteryDegradation2 batt_degradation2_of(const ServiceState& state, const BattStat& stat,
-                                                   MessageBuffers& buffers) {
-#define SCALAR(field, value) message.has_##field = 1, message.field = (value)
-#define STORED(field) SCALAR(field, stat.field)
-#define NEGATED(field) SCALAR(field, -int32_t{stat.field})
-#define ELEMENTS(field) point_at(message.n_##field, message.field, stat.field)
-#define WIDENED(field) point_at(message.n_##field, message.field, buffers.field)
-
-    fill_buffers(stat, buffers);
-    Charging__BatteryDegradation2 message;
+              report.battery_model_name.begin());
     charging__battery_degradation2__init(&message);
     // Identity and capacity
     STORED(initialize);
-    message.version = buffers.version.data();
-    WIDENED(fcc_mah);
-    message.battery_model_name = buffers.battery_model_name.data();
+    message.version = report.version.data();
+    LIST(fcc_mah);
+    message.battery_model_name = report.battery_model_name.data();
     STORED(initialized_time);
     STORED(last_learning_time);
-    ELEMENTS(first_soh_time);
+    LIST(first_soh_time);
     // Soft charge
     STORED(soft_charge_mode);
     STORED(total_cycle_count);
-    ELEMENTS(soft_charge1_onlinetime);
-    ELEMENTS(soft_charge5_onlinetime);
-    ELEMENTS(vt_cet_table);
-    ELEMENTS(ct_charge_table);
+    LIST(soft_charge1_onlinetime);
+    LIST(soft_charge5_onlinetime);
+    LIST(vt_cet_table);
+    LIST(ct_charge_table);
     // Charging
     STORED(off_charge_total_time);
     STORED(on_charge_total_time);
     STORED(soc_full_total_time);
     STORED(smart_charge_mode_total_time);
     STORED(jeita_warm_total_time);
-    WIDENED(dev_attach_count);
-    WIDENED(dev_attach_total_time);
-    WIDENED(dev_charge_count);
+    CHARGERS(dev_attach_count);
+    CHARGERS(dev_attach_total_time);
+    CHARGERS(dev_charge_count);
     STORED(soc0_shutdown_cnt);
-    ELEMENTS(thermal_range_stay_time);
+    LIST(thermal_range_stay_time);
     STORED(over_08c_total_time);
     STORED(over_08c_charge_count);
     STORED(over_06c_total_time);
     STORED(over_06c_charge_count);
     // Extremes: discharge currents are stored as magnitudes and sent as negative currents
-    NEGATED(max_discharge_current);
+    SCALAR(max_discharge_current, -int32_t{stat.max_discharge_current});
     STORED(online_time);
     STORED(total_arrhenius);
-    ELEMENTS(arrhenius_per_10days);
-    NEGATED(max_dischg_cur_3500mv_10c);
-    NEGATED(max_dischg_cur_3500mv_5c);
-    NEGATED(max_dischg_cur_3500mv_0c);
-    ELEMENTS(max_discharge_time);
+    LIST(arrhenius_per_10days);
+    SCALAR(max_dischg_cur_3500mv_10c, -int32_t{stat.max_dischg_cur_3500mv_10c});
+    SCALAR(max_dischg_cur_3500mv_5c, -int32_t{stat.max_dischg_cur_3500mv_5c});
+    SCALAR(max_dischg_cur_3500mv_0c, -int32_t{stat.max_dischg_cur_3500mv_0c});
+    LIST(max_discharge_time);
     STORED(max_temp);
     STORED(max_temp_time);
     STORED(min_temp);
     STORED(min_temp_time);
     STORED(max_cell_voltage);
     STORED(max_cell_voltage_time);
-    ELEMENTS(total_discharge_time);
+    LIST(total_discharge_time);
     // Ageing per ten-day period
-    WIDENED(arrhenius_lv);
-    ELEMENTS(full_stay_capacity_degradation_per_10days);
-    WIDENED(full_stay_capacity_degradation_aging_lv);
-    SCALAR(usb_connector_heat_count, state.usb_connector_heat_count);
-    SCALAR(usb_connector_heat_time, static_cast<uint64_t>(state.usb_connector_heat_time));
+    LIST(arrhenius_lv);
+    LIST(full_stay_capacity_degradation_per_10days);
+    LIST(full_stay_capacity_degradation_aging_lv);
+    SCALAR(usb_connector_heat_count, state.heat.usb_connector_heat_count);
+    SCALAR(usb_connector_heat_time, static_cast<uint64_t>(state.heat.usb_connector_heat_time));
     STORED(total_cycle_degradation);
-    ELEMENTS(cycle_degradation_per_10days);
+    LIST(cycle_degradation_per_10days);
     STORED(total_full_stay_cap_degradation);
     STORED(latest_user_soh);
-    WIDENED(user_soh_per_10days);
+    LIST(user_soh_per_10days);
     STORED(latest_predicted_soh);
-    WIDENED(predicted_soh_per_10days);
+    LIST(predicted_soh_per_10days);
     STORED(latest_raw_soh);
-    WIDENED(raw_soh_per_10days);
+    LIST(raw_soh_per_10days);
     STORED(latest_filtered_soh);
-    WIDENED(filtered_soh_per_10days);
-    return message;
+    LIST(filtered_soh_per_10days);
+    return &message.base;
 
 #undef SCALAR
 #undef STORED
-#undef NEGATED
-#undef ELEMENTS
-#undef WIDENED
-}
-
-struct Report {
-    const ServiceState& state;
-    const BattStat& stat;
-    MessageBuffers buffers;
-    Charging__BatteryDegradation2 message;
-};
-
-const ProtobufCMessage* fill_message(void* report) {
-    auto& [state, stat, buffers, message] = *static_cast<Report*>(report);
-    message = batt_degradation2_of(state, stat, buffers);
-    return &message.base;
+#undef LIST
+#undef CHARGERS
 }
 
 }  // namespace
@@ -188,7 +155,7 @@ void send_ondra_batt_degr2_if_is_timing(const Device& device, ServiceState& stat
     const bool due = last != NOT_KNOWN && period > last;
     last = period;
     if (due) {
-        Report report{.state = state, .stat = stat, .buffers = {}, .message = {}};
+        Report report{.state = state, .stat = stat};
         (void)send_event(device, EVENT, fill_message, &report);
     }
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "stats/soft_charge_history.h"
+#include "state/stored_units.h"
 #include "telemetry/charging.pb-c.h"
 #include "telemetry/send_event.h"
 
@@ -25,7 +25,7 @@ bool report_is_due(const InsertionRemovalReportMemory& reported, const ServiceSt
     const bool removed =
         connection.usb_state == CONNECTION_REMOVED || connection.wls_state == CONNECTION_REMOVED;
     const bool day_counted = reported.reported_long_insertion_counter <
-                             static_cast<int32_t>(state.usb_long_insertion_counter);
+                             static_cast<int32_t>(state.connection.usb_long_insertion_counter);
     const bool attached =
         connection.usb_state != CONNECTION_NONE || connection.wls_state != CONNECTION_NONE;
     const bool shutting_down =
@@ -40,24 +40,23 @@ bool report_is_due(const InsertionRemovalReportMemory& reported, const ServiceSt
 struct Report {
     const ServiceState& state;
     ChgInsertionRemovalData& connection;
-    Charging__ChargerInsertionRemoval message;
+    Charging__ChargerInsertionRemoval message{};
+    char no_text[1] = "";
 };
 
 // Fields that do not stand here are never sent.
 const ProtobufCMessage* fill_message(void* report) {
 #define SCALAR(field, value) message.has_##field = 1, message.field = (value)
 #define RECORDED(field) SCALAR(field, connection.field)
-#define BITS_OF(field) SCALAR(field, static_cast<uint32_t>(connection.field))
-#define WORKING_SOH(field) SCALAR(field, static_cast<uint32_t>(state.field))
+#define SOH(field) SCALAR(field, static_cast<uint32_t>(state.health.field))
 
-    static char no_text[] = "";
-    auto& [state, connection, message] = *static_cast<Report*>(report);
+    auto& [state, connection, message, no_text] = *static_cast<Report*>(report);
 
     charging__charger_insertion_removal__init(&message);
     SCALAR(version, MESSAGE_VERSION);
     message.charger_type = connection.charger_type;
     RECORDED(usb_insertion_time);
-    SCALAR(usb_long_insertion_counter, state.usb_long_insertion_counter);
+    SCALAR(usb_long_insertion_counter, state.connection.usb_long_insertion_counter);
     message.pdo_raw_list = no_text;
     message.n_thermal_level_time = connection.thermal_level_time.size();
     message.thermal_level_time = connection.thermal_level_time.data();
@@ -66,23 +65,23 @@ const ProtobufCMessage* fill_message(void* report) {
     RECORDED(inserted_sc_stage);
     RECORDED(removal_sc_stage);
     RECORDED(battery_care_flg);
-    BITS_OF(moment_max_usbin_voltage);
-    BITS_OF(moment_max_vbatt);
+    SCALAR(moment_max_usbin_voltage, static_cast<uint32_t>(connection.moment_max_usbin_voltage));
+    SCALAR(moment_max_vbatt, static_cast<uint32_t>(connection.moment_max_vbatt));
     RECORDED(icl_min_counter);
     RECORDED(wlc_epp_txid);
     RECORDED(usb_connector_heat_flg);
-    SCALAR(total_cycle_degradation, to_micropercent(state.total_cycle_degradation));
-    SCALAR(total_full_stay_cap_degradation, to_micropercent(state.total_full_stay_cap_degradation));
-    WORKING_SOH(latest_user_soh);
-    WORKING_SOH(latest_predicted_soh);
-    WORKING_SOH(latest_raw_soh);
-    WORKING_SOH(latest_filtered_soh);
+    SCALAR(total_cycle_degradation, to_micropercent(state.ageing.total_cycle_degradation));
+    SCALAR(total_full_stay_cap_degradation,
+           to_micropercent(state.ageing.total_full_stay_cap_degradation));
+    SOH(latest_user_soh);
+    SOH(latest_predicted_soh);
+    SOH(latest_raw_soh);
+    SOH(latest_filtered_soh);
     return &message.base;
 
 #undef SCALAR
 #undef RECORDED
-#undef BITS_OF
-#undef WORKING_SOH
+#undef SOH
 }
 
 }  // namespace
@@ -95,13 +94,13 @@ void send_ondra_chg_insertion_removal_if_is_timing(const Device& device, Service
         reporting_is_allowed(state) && report_is_due(reported, state, connection, snapshot);
     // In every call, so that each change is a reason to send once.
     reported.reported_long_insertion_counter =
-        static_cast<int32_t>(state.usb_long_insertion_counter);
+        static_cast<int32_t>(state.connection.usb_long_insertion_counter);
     reported.reported_shutdown_phase = param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE);
     reported.reported_thermal_level = param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL);
     if (!due) {
         return;
     }
-    Report report{.state = state, .connection = connection, .message = {}};
+    Report report{.state = state, .connection = connection};
     if (send_event(device, EVENT, fill_message, &report) == SendResult::DONE) {
         connection = ChgInsertionRemovalData{};
     }

@@ -33,8 +33,8 @@ void pack_and_add(const Device& device, void* handle, const EventKind& kind,
 }  // namespace
 
 bool reporting_is_allowed(const ServiceState& state) {
-    return strstr(state.vendor_model, "_cdb") == nullptr &&
-           wall_clock_is_set(state.cycle_wall_time);
+    return strstr(state.settings.vendor_model, "_cdb") == nullptr &&
+           wall_clock_is_set(state.clock.cycle_wall_time);
 }
 
 SendResult send_event(const Device& device, const EventKind& kind, FillMessage fill, void* report) {

@@ -5,22 +5,52 @@
 #include "state/elapsed.h"
 
 namespace cellwarden {
+namespace {
+
+template <typename T>
+T read_unit_or_zero(const Device& device, Unit unit) {
+    T value{};
+    uint32_t size = sizeof value;
+    const bool read = tessera_read_unit(device, unit, &value, &size) == 0 && size == sizeof value;
+    return read ? value : T{};
+}
+
+}  // namespace
+
+void load_usb_connector_heat(const Device& device, HeatState& heat) {
+    heat.usb_connector_heat_count = read_unit_or_zero<uint8_t>(device, UNIT_HEAT_COUNT);
+    heat.usb_connector_heat_time = read_unit_or_zero<int64_t>(device, UNIT_HEAT_TIME);
+}
+
+void count_heat_episodes(HeatState& heat, uint8_t& is_hot, int64_t wall_time,
+                         const SysfsParams& snapshot) {
+    const bool hot = param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL) ==
+                     param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL_MAX);
+    if (hot && is_hot == 0) {
+        heat.usb_connector_heat_time = wall_time;
+        if (heat.usb_connector_heat_count < UINT8_MAX) {
+            heat.usb_connector_heat_count++;
+        }
+    }
+    is_hot = hot ? 1 : 0;
+}
 
 void save_usb_connector_heat_data_if_is_timing(const Device& device, ServiceState& state,
                                                const SysfsParams& snapshot) {
+    HeatState& heat = state.heat;
     if (!save_is_due(param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE),
-                     elapsed_s(state.cycle_boot_time, state.last_heat_save_time))) {
+                     elapsed_s(state.clock.cycle_boot_time, heat.last_heat_save_time))) {
         return;
     }
-    if (tessera_write_unit(device, UNIT_HEAT_COUNT, &state.usb_connector_heat_count,
-                           sizeof state.usb_connector_heat_count) != 0) {
+    if (tessera_write_unit(device, UNIT_HEAT_COUNT, &heat.usb_connector_heat_count,
+                           sizeof heat.usb_connector_heat_count) != 0) {
         log_line(device, "<3>cellwarden: Failed to save USB connector heat count");
     }
-    if (tessera_write_unit(device, UNIT_HEAT_TIME, &state.usb_connector_heat_time,
-                           sizeof state.usb_connector_heat_time) != 0) {
+    if (tessera_write_unit(device, UNIT_HEAT_TIME, &heat.usb_connector_heat_time,
+                           sizeof heat.usb_connector_heat_time) != 0) {
         log_line(device, "<3>cellwarden: Failed to save USB connector heat time");
     }
-    state.last_heat_save_time = state.cycle_boot_time;
+    heat.last_heat_save_time = state.clock.cycle_boot_time;
 }
 
 }  // namespace cellwarden

@@ -99,7 +99,7 @@ TEST(ArrheniusIntegral, EqualsTheSumOfItsSecondsBitForBit) {
                                pick(0, 1) ? pick(-1002, 1002) : pick(250, 251),
                                pick(0, 3) ? voltages[pick(0, 9)] + pick(-2, 2) : pick(INT32_MIN, INT32_MAX)};
             // Past 32 bits the online time goes on from their other end.
-            state.online_time = static_cast<int32_t>(next.online_time);
+            state.usage.online_time = static_cast<int32_t>(next.online_time);
             update_arrhenius(state, snapshot_of({{PARAM_BATTERY_TEMP, next.temperature_decic},
                                                  {PARAM_BATTERY_VOLTAGE_NOW, next.voltage_uv}}));
             // A previous online time of 0 stands for none.
@@ -118,8 +118,8 @@ TEST(ArrheniusIntegral, EqualsTheSumOfItsSecondsBitForBit) {
             }
             reading = next;
         }
-        EXPECT_EQ(bits_of(state.total_arrhenius), bits_of(total)) << history;
-        EXPECT_TRUE(state.arrhenius_per_10days == per_period) << history;
+        EXPECT_EQ(bits_of(state.ageing.total_arrhenius), bits_of(total)) << history;
+        EXPECT_TRUE(state.ageing.arrhenius_per_10days == per_period) << history;
     }
 }
 
@@ -130,11 +130,11 @@ TEST(FullStay, BooksTheTimeFromEachCallAtFullChargeToTheNextCall) {
         {"wraps", 100, 560, INT32_MAX, INT32_MIN + 59},
     };
     for (const auto& [name, first_capacity, second_boot_time, start, expected] : rows) {
-        ServiceState state{.cycle_boot_time = 500, .soc_full_total_time = start};
+        ServiceState state{.clock = {.cycle_boot_time = 500}, .ageing = {.soc_full_total_time = start}};
         update_full_stay_degradation(state, snapshot_of({{PARAM_BATTERY_CAPACITY, first_capacity}}), POLICY);
-        state.cycle_boot_time = second_boot_time;
+        state.clock.cycle_boot_time = second_boot_time;
         update_full_stay_degradation(state, snapshot_of({}), POLICY);
-        EXPECT_EQ(state.soc_full_total_time, expected) << name;
+        EXPECT_EQ(state.ageing.soc_full_total_time, expected) << name;
     }
 }
 
@@ -150,10 +150,10 @@ void check_losses(std::initializer_list<LossRow> rows, SysfsParamId voltage,
                   void (*update)(ServiceState& state, const SysfsParams& snapshot, const Policy& policy),
                   extended ServiceState::*total, PerPeriod<extended> ServiceState::*per_period) {
     for (const LossRow& row : rows) {
-        ServiceState state{.online_time = row.online_time};
+        ServiceState state{.usage = {.online_time = row.online_time}};
         state.soft_charge.previous_full_stay_time = state.soft_charge.previous_cycle_count = row.previous;
-        state.soc_full_total_time = row.now;
-        state.total_cycle_count = static_cast<uint32_t>(row.now);
+        state.ageing.soc_full_total_time = row.now;
+        state.usage.total_cycle_count = static_cast<uint32_t>(row.now);
         update(state, snapshot_of({{PARAM_BATTERY_TEMP, row.temperature_decic}, {voltage, row.voltage}}), POLICY);
         EXPECT_EQ(bits_of(state.*total), row.expected) << row.name;
         PerPeriod<extended> expected{};
@@ -183,8 +183,8 @@ TEST(FullStay, BooksTheCapacityLost) {
             {"too hot", 1, 1001, 4'480'000, 9, 3609, -1, ZERO},
             {"voltage too high", 1, 250, 5'000'001, 9, 3609, -1, ZERO},
         },
-        PARAM_BATTERY_VOLTAGE_NOW, update_full_stay_degradation, &ServiceState::total_full_stay_cap_degradation,
-        &ServiceState::full_stay_capacity_degradation_per_10days);
+        PARAM_BATTERY_VOLTAGE_NOW, update_full_stay_degradation, &AgeingState::total_full_stay_cap_degradation,
+        &AgeingState::full_stay_capacity_degradation_per_10days);
 }
 
 TEST(CycleLoss, BooksTheCapacityLost) {
@@ -196,8 +196,8 @@ TEST(CycleLoss, BooksTheCapacityLost) {
                   {"no reference yet", 1, 250, 4480, 0, 10'000, -1, ZERO},
                   {"too hot", 1, 1001, 4480, 9, 10'009, -1, ZERO},
                   {"too low", 1, 250, 999, 9, 10'009, -1, ZERO}},
-                 PARAM_VBAT_FULL, update_cycle_degradation, &ServiceState::total_cycle_degradation,
-                 &ServiceState::cycle_degradation_per_10days);
+                 PARAM_VBAT_FULL, update_cycle_degradation, &AgeingState::total_cycle_degradation,
+                 &AgeingState::cycle_degradation_per_10days);
 }
 
 }  // namespace

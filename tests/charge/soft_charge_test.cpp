@@ -40,8 +40,9 @@ struct LevelRow {
 void check_levels(std::initializer_list<LevelRow> rows, int32_t (*decide)(ServiceState& state, const Policy& policy),
                   PerPeriod<uint8_t> ServiceState::*levels, PerPeriod<extended> ServiceState::*per_period) {
     for (const LevelRow& row : rows) {
-        ServiceState state{.online_time = row.online_time, .soh = row.soh};
-        (state.*per_period)[0] = state.total_arrhenius = state.total_full_stay_cap_degradation = row.ageing;
+        ServiceState state{.usage = {.online_time = row.online_time, .soh = row.soh}};
+        (state.*per_period)[0] = state.ageing.total_arrhenius = state.ageing.total_full_stay_cap_degradation =
+            row.ageing;
         (state.*levels).fill(NOT_DECIDED);
         auto slot = static_cast<size_t>(std::clamp(row.online_time / PERIOD_S, 0, 251));
         std::reverse_copy(row.latest_first.begin(), row.latest_first.end(),
@@ -72,7 +73,7 @@ TEST(ArrheniusLevel, FollowsTheExpectedSum) {
                   {"beyond the last slot", INT32_MAX, {}, 6'591'601, 0},
                   {"negative online time", -1, {}, 1e9, 0},
                   {"too early", PERIOD_S - 257, {}, 1e9, 0}},
-                 decide_arrhenius_level, &ServiceState::arrhenius_lv, &ServiceState::arrhenius_per_10days);
+                 decide_arrhenius_level, &LevelState::arrhenius_lv, &AgeingState::arrhenius_per_10days);
 }
 
 TEST(ArrheniusLevel, LogsTheDaysAndTheProjection) {
@@ -86,10 +87,11 @@ TEST(ArrheniusLevel, LogsTheDaysAndTheProjection) {
     for (const auto& [name, online_time, latest_whole_period, days, projection] : rows) {
         phone.log.clear();
         // Fractions are cut before the sum; the period that runs does not count.
-        ServiceState state{.online_time = online_time, .total_arrhenius = 7.99};
-        state.arrhenius_lv.fill(NOT_DECIDED);
-        state.arrhenius_per_10days = {100.9, 999'999, 999'999};
-        state.arrhenius_per_10days[static_cast<size_t>(std::max(online_time / PERIOD_S - 1, 0))] = latest_whole_period;
+        ServiceState state{.usage = {.online_time = online_time}, .ageing = {.total_arrhenius = 7.99}};
+        state.levels.arrhenius_lv.fill(NOT_DECIDED);
+        state.ageing.arrhenius_per_10days = {100.9, 999'999, 999'999};
+        state.ageing.arrhenius_per_10days[static_cast<size_t>(std::max(online_time / PERIOD_S - 1, 0))] =
+            latest_whole_period;
         (void)decide_arrhenius_level(state, POLICY);
         const std::vector<std::string> expected = {
             "<3>cellwarden: Phone online time has reached " + days + " days\n",
@@ -119,8 +121,8 @@ TEST(FullStayLevel, FollowsTheMeasuredAndTheExpectedCapacity) {
                   {"not a second before", PERIOD_107 - 1, {3, 3, 3}, 50, 3},
                   {"frozen", FROZEN, {3, 3, 3}, 50, 3},
                   {"negative online time", -1, {}, 50, 0}},
-                 decide_full_stay_level, &ServiceState::full_stay_capacity_degradation_aging_lv,
-                 &ServiceState::full_stay_capacity_degradation_per_10days);
+                 decide_full_stay_level, &LevelState::full_stay_capacity_degradation_aging_lv,
+                 &AgeingState::full_stay_capacity_degradation_per_10days);
     EXPECT_TRUE(phone.log.empty());
 }
 
@@ -148,10 +150,11 @@ TEST(SoftCharge, HandsTheHighestLevelToTheDriverWhereItDiffers) {
     };
     for (const auto& row : rows) {
         write_attribute(PARAM_BATT_AGING_LEVEL, "-");
-        ServiceState state{.soft_charge_mode = row.first_mode, .total_cycle_count = 4'000'001};  // level 3
-        state.soft_charge_override = row.override_byte;
-        state.arrhenius_lv[0] = row.arrhenius;
-        state.full_stay_capacity_degradation_aging_lv[0] = row.full_stay;
+        ServiceState state{.usage = {.total_cycle_count = 4'000'001},
+                           .levels = {.soft_charge_mode = row.first_mode}};  // level 3
+        state.levels.soft_charge_override = row.override_byte;
+        state.levels.arrhenius_lv[0] = row.arrhenius;
+        state.levels.full_stay_capacity_degradation_aging_lv[0] = row.full_stay;
         control_soft_charge(state,
                             snapshot_of({{PARAM_BATTERY_MODEL_NAME, row.model},
                                          {PARAM_BATTERY_CHARGE_FULL_DESIGN, 5'000'000},
@@ -159,14 +162,16 @@ TEST(SoftCharge, HandsTheHighestLevelToTheDriverWhereItDiffers) {
                                          {PARAM_QCOM_CHARGE_FULL, row.charge_full_uah}}),
                             POLICY);
         EXPECT_EQ(read_attribute(PARAM_BATT_AGING_LEVEL), row.written) << row.name;
-        EXPECT_EQ(state.soft_charge_mode, row.expected_mode) << row.name;
+        EXPECT_EQ(state.levels.soft_charge_mode, row.expected_mode) << row.name;
     }
 }
 
 TEST(SoftCharge, JudgesTheFullStayWithThisCyclesLoss) {
-    ServiceState state{.cycle_boot_time = 1000, .online_time = PERIOD_S - 256, .soc_full_total_time = 1};
-    state.total_full_stay_cap_degradation = 0.0624;  // 108 times it leave 80 % and a trace
-    state.full_stay_capacity_degradation_aging_lv.fill(NOT_DECIDED);
+    ServiceState state{.clock = {.cycle_boot_time = 1000},
+                       .usage = {.online_time = PERIOD_S - 256},
+                       .ageing = {.soc_full_total_time = 1}};
+    state.ageing.total_full_stay_cap_degradation = 0.0624;  // 108 times it leave 80 % and a trace
+    state.levels.full_stay_capacity_degradation_aging_lv.fill(NOT_DECIDED);
     state.soft_charge = {.full_stay_start = 940, .previous_full_stay_time = 1};
     control_soft_charge(state,
                         snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5},
@@ -175,17 +180,17 @@ TEST(SoftCharge, JudgesTheFullStayWithThisCyclesLoss) {
                                      {PARAM_BATTERY_TEMP, 1000},
                                      {PARAM_BATTERY_VOLTAGE_NOW, 5'000'000}}),
                         POLICY);
-    EXPECT_EQ(state.full_stay_capacity_degradation_aging_lv[0], 1);
+    EXPECT_EQ(state.levels.full_stay_capacity_degradation_aging_lv[0], 1);
 }
 
 #ifndef __SANITIZE_ADDRESS__  // which counts the heap calls itself
 TEST(SoftCharge, UsesNoHeap) {
     const SysfsParams first = snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5}, {PARAM_BATTERY_VOLTAGE_NOW, 4'480'000}});
     const SysfsParams second = snapshot_of({{PARAM_BATTERY_MODEL_NAME, 5}, {PARAM_BATT_SOC, 9900}});
-    ServiceState state{.cycle_boot_time = 1000, .online_time = 10};
+    ServiceState state{.clock = {.cycle_boot_time = 1000}, .usage = {.online_time = 10}};
     const size_t before = heap_calls();
     control_soft_charge(state, first, POLICY);
-    state.cycle_boot_time += 1000;
+    state.clock.cycle_boot_time += 1000;
     control_soft_charge(state, second, POLICY);
     EXPECT_EQ(heap_calls(), before);
 }

@@ -38,7 +38,7 @@ TEST(Soh, IsGaugeOverDesignCapacity) {
         ServiceState state;
         update_soh(state, snapshot_of({{PARAM_QCOM_CHARGE_FULL, charge_full_uah},
                                        {PARAM_BATTERY_CHARGE_FULL_DESIGN, design_uah}}));
-        EXPECT_EQ(state.soh, expected) << charge_full_uah << " of " << design_uah;
+        EXPECT_EQ(state.usage.soh, expected) << charge_full_uah << " of " << design_uah;
     }
 }
 
@@ -62,7 +62,7 @@ TEST(Grids, BookTimeAndChargeAlongTheLineSinceTheCallBefore) {
     };
     ServiceState state, expected;
     for (const auto& step : steps) {
-        state.cycle_boot_time = step.boot_time;
+        state.clock.cycle_boot_time = step.boot_time;
         update_usage_tables(state,
                             snapshot_of({{PARAM_BATTERY_TEMP, step.temperature_decic},
                                          {PARAM_BATTERY_VOLTAGE_NOW, step.voltage_uv},
@@ -75,9 +75,9 @@ TEST(Grids, BookTimeAndChargeAlongTheLineSinceTheCallBefore) {
             expected.ct_charge_table[row * 16 + column] += charge;
             expected.total_cycle_count += charge;
         }
-        EXPECT_EQ(state.vt_cet_table, expected.vt_cet_table) << step.name;
-        EXPECT_EQ(state.ct_charge_table, expected.ct_charge_table) << step.name;
-        EXPECT_EQ(state.total_cycle_count, expected.total_cycle_count) << step.name;
+        EXPECT_EQ(state.usage.vt_cet_table, expected.vt_cet_table) << step.name;
+        EXPECT_EQ(state.usage.ct_charge_table, expected.ct_charge_table) << step.name;
+        EXPECT_EQ(state.usage.total_cycle_count, expected.total_cycle_count) << step.name;
     }
     EXPECT_EQ(phone.log, (std::vector<std::string>{
                              "<3>cellwarden: batt_soc is not valid (11001), ct_charge_table is not updated\n",

@@ -29,13 +29,10 @@ TEST(Cycle, MasksSelectEverythingOrTheTwoThermalParameters) {
 // online time that enters its second period, a charger inserted while the connector is hot, and
 // everything due to be saved.
 struct Busy {
-    ServiceState state{.cycle_boot_time = 1000,
-                       .cycle_wall_time = 1'800'000'000,
-                       .online_time = 863'990,
-                       .restore_capacity_mah = 4400,
-                       .lrc_hold_active = true,
-                       .lrc_upper_soc = 60,
-                       .lrc_lower_soc = 40,
+    ServiceState state{.clock = {.cycle_boot_time = 1000, .cycle_wall_time = 1'800'000'000},
+                       .usage = {.online_time = 863'990},
+                       .hold = {.lrc_hold_active = true, .lrc_upper_soc = 60, .lrc_lower_soc = 40},
+                       .restore = {.restore_capacity_mah = 4400},
                        .soft_charge = {.last_soft_charge_boot_time = 990},
                        .insertion_removal_report = {.reported_thermal_level = 3},
                        .batt_degr2_report = {.last_reported_period = 0},
@@ -105,7 +102,7 @@ TEST(Cycle, ABatteryIsKnownByModelCapacityAndCharge) {
         set_param(busy.snapshot, {PARAM_BATTERY_CHARGE_FULL_DESIGN, full_design});
         set_param(busy.snapshot, {PARAM_BATT_SOC, soc});
         busy.run();
-        EXPECT_EQ(busy.state.restored_capacity_applied, known) << name;
+        EXPECT_EQ(busy.state.restore.restored_capacity_applied, known) << name;
         EXPECT_EQ(phone.calls == without_battery, !known) << name;
     }
 }
@@ -118,8 +115,8 @@ TEST(Cycle, StartUpLoadsTheRecordsThenTheDeviceModes) {
               (Calls{"read 2491", "read 2319", "read 2310", "read 2227",
                      "log <3>cellwarden: This phone is in startup process now, battery charge is limited.\n",
                      "read 66677", "read 2312"}));
-    EXPECT_EQ(busy.state.usb_connector_heat_count, 7);
-    EXPECT_EQ(busy.state.restore_capacity_mah, -1);
+    EXPECT_EQ(busy.state.heat.usb_connector_heat_count, 7);
+    EXPECT_EQ(busy.state.restore.restore_capacity_mah, -1);
 }
 
 }  // namespace

@@ -243,8 +243,8 @@ struct Life {
 };
 
 void start(Life& life, int64_t boot_time, int64_t wall_time, Random& random) {
-    life.state = ServiceState{.cycle_boot_time = boot_time, .cycle_wall_time = wall_time};
-    strcpy(life.state.vendor_model, random.among({"", "XQ-7", "XQ-7", "dev_cdb"}));
+    life.state = ServiceState{.clock = {.cycle_boot_time = boot_time, .cycle_wall_time = wall_time}};
+    strcpy(life.state.settings.vendor_model, random.among({"", "XQ-7", "XQ-7", "dev_cdb"}));
     load_records(life.state, life.stat, life.connection);
 }
 
@@ -254,11 +254,12 @@ int64_t pause_s(const Life& life, Random& random) {
         case 0:
             return random.between(-3000, 0);
         case 1:  // to a new period
-            return std::min<int64_t>(PERIOD_S - life.state.online_time % PERIOD_S - random.between(-1, 300), 2000);
+            return std::min<int64_t>(PERIOD_S - life.state.usage.online_time % PERIOD_S - random.between(-1, 300),
+                                     2000);
         case 2:  // a day since the last save
-            return random.one_in(8)
-                       ? life.state.last_stat_save_time + random.between(86'398, 86'401) - life.state.cycle_boot_time
-                       : 1;
+            return random.one_in(8) ? life.state.stat_save.last_stat_save_time + random.between(86'398, 86'401) -
+                                          life.state.clock.cycle_boot_time
+                                    : 1;
         case 3:  // a day of one connection
             return random.one_in(8) ? 86'400 + int64_t{connection.long_insertion_threshold} -
                                           int64_t{life.connection.usb_insertion_time} + random.between(-1, 1)
@@ -293,8 +294,8 @@ std::string trace_of_a_life(uint64_t seed) {
             switch_faults(random);
         }
         change_readings(snapshot, random);
-        life.state.cycle_boot_time = boot_time;
-        life.state.cycle_wall_time = wall_time;
+        life.state.clock.cycle_boot_time = boot_time;
+        life.state.clock.cycle_wall_time = wall_time;
         run_full_cycle(life.state, life.stat, life.connection, snapshot, POLICY);
         run_light_cycle(snapshot);
         take_calls(trace);

@@ -22,9 +22,10 @@ def rows_of(document):
 
 
 def check_record():
-    fields = re.findall(r"^BATT_STAT_FIELD\((\w+), (\w+), (\w+)\)",
+    fields = re.findall(r"^BATT_STAT_FIELD\((\w+), (\w+), (\w+), ",
                         text_of("state/batt_stat_fields.inc"), re.M)
-    header = text_of("state/batt_stat.h")
+    gaps = dict(re.findall(r"^BATT_STAT_RESERVED\(0x(\w+), (\d+)\)",
+                           text_of("state/batt_stat_fields.inc"), re.M))
     rows = [row for row in rows_of(text_of("docs/record.md")) if row[0].startswith("0x")]
     expect_equal("fields of the record", [row[1].strip("`") for row in rows], [f[1] for f in fields])
     ends = [int(field[0], 16) for field in fields[1:]] + [9728]
@@ -32,8 +33,7 @@ def check_record():
         expect_equal(f"{name}: offset and unit", [row[0], row[3]], [offset, unit])
         kind, count = re.fullmatch(r"(\w+)(?:\[(\d+)\])?", row[2]).groups()
         past = int(offset, 16) + SIZES[kind] * int(count or 1)
-        reserved = re.search(rf"reserved_{past:04x}\[(\d+)\]", header)
-        expect_equal(f"{name}: where it ends", [past + int(reserved[1] if reserved else 0)], [end])
+        expect_equal(f"{name}: where it ends", [past + int(gaps.get(f"{past:04X}", 0))], [end])
 
 
 def check_event(message, source):

@@ -78,10 +78,10 @@ TEST_F(Passport, ProductionDateIsRepairedAndPublishedOnce) {
             phone.failing_writes = phone.failing_reads = {UNIT_PRODUCTION_DATE};
         }
         state.passport.production_date_published = false;
-        state.production_date_fix_pending = true;
+        state.passport.production_date_fix_pending = true;
         EXPECT_EQ(published(PARAM_BATTERY_MANUFACTURING_DATE), row.published);
         EXPECT_EQ(phone.calls, row.calls);
-        EXPECT_EQ(state.production_date_fix_pending, row.fix_pending);
+        EXPECT_EQ(state.passport.production_date_fix_pending, row.fix_pending);
         EXPECT_EQ(state.passport.production_date_published, row.published != "-"s);
         if (state.passport.production_date_published) {
             EXPECT_EQ(published(PARAM_BATTERY_MANUFACTURING_DATE), "-") << "the second time";
@@ -131,9 +131,9 @@ TEST_F(Passport, FiguresAreRoundedStoredAndPublishedOnChange) {
         }
         phone.unit_writes.clear();
         phone.failing_writes = step.failing;
-        state.total_cycle_count = step.cycle_count;
-        state.user_charge_full = step.charge_full;
-        state.latest_user_soh = step.soh;
+        state.usage.total_cycle_count = step.cycle_count;
+        state.health.user_charge_full = step.charge_full;
+        state.health.latest_user_soh = step.soh;
         update_eu_eco_system_values(state);
         std::string published;
         for (const SysfsParamId id : ids) {

@@ -77,8 +77,8 @@ TEST(BattStatLoad, AcceptsUpgradesOrResetsTheStoredRecord) {
         phone.failing_reads = row.read_fails ? std::set<uint32_t>{UNIT_BATT_STAT} : std::set<uint32_t>{};
         const Loaded loaded(row.stored);
         EXPECT_TRUE(bytes_of(loaded.stat) == row.expected) << row.name;
-        EXPECT_EQ(loaded.state.production_date_fix_pending, row.fix_pending) << row.name;
-        EXPECT_EQ(loaded.state.restore_capacity_mah, row.restore) << row.name;
+        EXPECT_EQ(loaded.state.passport.production_date_fix_pending, row.fix_pending) << row.name;
+        EXPECT_EQ(loaded.state.restore.restore_capacity_mah, row.restore) << row.name;
     }
     EXPECT_TRUE(phone.log.empty() && phone.unit_writes.empty());
 }
@@ -98,11 +98,11 @@ TEST(BattStatLoad, AndTheCopyBackChangeNothing) {
         stored.cycle_degradation_per_10days[i] = static_cast<uint32_t>(i + 4000) * 1'000'000;
     }
     Loaded loaded(bytes_of(stored));
-    EXPECT_EQ(loaded.state.soh, loaded.state.latest_filtered_soh);
-    EXPECT_EQ(loaded.state.soft_charge_override, stored.soft_charge_override);
+    EXPECT_EQ(loaded.state.usage.soh, loaded.state.health.latest_filtered_soh);
+    EXPECT_EQ(loaded.state.levels.soft_charge_override, stored.soft_charge_override);
     copy_usage_tables(loaded.state, loaded.stat);
     copy_soft_charge_history(loaded.state, loaded.stat);
-#define BATT_STAT_FIELD(offset, name, unit) \
+#define BATT_STAT_FIELD(offset, name, unit, ...) \
     EXPECT_EQ(memcmp(&loaded.stat.name, &stored.name, sizeof stored.name), 0) << #name;
 #include "state/batt_stat_fields.inc"
 #undef BATT_STAT_FIELD
@@ -121,8 +121,8 @@ TEST(BattStatLoad, SeedsTheReferenceOfTheUsersSoh) {
         stat.user_soh_per_10days[0] = 2500;
         stat.user_soh_per_10days[251] = 2625;
         const ServiceState state = Loaded(bytes_of(stat)).state;
-        EXPECT_EQ(state.prev_soh_bucket_index, expected_index) << name;
-        EXPECT_EQ(state.prev_bucket_user_soh, expected_soh) << name;
+        EXPECT_EQ(state.health.prev_soh_bucket_index, expected_index) << name;
+        EXPECT_EQ(state.health.prev_bucket_user_soh, expected_soh) << name;
     }
 }
 
@@ -148,7 +148,7 @@ TEST(BattStatSave, ComesOnceADayAtShutdownAndAfterLearning) {
         BattStat stat{};
         for (const Call& call : calls) {
             phone.calls.clear();
-            state.cycle_boot_time = call.boot_time;
+            state.clock.cycle_boot_time = call.boot_time;
             stat.last_learning_time = call.learning_time;
             save_batt_stat_if_is_timing(state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, call.phase}}), stat);
             const Calls saved = {"write 2491", "log <3>cellwarden: Failed to save battery statistics"};
@@ -188,7 +188,7 @@ TEST(SoftChargeHistory, MilestonesOfTheStateOfHealth) {
     BattStat stat{};
     int64_t wall_time = 10'000'000'000;
     const auto cycle = [&](int32_t soh) {
-        copy_soft_charge_history({.cycle_wall_time = wall_time++, .soh = soh}, stat);
+        copy_soft_charge_history({.clock = {.cycle_wall_time = wall_time++}, .usage = {.soh = soh}}, stat);
         EXPECT_EQ(stat.first_soh_time, expected) << soh;
     };
     cycle(-1);

@@ -113,9 +113,10 @@ TEST(BattDegradation2, CarriesTheRecordFieldByField) {
         const std::string record = row.version + row.record.substr(4, 12) + row.name + row.record.substr(32);
         BattStat stat;
         memcpy(&stat, record.data(), sizeof stat);
-        ServiceState state{.cycle_wall_time = WALL_CLOCK_SET, .batt_degr2_report = {.last_reported_period = -2}};
-        state.usb_connector_heat_count = row.heat_count;
-        state.usb_connector_heat_time = -1;
+        ServiceState state{.clock = {.cycle_wall_time = WALL_CLOCK_SET},
+                           .batt_degr2_report = {.last_reported_period = -2}};
+        state.heat.usb_connector_heat_count = row.heat_count;
+        state.heat.usb_connector_heat_time = -1;
         send_ondra_batt_degr2_if_is_timing(state, stat);
 
         Fields expected = expected_fields(record);
@@ -155,7 +156,7 @@ TEST(BattDegradation2, IsSentOncePerTenDayMark) {
     BattStat stat{};
     for (const auto& step : steps) {
         phone = {.ondra_missing = step.library_missing};
-        state.cycle_wall_time = step.wall_time;
+        state.clock.cycle_wall_time = step.wall_time;
         stat.online_time = step.online_time;
         send_ondra_batt_degr2_if_is_timing(state, stat);
         EXPECT_EQ(phone.events.size(), step.sent ? 1U : 0U) << step.name;
@@ -173,13 +174,13 @@ ChgInsertionRemovalData removed_connection() {
 }
 
 TEST(ChargerInsertionRemoval, CarriesTheConnectionFieldByField) {
-    ServiceState state{.cycle_wall_time = WALL_CLOCK_SET, .usb_long_insertion_counter = 31};
-    state.total_cycle_degradation = extended{2} / 3;
-    state.total_full_stay_cap_degradation = extended{1} / 7;
-    state.latest_user_soh = 99'999;
-    state.latest_predicted_soh = 88'888;
-    state.latest_raw_soh = -1;
-    state.latest_filtered_soh = INT32_MAX;
+    ServiceState state{.clock = {.cycle_wall_time = WALL_CLOCK_SET}, .connection = {.usb_long_insertion_counter = 31}};
+    state.ageing.total_cycle_degradation = extended{2} / 3;
+    state.ageing.total_full_stay_cap_degradation = extended{1} / 7;
+    state.health.latest_user_soh = 99'999;
+    state.health.latest_predicted_soh = 88'888;
+    state.health.latest_raw_soh = -1;
+    state.health.latest_filtered_soh = INT32_MAX;
     std::istringstream pairs(R"(
         version 2  charger_type "FIFTEEN-LETTERS"  usb_insertion_time 20  usb_long_insertion_counter 31
         pdo_raw_list ""  inserted_soc 11  removal_soc 12  inserted_sc_stage 13  removal_sc_stage 14
@@ -229,8 +230,9 @@ TEST(ChargerInsertionRemoval, IsSentOnceForEachReason) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         phone = {.ondra_missing = row.library_missing};
-        ServiceState state{.cycle_wall_time = WALL_CLOCK_SET, .usb_long_insertion_counter = row.days};
-        strcpy(state.vendor_model, row.model);
+        ServiceState state{.clock = {.cycle_wall_time = WALL_CLOCK_SET},
+                           .connection = {.usb_long_insertion_counter = row.days}};
+        strcpy(state.settings.vendor_model, row.model);
         state.insertion_removal_report = {row.days_before, row.phase_before, row.level_before};
         ChgInsertionRemovalData connection = removed_connection();
         connection.usb_state = row.usb_state;
@@ -302,8 +304,8 @@ TEST(SendEvent, EveryOutcome) {
 
 TEST(Reporting, NeedsAReportingModelAndAClock) {
     const auto allowed = [](const char* model, int64_t wall_time) {
-        ServiceState state{.cycle_wall_time = wall_time};
-        strcpy(state.vendor_model, model);
+        ServiceState state{.clock = {.cycle_wall_time = wall_time}};
+        strcpy(state.settings.vendor_model, model);
         return reporting_is_allowed(state);
     };
     EXPECT_TRUE(allowed("", 1'483'228'800));

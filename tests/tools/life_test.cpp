@@ -87,22 +87,22 @@ TEST_F(LifeTest, RefusesADirectoryThatIsNoRun) {
 TEST_F(LifeTest, ARestartKeepsTheRecordAndACrashLosesADayAtMost) {
     Life& life = begin(R"({"gauge": {"learns_below_percent": 99}, "fade": {"calendar_percent": 40}})");
     live_until(SECONDS_PER_DAY);
-    const int32_t before_restart = life.state.online_time;
-    const int32_t learned = life.state.latest_raw_soh;
+    const int32_t before_restart = life.state.usage.online_time;
+    const int32_t learned = life.state.health.latest_raw_soh;
     life.plan.restarts.push_back({life.time_s, false});
     live_on(life);
     EXPECT_EQ(life.restarts, 1U);
-    EXPECT_EQ(life.state.online_time, before_restart + 300 + 1) << "up to the shutdown, and between two cycles";
-    EXPECT_EQ(life.state.cycle_boot_time, 31);
+    EXPECT_EQ(life.state.usage.online_time, before_restart + 300 + 1) << "up to the shutdown, and between two cycles";
+    EXPECT_EQ(life.state.clock.cycle_boot_time, 31);
     EXPECT_LT(learned, 99'000);
-    EXPECT_NEAR(life.state.latest_raw_soh, learned, 20) << "not the design capacity of the first cycle";
+    EXPECT_NEAR(life.state.health.latest_raw_soh, learned, 20) << "not the design capacity of the first cycle";
 
     live_until(3 * SECONDS_PER_DAY);
-    const int32_t before_crash = life.state.online_time;
+    const int32_t before_crash = life.state.usage.online_time;
     life.plan.restarts.push_back({life.time_s, true});
     live_on(life);
-    EXPECT_LT(life.state.online_time, before_crash);
-    EXPECT_GE(life.state.online_time, before_crash - SECONDS_PER_DAY - 300);
+    EXPECT_LT(life.state.usage.online_time, before_crash);
+    EXPECT_GE(life.state.usage.online_time, before_crash - SECONDS_PER_DAY - 300);
 }
 
 TEST_F(LifeTest, AnEmptyPhoneIsOffUntilItIsCharged) {
@@ -126,7 +126,7 @@ TEST_F(LifeTest, TheRecordHoldsWhatEncodingAllPeriodsWouldGive) {
     while (life.time_s < 11 * SECONDS_PER_DAY) {
         live_on(life);
         ServiceState state = life.state;
-        state.changed_periods = ALL_PERIODS;
+        state.ageing.changed_periods = ALL_PERIODS;
         BattStat whole = life.stat;
         copy_soft_charge_history(state, whole);
         ASSERT_EQ(memcmp(&whole, &life.stat, sizeof whole), 0) << life.time_s;

@@ -69,8 +69,8 @@ void take_effects(Life& life) {
 }
 
 void run_cycle(Life& life) {
-    life.state.cycle_boot_time = life.boot_s;
-    life.state.cycle_wall_time = wall_s(life);
+    life.state.clock.cycle_boot_time = life.boot_s;
+    life.state.clock.cycle_wall_time = wall_s(life);
     read_phone(life.phone, life.gauge, life.snapshot);
     run_full_cycle(device_of(life.device), life.state, life.stat, life.connection, life.snapshot,
                    POLICY);
@@ -206,13 +206,13 @@ int64_t wall_s(const Life& life) {
 
 Levels levels_of(const ServiceState& state) {
     constexpr uint8_t NOT_DECIDED = 0xFF;
-    const int32_t period = std::clamp(state.online_time / PERIOD_S, 0, PERIOD_COUNT - 1);
+    const int32_t period = std::clamp(state.usage.online_time / PERIOD_S, 0, PERIOD_COUNT - 1);
     const auto level = [&](const PerPeriod<uint8_t>& levels) {
         const uint8_t decided = levels[static_cast<size_t>(period)];
         return decided == NOT_DECIDED ? 0 : int32_t{decided};
     };
-    return {state.soft_charge1_level, level(state.arrhenius_lv),
-            level(state.full_stay_capacity_degradation_aging_lv)};
+    return {state.levels.soft_charge1_level, level(state.levels.arrhenius_lv),
+            level(state.levels.full_stay_capacity_degradation_aging_lv)};
 }
 
 }  // namespace cellwarden::lifetime

@@ -12,9 +12,9 @@ namespace {
 constexpr double DAYS_PER_YEAR = 365.25;
 
 void note_level(std::vector<LevelChange>& changes, int32_t& level, const ServiceState& state) {
-    if (state.soft_charge_mode != level) {
-        level = state.soft_charge_mode;
-        changes.push_back({state.online_time, level});
+    if (state.levels.soft_charge_mode != level) {
+        level = state.levels.soft_charge_mode;
+        changes.push_back({state.usage.online_time, level});
     }
 }
 

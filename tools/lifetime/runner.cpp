@@ -61,7 +61,7 @@ void run_job(Running& running, uint64_t seed) {
                           [&](const Life& life) {
                               running.share = static_cast<double>(life.time_s) / span;
                               running.true_soh = life.phone.battery.state_of_health;
-                              running.level = life.state.soft_charge_mode;
+                              running.level = life.state.levels.soft_charge_mode;
                               running.cycles = static_cast<uint32_t>(life.cycles);
                           });
         running.stage = Stage::DONE;
