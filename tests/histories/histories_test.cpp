@@ -72,8 +72,10 @@ struct StateField {
     int64_t (*value)(const ServiceState& state);
 };
 
-#define WORKING(name, member) \
-    { name, [](const ServiceState& state) { return static_cast<int64_t>(state.member); } }
+#define WORKING(name, member)                                                              \
+    {                                                                                      \
+        name, [](const ServiceState& state) { return static_cast<int64_t>(state.member); } \
+    }
 constexpr StateField STATE_FIELDS[] = {
     WORKING("soft_charge_mode", soft_charge_mode),
     WORKING("online_time", online_time),
@@ -107,7 +109,7 @@ constexpr StateField STATE_FIELDS[] = {
 
 // Collects what differs in a history; the first few are shown in full, the rest are counted.
 class Differences {
-public:
+  public:
     void start_step(std::string where, const Json& given) {
         where_ = std::move(where);
         given_ = given.dump();
@@ -132,7 +134,7 @@ public:
     [[nodiscard]] int count() const { return count_; }
     [[nodiscard]] const std::string& text() const { return text_; }
 
-private:
+  private:
     std::string where_, given_, text_;
     std::set<std::string> lasting_;
     int count_ = 0;
@@ -209,7 +211,7 @@ void compare_records(Differences& differences, const std::string& name, const Ba
 // --- A history
 
 class History {
-public:
+  public:
     explicit History(const std::filesystem::path& file) : given_(Json::parse(std::ifstream(file))) {}
 
     void run() {
@@ -223,7 +225,7 @@ public:
         }
     }
 
-private:
+  private:
     void start() {
         differences_.start_step(given_["name"].get<std::string>() + ", start", given_["faults_at_start"]);
         adapter_.set_property("ro.product.vendor.model", given_["vendor_model"]);
@@ -305,11 +307,11 @@ private:
 };
 
 class HistoryTest : public testing::Test {
-public:
+  public:
     explicit HistoryTest(std::filesystem::path file) : file_(std::move(file)) {}
     void TestBody() override { History(file_).run(); }
 
-private:
+  private:
     std::filesystem::path file_;
 };
 

@@ -29,8 +29,8 @@ void add_elements(std::vector<RecordElement>& elements, const std::string& field
     using Element = typename ElementOf<Field>::Type;
     constexpr size_t COUNT = sizeof(Field) / sizeof(Element);
     for (size_t i = 0; i < COUNT; i++) {
-        elements.push_back({element_name(field, i, COUNT), offset + i * sizeof(Element), sizeof(Element),
-                            std::is_signed_v<Element>});
+        elements.push_back(
+            {element_name(field, i, COUNT), offset + i * sizeof(Element), sizeof(Element), std::is_signed_v<Element>});
     }
 }
 
