@@ -18,45 +18,47 @@ void hold_between(ServiceState& state, int32_t upper_percent, int32_t lower_perc
     state.lrc_lower_soc = lower_percent;
 }
 
-bool startup_process_is_set() {
+bool startup_process_is_set(const Device& device) {
     // The unit is compared as one number with all that the store may have written.
     uint64_t mark = 0;
     uint32_t size = sizeof(uint32_t);
-    return tessera_read_unit(UNIT_STARTUP_PROCESS, &mark, &size) == 0 &&
+    return tessera_read_unit(device, UNIT_STARTUP_PROCESS, &mark, &size) == 0 &&
            mark == STARTUP_PROCESS_MARK;
 }
 
-bool mode_is_set(Unit unit) {
+bool mode_is_set(const Device& device, Unit unit) {
     uint8_t mode = 0;
     uint32_t size = sizeof mode;
-    return tessera_read_unit(unit, &mode, &size) == 0 && mode == MODE_SET;
+    return tessera_read_unit(device, unit, &mode, &size) == 0 && mode == MODE_SET;
 }
 
 }  // namespace
 
-void handle_tessera(ServiceState& state) {
-    if (startup_process_is_set()) {
-        LOG_LINE(
+void handle_tessera(const Device& device, ServiceState& state) {
+    if (startup_process_is_set(device)) {
+        log_line(
+            device,
             "<3>cellwarden: This phone is in startup process now, battery charge is limited.\n");
         hold_between(state, 60, 40);
     }
-    if (mode_is_set(UNIT_CAMERA_CALIBRATION)) {
-        LOG_LINE(
-            "<3>cellwarden: This phone is in camera calibration mode now, battery charge is "
-            "limited.\n");
+    if (mode_is_set(device, UNIT_CAMERA_CALIBRATION)) {
+        log_line(device,
+                 "<3>cellwarden: This phone is in camera calibration mode now, battery charge is "
+                 "limited.\n");
         hold_between(state, 70, 55);
     }
-    if (mode_is_set(UNIT_CHARGE_DISABLE)) {
-        LOG_LINE("<3>cellwarden: Charging will be disabled by tessera, %d\n", int{MODE_SET});
-        (void)write_sysfs_integer(PARAM_USB_INPUT_SUSPEND, 1);
+    if (mode_is_set(device, UNIT_CHARGE_DISABLE)) {
+        log_line(device, "<3>cellwarden: Charging will be disabled by tessera, %d\n",
+                 int{MODE_SET});
+        (void)write_sysfs_integer(device, PARAM_USB_INPUT_SUSPEND, 1);
     }
 }
 
-void set_restored_capacity(ServiceState& state) {
+void set_restored_capacity(const Device& device, ServiceState& state) {
     constexpr int32_t NOTHING_TO_RESTORE = -1;
 
     if (state.restore_capacity_mah != NOTHING_TO_RESTORE) {
-        (void)write_sysfs_integer(PARAM_RESTORED_CAPACITY, state.restore_capacity_mah);
+        (void)write_sysfs_integer(device, PARAM_RESTORED_CAPACITY, state.restore_capacity_mah);
         state.restore_capacity_mah = NOTHING_TO_RESTORE;
     }
 }

@@ -42,9 +42,9 @@ Zone zone_of(int32_t capacity, int32_t upper, int32_t lower) {
     return capacity == lower ? AT_LOWER : BELOW;
 }
 
-void set_switch(const SysfsParams& snapshot, SysfsParamId id, int32_t value) {
+void set_switch(const Device& device, const SysfsParams& snapshot, SysfsParamId id, int32_t value) {
     if (param_integer(snapshot, id) != value) {
-        (void)write_sysfs_integer(id, value);
+        (void)write_sysfs_integer(device, id, value);
     }
 }
 
@@ -57,13 +57,13 @@ int32_t next_lrc_state(int32_t state, int32_t capacity, int32_t upper, int32_t l
                      [zone_of(capacity, upper, lower)];
 }
 
-void control_lrc_mode(ServiceState& state, const SysfsParams& snapshot) {
+void control_lrc_mode(const Device& device, ServiceState& state, const SysfsParams& snapshot) {
     state.lrc_state =
         next_lrc_state(state.lrc_state, param_integer(snapshot, PARAM_BATTERY_CAPACITY),
                        state.lrc_upper_soc, state.lrc_lower_soc);
     const Switches& switches = SWITCHES[static_cast<size_t>(state.lrc_state)];
-    set_switch(snapshot, PARAM_LRC_CHARGE_DISABLE, switches.charge_disable);
-    set_switch(snapshot, PARAM_LRC_INPUT_SUSPEND, switches.input_suspend);
+    set_switch(device, snapshot, PARAM_LRC_CHARGE_DISABLE, switches.charge_disable);
+    set_switch(device, snapshot, PARAM_LRC_INPUT_SUSPEND, switches.input_suspend);
 }
 
 }  // namespace cellwarden

@@ -22,6 +22,6 @@ int32_t next_lrc_state(int32_t state, int32_t capacity, int32_t upper, int32_t l
 
 // Moves the hold by one cycle and sets the driver's switches where they differ. Called in every
 // full cycle while a hold is in force.
-void control_lrc_mode(ServiceState& state, const SysfsParams& snapshot);
+void control_lrc_mode(const Device& device, ServiceState& state, const SysfsParams& snapshot);
 
 }  // namespace cellwarden

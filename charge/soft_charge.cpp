@@ -27,22 +27,23 @@ bool is_served(const ServiceState& state, const SysfsParams& snapshot) {
 }
 
 // A level that the driver did not take is written again in the next cycle.
-void hand_level_to_driver(const ServiceState& state, const SysfsParams& snapshot) {
+void hand_level_to_driver(const Device& device, const ServiceState& state,
+                          const SysfsParams& snapshot) {
     const int32_t target = override_kind(state.soft_charge_override) == OVERRIDE_LEVEL
                                ? state.soft_charge_override & 0xF
                                : state.soft_charge_mode;
     if (param_integer(snapshot, PARAM_BATT_AGING_LEVEL) != target) {
-        (void)write_sysfs_integer(PARAM_BATT_AGING_LEVEL, target);
+        (void)write_sysfs_integer(device, PARAM_BATT_AGING_LEVEL, target);
     }
 }
 
-void judge_battery(ServiceState& state, const SysfsParams& snapshot) {
+void judge_battery(const Device& device, ServiceState& state, const SysfsParams& snapshot) {
     constexpr int32_t SOH_NOT_KNOWN = -1;
 
-    update_usage_tables(state, snapshot);
+    update_usage_tables(device, state, snapshot);
     state.soft_charge1_level = soft_charge1_level_of(state.total_cycle_count);
     update_arrhenius(state, snapshot);
-    const int32_t arrhenius_level = decide_arrhenius_level(state);
+    const int32_t arrhenius_level = decide_arrhenius_level(device, state);
     int32_t full_stay_level = 0;
     if (state.soh != SOH_NOT_KNOWN) {
         update_full_stay_degradation(state, snapshot);
@@ -52,12 +53,12 @@ void judge_battery(ServiceState& state, const SysfsParams& snapshot) {
     update_soh_estimates(state, snapshot);  // with the level of the previous cycle
     state.soft_charge_mode = std::max({state.soft_charge1_level, arrhenius_level, full_stay_level});
     update_user_charge_full(state, snapshot);
-    hand_level_to_driver(state, snapshot);
+    hand_level_to_driver(device, state, snapshot);
 }
 
 }  // namespace
 
-void control_soft_charge(ServiceState& state, const SysfsParams& snapshot) {
+void control_soft_charge(const Device& device, ServiceState& state, const SysfsParams& snapshot) {
     constexpr int32_t MODE_NOT_KNOWN = -1;
 
     if (state.soft_charge_mode == MODE_NOT_KNOWN) {
@@ -66,7 +67,7 @@ void control_soft_charge(ServiceState& state, const SysfsParams& snapshot) {
     update_online_time(state);
     update_soh(state, snapshot);
     if (is_served(state, snapshot)) {
-        judge_battery(state, snapshot);
+        judge_battery(device, state, snapshot);
     }
     state.soft_charge.last_soft_charge_boot_time = state.cycle_boot_time;
 }

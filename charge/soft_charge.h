@@ -10,6 +10,6 @@ namespace cellwarden {
 // One cycle of soft charge: online time and state of health in any case; with the model that it
 // serves, and unless the override suspends it, usage grids, ageing models, levels, states of
 // health, and the level to the driver where the driver does not report it already.
-void control_soft_charge(ServiceState& state, const SysfsParams& snapshot);
+void control_soft_charge(const Device& device, ServiceState& state, const SysfsParams& snapshot);
 
 }  // namespace cellwarden

@@ -77,14 +77,15 @@ int32_t decide_period_level(PerPeriod<uint8_t>& levels, const PerPeriod<extended
 
 // The expected Arrhenius sum at the end of battery life raises the level from the upper border on
 // and lowers it below the lower one.
-int32_t judge_arrhenius(int32_t previous, const Projection& projection, int32_t online_time) {
-    LOG_LINE("<3>cellwarden: Phone online time has reached %d days\n",
+int32_t judge_arrhenius(const Device& device, int32_t previous, const Projection& projection,
+                        int32_t online_time) {
+    log_line(device, "<3>cellwarden: Phone online time has reached %d days\n",
              static_cast<int32_t>(slot_of(online_time)) * 10);
     uint32_t expected = 0;
     for (const extended value : projection) {
         expected += to_u32(value);
     }
-    LOG_LINE("<3>cellwarden: Expected arrhenius time at end of battery life is %d\n",
+    log_line(device, "<3>cellwarden: Expected arrhenius time at end of battery life is %d\n",
              static_cast<int32_t>(expected));
     if (expected >= ARRHENIUS_RAISE_FROM) {
         return std::min(previous + 1, MAX_LEVEL);
@@ -142,12 +143,12 @@ int32_t soft_charge1_level_of(uint32_t total_cycle_count) {
     return static_cast<int32_t>(reached - CYCLE_COUNT_BORDERS.begin());
 }
 
-int32_t decide_arrhenius_level(ServiceState& state) {
-    return decide_period_level(state.arrhenius_lv, state.arrhenius_per_10days,
-                               state.total_arrhenius, state.online_time,
-                               [&](int32_t previous, const Projection& projection) {
-                                   return judge_arrhenius(previous, projection, state.online_time);
-                               });
+int32_t decide_arrhenius_level(const Device& device, ServiceState& state) {
+    return decide_period_level(
+        state.arrhenius_lv, state.arrhenius_per_10days, state.total_arrhenius, state.online_time,
+        [&](int32_t previous, const Projection& projection) {
+            return judge_arrhenius(device, previous, projection, state.online_time);
+        });
 }
 
 int32_t decide_full_stay_level(ServiceState& state) {

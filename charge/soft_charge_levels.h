@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 
+#include "platform/device.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
@@ -30,7 +31,7 @@ inline constexpr int32_t CAPACITY_KEPT_PERCENT = 80;
 int32_t soft_charge1_level_of(uint32_t total_cycle_count);
 
 // Arrhenius level of this cycle; decides, stores and logs it where the period has none yet.
-int32_t decide_arrhenius_level(ServiceState& state);
+int32_t decide_arrhenius_level(const Device& device, ServiceState& state);
 
 // Full-stay level of this cycle, 0 to 4, judged against the battery's measured capacity; decides
 // and stores it where the period has none yet. Only while `soh` is known.

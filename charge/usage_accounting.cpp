@@ -39,9 +39,11 @@ void update_voltage_grid(ServiceState& state, int32_t temperature_decic, int32_t
     memory.grid_time = state.cycle_boot_time;
 }
 
-void update_charge_grid(ServiceState& state, int32_t temperature_decic, int32_t soc) {
+void update_charge_grid(const Device& device, ServiceState& state, int32_t temperature_decic,
+                        int32_t soc) {
     if (static_cast<uint32_t>(soc) >= FIRST_INVALID_SOC) {
-        LOG_LINE("<3>cellwarden: batt_soc is not valid (%d), ct_charge_table is not updated\n",
+        log_line(device,
+                 "<3>cellwarden: batt_soc is not valid (%d), ct_charge_table is not updated\n",
                  soc);
         return;
     }
@@ -91,11 +93,11 @@ void update_soh(ServiceState& state, const SysfsParams& snapshot) {
     }
 }
 
-void update_usage_tables(ServiceState& state, const SysfsParams& snapshot) {
+void update_usage_tables(const Device& device, ServiceState& state, const SysfsParams& snapshot) {
     const int32_t temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP);
     update_voltage_grid(state, temperature_decic,
                         param_integer(snapshot, PARAM_BATTERY_VOLTAGE_NOW));
-    update_charge_grid(state, temperature_decic, param_integer(snapshot, PARAM_BATT_SOC));
+    update_charge_grid(device, state, temperature_decic, param_integer(snapshot, PARAM_BATT_SOC));
 }
 
 }  // namespace cellwarden

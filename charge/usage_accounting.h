@@ -44,6 +44,6 @@ void update_soh(ServiceState& state, const SysfsParams& snapshot);
 // Books the interval since the previous call into the voltage x temperature grid, and the charge
 // put in since then into the state of charge x temperature grid and total_cycle_count. Both spread
 // along the straight line between the two readings, in a time that grows with the cells crossed.
-void update_usage_tables(ServiceState& state, const SysfsParams& snapshot);
+void update_usage_tables(const Device& device, ServiceState& state, const SysfsParams& snapshot);
 
 }  // namespace cellwarden

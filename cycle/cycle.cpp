@@ -38,35 +38,36 @@ SysfsReadMask light_cycle_mask() {
     return mask;
 }
 
-void load_records(ServiceState& state, BattStat& stat, ChgInsertionRemovalData& connection) {
-    init_batt_stat(state, stat);
-    init_chg_insertion_removal_data(state, connection);
-    handle_tessera(state);
+void load_records(const Device& device, ServiceState& state, BattStat& stat,
+                  ChgInsertionRemovalData& connection) {
+    init_batt_stat(device, state, stat);
+    init_chg_insertion_removal_data(device, state, connection);
+    handle_tessera(device, state);
 }
 
-void run_full_cycle(ServiceState& state, BattStat& stat, ChgInsertionRemovalData& connection,
-                    const SysfsParams& snapshot) {
+void run_full_cycle(const Device& device, ServiceState& state, BattStat& stat,
+                    ChgInsertionRemovalData& connection, const SysfsParams& snapshot) {
     if (state.lrc_hold_active) {
-        control_lrc_mode(state, snapshot);
+        control_lrc_mode(device, state, snapshot);
     }
     if (battery_is_known(snapshot)) {
         if (!state.restored_capacity_applied) {
-            set_restored_capacity(state);
+            set_restored_capacity(device, state);
             state.restored_capacity_applied = true;
         }
-        control_soft_charge(state, snapshot);
-        update_batt_stat(state, stat, snapshot);
-        update_eu_eco_system_values(state);
+        control_soft_charge(device, state, snapshot);
+        update_batt_stat(device, state, stat, snapshot);
+        update_eu_eco_system_values(device, state);
     }
     set_chg_insertion_removal_data(state, snapshot, connection);
-    send_ondra_batt_degr2_if_is_timing(state, stat);
-    send_ondra_chg_insertion_removal_if_is_timing(state, connection, snapshot);
-    save_batt_stat_if_is_timing(state, snapshot, stat);
-    save_usb_connector_heat_data_if_is_timing(state, snapshot);
+    send_ondra_batt_degr2_if_is_timing(device, state, stat);
+    send_ondra_chg_insertion_removal_if_is_timing(device, state, connection, snapshot);
+    save_batt_stat_if_is_timing(device, state, snapshot, stat);
+    save_usb_connector_heat_data_if_is_timing(device, state, snapshot);
 }
 
-void run_light_cycle(const SysfsParams& snapshot) {
-    provide_external_thermal_data(snapshot);
+void run_light_cycle(const Device& device, const SysfsParams& snapshot) {
+    provide_external_thermal_data(device, snapshot);
 }
 
 }  // namespace cellwarden

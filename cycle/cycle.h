@@ -15,13 +15,14 @@ SysfsReadMask full_cycle_mask();
 SysfsReadMask light_cycle_mask();
 
 // Before the first wait: the stored records and the device modes.
-void load_records(ServiceState& state, BattStat& stat, ChgInsertionRemovalData& connection);
+void load_records(const Device& device, ServiceState& state, BattStat& stat,
+                  ChgInsertionRemovalData& connection);
 
 // After a power-supply event, with a snapshot of all parameters.
-void run_full_cycle(ServiceState& state, BattStat& stat, ChgInsertionRemovalData& connection,
-                    const SysfsParams& snapshot);
+void run_full_cycle(const Device& device, ServiceState& state, BattStat& stat,
+                    ChgInsertionRemovalData& connection, const SysfsParams& snapshot);
 
 // At the end of a period, with a snapshot of the two thermal parameters.
-void run_light_cycle(const SysfsParams& snapshot);
+void run_light_cycle(const Device& device, const SysfsParams& snapshot);
 
 }  // namespace cellwarden

@@ -21,9 +21,9 @@ BattStat batt_stat;
 ChgInsertionRemovalData connection;
 SysfsParams snapshot;
 
-void take_settings(ServiceState& state) {
+void take_settings(const Device& device, ServiceState& state) {
     state.event_wait_timeout_s = periodic_event_interval(config_table);
-    property_get("ro.product.vendor.model", state.vendor_model, "");
+    device.property_get(device.context, "ro.product.vendor.model", state.vendor_model, "");
 }
 
 // A clock that cannot be read leaves the previous cycle's time.
@@ -36,19 +36,19 @@ void take_cycle_times(ServiceState& state) {
 }
 
 // `event_name`: the supply that woke the daemon, or the empty text at the end of a period.
-void run_cycle(ServiceState& state, const char* event_name) {
-    take_wakelock();
+void run_cycle(const Device& device, ServiceState& state, const char* event_name) {
+    take_wakelock(device);
     snapshot = SysfsParams{};
     take_cycle_times(state);
     if (event_name[0] != '\0') {
-        read_sysfs_params(snapshot, full_cycle_mask());
-        run_full_cycle(state, batt_stat, connection, snapshot);
+        read_sysfs_params(device, snapshot, full_cycle_mask());
+        run_full_cycle(device, state, batt_stat, connection, snapshot);
     } else {
-        read_sysfs_params(snapshot, light_cycle_mask());
-        run_light_cycle(snapshot);
+        read_sysfs_params(device, snapshot, light_cycle_mask());
+        run_light_cycle(device, snapshot);
     }
     cleanup_sysfs_params(snapshot);
-    drop_wakelock();
+    drop_wakelock(device);
 }
 
 }  // namespace
@@ -56,18 +56,20 @@ void run_cycle(ServiceState& state, const char* event_name) {
 
 int main() {
     using namespace cellwarden;
+    const Device& device = phone_device;
     int32_t uevent_fd = -1;
     char event_name[EVENT_NAME_SIZE] = {};
 
-    wait_sysfs_ready();
-    if (create_uevent_socket(&uevent_fd) != 0) {
-        LOG_LINE("<3>cellwarden: cannot create uevent socket, abort cellwarden\n");
+    wait_sysfs_ready(device);
+    if (create_uevent_socket(device, &uevent_fd) != 0) {
+        log_line(device, "<3>cellwarden: cannot create uevent socket, abort cellwarden\n");
         return 0;
     }
-    take_settings(service_state);
-    load_records(service_state, batt_stat, connection);
-    while (wait_for_uevent(uevent_fd, service_state.event_wait_timeout_s, event_name) >= 0) {
-        run_cycle(service_state, event_name);
+    take_settings(device, service_state);
+    load_records(device, service_state, batt_stat, connection);
+    while (wait_for_uevent(device, uevent_fd, service_state.event_wait_timeout_s, event_name) >=
+           0) {
+        run_cycle(device, service_state, event_name);
     }
     close(uevent_fd);
     return 0;

@@ -1,7 +1,6 @@
 #include "daemon/uevent.h"
 
 #include <linux/netlink.h>
-#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -31,11 +30,11 @@ const char* known_supply(const char* name) {
 }
 
 // Receives one message. Returns the supply it speaks of, or null.
-const char* receive_power_supply(int32_t fd) {
+const char* receive_power_supply(const Device& device, int32_t fd) {
     const ssize_t received =
         recvfrom(fd, uevent_recv_buffer, sizeof uevent_recv_buffer - 1, 0, nullptr, nullptr);
     if (received < 0) {
-        LOG_LINE("<3>cellwarden: recv error: '%s'\n", strerror(errno));
+        log_line(device, "<3>cellwarden: recv error: '%s'\n", strerror(errno));
         return nullptr;
     }
     uevent_recv_buffer[received] = '\0';
@@ -44,7 +43,7 @@ const char* receive_power_supply(int32_t fd) {
 
 }  // namespace
 
-int32_t create_uevent_socket(int32_t* fd_out) {
+int32_t create_uevent_socket(const Device& device, int32_t* fd_out) {
     sockaddr_nl address{};
     address.nl_family = AF_NETLINK;
     address.nl_pid = static_cast<uint32_t>(getpid());
@@ -53,11 +52,11 @@ int32_t create_uevent_socket(int32_t* fd_out) {
     const int fd = socket(AF_NETLINK, SOCK_DGRAM, NETLINK_KOBJECT_UEVENT);
     *fd_out = fd;
     if (fd < 0) {
-        LOG_LINE("<3>cellwarden: Unable to create uevent socket\n");
+        log_line(device, "<3>cellwarden: Unable to create uevent socket\n");
         return -5;
     }
     if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
-        LOG_LINE("<3>cellwarden: Unable to bind uevent socket\n");
+        log_line(device, "<3>cellwarden: Unable to bind uevent socket\n");
         close(fd);
         return -5;
     }
@@ -74,7 +73,8 @@ const char* power_supply_of_uevent(const char* message, size_t length) {
     return nullptr;
 }
 
-int32_t wait_for_uevent(int32_t fd, int32_t timeout_s, char (&name_out)[EVENT_NAME_SIZE]) {
+int32_t wait_for_uevent(const Device& device, int32_t fd, int32_t timeout_s,
+                        char (&name_out)[EVENT_NAME_SIZE]) {
     if (fd < 0) {
         return -1;
     }
@@ -86,12 +86,12 @@ int32_t wait_for_uevent(int32_t fd, int32_t timeout_s, char (&name_out)[EVENT_NA
         if (timeout_s > 0 && uevent_wait_left.tv_sec == 0 && uevent_wait_left.tv_usec == 0) {
             uevent_wait_left.tv_sec = timeout_s;
         }
-        const int ready = select(fd + 1, &readable, nullptr, nullptr, timeout);
+        const int ready = device.select(device.context, fd + 1, &readable, timeout);
         if (ready < 0) {
             if (errno == EINTR) {
                 continue;
             }
-            LOG_LINE("<3>cellwarden: select error: '%s'\n", strerror(errno));
+            log_line(device, "<3>cellwarden: select error: '%s'\n", strerror(errno));
             return -1;
         }
         if (ready == 0) {
@@ -101,7 +101,7 @@ int32_t wait_for_uevent(int32_t fd, int32_t timeout_s, char (&name_out)[EVENT_NA
         if (!FD_ISSET(fd, &readable)) {
             continue;
         }
-        const char* supply = receive_power_supply(fd);
+        const char* supply = receive_power_supply(device, fd);
         if (supply != nullptr) {
             (void)snprintf(name_out, sizeof name_out, "%s", supply);
             return 0;

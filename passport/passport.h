@@ -3,6 +3,7 @@
 // in the unit store as well.
 #pragma once
 
+#include "platform/device.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
@@ -10,6 +11,6 @@ namespace cellwarden {
 // Manufacturing date (with its repair on phones where a wrong one was stored), first usage date,
 // cycle count, full-charge capacity, state of health, in this order; each is written when it first
 // becomes known and when it changes. Called in every full cycle with a known battery.
-void update_eu_eco_system_values(ServiceState& state);
+void update_eu_eco_system_values(const Device& device, ServiceState& state);
 
 }  // namespace cellwarden

@@ -8,7 +8,6 @@
 #include <ctime>
 
 #include "passport/production_date_fixes.h"
-#include "platform/device/quillon.h"
 #include "platform/log.h"
 #include "platform/unit_store.h"
 #include "state/elapsed.h"
@@ -31,10 +30,10 @@ ImeiDigest sha256(const char* text, uint32_t length) {
     return digest;
 }
 
-std::optional<ImeiDigest> imei_digest() {
+std::optional<ImeiDigest> imei_digest(const Device& device) {
     char* text = nullptr;
     uint32_t length = 0;
-    if (quillon_get_imei(IMEI_SELECTOR, &text, &length) != 0) {
+    if (device.quillon_get_imei(device.context, IMEI_SELECTOR, &text, &length) != 0) {
         return std::nullopt;
     }
     const ImeiDigest digest = sha256(text, length);
@@ -59,13 +58,13 @@ std::optional<int32_t> production_date_seconds(const char (&date)[PRODUCTION_DAT
     return low_i32(timegm(&calendar));
 }
 
-bool repair_production_date(ServiceState& state) {
+bool repair_production_date(const Device& device, ServiceState& state) {
     if (!state.production_date_fix_pending) {
         return true;
     }
-    const std::optional<ImeiDigest> digest = imei_digest();
+    const std::optional<ImeiDigest> digest = imei_digest(device);
     if (!digest) {
-        LOG_LINE("<3>cellwarden: Failed to get IMEI");
+        log_line(device, "<3>cellwarden: Failed to get IMEI");
         return false;
     }
     const auto fixes = production_date_fixes();
@@ -73,12 +72,12 @@ bool repair_production_date(ServiceState& state) {
         return row.imei_digest == *digest;
     });
     if (fix != fixes.end()) {
-        if (tessera_write_unit(UNIT_PRODUCTION_DATE, fix->production_date, PRODUCTION_DATE_SIZE) !=
-            0) {
-            LOG_LINE("<3>cellwarden: Failed to write TESSERA_BATTERY_PRODUCTION_DATE");
+        if (tessera_write_unit(device, UNIT_PRODUCTION_DATE, fix->production_date,
+                               PRODUCTION_DATE_SIZE) != 0) {
+            log_line(device, "<3>cellwarden: Failed to write TESSERA_BATTERY_PRODUCTION_DATE");
             return false;
         }
-        LOG_LINE("<3>cellwarden: Battery manufacturing date has been repaired");
+        log_line(device, "<3>cellwarden: Battery manufacturing date has been repaired");
     }
     state.production_date_fix_pending = false;
     return true;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "platform/device.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
@@ -19,6 +20,6 @@ std::optional<int32_t> production_date_seconds(const char (&date)[PRODUCTION_DAT
 
 // Rewrites the stored production date where one is pending to be repaired and this phone is known.
 // Returns whether the stored date may be read: false while the repair has to be tried again.
-bool repair_production_date(ServiceState& state);
+bool repair_production_date(const Device& device, ServiceState& state);
 
 }  // namespace cellwarden

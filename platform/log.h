@@ -2,14 +2,14 @@
 // included, stands as a literal where it is logged.
 #pragma once
 
-#include "platform/device/cutils.h"
+#include "platform/device.h"
 
 namespace cellwarden {
 
 inline constexpr int LOG_LEVEL = 3;
 
-}  // namespace cellwarden
+// `format` and what follows are those of printf. Texts end in "\n" or not exactly as the readers of
+// the kernel log know them.
+void log_line(const Device& device, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-// `...` is a printf format and its values. Texts end in "\n" or not exactly as the readers of the
-// kernel log know them.
-#define LOG_LINE(...) klog_write(::cellwarden::LOG_LEVEL, __VA_ARGS__)
+}  // namespace cellwarden

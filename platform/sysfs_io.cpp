@@ -1,12 +1,10 @@
 #include "platform/sysfs_io.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/device.h"
 #include "platform/log.h"
 
 namespace cellwarden {
@@ -16,78 +14,43 @@ constexpr size_t TEXT_MAX = SYSFS_BUFFER_SIZE - 1;
 constexpr const char READINESS_PATH[] = "/sys/class/battchg_ext/usb_input_suspend";
 constexpr int READINESS_LOOKS = 30;
 
-char sysfs_read_buffer[SYSFS_BUFFER_SIZE];
-char sysfs_write_buffer[SYSFS_BUFFER_SIZE];
-
-const char* path_of(const SysfsParamDesc& desc) {
+const char* path_of(const Device& device, const SysfsParamDesc& desc) {
     switch (desc.path_is_generated) {
         case 0:
             return desc.path;
         case 1:
-            return desc.path_generator();
+            return desc.path_generator(device);
         default:
             return nullptr;
     }
 }
 
-// Gathers a text line by line into a buffer of TEXT_MAX characters. A line that holds a NUL counts
-// up to the NUL only; what follows it in that line is dropped, newline included. A line is taken in
-// pieces of at most the room that is left, so a NUL drops no more than its own piece.
-struct TextGatherer {
-    char* text;
-    size_t length = 0;
-    size_t piece_room = TEXT_MAX;  // raw characters that the current piece may still take
-    bool cut = false;              // the current piece has met its NUL
-
-    // Takes `count` raw characters that lie at text + length.
-    void take(size_t count) {
-        const char* raw = text + length;
-        if (!cut && memchr(raw, '\0', count) == nullptr) {
-            length += count;
-            piece_room = TEXT_MAX - length;
-            return;
+// Drops what follows a NUL in its line, the newline included. Returns the length that is left.
+size_t drop_after_nul(char* text, size_t length) {
+    if (memchr(text, '\0', length) == nullptr) {
+        return length;
+    }
+    size_t kept = 0;
+    bool dropping = false;
+    for (size_t i = 0; i < length; i++) {
+        const char c = text[i];
+        dropping = dropping || c == '\0';
+        if (!dropping) {
+            text[kept++] = c;
         }
-        for (size_t i = 0; i < count && length < TEXT_MAX; i++) {
-            const char c = raw[i];
-            cut = cut || c == '\0';
-            if (!cut) {
-                text[length++] = c;
-            }
-            piece_room--;
-            if (c == '\n' || piece_room == 0) {
-                cut = false;
-                piece_room = TEXT_MAX - length;
-            }
-        }
+        dropping = dropping && c != '\n';
     }
-};
-
-// Reads the file into `buffer` and returns the length of its text; 0 where it cannot be opened.
-size_t read_text(const char* path, char (&buffer)[SYSFS_BUFFER_SIZE]) {
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        return 0;
-    }
-    TextGatherer gatherer{.text = buffer};
-    // An attribute gives what fits in one read: a read that leaves room has met its end.
-    for (bool more = true; more && gatherer.length < TEXT_MAX;) {
-        const size_t room = TEXT_MAX - gatherer.length;
-        const ssize_t count = read(fd, buffer + gatherer.length, room);
-        more = count == static_cast<ssize_t>(room);
-        gatherer.take(count > 0 ? static_cast<size_t>(count) : 0);
-    }
-    close(fd);
-    return gatherer.length;
+    return kept;
 }
 
-void keep_text(SysfsParamValue& slot, const char* text, size_t length) {
+void keep_text(const Device& device, SysfsParamValue& slot, const char* text, size_t length) {
     if (length > 0 && text[length - 1] == '\n') {
         length--;
     }
     if (length == 0) {
         return;
     }
-    char* copy = static_cast<char*>(malloc(length + 1));
+    char* copy = static_cast<char*>(device.malloc(device.context, length + 1));
     if (copy == nullptr) {
         return;
     }
@@ -115,19 +78,6 @@ const char* enum_text_at(const SysfsEnumEntry* row, int32_t position) {
         position--;
     }
     return row->text;
-}
-
-int32_t write_text(int fd, const char* text) {
-    size_t left = strlen(text);
-    while (left > 0) {
-        const ssize_t count = write(fd, text, left);
-        if (count < 0) {
-            return -1;
-        }
-        text += count;
-        left -= static_cast<size_t>(count);
-    }
-    return 0;
 }
 
 }  // namespace
@@ -207,7 +157,8 @@ const char* format_sysfs_value(const SysfsParamDesc& desc, const SysfsParamValue
     }
 }
 
-int32_t read_sysfs_params(SysfsParams& snapshot, const SysfsReadMask& mask) {
+int32_t read_sysfs_params(const Device& device, SysfsParams& snapshot, const SysfsReadMask& mask) {
+    char sysfs_read_buffer[SYSFS_BUFFER_SIZE];
     for (uint32_t id = 0; id < SYSFS_PARAM_COUNT; id++) {
         SysfsParamValue& slot = snapshot[id];
         slot.raw = nullptr;
@@ -217,11 +168,13 @@ int32_t read_sysfs_params(SysfsParams& snapshot, const SysfsReadMask& mask) {
             continue;
         }
         const SysfsParamDesc& desc = SysfsParamTable[id];
-        const char* path = path_of(desc);
+        const char* path = path_of(device, desc);
         if (path == nullptr) {
             continue;
         }
-        keep_text(slot, sysfs_read_buffer, read_text(path, sysfs_read_buffer));
+        const size_t length =
+            device.read_attribute(device.context, path, sysfs_read_buffer, TEXT_MAX);
+        keep_text(device, slot, sysfs_read_buffer, drop_after_nul(sysfs_read_buffer, length));
         parse_sysfs_value(desc, slot);
     }
     return static_cast<int32_t>(SYSFS_PARAM_COUNT);
@@ -236,42 +189,37 @@ void cleanup_sysfs_params(SysfsParams& snapshot) {
     }
 }
 
-int32_t write_sysfs_param(uint32_t id, const SysfsParamValue& record) {
+int32_t write_sysfs_param(const Device& device, uint32_t id, const SysfsParamValue& record) {
     if (id >= SYSFS_PARAM_COUNT) {
         return -1;
     }
     const SysfsParamDesc& desc = SysfsParamTable[id];
-    const char* path = path_of(desc);
+    const char* path = path_of(device, desc);
     if (path == nullptr) {
         return -1;
     }
+    char sysfs_write_buffer[SYSFS_BUFFER_SIZE];
     const char* text = format_sysfs_value(desc, record, sysfs_write_buffer);
-    // Attributes cannot be created, and one that gets nothing written keeps what it holds.
-    const int fd = open(path, O_WRONLY | O_CLOEXEC | (text != nullptr ? O_TRUNC : 0));
-    if (fd < 0) {
-        return -1;
-    }
-    const int32_t result = text != nullptr ? write_text(fd, text) : -1;
-    close(fd);
-    return result;
+    return text != nullptr ? device.write_attribute(device.context, path, text) : -1;
 }
 
-int32_t write_sysfs_integer(SysfsParamId id, int32_t value) {
+int32_t write_sysfs_integer(const Device& device, SysfsParamId id, int32_t value) {
     SysfsParamValue record;
     record.kind = KIND_INTEGER;
     record.value.integer = value;
-    return write_sysfs_param(id, record);
+    return write_sysfs_param(device, id, record);
 }
 
-void wait_sysfs_ready() {
+void wait_sysfs_ready(const Device& device) {
     for (int look = 0; look < READINESS_LOOKS; look++) {
-        const bool writable = access(READINESS_PATH, W_OK) == 0;
-        (void)sleep(1);
+        const bool writable = device.attribute_is_writable(device.context, READINESS_PATH);
+        (void)device.sleep(device.context, 1);
         if (writable) {
             return;
         }
     }
-    LOG_LINE(
+    log_line(
+        device,
         "<3>cellwarden: Reached retry max to wait for sysfs ready, so give up waiting. Probably, "
         "all "
         "writes to sysfs will fail.\n");

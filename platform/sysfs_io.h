@@ -12,7 +12,7 @@ namespace cellwarden {
 // longer text the first 4,095 characters are kept. A slot that the mask leaves out gets
 // KIND_NOT_READ and keeps its value. The texts stay valid until cleanup_sysfs_params. Returns the
 // number of slots, 134.
-int32_t read_sysfs_params(SysfsParams& snapshot, const SysfsReadMask& mask);
+int32_t read_sysfs_params(const Device& device, SysfsParams& snapshot, const SysfsReadMask& mask);
 
 // Frees the texts of the snapshot; the values stay.
 void cleanup_sysfs_params(SysfsParams& snapshot);
@@ -20,13 +20,13 @@ void cleanup_sysfs_params(SysfsParams& snapshot);
 // Writes one parameter in its row's format, taking `kind` and `value` of the record. Returns 0 or
 // more on success; -1 for an unknown id, a parameter without a path, a file that cannot be opened
 // or written (it is never created), or a record that does not fit the format. Logs nothing.
-int32_t write_sysfs_param(uint32_t id, const SysfsParamValue& record);
+int32_t write_sysfs_param(const Device& device, uint32_t id, const SysfsParamValue& record);
 
 // Writes an integer to a decimal or hex parameter; as write_sysfs_param.
-int32_t write_sysfs_integer(SysfsParamId id, int32_t value);
+int32_t write_sysfs_integer(const Device& device, SysfsParamId id, int32_t value);
 
 // Waits until the charger driver's attributes can be written: one look a second, 30 looks at most.
-void wait_sysfs_ready();
+void wait_sysfs_ready(const Device& device);
 
 // The two conversions behind reading and writing, for one row of the table.
 

@@ -8,6 +8,8 @@
 
 namespace cellwarden {
 
+struct Device;
+
 // PARAM_<NAME> for every row of sysfs_params.inc; the value is the parameter's id, 0 to 133.
 enum SysfsParamId : uint32_t {
 #define SYSFS_FIXED(id, name, path, format, table) PARAM_##name = (id),
@@ -74,7 +76,8 @@ struct SysfsParamDesc {
     uint32_t path_is_generated;  // 0: `path`; 1: `path_generator`; else never read or written
     union {
         const char* path;
-        const char* (*path_generator)();  // may return null: the parameter is then skipped
+        // May return null: the parameter is then skipped.
+        const char* (*path_generator)(const Device& device);
     };
     uint32_t format;
     union {

@@ -5,7 +5,7 @@
 #include <bit>
 #include <cstdint>
 
-#include "platform/device/tessera.h"
+#include "platform/device.h"
 
 namespace cellwarden {
 
@@ -23,5 +23,15 @@ enum Unit : uint32_t {
     UNIT_STATE_OF_HEALTH = 2805,      // written, 2: whole per cent, u16
     UNIT_CAMERA_CALIBRATION = 66677,  // read, 1: 1 = camera calibration mode
 };
+
+// The functions of libtessera (platform/device/tessera.h) on a device's store.
+inline int32_t tessera_read_unit(const Device& device, Unit unit, void* buffer, uint32_t* size) {
+    return device.tessera_read_unit(device.context, unit, buffer, size);
+}
+
+inline int32_t tessera_write_unit(const Device& device, Unit unit, const void* buffer,
+                                  uint32_t size) {
+    return device.tessera_write_unit(device.context, unit, buffer, size);
+}
 
 }  // namespace cellwarden

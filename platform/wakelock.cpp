@@ -12,10 +12,10 @@ namespace {
 
 constexpr std::string_view WAKELOCK_NAME = "cellwarden-wakelock";
 
-void write_wakelock_name(const char* path) {
+void write_wakelock_name(const Device& device, const char* path) {
     const int fd = open(path, O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
-        LOG_LINE("<3>cellwarden: Unable to open: '%s'", path);
+        log_line(device, "<3>cellwarden: Unable to open: '%s'", path);
         return;
     }
     // A refused write is no reason to skip the cycle.
@@ -25,12 +25,12 @@ void write_wakelock_name(const char* path) {
 
 }  // namespace
 
-void take_wakelock() {
-    write_wakelock_name("/sys/power/wake_lock");
+void take_wakelock(const Device& device) {
+    write_wakelock_name(device, "/sys/power/wake_lock");
 }
 
-void drop_wakelock() {
-    write_wakelock_name("/sys/power/wake_unlock");
+void drop_wakelock(const Device& device) {
+    write_wakelock_name(device, "/sys/power/wake_unlock");
 }
 
 }  // namespace cellwarden

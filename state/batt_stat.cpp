@@ -77,9 +77,9 @@ void seed_service_state(ServiceState& state, const BattStat& stat) {
     seed_user_soh_reference(state, stat);
 }
 
-void init_batt_stat(ServiceState& state, BattStat& stat) {
+void init_batt_stat(const Device& device, ServiceState& state, BattStat& stat) {
     uint32_t size = sizeof stat;
-    const bool read = tessera_read_unit(UNIT_BATT_STAT, &stat, &size) == 0 && size != 0;
+    const bool read = tessera_read_unit(device, UNIT_BATT_STAT, &stat, &size) == 0 && size != 0;
     const bool erased = read && stat.initialize == BATT_STAT_ERASED;
     const BattStatVerdict verdict =
         read ? judge_batt_stat(reinterpret_cast<const uint8_t*>(&stat), size)
@@ -98,8 +98,8 @@ void init_batt_stat(ServiceState& state, BattStat& stat) {
     }
 }
 
-void save_batt_stat_if_is_timing(ServiceState& state, const SysfsParams& snapshot,
-                                 const BattStat& stat) {
+void save_batt_stat_if_is_timing(const Device& device, ServiceState& state,
+                                 const SysfsParams& snapshot, const BattStat& stat) {
     const bool due =
         param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE) == SHUTDOWN_PHASE ||
         elapsed_s(state.cycle_boot_time, state.last_stat_save_time) > LAST_SECOND_OF_A_DAY;
@@ -107,8 +107,8 @@ void save_batt_stat_if_is_timing(ServiceState& state, const SysfsParams& snapsho
     if (!learned && !due) {
         return;
     }
-    if (tessera_write_unit(UNIT_BATT_STAT, &stat, sizeof stat) != 0) {
-        LOG_LINE("<3>cellwarden: Failed to save battery statistics");
+    if (tessera_write_unit(device, UNIT_BATT_STAT, &stat, sizeof stat) != 0) {
+        log_line(device, "<3>cellwarden: Failed to save battery statistics");
     }
     state.last_stat_save_time = state.cycle_boot_time;
 }

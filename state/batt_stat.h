@@ -146,7 +146,7 @@ BattStatVerdict judge_batt_stat(const uint8_t* bytes, uint32_t size);
 void reset_batt_stat(BattStat& stat);
 
 // Loads the record, or resets it, and seeds the working state of soft charge from it. Logs nothing.
-void init_batt_stat(ServiceState& state, BattStat& stat);
+void init_batt_stat(const Device& device, ServiceState& state, BattStat& stat);
 
 // Seeds the working state of soft charge from an accepted record.
 void seed_service_state(ServiceState& state, const BattStat& stat);
@@ -154,7 +154,7 @@ void seed_service_state(ServiceState& state, const BattStat& stat);
 // Writes the record to its unit once a day of boot time, in every cycle of shutdown phase 4, and
 // when a capacity-learning event has come after the one first seen. A write that fails is logged
 // and counts as a save.
-void save_batt_stat_if_is_timing(ServiceState& state, const SysfsParams& snapshot,
-                                 const BattStat& stat);
+void save_batt_stat_if_is_timing(const Device& device, ServiceState& state,
+                                 const SysfsParams& snapshot, const BattStat& stat);
 
 }  // namespace cellwarden

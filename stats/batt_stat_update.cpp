@@ -9,7 +9,8 @@
 
 namespace cellwarden {
 
-void update_batt_stat(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
+void update_batt_stat(const Device& device, ServiceState& state, BattStat& stat,
+                      const SysfsParams& snapshot) {
     update_established_time(state, stat);
     update_model_name(stat, snapshot);
     update_capacity_history(state, stat, snapshot);
@@ -21,7 +22,7 @@ void update_batt_stat(ServiceState& state, BattStat& stat, const SysfsParams& sn
     update_shutdown_count(state, stat, snapshot);
     update_thermal_ranges(state, stat, snapshot);
     update_fast_charge_time(state, stat, snapshot);
-    update_fast_charge_soc(state, stat, snapshot);
+    update_fast_charge_soc(device, state, stat, snapshot);
     update_extremes(state, stat, snapshot);
     update_discharge_time(state, stat, snapshot);
     update_shutdown_capacity(stat, snapshot);

@@ -10,6 +10,7 @@ namespace cellwarden {
 
 // Counters wrap at their width. An interval or a gain is booked by the readings of its earlier call
 // unless a step says otherwise, so the first call after start-up books none.
-void update_batt_stat(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
+void update_batt_stat(const Device& device, ServiceState& state, BattStat& stat,
+                      const SysfsParams& snapshot);
 
 }  // namespace cellwarden

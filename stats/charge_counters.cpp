@@ -91,11 +91,13 @@ void update_fast_charge_time(ServiceState& state, BattStat& stat, const SysfsPar
     memory.rate_sample_time = state.cycle_boot_time;
 }
 
-void update_fast_charge_soc(ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
+void update_fast_charge_soc(const Device& device, ServiceState& state, BattStat& stat,
+                            const SysfsParams& snapshot) {
     StatUpdateMemory& memory = state.stat_update;
     const int32_t soc = param_integer(snapshot, PARAM_BATT_SOC);
     if (static_cast<uint32_t>(soc) >= FIRST_INVALID_SOC) {
-        LOG_LINE("<3>cellwarden: batt_soc is not valid (%d), rapid_charge_count is not updated\n",
+        log_line(device,
+                 "<3>cellwarden: batt_soc is not valid (%d), rapid_charge_count is not updated\n",
                  soc);
         return;
     }

@@ -20,7 +20,8 @@ void update_warm_time(ServiceState& state, BattStat& stat, const SysfsParams& sn
 void update_fast_charge_time(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
 
 // State of charge gained likewise. An invalid state of charge is logged and skipped.
-void update_fast_charge_soc(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);
+void update_fast_charge_soc(const Device& device, ServiceState& state, BattStat& stat,
+                            const SysfsParams& snapshot);
 
 // Shutdowns (phase 4 entered) with the battery empty.
 void update_shutdown_count(ServiceState& state, BattStat& stat, const SysfsParams& snapshot);

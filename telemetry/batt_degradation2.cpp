@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 
+#include "telemetry/charging.pb-c.h"
 #include "telemetry/send_event.h"
 
 namespace cellwarden {
@@ -34,8 +35,6 @@ struct MessageBuffers {
     Widened<PERIOD_COUNT> filtered_soh_per_10days;
 };
 
-MessageBuffers buffers;
-
 template <typename T, size_t N>
 void widen(const std::array<T, N>& from, Widened<N>& to) {
     std::copy(from.begin(), from.end(), to.begin());
@@ -47,7 +46,7 @@ void widen_levels(const PerPeriod<uint8_t>& from, Widened<PERIOD_COUNT>& to) {
                    [](uint8_t level) { return level == UINT8_MAX ? UINT32_MAX : uint32_t{level}; });
 }
 
-void widen_chargers(const BattStat& stat) {
+void widen_chargers(const BattStat& stat, MessageBuffers& buffers) {
     for (size_t i = 0; i < CHARGER_CLASS_COUNT; i++) {
         buffers.dev_attach_count[i] = stat.dev_attach[i].dev_attach_count;
         buffers.dev_attach_total_time[i] = stat.dev_attach[i].dev_attach_total_time;
@@ -55,14 +54,14 @@ void widen_chargers(const BattStat& stat) {
     }
 }
 
-void fill_buffers(const BattStat& stat) {
+void fill_buffers(const BattStat& stat, MessageBuffers& buffers) {
     (void)snprintf(buffers.version.data(), buffers.version.size(), "%d.%d.%d", stat.version[0],
                    stat.version[1], stat.version[2]);
     // A name without its terminator is sent as all of its bytes.
     std::copy(stat.battery_model_name.begin(), stat.battery_model_name.end(),
               buffers.battery_model_name.begin());
     widen(stat.fcc_mah, buffers.fcc_mah);
-    widen_chargers(stat);
+    widen_chargers(stat, buffers);
     widen_levels(stat.arrhenius_lv, buffers.arrhenius_lv);
     widen_levels(stat.full_stay_capacity_degradation_aging_lv,
                  buffers.full_stay_capacity_degradation_aging_lv);
@@ -79,18 +78,17 @@ void point_at(size_t& count, T*& elements, const std::array<T, N>& source) {
     elements = const_cast<T*>(source.data());
 }
 
-}  // namespace
-
-// Fields that do not stand here are never sent.
-Charging__BatteryDegradation2 batt_degradation2_of(const ServiceState& state,
-                                                   const BattStat& stat) {
+// The message for a record; it points into `stat` and `buffers`. Fields that do not stand here are
+// never sent.
+Charging__BatteryDegradation2 batt_degradation2_of(const ServiceState& state, const BattStat& stat,
+                                                   MessageBuffers& buffers) {
 #define SCALAR(field, value) message.has_##field = 1, message.field = (value)
 #define STORED(field) SCALAR(field, stat.field)
 #define NEGATED(field) SCALAR(field, -int32_t{stat.field})
 #define ELEMENTS(field) point_at(message.n_##field, message.field, stat.field)
 #define WIDENED(field) point_at(message.n_##field, message.field, buffers.field)
 
-    fill_buffers(stat);
+    fill_buffers(stat, buffers);
     Charging__BatteryDegradation2 message;
     charging__battery_degradation2__init(&message);
     // Identity and capacity
@@ -165,23 +163,23 @@ Charging__BatteryDegradation2 batt_degradation2_of(const ServiceState& state,
 #undef WIDENED
 }
 
-namespace {
-
 struct Report {
     const ServiceState& state;
     const BattStat& stat;
+    MessageBuffers buffers;
     Charging__BatteryDegradation2 message;
 };
 
 const ProtobufCMessage* fill_message(void* report) {
-    auto& [state, stat, message] = *static_cast<Report*>(report);
-    message = batt_degradation2_of(state, stat);
+    auto& [state, stat, buffers, message] = *static_cast<Report*>(report);
+    message = batt_degradation2_of(state, stat, buffers);
     return &message.base;
 }
 
 }  // namespace
 
-void send_ondra_batt_degr2_if_is_timing(ServiceState& state, const BattStat& stat) {
+void send_ondra_batt_degr2_if_is_timing(const Device& device, ServiceState& state,
+                                        const BattStat& stat) {
     constexpr int32_t NO_PERIOD = -1;
     if (!reporting_is_allowed(state)) {
         return;
@@ -191,8 +189,8 @@ void send_ondra_batt_degr2_if_is_timing(ServiceState& state, const BattStat& sta
     const bool due = last != NO_PERIOD && period > last;
     last = period;
     if (due) {
-        Report report{.state = state, .stat = stat, .message = {}};
-        (void)send_event(EVENT, fill_message, &report);
+        Report report{.state = state, .stat = stat, .buffers = {}, .message = {}};
+        (void)send_event(device, EVENT, fill_message, &report);
     }
 }
 

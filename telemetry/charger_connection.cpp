@@ -13,10 +13,10 @@ constexpr uint32_t SECONDS_PER_DAY = 86'400;
 constexpr uint32_t AICL_BIT = 4;
 
 template <typename T>
-T read_unit_or_zero(Unit unit) {
+T read_unit_or_zero(const Device& device, Unit unit) {
     T value{};
     uint32_t size = sizeof value;
-    const bool read = tessera_read_unit(unit, &value, &size) == 0 && size == sizeof value;
+    const bool read = tessera_read_unit(device, unit, &value, &size) == 0 && size == sizeof value;
     return read ? value : T{};
 }
 
@@ -189,10 +189,11 @@ ConnectionState connection_state_of(int32_t previous_online, int32_t online) {
     return previous_online == 1 && online == 0 ? CONNECTION_REMOVED : CONNECTION_NONE;
 }
 
-void init_chg_insertion_removal_data(ServiceState& state, ChgInsertionRemovalData& connection) {
+void init_chg_insertion_removal_data(const Device& device, ServiceState& state,
+                                     ChgInsertionRemovalData& connection) {
     connection = ChgInsertionRemovalData{};
-    state.usb_connector_heat_count = read_unit_or_zero<uint8_t>(UNIT_HEAT_COUNT);
-    state.usb_connector_heat_time = read_unit_or_zero<int64_t>(UNIT_HEAT_TIME);
+    state.usb_connector_heat_count = read_unit_or_zero<uint8_t>(device, UNIT_HEAT_COUNT);
+    state.usb_connector_heat_time = read_unit_or_zero<int64_t>(device, UNIT_HEAT_TIME);
 }
 
 void set_chg_insertion_removal_data(ServiceState& state, const SysfsParams& snapshot,

@@ -45,7 +45,8 @@ struct ChgInsertionRemovalData {
 
 // Clears the record and loads heat count and heat time from their units; a unit that cannot be read
 // or has another size counts as 0.
-void init_chg_insertion_removal_data(ServiceState& state, ChgInsertionRemovalData& connection);
+void init_chg_insertion_removal_data(const Device& device, ServiceState& state,
+                                     ChgInsertionRemovalData& connection);
 
 // Advances the connection by one cycle. Seconds at a thermal level outside 0 to 19 are booked
 // nowhere.

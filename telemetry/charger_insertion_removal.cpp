@@ -88,7 +88,7 @@ const ProtobufCMessage* fill_message(void* report) {
 
 }  // namespace
 
-void send_ondra_chg_insertion_removal_if_is_timing(ServiceState& state,
+void send_ondra_chg_insertion_removal_if_is_timing(const Device& device, ServiceState& state,
                                                    ChgInsertionRemovalData& connection,
                                                    const SysfsParams& snapshot) {
     InsertionRemovalReportMemory& reported = state.insertion_removal_report;
@@ -103,7 +103,7 @@ void send_ondra_chg_insertion_removal_if_is_timing(ServiceState& state,
         return;
     }
     Report report{.state = state, .connection = connection, .message = {}};
-    if (send_event(EVENT, fill_message, &report) == SendResult::DONE) {
+    if (send_event(device, EVENT, fill_message, &report) == SendResult::DONE) {
         connection = ChgInsertionRemovalData{};
     }
 }

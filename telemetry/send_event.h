@@ -3,6 +3,7 @@
 
 #include <protobuf-c/protobuf-c.h>
 
+#include "platform/device.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
@@ -27,6 +28,6 @@ enum class SendResult : bool {
 };
 
 // One attempt; every failure is one log line, and none is retried.
-SendResult send_event(const EventKind& kind, FillMessage fill, void* report);
+SendResult send_event(const Device& device, const EventKind& kind, FillMessage fill, void* report);
 
 }  // namespace cellwarden

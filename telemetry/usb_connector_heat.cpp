@@ -6,7 +6,8 @@
 
 namespace cellwarden {
 
-void save_usb_connector_heat_data_if_is_timing(ServiceState& state, const SysfsParams& snapshot) {
+void save_usb_connector_heat_data_if_is_timing(const Device& device, ServiceState& state,
+                                               const SysfsParams& snapshot) {
     constexpr int32_t SHUTDOWN_PHASE = 4;
     constexpr int32_t SECONDS_PER_DAY = 86'400;
 
@@ -14,13 +15,13 @@ void save_usb_connector_heat_data_if_is_timing(ServiceState& state, const SysfsP
         elapsed_i32(state.cycle_boot_time, state.last_heat_save_time) < SECONDS_PER_DAY) {
         return;
     }
-    if (tessera_write_unit(UNIT_HEAT_COUNT, &state.usb_connector_heat_count,
+    if (tessera_write_unit(device, UNIT_HEAT_COUNT, &state.usb_connector_heat_count,
                            sizeof state.usb_connector_heat_count) != 0) {
-        LOG_LINE("<3>cellwarden: Failed to save USB connector heat count");
+        log_line(device, "<3>cellwarden: Failed to save USB connector heat count");
     }
-    if (tessera_write_unit(UNIT_HEAT_TIME, &state.usb_connector_heat_time,
+    if (tessera_write_unit(device, UNIT_HEAT_TIME, &state.usb_connector_heat_time,
                            sizeof state.usb_connector_heat_time) != 0) {
-        LOG_LINE("<3>cellwarden: Failed to save USB connector heat time");
+        log_line(device, "<3>cellwarden: Failed to save USB connector heat time");
     }
     state.last_heat_save_time = state.cycle_boot_time;
 }
