@@ -4,7 +4,7 @@
 
 #include <tuple>
 
-#include "support/sysfs.h"
+#include "support/phone.h"
 
 namespace cellwarden {
 namespace {

@@ -14,7 +14,7 @@
 
 #include "cycle/cycle.h"
 #include "decode/event.h"
-#include "histories/adapter.h"
+#include "phone/stand_in.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"
 #include "support/record.h"
@@ -24,6 +24,8 @@ namespace {
 
 using namespace test;
 using Json = nlohmann::json;
+
+// --- The encodings of the histories
 
 // Elements of an array; a pair [value, count] stands for a run of equal ones.
 Json expanded(const Json& value) {
@@ -49,6 +51,15 @@ std::string bytes_of_hex(const std::string& hex) {
     return bytes;
 }
 
+std::string hex_of(const std::string& bytes) {
+    std::string hex;
+    for (const char byte : bytes) {
+        hex += "0123456789abcdef"[static_cast<uint8_t>(byte) >> 4];
+        hex += "0123456789abcdef"[byte & 0xF];
+    }
+    return hex;
+}
+
 void set_fields(BattStat& record, const Json& fields) {
     for (const auto& [name, value] : fields.items()) {
         if (value.is_string()) {
@@ -65,8 +76,7 @@ void set_fields(BattStat& record, const Json& fields) {
     }
 }
 
-// --- The working state by the names of the histories
-
+// The working state by the names of the histories.
 struct StateField {
     const char* name;
     int64_t (*value)(const ServiceState& state);
@@ -105,9 +115,7 @@ constexpr StateField STATE_FIELDS[] = {
 };
 #undef WORKING
 
-// --- Differences
-
-// Collects what differs in a history; the first few are shown in full, the rest are counted.
+// --- What differs in a history: the first few differences in full, the rest counted.
 class Differences {
   public:
     void start_step(std::string where, const Json& given) {
@@ -115,7 +123,7 @@ class Differences {
         given_ = given.dump();
     }
     void add(const std::string& what, const Json& came, const Json& wanted) {
-        static constexpr int SHOWN = 5;
+        constexpr int SHOWN = 5;
         if (++count_ > SHOWN) {
             return;
         }
@@ -131,65 +139,17 @@ class Differences {
             add(what, came, wanted);
         }
     }
-    [[nodiscard]] int count() const { return count_; }
-    [[nodiscard]] const std::string& text() const { return text_; }
+    void expect_none() const {
+        if (count_ != 0) {
+            ADD_FAILURE() << count_ << " differences, of which the first are:\n" << text_;
+        }
+    }
 
   private:
     std::string where_, given_, text_;
     std::set<std::string> lasting_;
     int count_ = 0;
 };
-
-// Where two elements of arrays differ; else the values themselves.
-void compare_field(Differences& differences, const std::string& name, const Json& came, const Json& wanted) {
-    if (came.is_array() && wanted.is_array() && came.size() == wanted.size()) {
-        for (size_t i = 0; i < came.size(); i++) {
-            if (came[i] != wanted[i]) {
-                differences.add(name + "[" + std::to_string(i) + "]", came[i], wanted[i]);
-            }
-        }
-    } else if (came != wanted) {
-        differences.add(name, came, wanted);
-    }
-}
-
-Json event_fields(const std::string& name, const std::string& data) {
-    Json fields;
-    const auto* const bytes = reinterpret_cast<const uint8_t*>(data.data());
-    for (const decode::EventField& field : decode::decode_event({bytes, data.size()}, name).fields) {
-        const Json value = decode::sent_json(field);
-        fields[std::string(field.name)] = value.is_boolean() ? Json(value.get<bool>() ? 1 : 0) : value;
-    }
-    return fields;
-}
-
-void compare_events(Differences& differences, const std::string& effect, const Json& came, const Json& wanted) {
-    Json fields = event_fields(came[2], bytes_of_hex(came[3]));
-    for (const auto& [name, value] : wanted[3].items()) {
-        compare_field(differences, effect + " " + std::string(wanted[2]) + "." + name, fields.value(name, Json()),
-                      expanded(value));
-        fields.erase(name);
-    }
-    for (const auto& [name, value] : fields.items()) {
-        differences.add(effect + " " + std::string(wanted[2]) + "." + name, value, nullptr);
-    }
-}
-
-// In order. Past the first effect of another kind, or upon another thing, nothing can be compared.
-void compare_effects(Differences& differences, const Json& came, const Json& wanted) {
-    for (size_t i = 0; i < std::max(came.size(), wanted.size()); i++) {
-        const Json came_effect = i < came.size() ? came[i] : Json();
-        const Json wanted_effect = i < wanted.size() ? wanted[i] : Json();
-        const std::string name = "effect " + std::to_string(i);
-        const auto is_event = [](const Json& effect) { return effect.is_array() && effect[0] == "event"; };
-        if (is_event(came_effect) && is_event(wanted_effect) && came_effect[2] == wanted_effect[2]) {
-            compare_events(differences, name, came_effect, wanted_effect);
-        } else if (came_effect != wanted_effect) {
-            differences.add(name, came_effect, wanted_effect);
-            break;
-        }
-    }
-}
 
 void compare_records(Differences& differences, const std::string& name, const BattStat& came, const BattStat& wanted) {
     if (memcmp(&came, &wanted, sizeof came) == 0) {
@@ -208,85 +168,183 @@ void compare_records(Differences& differences, const std::string& name, const Ba
     }
 }
 
-// --- A history
+Json event_fields(const Effect& event) {
+    Json fields;
+    const auto* const bytes = reinterpret_cast<const uint8_t*>(event.bytes.data());
+    for (const decode::EventField& field : decode::decode_event({bytes, event.bytes.size()}, event.name).fields) {
+        const Json value = decode::sent_json(field);
+        fields[std::string(field.name)] = value.is_boolean() ? Json(value.get<bool>() ? 1 : 0) : value;
+    }
+    return fields;
+}
 
-class History {
+void compare_event_fields(Differences& differences, const std::string& event, const Json& came, Json wanted) {
+    for (const auto& [name, value] : came.items()) {
+        wanted.emplace(name, nullptr);
+    }
+    for (const auto& [name, value] : wanted.items()) {
+        const Json wanted_value = expanded(value), came_value = came.value(name, Json());
+        const size_t size = wanted_value.is_array() && came_value.size() == wanted_value.size() ? came_value.size() : 0;
+        for (size_t i = 0; i < size; i++) {
+            if (came_value[i] != wanted_value[i]) {
+                differences.add(event + name + "[" + std::to_string(i) + "]", came_value[i], wanted_value[i]);
+            }
+        }
+        if (size == 0 && came_value != wanted_value) {
+            differences.add(event + name, came_value, wanted_value);
+        }
+    }
+}
+
+// In order. Past the first effect of another kind, or upon another thing, nothing can be compared.
+void compare_effects(Differences& differences, const Json& came, const Json& wanted) {
+    for (size_t i = 0; i < std::max(came.size(), wanted.size()); i++) {
+        const Json came_effect = i < came.size() ? came[i] : Json();
+        const Json wanted_effect = i < wanted.size() ? wanted[i] : Json();
+        const auto event_name = [](const Json& effect) {
+            return effect.is_array() && effect[0] == "event"
+                       ? effect[1].get<std::string>() + " " + effect[2].get<std::string>()
+                       : "";
+        };
+        const std::string name = "effect " + std::to_string(i), event = event_name(wanted_effect);
+        if (!event.empty() && event_name(came_effect) == event) {
+            compare_event_fields(differences, name + ", " + event + ": ", came_effect[3], wanted_effect[3]);
+        } else if (came_effect != wanted_effect) {
+            differences.add(name, came_effect, wanted_effect);
+            break;
+        }
+    }
+}
+
+// --- A history
+class History : public testing::Test {
   public:
     explicit History(const std::filesystem::path& file) : given_(Json::parse(std::ifstream(file))) {}
 
-    void run() {
+    void TestBody() override {
         start();
-        size_t number = 0;
         for (const Json& cycle : given_["cycles"]) {
-            run_cycle(cycle, number++);
+            run_cycle(cycle);
         }
-        if (differences_.count() != 0) {
-            ADD_FAILURE() << differences_.count() << " differences, of which the first are:\n" << differences_.text();
-        }
+        differences_.expect_none();
     }
 
   private:
     void start() {
-        differences_.start_step(given_["name"].get<std::string>() + ", start", given_["faults_at_start"]);
-        adapter_.set_property("ro.product.vendor.model", given_["vendor_model"]);
-        adapter_.set_attributes(given_["attributes"]);
-        adapter_.set_units(given_["units"]);
-        adapter_.set_faults(given_["faults_at_start"], given_["imei"]);
+        const Json& faults = given_["faults_at_start"];
+        differences_.start_step(given_["name"].get<std::string>() + ", start", faults);
+        set_attributes(given_["attributes"]);
+        set_units(given_["units"]);
+        set_faults(faults);
         if (given_.contains("record_stored")) {
             set_fields(wanted_record_, given_["record_stored"]);
-            adapter_.set_unit(UNIT_BATT_STAT, bytes_of(wanted_record_));
+            phone_.units[UNIT_BATT_STAT] = bytes_of(wanted_record_);
         } else if (given_.contains("record_stored_bytes")) {
-            adapter_.set_unit(UNIT_BATT_STAT, bytes_of_hex(given_["record_stored_bytes"]));
+            phone_.units[UNIT_BATT_STAT] = bytes_of_hex(given_["record_stored_bytes"]);
         }
         given_["vendor_model"].get<std::string>().copy(state_.vendor_model, sizeof state_.vendor_model - 1);
-        load_records(state_, record_, connection_);
+        load_records(device_, state_, record_, connection_);
         compare(given_["start"]);
     }
 
-    void run_cycle(const Json& cycle, size_t number) {
-        const bool full = cycle["kind"] == "full";
+    void run_cycle(const Json& cycle) {
         Json put_in;
         for (const char* key : {"set", "units", "faults"}) {
             if (cycle.contains(key)) {
                 put_in[key] = cycle[key];
             }
         }
-        differences_.start_step(given_["name"].get<std::string>() + ", cycle " + std::to_string(number) + " (" +
-                                    cycle["kind"].get<std::string>() + ", boot " + cycle["boot"].dump() + ", wall " +
-                                    cycle["wall"].dump() + ")",
+        const std::string kind = cycle["kind"];
+        differences_.start_step(given_["name"].get<std::string>() + ", cycle " + std::to_string(cycle_number_++) +
+                                    " (" + kind + ", boot " + cycle["boot"].dump() + ", wall " + cycle["wall"].dump() +
+                                    ")",
                                 put_in);
-        adapter_.set_attributes(cycle.value("set", Json::object()));
-        adapter_.set_units(cycle.value("units", Json::object()));
-        adapter_.set_faults(cycle.value("faults", Json::object()), given_["imei"]);
+        set_attributes(cycle.value("set", Json::object()));
+        set_units(cycle.value("units", Json::object()));
+        set_faults(cycle.value("faults", Json::object()));
         state_.cycle_boot_time = cycle["boot"];
         state_.cycle_wall_time = cycle["wall"];
         SysfsParams snapshot;
-        read_sysfs_params(snapshot, full ? full_cycle_mask() : light_cycle_mask());
-        if (full) {
-            run_full_cycle(state_, record_, connection_, snapshot);
+        read_sysfs_params(device_, snapshot, kind == "full" ? full_cycle_mask() : light_cycle_mask());
+        if (kind == "full") {
+            run_full_cycle(device_, state_, record_, connection_, snapshot);
         } else {
-            run_light_cycle(snapshot);
+            run_light_cycle(device_, snapshot);
         }
         cleanup_sysfs_params(snapshot);
         compare(cycle);
     }
 
+    void set_attributes(const Json& set) {
+        for (const auto& [name, text] : set.items()) {
+            const std::string zone = "/sys/class/thermal/thermal_zone7/";
+            const std::string path = name == "thermal zone" ? zone + "temp" : name;
+            if (path != name) {
+                phone_.attributes[zone + "type"] = "sdm_therm\n";
+            }
+            phone_.attributes.erase(path);
+            if (!text.is_null()) {
+                phone_.attributes[path] = text;
+            }
+        }
+    }
+
+    void set_units(const Json& set) {
+        for (const auto& [number, hex] : set.items()) {
+            const auto unit = static_cast<uint32_t>(std::stoul(number));
+            phone_.units.erase(unit);
+            if (!hex.is_null()) {
+                phone_.units[unit] = bytes_of_hex(hex);
+            }
+        }
+    }
+
+    void set_faults(const Json& faults) {
+        phone_.failing_reads = faults.value("unit_read", std::set<uint32_t>());
+        phone_.failing_writes = faults.value("unit_write", std::set<uint32_t>());
+        phone_.unwritable_attributes = faults.value("param_write", decltype(phone_.unwritable_attributes)());
+        phone_.refusing_attributes = faults.value("param_store_error", decltype(phone_.refusing_attributes)());
+        phone_.ondra_missing = faults.value("ondra_null", false);
+        phone_.ondra_active = faults.value("ondra_active", 1);
+        phone_.imei.clear();
+        if (!given_["imei"].is_null() && !faults.value("imei", false)) {
+            phone_.imei[1] = given_["imei"].get<std::string>();
+        }
+    }
+
+    // What the phone has seen since the last call, as the histories write it.
+    Json take_effects() {
+        Json effects = Json::array();
+        for (const Effect& effect : phone_.effects) {
+            if (effect.kind == Effect::Kind::LOG) {
+                effects.push_back({"log", effect.bytes});
+            } else if (effect.kind == Effect::Kind::ATTRIBUTE && !effect.failed) {
+                effects.push_back({"write", effect.name, effect.bytes});
+            } else if (effect.kind == Effect::Kind::EVENT) {
+                effects.push_back({"event", effect.category, effect.name, event_fields(effect)});
+            } else if (effect.kind == Effect::Kind::UNIT_WRITE) {
+                if (effect.name == std::to_string(UNIT_BATT_STAT)) {
+                    effects.push_back(Json::array({"record"}));
+                    BattStat stored{};
+                    effect.bytes.copy(reinterpret_cast<char*>(&stored), sizeof stored);
+                    compare_records(differences_, "stored record", stored, wanted_record_);
+                    EXPECT_EQ(effect.bytes.size(), sizeof stored);
+                } else {
+                    effects.push_back({"unit", std::stoi(effect.name), hex_of(effect.bytes)});
+                }
+                if (effect.failed) {
+                    effects.back().push_back("failed");
+                }
+            }
+        }
+        phone_.effects.clear();
+        return effects;
+    }
+
     void compare(const Json& wanted) {
         set_fields(wanted_record_, wanted.value("record", Json::object()));
         wanted_state_.update(wanted.value("state", Json::object()));
-        Json effects = adapter_.take_effects();
-        for (Json& effect : effects) {
-            if (effect[0] == "unit" && effect[1] == UNIT_BATT_STAT) {
-                BattStat stored{};
-                const std::string bytes = bytes_of_hex(effect[2]);
-                memcpy(&stored, bytes.data(), std::min(sizeof stored, bytes.size()));
-                compare_records(differences_, "stored record", stored, wanted_record_);
-                effect.erase(2);
-                effect.erase(1);
-                effect[0] = "record";
-            }
-        }
-        compare_effects(differences_, effects, wanted["effects"]);
+        compare_effects(differences_, take_effects(), wanted["effects"]);
         compare_records(differences_, "record", record_, wanted_record_);
         for (const StateField& field : STATE_FIELDS) {
             const Json came = field.value(state_), wanted_value = wanted_state_.value(field.name, Json());
@@ -297,32 +355,25 @@ class History {
     }
 
     Json given_;
-    Adapter adapter_;
+    StandIn phone_;
+    Device device_ = device_of(phone_);
     ServiceState state_;
     BattStat record_{};
     ChgInsertionRemovalData connection_;
+    int cycle_number_ = 0;
     BattStat wanted_record_{};
     Json wanted_state_ = Json::object();
     Differences differences_;
 };
 
-class HistoryTest : public testing::Test {
-  public:
-    explicit HistoryTest(std::filesystem::path file) : file_(std::move(file)) {}
-    void TestBody() override { History(file_).run(); }
-
-  private:
-    std::filesystem::path file_;
-};
-
-const bool REGISTERED = [] {
+const bool HISTORIES_ARE_REGISTERED = [] {
     for (const auto& entry : std::filesystem::directory_iterator(HISTORIES)) {
         const std::filesystem::path& file = entry.path();
         if (file.extension() == ".json") {
             std::string name = file.stem();
             std::replace(name.begin(), name.end(), '-', '_');
-            testing::RegisterTest("Histories", name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
-                                  [file] { return new HistoryTest(file); });
+            testing::RegisterTest("History", name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                                  [file] { return new History(file); });
         }
     }
     return true;

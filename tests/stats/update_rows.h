@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "support/phone.h"
 #include "support/record.h"
-#include "support/sysfs.h"
 
 namespace cellwarden::test {
 

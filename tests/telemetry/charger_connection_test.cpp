@@ -5,7 +5,7 @@
 #include <map>
 #include <tuple>
 
-#include "support/sysfs.h"
+#include "support/phone.h"
 
 namespace cellwarden {
 namespace {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "support/phone.h"
-#include "support/sysfs.h"
 #include "telemetry/charger_connection.h"
 
 namespace cellwarden {
@@ -27,12 +26,11 @@ TEST(ConnectorHeat, IsLoadedFromUnitsOfTheRightSize) {
         {"too short", {{2319, ""}, {2310, "1234567"}}, 0, 0},
     };
     for (const auto& row : rows) {
-        phone = {};
         phone.units = row.units;
         phone.failing_reads = row.failing;
         ServiceState state{.usb_connector_heat_count = 99, .usb_connector_heat_time = 99};
         ChgInsertionRemovalData connection{.inserted_soc = 57};
-        init_chg_insertion_removal_data(phone.device(), state, connection);
+        init_chg_insertion_removal_data(device, state, connection);
         EXPECT_EQ(state.usb_connector_heat_count, row.count) << row.name;
         EXPECT_EQ(state.usb_connector_heat_time, row.time) << row.name;
         EXPECT_EQ(connection.inserted_soc, 0U) << row.name;
@@ -40,39 +38,48 @@ TEST(ConnectorHeat, IsLoadedFromUnitsOfTheRightSize) {
 }
 
 TEST(ConnectorHeat, IsSavedOnceADayAndAtShutdown) {
-    const Effects saved = {"unit 2319 fe", "unit 2310 0102000000000080"};
+    const std::string count = "write unit 2319", time = "write unit 2310";
     const struct {
         const char* name;
         int64_t boot_time, last_save;
         int32_t phase;
-        Effects effects;
+        Calls calls;
         std::set<uint32_t> failing{};
     } rows[] = {
         {"less than a day after boot", 86'399, 0, 3, {}},
-        {"a day after boot", 86'400, 0, 3, saved},
+        {"a day after boot", 86'400, 0, 3, {count, time}},
         {"less than a day", 100'000, 13'601, 3, {}},
-        {"a day", 100'000, 13'600, 3, saved},
+        {"a day", 100'000, 13'600, 3, {count, time}},
         {"the clock went back", 100, 100'000, 3, {}},
-        {"shutdown", 100'000, 100'000, 4, saved},
+        {"shutdown", 100'000, 100'000, 4, {count, time}},
         {"another phase", 100'000, 99'999, 5, {}},
-        {"the count cannot be written", 86'400, 0, 3,
-         {"unit 2319 fe failed", "log <3>cellwarden: Failed to save USB connector heat count", saved[1]}, {2319}},
-        {"the time cannot be written", 86'400, 0, 3,
-         {saved[0], "unit 2310 0102000000000080 failed", "log <3>cellwarden: Failed to save USB connector heat time"},
+        {"the count cannot be written",
+         86'400,
+         0,
+         3,
+         {count + " failed", "log <3>cellwarden: Failed to save USB connector heat count", time},
+         {2319}},
+        {"the time cannot be written",
+         86'400,
+         0,
+         3,
+         {count, time + " failed", "log <3>cellwarden: Failed to save USB connector heat time"},
          {2310}},
     };
     for (const auto& row : rows) {
-        phone = {};
+        clear_calls();
         phone.failing_writes = row.failing;
         ServiceState state{.cycle_boot_time = row.boot_time,
                            .last_heat_save_time = row.last_save,
                            .usb_connector_heat_count = 254,
                            .usb_connector_heat_time = INT64_MIN + 513};
-        save_usb_connector_heat_data_if_is_timing(phone.device(), state,
+        save_usb_connector_heat_data_if_is_timing(device, state,
                                                   snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, row.phase}}));
-        EXPECT_EQ(phone.effects, row.effects) << row.name;
-        EXPECT_EQ(state.last_heat_save_time, row.effects.empty() ? row.last_save : row.boot_time) << row.name;
+        EXPECT_EQ(calls(), row.calls) << row.name;
+        EXPECT_EQ(state.last_heat_save_time, row.calls.empty() ? row.last_save : row.boot_time) << row.name;
     }
+    EXPECT_EQ(phone.units[2319], "\xFE");
+    EXPECT_EQ(phone.units[2310], "\1\2\0\0\0\0\0\x80"s);
 }
 
 }  // namespace
