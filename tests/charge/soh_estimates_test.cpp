@@ -93,7 +93,9 @@ TEST(UserSoh, FallsByAStepPerPeriodTowardItsTarget) {
         state.total_cycle_degradation = row.lost;
         update_soh_estimates(state, snapshot_of({}));
         EXPECT_EQ(state.latest_user_soh, row.expected) << row.name;
-        EXPECT_EQ(state.prev_bucket_user_soh, row.expected_reference == 0 ? row.reference : row.expected_reference)
+        const bool moved = row.expected_reference != 0;
+        EXPECT_EQ(state.prev_bucket_user_soh, moved ? row.expected_reference : row.reference) << row.name;
+        EXPECT_EQ(state.prev_soh_bucket_index, moved ? row.online_time / PERIOD_S - 1 : row.reference_period)
             << row.name;
     }
 }

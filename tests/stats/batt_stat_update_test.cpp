@@ -9,12 +9,13 @@ namespace {
 
 using namespace test;
 
-// Two calls in which every step has something to book; what a step takes from another shows their order.
+// Three calls in which every step has something to book; what a step takes from another shows their order.
 TEST(BattStatUpdate, RunsEveryStepOnce) {
     const SysfsParams snapshot = snapshot_of({{PARAM_BATTERY_MODEL_NAME, "K"},
                                               {PARAM_BATTERY_STATUS, "Charging"},
                                               {PARAM_BATTERY_HEALTH, "Warm"},
                                               {PARAM_BATTERY_TEMP, 250},
+                                              {PARAM_BATTERY_CAPACITY, -1},
                                               {PARAM_BATTERY_CURRENT_NOW, -3'001'000},
                                               {PARAM_BATTERY_CHARGE_FULL_DESIGN, -9'000'000},
                                               {PARAM_BATT_SOC, 5000},
@@ -47,16 +48,18 @@ TEST(BattStatUpdate, RunsEveryStepOnce) {
     set_param(later, {PARAM_BATTERY_STATUS, "Discharging"});
     set_param(later, {PARAM_BATT_SOC, 5010});
     set_param(later, {PARAM_BOOTUP_SHUTDOWN_PHASE, 4});
-    state.cycle_boot_time += 60;
-    state.cycle_wall_time = WALL;
     state.soft_charge_mode = 3;
-    update_batt_stat(device, state, stat, later);
-    EXPECT_EQ(
-        changes(before, stat),
-        "initialized_time=4294966243 soft_charge_mode=3 soc0_shutdown_cnt=1 on_charge_total_time=60 "
-        "smart_charge_mode_total_time=60 jeita_warm_total_time=60 thermal_range_stay_time[0]=60 "
-        "over_08c_total_time=60 over_08c_charge_count=10 min_temp=250 min_temp_time=7 dev_attach[4].total_time=60 "
-        "dev_attach[4].charge_count=10");
+    for (int call = 0; call < 2; call++) {
+        state.cycle_boot_time += 60;
+        state.cycle_wall_time = WALL;
+        update_batt_stat(device, state, stat, later);
+    }
+    EXPECT_EQ(changes(before, stat),
+              "initialized_time=4294966243 shutdown_capacity=255 soft_charge_mode=3 soc0_shutdown_cnt=1 "
+              "on_charge_total_time=60 smart_charge_mode_total_time=120 jeita_warm_total_time=120 "
+              "thermal_range_stay_time[0]=120 over_08c_total_time=120 over_08c_charge_count=10 min_temp=250 "
+              "min_temp_time=7 total_discharge_time[0]=60 total_discharge_time[1]=60 dev_attach[4].total_time=120 "
+              "dev_attach[4].charge_count=10");
 }
 
 }  // namespace

@@ -74,13 +74,9 @@ TEST(CapacityHistory, ShiftsWithLearningAndWithTheLevel) {
             {"toward zero, low 16 bits", counter(3), counter(4, -1, -4'399'999),
              "fcc_mah[0]=61137 learning_total_count=1 last_learning_time=4294967303 fcc_mah_raw[0]=65535"},
         });
-    check_first_calls(update_capacity_history, {{"0 at start-up", {}, counter(0), ""},
-                                                {"its whole value at start-up",
-                                                 {},
-                                                 counter(2),
-                                                 learned + "learning_total_count=1" + time + shifted,
-                                                 0,
-                                                 stored}});
+    check_first_calls(update_capacity_history, {{"0 at start-up", counter(0), ""},
+                                                {"its whole value at start-up", counter(2),
+                                                 learned + "learning_total_count=1" + time + shifted, stored}});
 }
 
 TEST(CapacityHistory, ShiftsOnceWithAnotherLevel) {

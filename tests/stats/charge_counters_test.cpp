@@ -28,7 +28,7 @@ TEST(ChargingTime, IsBookedByStatusAndPhaseOfTheEarlierCall) {
                                             {"beyond 32 bits", charging(1, 3), idle, "on_charge_total_time=4294967355",
                                              60, "on_charge_total_time=4294967295"},
                                         });
-    check_first_calls(update_charging_time, {{"first call", {}, charging(1, 3), ""}});
+    check_first_calls(update_charging_time, {{"first call", charging(1, 3), ""}});
 }
 
 TEST(SmartChargeTime, IsBookedFromCallsWithSmartChargingActive) {
@@ -40,7 +40,7 @@ TEST(SmartChargeTime, IsBookedFromCallsWithSmartChargingActive) {
                                                 {"-1", smart(-1), smart(1), ""},
                                                 {"the clock went back", smart(1), smart(1), "", -1},
                                             });
-    check_first_calls(update_smart_charge_time, {{"first call", {}, smart(1), ""}});
+    check_first_calls(update_smart_charge_time, {{"first call", smart(1), ""}});
 }
 
 TEST(WarmTime, IsBookedFromCallsWithAWarmBattery) {
@@ -57,7 +57,7 @@ TEST(WarmTime, IsBookedFromCallsWithAWarmBattery) {
                                          60,
                                          "jeita_warm_total_time=4294967295"},
                                     });
-    check_first_calls(update_warm_time, {{"first call", {}, health("Warm"), ""}});
+    check_first_calls(update_warm_time, {{"first call", health("Warm"), ""}});
 }
 
 // What ended with one call adds nothing in the next.
@@ -105,7 +105,7 @@ TEST(FastCharge, TimeNeedsTheRateAtBothEnds) {
                        60,
                        "over_08c_total_time=4294967295"},
                   });
-    check_first_calls(update_fast_charge_time, {{"first call", {}, current(0, 0, 0), ""}});
+    check_first_calls(update_fast_charge_time, {{"first call", current(0, 0, 0), ""}});
 }
 
 const Update FAST_CHARGE_SOC = [](ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
@@ -132,7 +132,7 @@ TEST(FastCharge, GainNeedsTheRateAtBothEnds) {
                              "<3>cellwarden: batt_soc is not valid (-1), rapid_charge_count is not updated\n",
                              "<3>cellwarden: batt_soc is not valid (11001), rapid_charge_count is not updated\n"}));
     // Without a design capacity every current reaches the rate.
-    check_first_calls(FAST_CHARGE_SOC, {{"first call", {}, current(0, 11'000, 0), ""}});
+    check_first_calls(FAST_CHARGE_SOC, {{"first call", current(0, 11'000, 0), ""}});
 }
 
 // An invalid charge leaves charge and current of the call before it as the reference.
@@ -158,15 +158,15 @@ TEST(Shutdown, IsCountedWithAnEmptyBatteryAndItsCapacityKept) {
                                              {"the counter wraps", phase(3, 50), phase(4, 0), "soc0_shutdown_cnt=0", 60,
                                               "soc0_shutdown_cnt=4294967295"},
                                          });
-    check_first_calls(update_shutdown_count, {{"first call", {}, phase(4, 0), "soc0_shutdown_cnt=1"}});
+    check_first_calls(update_shutdown_count, {{"first call", phase(4, 0), "soc0_shutdown_cnt=1"}});
 
     const Update update = [](ServiceState&, BattStat& stat, const SysfsParams& snapshot) {
         update_shutdown_capacity(stat, snapshot);
     };
-    check_first_calls(update, {{"phase 4", {}, phase(4, 57), "shutdown_capacity=57"},
-                               {"low 8 bits", {}, phase(4, -1), "shutdown_capacity=255"},
-                               {"phase 3", {}, phase(3, 57), ""},
-                               {"phase 5", {}, phase(5, 57), ""}});
+    check_first_calls(update, {{"phase 4", phase(4, 57), "shutdown_capacity=57"},
+                               {"low 8 bits", phase(4, -1), "shutdown_capacity=255"},
+                               {"phase 3", phase(3, 57), ""},
+                               {"phase 5", phase(5, 57), ""}});
 }
 
 }  // namespace

@@ -64,8 +64,7 @@ TEST(ChargerClasses, CountAttachmentsTimeAndCharge) {
              "dev_attach[4].total_time=4294967295 dev_attach[4].charge_count=4294967295 "
              "dev_attach[5].count=4294967295"},
         });
-    check_first_calls(update_charger_classes,
-                      {{"present at start-up", {}, charger(7, 11'000), "dev_attach[4].count=1"}});
+    check_first_calls(update_charger_classes, {{"present at start-up", charger(7, 11'000), "dev_attach[4].count=1"}});
 }
 
 // The time and charge of a class end where it is left.

@@ -17,7 +17,7 @@ std::vector<Given> reading(int32_t temperature_decic, int32_t voltage_uv, int32_
 }
 
 // The record has seen all temperatures, so they change nothing.
-const std::string TEMPERATURES = "max_temp=32767 min_temp=-32768 ";
+const std::string TEMPERATURES = "max_temp=32767 min_temp=-32768";
 
 // The maxima 0 to `last` at `ma`, and their times.
 std::string maxima(size_t last, int32_t ma) {
@@ -35,35 +35,28 @@ TEST(DischargeMaxima, AreKeptByTemperatureAndVoltage) {
     check_first_calls(
         update_extremes,
         {
-            {"no current", {}, reading(-1, 3'499'999, 0), "", 0, TEMPERATURES},
-            {"charging", {}, reading(-1, 3'499'999, 9'000'000), "", 0, TEMPERATURES},
-            {"less than 1 mA", {}, reading(-1, 3'499'999, -999), "", 0, TEMPERATURES},
-            {"1 mA", {}, reading(-1, 3'499'999, -1000), maxima(3, 1), 0, TEMPERATURES},
-            {"10 degC", {}, reading(100, 3'499'999, -2'500'000), maxima(0, 2500), 0, TEMPERATURES},
-            {"below 10 degC", {}, reading(99, 3'499'999, -2'500'000), maxima(1, 2500), 0, TEMPERATURES},
-            {"5 degC", {}, reading(50, 3'499'999, -2'500'000), maxima(1, 2500), 0, TEMPERATURES},
-            {"below 5 degC", {}, reading(49, 3'499'999, -2'500'000), maxima(2, 2500), 0, TEMPERATURES},
-            {"0 degC", {}, reading(0, 3'499'999, -2'500'000), maxima(2, 2500), 0, TEMPERATURES},
-            {"below 0 degC", {}, reading(-1, 3'499'999, -2'500'000), maxima(3, 2500), 0, TEMPERATURES},
-            {"3.5 V", {}, reading(-1, 3'500'000, -2'500'000), maxima(0, 2500), 0, TEMPERATURES},
-            {"as large as stored", {}, reading(250, 0, -2'500'999), "", 0, TEMPERATURES + "max_discharge_current=2500"},
-            {"1 mA more than stored",
-             {},
-             reading(250, 0, -2'501'000),
-             maxima(0, 2501),
-             0,
-             TEMPERATURES + "max_discharge_current=2500"},
-            {"the cold ones are judged alone",
-             {},
-             reading(-1, 0, -2'501'000),
+            {"no current", reading(-1, 3'499'999, 0), ""},
+            {"charging", reading(-1, 3'499'999, 9'000'000), ""},
+            {"less than 1 mA", reading(-1, 3'499'999, -999), ""},
+            {"1 mA", reading(-1, 3'499'999, -1000), maxima(3, 1)},
+            {"10 degC", reading(100, 3'499'999, -2'500'000), maxima(0, 2500)},
+            {"below 10 degC", reading(99, 3'499'999, -2'500'000), maxima(1, 2500)},
+            {"5 degC", reading(50, 3'499'999, -2'500'000), maxima(1, 2500)},
+            {"below 5 degC", reading(49, 3'499'999, -2'500'000), maxima(2, 2500)},
+            {"0 degC", reading(0, 3'499'999, -2'500'000), maxima(2, 2500)},
+            {"below 0 degC", reading(-1, 3'499'999, -2'500'000), maxima(3, 2500)},
+            {"3.5 V", reading(-1, 3'500'000, -2'500'000), maxima(0, 2500)},
+            {"as large as stored", reading(250, 0, -2'500'999), "", "max_discharge_current=2500"},
+            {"1 mA more than stored", reading(250, 0, -2'501'000), maxima(0, 2501), "max_discharge_current=2500"},
+            {"the cold ones are judged alone", reading(-1, 0, -2'501'000),
              "max_dischg_cur_3500mv_5c=2501 max_discharge_time[2]=7",
-             0,
-             TEMPERATURES + "max_discharge_current=9000 max_dischg_cur_3500mv_10c=2501 max_dischg_cur_3500mv_0c=2502"},
-            {"16 bits, highest", {}, reading(250, 0, -32'768'000), maxima(0, 32'768), 0, TEMPERATURES},
-            {"16 bits, wrapped", {}, reading(250, 0, -32'769'000), "", 0, TEMPERATURES},
-            {"16 bits, wrapped twice", {}, reading(250, 0, -65'537'000), maxima(0, 1), 0, TEMPERATURES},
-            {"lowest current", {}, reading(250, 0, INT32_MIN), "", 0, TEMPERATURES},  // 50,331 in 16 bits
-        });
+             "max_discharge_current=9000 max_dischg_cur_3500mv_10c=2501 max_dischg_cur_3500mv_0c=2502"},
+            {"16 bits, highest", reading(250, 0, -32'768'000), maxima(0, 32'768)},
+            {"16 bits, wrapped", reading(250, 0, -32'769'000), ""},
+            {"16 bits, wrapped twice", reading(250, 0, -65'537'000), maxima(0, 1)},
+            {"lowest current", reading(250, 0, INT32_MIN), ""},  // 50,331 in 16 bits
+        },
+        TEMPERATURES);
 }
 
 TEST(Extremes, OfCellVoltageAndTemperature) {
@@ -72,31 +65,22 @@ TEST(Extremes, OfCellVoltageAndTemperature) {
     check_first_calls(
         update_extremes,
         {
-            {"as high as stored", {}, cell(4480), "", 0, TEMPERATURES + "max_cell_voltage=4480"},
-            {"higher",
-             {},
-             cell(4481),
-             "max_cell_voltage=4481 max_cell_voltage_time=7",
-             0,
-             TEMPERATURES + "max_cell_voltage=4480"},
-            {"unsigned",
-             {},
-             cell(-1),
-             "max_cell_voltage=65535 max_cell_voltage_time=7",
-             0,
-             TEMPERATURES + "max_cell_voltage=32767"},
-            {"low 16 bits", {}, cell(65'536 + 4480), "", 0, TEMPERATURES + "max_cell_voltage=4480"},
-            {"the first temperature is a maximum", {}, temperature(250), "max_temp=250 max_temp_time=7"},
-            {"the same again is the minimum", {}, temperature(250), "min_temp=250 min_temp_time=7", 0, "max_temp=250"},
-            {"as high as stored", {}, temperature(250), "", 0, "max_temp=250 min_temp=249"},
-            {"as low as stored", {}, temperature(249), "", 0, "max_temp=250 min_temp=249"},
-            {"lower", {}, temperature(248), "min_temp=248 min_temp_time=7", 0, "max_temp=250 min_temp=249"},
-            {"a maximum is no minimum too", {}, temperature(251), "max_temp=251 max_temp_time=7", 0, "max_temp=250"},
-            {"compared whole, stored in 16 bits",
-             {},
-             temperature(32'768),
-             "max_temp=-32768 max_temp_time=7",
-             0,
+            {"as high as stored", cell(4480), "", "max_cell_voltage=4480"},
+            {"higher", cell(4481), "max_cell_voltage=4481 max_cell_voltage_time=7", "max_cell_voltage=4480"},
+            {"unsigned", cell(-1), "max_cell_voltage=65535 max_cell_voltage_time=7", "max_cell_voltage=32767"},
+            {"low 16 bits", cell(65'536 + 4480), "", "max_cell_voltage=4480"},
+        },
+        TEMPERATURES);
+    check_first_calls(
+        update_extremes,
+        {
+            {"the first temperature is a maximum", temperature(250), "max_temp=250 max_temp_time=7"},
+            {"the same again is the minimum", temperature(250), "min_temp=250 min_temp_time=7", "max_temp=250"},
+            {"as high as stored", temperature(250), "", "max_temp=250 min_temp=249"},
+            {"as low as stored", temperature(249), "", "max_temp=250 min_temp=249"},
+            {"lower", temperature(248), "min_temp=248 min_temp_time=7", "max_temp=250 min_temp=249"},
+            {"a maximum is no minimum too", temperature(251), "max_temp=251 max_temp_time=7", "max_temp=250"},
+            {"compared whole, stored in 16 bits", temperature(32'768), "max_temp=-32768 max_temp_time=7",
              "max_temp=32767"},
         });
 }
@@ -142,7 +126,19 @@ TEST(DischargeTime, IsBookedByTheLaterReading) {
                        ""},
                       {"full now", {{PARAM_BATTERY_CURRENT_NOW, -2'001'000}}, {{PARAM_BATTERY_STATUS, 2}}, ""},
                   });
-    check_first_calls(update_discharge_time, {{"first call", {}, reading(-1, 0, -3'001'000), ""}});
+    check_first_calls(update_discharge_time, {{"first call", reading(-1, 0, -3'001'000), ""}});
+}
+
+TEST(DischargeTime, IsNotBookedAcrossACharge) {
+    ServiceState state;
+    BattStat stat{};
+    for (const int32_t status : {0, 1, 0}) {
+        state.cycle_boot_time += 60;
+        SysfsParams snapshot = snapshot_of(reading(-1, 0, -3'001'000));
+        set_param(snapshot, {PARAM_BATTERY_STATUS, status});
+        update_discharge_time(state, stat, snapshot);
+    }
+    EXPECT_EQ(changes({}, stat), "");
 }
 
 }  // namespace

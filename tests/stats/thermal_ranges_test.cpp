@@ -28,7 +28,7 @@ TEST(ThermalRanges, TakeTheTimeByTheEarlierLevel) {
                       {"the clock went back", level(0), {}, "", -60},
                       {"the counter wraps", level(14), {}, booked(3, 59), 60, "thermal_range_stay_time[3]=4294967295"},
                   });
-    check_first_calls(update_thermal_ranges, {{"first call", {}, level(1), ""}});
+    check_first_calls(update_thermal_ranges, {{"first call", level(1), ""}});
 }
 
 }  // namespace

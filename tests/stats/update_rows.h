@@ -47,13 +47,21 @@ inline void check_updates(const Update& update, std::initializer_list<UpdateRow>
     }
 }
 
-// The same for the first call after start-up.
-inline void check_first_calls(const Update& update, std::initializer_list<UpdateRow> rows) {
-    for (const UpdateRow& row : rows) {
+// What the first call after start-up changes, in a record in which `stored` and the row's own elements are set.
+struct FirstCallRow {
+    const char* name;
+    std::vector<Given> now;
+    std::string changes;
+    std::string stored{};
+};
+
+inline void check_first_calls(const Update& update, std::initializer_list<FirstCallRow> rows,
+                              const std::string& stored = "") {
+    for (const FirstCallRow& row : rows) {
         ServiceState state{.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL};
         BattStat stat;
         reset_batt_stat(stat);
-        apply_changes(stat, row.stored);
+        apply_changes(stat, stored + " " + row.stored);
         const BattStat before = stat;
         update(state, stat, snapshot_of(row.now));
         EXPECT_EQ(changes(before, stat), row.changes) << row.name;
