@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "stats/update_rows.h"
 
 namespace cellwarden {
@@ -33,7 +35,7 @@ TEST(EstablishedTime, IsThatOfTheBootOnceTheRecordHoldsAFullCharge) {
 
 TEST(ModelName, IsFilledInOnce) {
     const std::tuple<const char*, std::string, const char*, std::string> rows[] = {
-        {"short", "\0old"s, "KIRO", "KIRO"},
+        {"short", "\0older than it"s, "KIRO", "KIRO"},
         {"fifteen characters", "", "FIFTEEN-LETTERS", "FIFTEEN-LETTERS"},
         {"more are cut", "", "SIXTEEN-LETTERS!", "SIXTEEN-LETTERS"},
         {"none yet", "", "", ""},
@@ -43,8 +45,8 @@ TEST(ModelName, IsFilledInOnce) {
         BattStat stat{};
         stored.copy(stat.battery_model_name.data(), stored.size());
         update_model_name(stat, snapshot_of({{PARAM_BATTERY_MODEL_NAME, reading}}));
-        EXPECT_EQ(std::string(stat.battery_model_name.data(), 16), expected + std::string(16 - expected.size(), '\0'))
-            << name;
+        const char* const text = stat.battery_model_name.data();
+        EXPECT_EQ(std::string(text, strnlen(text, 16)), expected) << name;
     }
 }
 
