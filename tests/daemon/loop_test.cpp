@@ -44,6 +44,7 @@ TEST(Loop, RunsAFullCycleForAnEventAndALightOneForAPeriod) {
             at_first = mallinfo2();
         } else if (wait == 2 * WATCHED) {
             at_last = mallinfo2();
+            *timeout = {};
             errno = ENOMEM;
             return -1;
         }
