@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <utility>
 
+#include "phone/phone_attributes.h"
 #include "platform/unit_store.h"
-#include "tools/lifetime/device.h"
 #include "tools/lifetime/readings.h"
 
 namespace cellwarden::lifetime {
@@ -47,11 +47,33 @@ void advance(Life& life, double seconds) {
     life.boot_s += std::lround(seconds);
 }
 
+// What the daemon wrote to the driver's attributes takes effect.
+void obey_write(Life& life, const Effect& write) {
+    if (write.name == SysfsParamTable[PARAM_BATT_AGING_LEVEL].path) {
+        obey_attribute_write(life.phone, PARAM_BATT_AGING_LEVEL, write.bytes);
+    } else if (write.name == SysfsParamTable[PARAM_RESTORED_CAPACITY].path) {
+        restore_capacity(life.gauge, atoi(write.bytes.c_str()));
+        life.driver_has_news = true;
+    }
+}
+
+void take_effects(Life& life) {
+    for (const Effect& effect : std::exchange(life.device.effects, {})) {
+        if (effect.kind == Effect::Kind::ATTRIBUTE) {
+            obey_write(life, effect);
+        }
+        if (life.watch_effect) {
+            life.watch_effect(life, effect);
+        }
+    }
+}
+
 void run_cycle(Life& life) {
     life.state.cycle_boot_time = life.boot_s;
     life.state.cycle_wall_time = wall_s(life);
     read_phone(life.phone, life.gauge, life.snapshot);
-    run_full_cycle(life.state, life.stat, life.connection, life.snapshot);
+    run_full_cycle(device_of(life.device), life.state, life.stat, life.connection, life.snapshot);
+    take_effects(life);
     life.cycles++;
 }
 
@@ -62,7 +84,7 @@ void switch_on(Life& life, Phase phase) {
     restart_gauge(life.gauge, life.phone.battery);
     life.boot_s = START_UP_S;
     life.state = ServiceState{};
-    load_records(life.state, life.stat, life.connection);
+    load_records(device_of(life.device), life.state, life.stat, life.connection);
 }
 
 void shut_down(Life& life) {
@@ -107,28 +129,24 @@ double seconds_to_next_cycle(const Life& life, const Usage& usage) {
     return usage.suspended ? std::max(to_change, life.profile.cycle_s) : life.profile.cycle_s;
 }
 
-template <typename T>
-std::string bytes_of(const T& value) {
-    return {reinterpret_cast<const char*>(&value), sizeof value};
-}
-
 // Made and first used on the first day.
-void store_factory_dates(const Profile& profile) {
+std::map<uint32_t, std::string> factory_dates(const Profile& profile) {
     const time_t start = profile.start_wall_s;
     char date[8] = {};
     struct tm utc = {};
     (void)strftime(date, sizeof date, "%y%m%d", gmtime_r(&start, &utc));
-    device.units = {{UNIT_PRODUCTION_DATE, date},
-                    {UNIT_FIRST_USAGE_DATE, bytes_of(static_cast<int32_t>(start))}};
+    return {{UNIT_PRODUCTION_DATE, date},
+            {UNIT_FIRST_USAGE_DATE, bytes_of(static_cast<int32_t>(start))}};
 }
 
 }  // namespace
 
 Life begin_life(const Profile& profile, uint64_t seed) {
-    store_factory_dates(profile);
     Life life{.profile = profile,
               .plan = {.profile = profile, .seed = seed},
               .phone = {},
+              .device = {.units = factory_dates(profile)},
+              .watch_effect = {},
               .gauge = {.random = {~seed}},
               .fade = {},
               .state = {},
@@ -139,19 +157,11 @@ Life begin_life(const Profile& profile, uint64_t seed) {
     life.phone.battery.charge_full_design_uah = profile.design_mah * 1e3;
     life.phone.battery.resistance_mohm = profile.resistance_mohm;
     life.phone.battery.soc = profile.soc_percent / 100;
+    for (const AttributeText& attribute : start_attributes(life.phone)) {
+        life.device.attributes[attribute_path(life.phone, attribute.id)] = attribute.text;
+    }
     switch_on(life, PHASE_ON);
     return life;
-}
-
-void connect_device(Life& life) {
-    device.on_attribute_write = [&life](SysfsParamId id, int32_t value) {
-        if (id == PARAM_BATT_AGING_LEVEL) {
-            life.phone.charger.ageing_level = value;
-        } else if (id == PARAM_RESTORED_CAPACITY) {
-            restore_capacity(life.gauge, value);
-            life.driver_has_news = true;
-        }
-    };
 }
 
 void live_on(Life& life) {

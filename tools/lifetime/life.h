@@ -7,6 +7,7 @@
 
 #include "cycle/cycle.h"
 #include "phone/phone.h"
+#include "phone/stand_in.h"
 #include "tools/lifetime/fade.h"
 #include "tools/lifetime/gauge.h"
 #include "tools/lifetime/profile.h"
@@ -18,6 +19,8 @@ struct Life {
     const Profile& profile;  // must outlive the life
     UsagePlan plan;
     bench::Phone phone;
+    StandIn device;  // what the daemon's code finds around it: units, log, events
+    std::function<void(const Life& life, const Effect& effect)> watch_effect;  // of each cycle
     Gauge gauge;
     Fade fade;
 
@@ -36,9 +39,8 @@ struct Life {
 };
 
 // A new phone, switched on. Its statistics unit is empty; device.units holds the dates that the
-// factory writes. The device's attribute writes go to this life, which must not move.
+// factory writes.
 Life begin_life(const Profile& profile, uint64_t seed);
-void connect_device(Life& life);
 
 // Lives on for one step: a cycle of the daemon, then the time until the next one.
 void live_on(Life& life);

@@ -32,7 +32,7 @@ struct RunOptions {
     fs::path out = "lifetime-runs";
     uint64_t seed = 1;
     double years = 0;  // 0: the profile's own
-    unsigned processes = std::max(1U, std::thread::hardware_concurrency());
+    unsigned threads = std::max(1U, std::thread::hardware_concurrency());
 };
 
 std::vector<std::string> shipped_profiles() {
@@ -76,14 +76,14 @@ int run(const RunOptions& options) {
         }
         jobs.push_back({std::move(profile), directory});
     }
-    printf("Seed %llu, at most %u processes\n", static_cast<unsigned long long>(options.seed),
-           options.processes);
+    printf("Seed %llu, at most %u threads\n", static_cast<unsigned long long>(options.seed),
+           options.threads);
     for (const Job& job : jobs) {
         printf("%s: %g years, %s\n", job.profile.name.c_str(), job.profile.years,
                job.profile.about.c_str());
     }
     (void)fflush(stdout);
-    return run_jobs(jobs, options.seed, options.processes);
+    return run_jobs(jobs, options.seed, options.threads);
 }
 
 int compare(const std::vector<fs::path>& runs) {
@@ -113,7 +113,7 @@ void add_run_command(CLI::App& app, RunOptions& options) {
         ->capture_default_str();
     command->add_option("--years", options.years, "Years to live, in place of the profile's")
         ->check(CLI::Range(0.001, 20.0));
-    command->add_option("--jobs", options.processes, "Profiles that run at the same time")
+    command->add_option("--jobs", options.threads, "Profiles that run at the same time")
         ->check(CLI::Range(1, 1024))
         ->capture_default_str();
 }

@@ -2,7 +2,6 @@
 
 #include <cmath>
 
-#include "tools/lifetime/device.h"
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/run_directory.h"
 #include "tools/lifetime/series.h"
@@ -19,12 +18,12 @@ void note_level(std::vector<LevelChange>& changes, int32_t& level, const Service
     }
 }
 
-void collect_device_output(const Life& life, RunDirectory& run) {
-    device.on_log = [&](std::string_view line) { write_log_line(run, wall_s(life), line); };
-    device.on_event = [&](std::string_view category, std::string_view name,
-                          std::string_view bytes) {
-        write_event(run, wall_s(life), category, name, bytes);
-    };
+void store_effect(RunDirectory& run, const Life& life, const Effect& effect) {
+    if (effect.kind == Effect::Kind::LOG) {
+        write_log_line(run, wall_s(life), effect.bytes);
+    } else if (effect.kind == Effect::Kind::EVENT) {
+        write_event(run, wall_s(life), effect.category, effect.name, effect.bytes);
+    }
 }
 
 }  // namespace
@@ -34,11 +33,12 @@ int64_t life_span_s(const Profile& profile) {
 }
 
 Ending run_profile(const Profile& profile, uint64_t seed, const std::filesystem::path& directory,
-                   const volatile std::sig_atomic_t& stop, const Watch& watch) {
+                   const std::atomic<int>& stop, const Watch& watch) {
     RunDirectory run = make_run_directory(directory);
     Life life = begin_life(profile, seed);
-    connect_device(life);
-    collect_device_output(life, run);
+    life.watch_effect = [&run](const Life& lived, const Effect& effect) {
+        store_effect(run, lived, effect);
+    };
 
     Series series = begin_series(run.series.get());
     std::vector<LevelChange> changes;
@@ -62,8 +62,7 @@ Ending run_profile(const Profile& profile, uint64_t seed, const std::filesystem:
                                       {"seed", seed},
                                       {"complete", ending == Ending::COMPLETE}};
     summary.update(figures_of(life, run.event_count, changes));
-    finish_run_directory(run, device.units, summary);
-    device = Device{};
+    finish_run_directory(run, life.device.units, summary);
     return ending;
 }
 

@@ -1,7 +1,7 @@
 // One run: a profile lived through into a directory.
 #pragma once
 
-#include <csignal>
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -16,10 +16,10 @@ enum class Ending { COMPLETE, STOPPED };
 using Watch = std::function<void(const Life& life)>;
 
 // Lives `profile` through, from the start to its last year or until `stop` is set, and stores what
-// was reached. The device of the process is this run's for the time. Throws std::runtime_error
-// where the directory cannot be written.
+// was reached. Throws std::runtime_error where the directory cannot be written. Several
+// can run at once, each in a thread and a directory of its own.
 Ending run_profile(const Profile& profile, uint64_t seed, const std::filesystem::path& directory,
-                   const volatile std::sig_atomic_t& stop, const Watch& watch);
+                   const std::atomic<int>& stop, const Watch& watch);
 
 // Seconds that a profile's life lasts.
 int64_t life_span_s(const Profile& profile);

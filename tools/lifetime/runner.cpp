@@ -1,20 +1,16 @@
 #include "tools/lifetime/runner.h"
 
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <iostream>
 #include <stdexcept>
+#include <thread>
 
 #include "tools/lifetime/run.h"
 
@@ -27,7 +23,8 @@ constexpr int LOOKS_PER_SECOND = 5;
 constexpr int BAR_WIDTH = 24;
 constexpr double PERCENT = 100;
 
-volatile std::sig_atomic_t stop_signal = 0;
+std::atomic<int> stop_signal = 0;
+static_assert(std::atomic<int>::is_always_lock_free);  // a signal handler may set it
 
 void note_signal(int signal) {
     stop_signal = signal;
@@ -36,69 +33,48 @@ void note_signal(int signal) {
 void catch_signals() {
     struct sigaction action = {};
     action.sa_handler = note_signal;
+    action.sa_flags = SA_RESTART;  // no write of a run is cut short
     for (const int signal : {SIGINT, SIGTERM}) {
         (void)sigaction(signal, &action, nullptr);
     }
 }
 
-// What a run's process tells the one that watches; lies in memory that both share.
-struct Progress {
-    std::atomic<double> share;  // of the life, 0 to 1
-    std::atomic<double> true_soh;
-    std::atomic<int32_t> level;
-    std::atomic<uint32_t> cycles;
-};
+enum class Stage { WAITING, RUNNING, DONE, FAILED };
 
+// A job, and what its thread reports to the one that watches.
 struct Running {
-    const Job* job;
-    Progress* progress;
-    pid_t pid = 0;  // 0: not started; -1: ended
-    bool failed = false;
+    const Job* job = nullptr;
+    std::atomic<Stage> stage = Stage::WAITING;
+    std::atomic<double> share = 0;  // of the life, 0 to 1
+    std::atomic<double> true_soh = 0;
+    std::atomic<int32_t> level = 0;
+    std::atomic<uint32_t> cycles = 0;
     Clock::time_point started{};
+    std::jthread thread{};
 };
 
-Progress* share_progress(size_t count) {
-    void* memory = mmap(nullptr, count * sizeof(Progress), PROT_READ | PROT_WRITE,
-                        MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) {
-        throw std::runtime_error(std::string("cannot share memory: ") + strerror(errno));
-    }
-    return new (memory) Progress[count]{};
-}
-
-[[noreturn]] void run_in_child(const Running& running, uint64_t seed) {
-    int code = 0;
+void run_job(Running& running, uint64_t seed) {
+    const Profile& profile = running.job->profile;
+    const auto span = static_cast<double>(life_span_s(profile));
     try {
-        const auto span = static_cast<double>(life_span_s(running.job->profile));
-        Progress& progress = *running.progress;
-        (void)run_profile(running.job->profile, seed, running.job->directory, stop_signal,
+        (void)run_profile(profile, seed, running.job->directory, stop_signal,
                           [&](const Life& life) {
-                              progress.share = static_cast<double>(life.time_s) / span;
-                              progress.true_soh = life.phone.battery.state_of_health;
-                              progress.level = life.state.soft_charge_mode;
-                              progress.cycles = static_cast<uint32_t>(life.cycles);
+                              running.share = static_cast<double>(life.time_s) / span;
+                              running.true_soh = life.phone.battery.state_of_health;
+                              running.level = life.state.soft_charge_mode;
+                              running.cycles = static_cast<uint32_t>(life.cycles);
                           });
+        running.stage = Stage::DONE;
     } catch (const std::exception& error) {
-        std::cerr << "cellwarden-lifetime: " << error.what() << std::endl;
-        code = 1;
+        std::cerr << std::string("cellwarden-lifetime: ") + error.what() + "\n" << std::flush;
+        running.stage = Stage::FAILED;
     }
-    _exit(code);
 }
 
 void start(Running& running, uint64_t seed) {
-    const pid_t parent = getpid();
     running.started = Clock::now();
-    running.pid = fork();
-    if (running.pid < 0) {
-        throw std::runtime_error(std::string("cannot start a process: ") + strerror(errno));
-    }
-    if (running.pid == 0) {
-        (void)prctl(PR_SET_PDEATHSIG, SIGTERM);
-        if (getppid() != parent) {
-            _exit(1);
-        }
-        run_in_child(running, seed);
-    }
+    running.stage = Stage::RUNNING;
+    running.thread = std::jthread(run_job, std::ref(running), seed);
 }
 
 std::string duration_text(double seconds) {
@@ -107,12 +83,13 @@ std::string duration_text(double seconds) {
 }
 
 std::string progress_line(const Running& running) {
-    const double share = std::min(running.progress->share.load(), 1.0);
+    const double share = std::min(running.share.load(), 1.0);
     const std::chrono::duration<double> taken = Clock::now() - running.started;
     std::string rest = "waits";
-    if (running.pid < 0) {
-        rest = running.failed ? "failed" : "done";
-    } else if (running.pid > 0) {
+    const Stage stage = running.stage;
+    if (stage == Stage::DONE || stage == Stage::FAILED) {
+        rest = stage == Stage::FAILED ? "failed" : "done";
+    } else if (stage == Stage::RUNNING) {
         rest = share > 0 ? duration_text(taken.count() * (1 - share) / share) + " left" : "starts";
     }
     std::string bar(static_cast<size_t>(std::lround(share * BAR_WIDTH)), '#');
@@ -120,7 +97,7 @@ std::string progress_line(const Running& running) {
     char line[128];
     (void)snprintf(line, sizeof line, "%-12.12s [%s] %3.0f %%  level %d  %s",
                    running.job->profile.name.c_str(), bar.c_str(), share * PERCENT,
-                   running.progress->level.load(), rest.c_str());
+                   running.level.load(), rest.c_str());
     return line;
 }
 
@@ -134,49 +111,35 @@ void draw(const std::vector<Running>& all, bool first) {
     }
 }
 
-// Notes which processes have ended; returns how many go on.
-unsigned reap(std::vector<Running>& all) {
-    unsigned count = 0;
-    for (Running& running : all) {
-        int status = 0;
-        if (running.pid > 0 && waitpid(running.pid, &status, WNOHANG) == running.pid) {
-            running.failed = !WIFEXITED(status) || WEXITSTATUS(status) != 0;
-            running.pid = -1;
-        }
-        count += running.pid > 0 ? 1 : 0;
-    }
-    return count;
-}
-
 void print_result(const Running& running) {
-    const Progress& progress = *running.progress;
-    if (running.pid == 0 || running.failed) {
+    const Stage stage = running.stage;
+    if (stage != Stage::DONE) {
         printf("%s: %s\n", running.job->profile.name.c_str(),
-               running.failed ? "failed" : "was not started");
+               stage == Stage::FAILED ? "failed" : "was not started");
         return;
     }
     printf("%s: %.2f years, %u cycles, level %d, true state of health %.1f %%; %s\n",
-           running.job->profile.name.c_str(), progress.share * running.job->profile.years,
-           progress.cycles.load(), progress.level.load(), progress.true_soh * PERCENT,
+           running.job->profile.name.c_str(), running.share * running.job->profile.years,
+           running.cycles.load(), running.level.load(), running.true_soh * PERCENT,
            running.job->directory.c_str());
 }
 
 }  // namespace
 
-int run_jobs(const std::vector<Job>& jobs, uint64_t seed, unsigned processes) {
-    Progress* const progress = share_progress(jobs.size());
-    std::vector<Running> all;
-    all.reserve(jobs.size());
-    for (const Job& job : jobs) {
-        all.push_back({.job = &job, .progress = progress + all.size()});
+int run_jobs(const std::vector<Job>& jobs, uint64_t seed, unsigned threads) {
+    std::vector<Running> all(jobs.size());
+    for (size_t i = 0; i < jobs.size(); i++) {
+        all[i].job = &jobs[i];
     }
     catch_signals();
     const bool watched = isatty(STDERR_FILENO) != 0;
-    bool told = false;
+    const auto is_at = [](Stage stage) {
+        return [stage](const Running& running) { return running.stage == stage; };
+    };
     for (bool first = true;; first = false) {
-        unsigned going = reap(all);
+        auto going = std::count_if(all.begin(), all.end(), is_at(Stage::RUNNING));
         for (Running& running : all) {
-            if (running.pid == 0 && going < processes && stop_signal == 0) {
+            if (running.stage == Stage::WAITING && going < threads && stop_signal == 0) {
                 start(running, seed);
                 going++;
             }
@@ -187,21 +150,13 @@ int run_jobs(const std::vector<Job>& jobs, uint64_t seed, unsigned processes) {
         if (going == 0) {
             break;
         }
-        if (stop_signal != 0 && !told) {
-            told = true;
-            for (const Running& running : all) {
-                if (running.pid > 0) {
-                    (void)kill(running.pid, SIGTERM);
-                }
-            }
-        }
         (void)usleep(1'000'000 / LOOKS_PER_SECOND);
     }
     std::for_each(all.begin(), all.end(), print_result);
     if (stop_signal != 0) {
         return 128 + stop_signal;
     }
-    return std::any_of(all.begin(), all.end(), [](const Running& one) { return one.failed; });
+    return std::any_of(all.begin(), all.end(), is_at(Stage::FAILED));
 }
 
 }  // namespace cellwarden::lifetime
