@@ -1,7 +1,11 @@
 // The table of attributes against a list of them that does not come from the code.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
+
 #include "platform/sysfs_params.h"
+#include "platform/thermal_zone.h"
 #include "support/csv.h"
 
 namespace cellwarden {
@@ -26,6 +30,14 @@ std::string texts_of(const SysfsEnumEntry* row) {
     return texts + "=" + std::to_string(row->value.integer);
 }
 
+const char* const parameter_names[] = {
+#define SYSFS_FIXED(id, name, path, format, table) #name,
+#define SYSFS_GENERATED(id, name, generator, format, table) #name,
+#include "platform/sysfs_params.inc"
+#undef SYSFS_FIXED
+#undef SYSFS_GENERATED
+};
+
 TEST(SysfsParamTable, IsTheListOfAttributes) {
     const auto rows = read_csv(ATTRIBUTES);
     EXPECT_EQ(rows.size(), SYSFS_PARAM_COUNT);
@@ -35,7 +47,13 @@ TEST(SysfsParamTable, IsTheListOfAttributes) {
         EXPECT_EQ(desc.path_is_generated == 0 ? desc.path : "(thermal zone)", rows[id].at(1)) << id;
         EXPECT_EQ(format_name(desc.format), rows[id].at(2)) << rows[id].at(1);
         EXPECT_EQ(texts_of(desc.enum_table), rows[id].at(3)) << rows[id].at(1);
+        // A name ends in its attribute's, so no rule that names a parameter meets another file.
+        std::string attribute = rows[id].at(1).substr(rows[id].at(1).rfind('/') + 1);
+        std::transform(attribute.begin(), attribute.end(), attribute.begin(), toupper);
+        const std::string name = parameter_names[id];
+        EXPECT_TRUE(name.ends_with(attribute) || name == attribute + "_TEXT" || desc.path_is_generated == 1) << name;
     }
+    EXPECT_EQ(SysfsParamTable[PARAM_SDM_THERM_ZONE_TEMP].path_generator, &sdm_therm_path_gen);
 }
 
 }  // namespace
