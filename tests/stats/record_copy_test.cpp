@@ -51,6 +51,8 @@ TEST(RecordCopy, BringsBackWhatTheLoadTook) {
     }
     ServiceState state;
     seed_service_state(state, stored);
+    EXPECT_EQ(state.soh, 2 * stored.latest_filtered_soh);
+    EXPECT_EQ(state.soft_charge_override, stored.soft_charge_override);
     BattStat poisoned;
     memset(&poisoned, 0xA5, sizeof poisoned);
     BattStat copy = poisoned;
