@@ -9,7 +9,7 @@ namespace {
 using namespace cellwarden::test;
 
 class FreshPhone : public testing::EmptyTestEventListener {
-    void OnTestStart(const testing::TestInfo& /*info*/) override { phone = FakePhone{}; }
+    void OnTestStart(const testing::TestInfo& /*info*/) override { phone = cellwarden::StandIn{}; }
 };
 
 }  // namespace

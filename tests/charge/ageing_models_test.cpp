@@ -12,7 +12,7 @@
 
 #include "charge/arrhenius_rate.h"
 #include "product/policy.h"
-#include "support/snapshot.h"
+#include "support/phone.h"
 
 namespace cellwarden {
 namespace {

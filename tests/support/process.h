@@ -1,10 +1,8 @@
-// What belongs to the test process itself: children that keep a test's traces out of it, and the
-// daemon's heap.
+// Children that keep a test's traces out of the test process.
 #pragma once
 
 #include <cstddef>
 #include <functional>
-#include <vector>
 
 namespace cellwarden::test {
 
@@ -12,11 +10,8 @@ namespace cellwarden::test {
 // fails where an expectation in the child does, or where it ends otherwise than by returning.
 void in_own_process(const std::function<void()>& body);
 
-// The daemon's own calls of malloc: the linker sends them, and no library's, to the tests.
-extern bool heap_is_empty;               // malloc finds no memory
-extern std::vector<size_t> heap_blocks;  // sizes asked for, in order
-inline size_t heap_calls() {
-    return heap_blocks.size();
-}
+// From now on the kernel accepts nothing of a write of exactly `size` bytes in this process: the
+// call returns 0. For a child; returns false where the kernel has no such filter (an emulator).
+bool accept_nothing_of_writes(size_t size);
 
 }  // namespace cellwarden::test

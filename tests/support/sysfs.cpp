@@ -17,22 +17,14 @@ void empty_sysfs() {
     mounted = true;
 }
 
-void write_attribute(const std::string& path, const std::string& text) {
+void write_file(const std::string& path, const std::string& text) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path, std::ios::binary) << text;
 }
 
-void write_attribute(SysfsParamId id, const std::string& text) {
-    write_attribute(SysfsParamTable[id].path, text);
-}
-
-std::string read_attribute(const std::string& path) {
+std::string read_file(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     return file ? std::string(std::istreambuf_iterator(file), {}) : "(no file)";
-}
-
-std::string read_attribute(SysfsParamId id) {
-    return read_attribute(SysfsParamTable[id].path);
 }
 
 }  // namespace cellwarden::test

@@ -1,0 +1,68 @@
+// The way of the working state into the record, into a record whose bytes are all different.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <set>
+
+#include "state/batt_stat.h"
+#include "stats/soft_charge_history.h"
+#include "support/record.h"
+
+namespace cellwarden {
+namespace {
+
+using namespace test;
+
+// Fields that every cycle copies, where online time lies beyond the periods.
+const std::set<std::string> COPIED = {"vt_cet_table",
+                                      "ct_charge_table",
+                                      "total_cycle_count",
+                                      "soft_charge_mode",
+                                      "online_time",
+                                      "total_arrhenius",
+                                      "arrhenius_per_10days",
+                                      "arrhenius_lv",
+                                      "soc_full_total_time",
+                                      "total_full_stay_cap_degradation",
+                                      "full_stay_capacity_degradation_per_10days",
+                                      "full_stay_capacity_degradation_aging_lv",
+                                      "total_cycle_degradation",
+                                      "cycle_degradation_per_10days",
+                                      "latest_user_soh",
+                                      "latest_raw_soh",
+                                      "latest_filtered_soh",
+                                      "latest_predicted_soh"};
+
+TEST(RecordCopy, BringsBackWhatTheLoadTook) {
+    std::mt19937 random(1);
+    BattStat stored{};
+    for (const RecordElement& element : record_elements()) {
+        set_element(stored, element.name, static_cast<int64_t>(random()));
+    }
+    stored.online_time = 0x8000'0000;
+    stored.soc_full_total_time = UINT64_MAX - 5;
+    // Whole per cents come back as they were; others may lose a millionth.
+    stored.total_full_stay_cap_degradation = 4'294'000'000;
+    stored.total_cycle_degradation = 7'000'000;
+    for (size_t i = 0; i < PERIOD_COUNT; i++) {
+        stored.full_stay_capacity_degradation_per_10days[i] = static_cast<uint32_t>(i + 1) * 1'000'000;
+        stored.cycle_degradation_per_10days[i] = static_cast<uint32_t>(i + 4000) * 1'000'000;
+    }
+    ServiceState state;
+    seed_service_state(state, stored);
+    EXPECT_EQ(state.soh, 2 * stored.latest_filtered_soh);
+    EXPECT_EQ(state.soft_charge_override, stored.soft_charge_override);
+    BattStat poisoned;
+    memset(&poisoned, 0xA5, sizeof poisoned);
+    BattStat copy = poisoned;
+    copy_usage_tables(state, copy);
+    copy_soft_charge_history(state, copy);
+    for (const RecordElement& element : record_elements()) {
+        const bool copied = COPIED.contains(element.name.substr(0, element.name.find('[')));
+        EXPECT_EQ(element_value(copy, element), element_value(copied ? stored : poisoned, element)) << element.name;
+    }
+}
+
+}  // namespace
+}  // namespace cellwarden

@@ -1,0 +1,71 @@
+// Tables for the steps of the statistics: what the second of two calls changes in the record.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/phone.h"
+#include "support/record.h"
+
+namespace cellwarden::test {
+
+// Boot clock of the first call. The second call's wall clock has the low 32 bits 7.
+inline constexpr int64_t FIRST_CALL = 1000;
+inline constexpr int64_t WALL = 0x1'0000'0007;
+
+struct UpdateRow {
+    const char* name;
+    std::vector<Given> before;  // readings of the first call; what is not given reads as 0
+    std::vector<Given> now;     // what differs in the second
+    std::string changes;        // of the second call, as support/record.h writes them
+    int64_t seconds = 60;       // between the calls
+    std::string stored{};       // elements of the record before the second call; the others are those of a reset one
+};
+
+using Update = std::function<void(ServiceState& state, BattStat& stat, const SysfsParams& snapshot)>;
+
+inline void check_updates(const Update& update, std::initializer_list<UpdateRow> rows) {
+    for (const UpdateRow& row : rows) {
+        ServiceState state{.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL - row.seconds};
+        BattStat stat;
+        reset_batt_stat(stat);
+        SysfsParams snapshot = snapshot_of(row.before);
+        update(state, stat, snapshot);
+        reset_batt_stat(stat);
+        apply_changes(stat, row.stored);
+        const BattStat before = stat;
+        for (const Given& given : row.now) {
+            set_param(snapshot, given);
+        }
+        state.cycle_boot_time = FIRST_CALL + row.seconds;
+        state.cycle_wall_time = WALL;
+        update(state, stat, snapshot);
+        EXPECT_EQ(changes(before, stat), row.changes) << row.name;
+    }
+}
+
+// What the first call after start-up changes, in a record in which `stored` and the row's own elements are set.
+struct FirstCallRow {
+    const char* name;
+    std::vector<Given> now;
+    std::string changes;
+    std::string stored{};
+};
+
+inline void check_first_calls(const Update& update, std::initializer_list<FirstCallRow> rows,
+                              const std::string& stored = "") {
+    for (const FirstCallRow& row : rows) {
+        ServiceState state{.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL};
+        BattStat stat;
+        reset_batt_stat(stat);
+        apply_changes(stat, stored + " " + row.stored);
+        const BattStat before = stat;
+        update(state, stat, snapshot_of(row.now));
+        EXPECT_EQ(changes(before, stat), row.changes) << row.name;
+    }
+}
+
+}  // namespace cellwarden::test

@@ -1,0 +1,13 @@
+// Lists that tests compare the code with: rows of fields between commas; '#' starts a comment line.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace cellwarden::test {
+
+std::vector<std::vector<std::string>> read_csv(const std::string& file);
+
+std::vector<std::string> split(const std::string& text, char separator);
+
+}  // namespace cellwarden::test
