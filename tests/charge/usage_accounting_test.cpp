@@ -7,7 +7,6 @@
 
 #include "charge/grid_line.h"
 #include "support/phone.h"
-#include "support/sysfs.h"
 
 namespace cellwarden {
 namespace {
@@ -36,8 +35,8 @@ TEST(Soh, IsGaugeOverDesignCapacity) {
     for (const auto& [charge_full_uah, design_uah, expected] :
          {std::tuple(5'250'000, 5'000'000, 100'000), {0, 5'000'000, -1}, {5'000'000, 0, -1}, {INT32_MIN, 1, 0}}) {
         ServiceState state;
-        update_soh(state, snapshot_of({{PARAM_QCOM_CHARGE_FULL, charge_full_uah},
-                                       {PARAM_BATTERY_CHARGE_FULL_DESIGN, design_uah}}));
+        update_soh(state.usage, snapshot_of({{PARAM_QCOM_CHARGE_FULL, charge_full_uah},
+                                             {PARAM_BATTERY_CHARGE_FULL_DESIGN, design_uah}}));
         EXPECT_EQ(state.usage.soh, expected) << charge_full_uah << " of " << design_uah;
     }
 }
@@ -63,24 +62,23 @@ TEST(Grids, BookTimeAndChargeAlongTheLineSinceTheCallBefore) {
     ServiceState state, expected;
     for (const auto& step : steps) {
         state.clock.cycle_boot_time = step.boot_time;
-        update_usage_tables(state,
+        update_usage_tables(device, state,
                             snapshot_of({{PARAM_BATTERY_TEMP, step.temperature_decic},
                                          {PARAM_BATTERY_VOLTAGE_NOW, step.voltage_uv},
                                          {PARAM_BATT_SOC, step.soc}}),
                             POLICY.bins);
         for (const auto& [row, column, seconds] : step.seconds) {
-            expected.vt_cet_table[row * 16 + column] += seconds;
+            expected.usage.vt_cet_table[row * 16 + column] += seconds;
         }
         for (const auto& [row, column, charge] : step.charge) {
-            expected.ct_charge_table[row * 16 + column] += charge;
-            expected.total_cycle_count += charge;
+            expected.usage.ct_charge_table[row * 16 + column] += charge;
+            expected.usage.total_cycle_count += charge;
         }
-        EXPECT_EQ(state.usage.vt_cet_table, expected.vt_cet_table) << step.name;
-        EXPECT_EQ(state.usage.ct_charge_table, expected.ct_charge_table) << step.name;
-        EXPECT_EQ(state.usage.total_cycle_count, expected.total_cycle_count) << step.name;
+        EXPECT_EQ(state.usage.vt_cet_table, expected.usage.vt_cet_table) << step.name;
+        EXPECT_EQ(state.usage.ct_charge_table, expected.usage.ct_charge_table) << step.name;
+        EXPECT_EQ(state.usage.total_cycle_count, expected.usage.total_cycle_count) << step.name;
     }
-    EXPECT_EQ(phone.log, (std::vector<std::string>{
-                             "<3>cellwarden: batt_soc is not valid (11001), ct_charge_table is not updated\n",
+    EXPECT_EQ(logs(), (Calls{"<3>cellwarden: batt_soc is not valid (11001), ct_charge_table is not updated\n",
                              "<3>cellwarden: batt_soc is not valid (-1), ct_charge_table is not updated\n"}));
 }
 

@@ -1,4 +1,4 @@
-#include "state/batt_stat.h"
+#include "stats/batt_stat_store.h"
 
 #include <gtest/gtest.h>
 
@@ -9,17 +9,15 @@
 #include <tuple>
 
 #include "platform/unit_store.h"
+#include "state/stored_units.h"
 #include "stats/soft_charge_history.h"
 #include "support/phone.h"
-#include "support/sysfs.h"
 
 namespace cellwarden {
 namespace {
 
 using namespace test;
 using namespace std::string_literals;
-
-using Calls = std::vector<std::string>;
 
 constexpr size_t RECORD_SIZE = 9728;
 
@@ -46,7 +44,7 @@ struct Loaded {
     explicit Loaded(const std::string& stored) {
         phone.units[UNIT_BATT_STAT] = stored;
         memset(&stat, 0xFF, sizeof stat);
-        init_batt_stat(state, stat);
+        init_batt_stat(device, state, stat);
     }
 };
 
@@ -80,7 +78,8 @@ TEST(BattStatLoad, AcceptsUpgradesOrResetsTheStoredRecord) {
         EXPECT_EQ(loaded.state.passport.production_date_fix_pending, row.fix_pending) << row.name;
         EXPECT_EQ(loaded.state.restore.restore_capacity_mah, row.restore) << row.name;
     }
-    EXPECT_TRUE(phone.log.empty() && phone.unit_writes.empty());
+    EXPECT_EQ(logs(), Calls{});
+    EXPECT_EQ(phone.effects.size(), std::size(rows)) << "one read each, no writes";
 }
 
 TEST(BattStatLoad, AndTheCopyBackChangeNothing) {
@@ -100,7 +99,7 @@ TEST(BattStatLoad, AndTheCopyBackChangeNothing) {
     Loaded loaded(bytes_of(stored));
     EXPECT_EQ(loaded.state.usage.soh, loaded.state.health.latest_filtered_soh);
     EXPECT_EQ(loaded.state.levels.soft_charge_override, stored.soft_charge_override);
-    copy_usage_tables(loaded.state, loaded.stat);
+    copy_usage_tables(loaded.state.usage, loaded.stat);
     copy_soft_charge_history(loaded.state, loaded.stat);
 #define BATT_STAT_FIELD(offset, name, unit, ...) \
     EXPECT_EQ(memcmp(&loaded.stat.name, &stored.name, sizeof stored.name), 0) << #name;
@@ -147,12 +146,12 @@ TEST(BattStatSave, ComesOnceADayAtShutdownAndAfterLearning) {
         ServiceState state;
         BattStat stat{};
         for (const Call& call : calls) {
-            phone.calls.clear();
+            clear_calls();
             state.clock.cycle_boot_time = call.boot_time;
             stat.last_learning_time = call.learning_time;
-            save_batt_stat_if_is_timing(state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, call.phase}}), stat);
-            const Calls saved = {"write 2491", "log <3>cellwarden: Failed to save battery statistics"};
-            EXPECT_EQ(phone.calls, call.saved ? saved : Calls{}) << name << ", at " << call.boot_time;
+            save_batt_stat_if_is_timing(device, state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, call.phase}}), stat);
+            const Calls saved = {"write unit 2491 failed", "log <3>cellwarden: Failed to save battery statistics"};
+            EXPECT_EQ(test::calls(), call.saved ? saved : Calls{}) << name << ", at " << call.boot_time;
         }
     }
 }
@@ -176,8 +175,9 @@ TEST(SoftChargeHistory, LevelsAreStampedOnce) {
     BattStat stat{};
     stat.soft_charge_mode = 7;
     for (const auto& [level, online_time] : {std::pair(0, 10), {2, 20}, {2, 30}, {5, -40}, {1, 50}, {5, 60}}) {
-        copy_soft_charge_history({.soft_charge_mode = -1, .online_time = online_time, .soft_charge1_level = level},
-                                 stat);
+        copy_soft_charge_history(
+            {.usage = {.online_time = online_time}, .levels = {.soft_charge_mode = -1, .soft_charge1_level = level}},
+            stat);
     }
     EXPECT_EQ(stat.soft_charge1_onlinetime, (std::array<uint64_t, 5>{50, 20, 0, 0, static_cast<uint64_t>(-40)}));
     EXPECT_EQ(stat.soft_charge_mode, 7) << "a mode not known leaves what is stored";
@@ -211,8 +211,9 @@ TEST(SoftChargeHistory, StatesOfHealthByPeriod) {
     };
     for (const auto& [name, online_time, period] : rows) {
         BattStat stat{};
-        copy_soft_charge_history({.online_time = online_time, .latest_raw_soh = 20'001, .latest_user_soh = 131'075},
-                                 stat);
+        copy_soft_charge_history(
+            {.usage = {.online_time = online_time}, .health = {.latest_raw_soh = 20'001, .latest_user_soh = 131'075}},
+            stat);
         PerPeriod<uint16_t> expected_raw{}, expected_user{};
         if (period >= 0) {
             expected_raw[static_cast<size_t>(period)] = 10'000;
