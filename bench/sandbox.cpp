@@ -162,7 +162,7 @@ pid_t start_daemon(const DaemonCommand& command, double uptime_s) {
     }
     close(report[1]);
     StartFailure failure = {};
-    const bool failed = read(report[0], &failure, sizeof failure) == sizeof failure;
+    const bool failed = read(report[0], &failure, sizeof failure) == ssize_t{sizeof failure};
     close(report[0]);
     if (failed) {
         waitpid(pid, nullptr, 0);

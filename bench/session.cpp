@@ -108,7 +108,7 @@ std::string daemon_end_text(int status) {
 
 void take_signals(Session& session) {
     signalfd_siginfo info = {};
-    while (read(session.signal_fd, &info, sizeof info) == sizeof info) {
+    while (read(session.signal_fd, &info, sizeof info) == ssize_t{sizeof info}) {
         int status = 0;
         if (info.ssi_signo != SIGCHLD) {
             session.end_reason = strsignal(static_cast<int>(info.ssi_signo));

@@ -1,6 +1,7 @@
 #include "decode/wire_fault.h"
 
 #include "decode/reading.h"
+#include "state/wrapping.h"
 
 namespace cellwarden::decode {
 namespace {
@@ -14,7 +15,8 @@ struct Reader {
     size_t at = 0;
 };
 
-// Seven bits a byte, the lowest first, at most ten bytes; none where the bytes end within it.
+// Seven bits a byte, the lowest first, at most ten bytes, of which the low 64 bits count; none
+// where the bytes end within it.
 std::optional<uint64_t> read_varint(Reader& reader) {
     constexpr unsigned BITS = 7;
     constexpr unsigned MAX_SHIFT = 63;
@@ -22,7 +24,7 @@ std::optional<uint64_t> read_varint(Reader& reader) {
     uint64_t number = 0;
     for (unsigned shift = 0; reader.at < reader.bytes.size() && shift <= MAX_SHIFT; shift += BITS) {
         const uint8_t byte = reader.bytes[reader.at++];
-        number |= static_cast<uint64_t>(byte & (MORE - 1)) << shift;
+        number |= wrapping_mul(static_cast<uint64_t>(byte & (MORE - 1)), uint64_t{1} << shift);
         if ((byte & MORE) == 0) {
             return number;
         }

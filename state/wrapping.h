@@ -11,21 +11,21 @@
 namespace cellwarden {
 
 template <std::unsigned_integral T>
-constexpr T wrapping_add(T a, T b) {
+constexpr T wrapping_add(T a, std::type_identity_t<T> b) {
     T sum{};
     (void)__builtin_add_overflow(a, b, &sum);
     return sum;
 }
 
 template <std::unsigned_integral T>
-constexpr T wrapping_sub(T a, T b) {
+constexpr T wrapping_sub(T a, std::type_identity_t<T> b) {
     T difference{};
     (void)__builtin_sub_overflow(a, b, &difference);
     return difference;
 }
 
 template <std::unsigned_integral T>
-constexpr T wrapping_mul(T a, T b) {
+constexpr T wrapping_mul(T a, std::type_identity_t<T> b) {
     T product{};
     (void)__builtin_mul_overflow(a, b, &product);
     return product;

@@ -20,7 +20,7 @@ cellwarden::bench::ClockTimes read_times() {
         return open(path, O_RDONLY | O_CLOEXEC);
     }();
     cellwarden::bench::ClockTimes times;
-    if (pread(fd, &times, sizeof times, 0) != sizeof times) {
+    if (pread(fd, &times, sizeof times, 0) != ssize_t{sizeof times}) {
         abort();
     }
     return times;

@@ -29,7 +29,8 @@ constexpr int CYCLE_LIMIT_MS = 60'000;  // a cycle that has not ended by then ne
 constexpr int LISTEN_LIMIT_MS = 60'000;
 
 void set_clock(const Stage& stage) {
-    if (pwrite(stage.clock_fd, &stage.clock, sizeof stage.clock, 0) != sizeof stage.clock) {
+    if (pwrite(stage.clock_fd, &stage.clock, sizeof stage.clock, 0) !=
+        ssize_t{sizeof stage.clock}) {
         throw std::system_error(errno, std::generic_category(), "clock");
     }
 }

@@ -7,9 +7,12 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <vector>
 
 #include "cycle/cycle.h"
 #include "platform/unit_store.h"
+#include "state/wrapping.h"
+#include "stats/batt_stat_store.h"
 #include "support/phone.h"
 
 namespace cellwarden {
@@ -22,9 +25,9 @@ struct Random {
     uint64_t state;
 
     uint64_t next() {
-        uint64_t mixed = state += 0x9E3779B97F4A7C15;
-        mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9;
-        mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EB;
+        uint64_t mixed = state = wrapping_add(state, 0x9E3779B97F4A7C15);
+        mixed = wrapping_mul(mixed ^ (mixed >> 30), 0xBF58476D1CE4E5B9);
+        mixed = wrapping_mul(mixed ^ (mixed >> 27), 0x94D049BB133111EB);
         return mixed ^ (mixed >> 31);
     }
     int64_t between(int64_t low, int64_t high) {
@@ -213,7 +216,7 @@ void switch_faults(Random& random) {
 std::string digest_of(const std::string& bytes) {
     uint64_t digest = 0xCBF29CE484222325;
     for (const char byte : bytes) {
-        digest = (digest ^ static_cast<uint8_t>(byte)) * 0x100000001B3;
+        digest = wrapping_mul(digest ^ static_cast<uint8_t>(byte), 0x100000001B3);
     }
     return std::to_string(digest);
 }
@@ -324,6 +327,53 @@ TEST(ManyLives, AreLivedAsBefore) {
     if (HasFailure()) {
         std::ofstream("many_lives.trace") << all;
     }
+}
+
+// What each counter that decides nothing has counted since it stood at `start`.
+template <typename T>
+void set_or_count(T& counter, int start, std::vector<uint64_t>* counts) {
+    if (counts != nullptr) {
+        counts->push_back(wrapping_sub(counter, static_cast<T>(start)));
+    } else {
+        counter = static_cast<T>(start);
+    }
+}
+
+void set_or_count(BattStat& stat, int start, std::vector<uint64_t>* counts) {
+    const auto each = [&](auto&... counters) { (set_or_count(counters, start, counts), ...); };
+    const auto each_of = [&](auto& counters) { std::for_each(counters.begin(), counters.end(), each); };
+    each_of(stat.vt_cet_table);
+    each_of(stat.ct_charge_table);
+    each_of(stat.thermal_range_stay_time);
+    each_of(stat.total_discharge_time);
+    for (DevAttachEntry& entry : stat.dev_attach) {
+        each(entry.dev_attach_count, entry.dev_attach_total_time, entry.dev_charge_count);
+    }
+    each(stat.learning_total_count, stat.soc0_shutdown_cnt, stat.off_charge_total_time, stat.on_charge_total_time,
+         stat.smart_charge_mode_total_time, stat.jeita_warm_total_time, stat.over_08c_total_time,
+         stat.over_08c_charge_count, stat.over_06c_total_time, stat.over_06c_charge_count);
+}
+
+TEST(ManyLives, ACounterContinuesAtZeroAfterItsLargestValue) {
+    static Life life;
+    std::vector<uint64_t> counts[2];
+    for (const int start_value : {0, -1}) {
+        Random random{1};
+        reset_batt_stat(life.stat);
+        set_or_count(life.stat, start_value, nullptr);
+        life.state = ServiceState{};
+        seed_service_state(life.state, life.stat);
+        life.connection = {};
+        SysfsParams snapshot = snapshot_of({{PARAM_BATTERY_CHARGE_FULL_DESIGN, "5000000"}});
+        for (int cycle = 0; cycle < 6000; cycle++) {
+            life.state.clock.cycle_boot_time += random.between(0, 60);
+            change_readings(snapshot, random);
+            run_full_cycle(device, life.state, life.stat, life.connection, snapshot, POLICY);
+        }
+        set_or_count(life.stat, start_value, &counts[start_value == 0 ? 0 : 1]);
+    }
+    EXPECT_EQ(counts[0], counts[1]);
+    EXPECT_EQ(std::count(counts[0].end() - 10, counts[0].end(), 0U), 0) << "each of the last ten has counted";
 }
 
 }  // namespace

@@ -69,7 +69,8 @@ void print_grid(std::ostream& out, const BattStat& stat, const RecordField& fiel
     };
     const size_t rows = field.count / TEMPERATURE_BIN_COUNT;
     std::vector<size_t> columns;
-    for (size_t column = TEMPERATURE_BIN_COUNT; column-- > 0;) {  // cold to hot
+    for (size_t warmer = TEMPERATURE_BIN_COUNT; warmer > 0; warmer--) {  // cold to hot
+        const size_t column = warmer - 1;
         for (size_t row = 0; row < rows; row++) {
             if (cell(row, column) != 0) {
                 columns.push_back(column);

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "state/wrapping.h"
+
 namespace cellwarden::lifetime {
 
 struct Random {
@@ -11,10 +13,10 @@ struct Random {
 
 // A number from 0 up to but not including 1.
 inline double next_share(Random& random) {
-    random.state += 0x9E3779B97F4A7C15;
+    random.state = wrapping_add(random.state, 0x9E3779B97F4A7C15);
     uint64_t bits = random.state;
-    bits = (bits ^ (bits >> 30)) * 0xBF58476D1CE4E5B9;
-    bits = (bits ^ (bits >> 27)) * 0x94D049BB133111EB;
+    bits = wrapping_mul(bits ^ (bits >> 30), 0xBF58476D1CE4E5B9);
+    bits = wrapping_mul(bits ^ (bits >> 27), 0x94D049BB133111EB);
     bits ^= bits >> 31;
     return static_cast<double>(bits >> 11) * 0x1p-53;
 }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "state/wrapping.h"
 #include "tools/lifetime/random.h"
 
 namespace cellwarden::lifetime {
@@ -30,7 +31,8 @@ void plan_day(UsagePlan& plan) {
     const Profile& profile = plan.profile;
     const int64_t day = plan.planned_days++;
     const int64_t midnight = day * SECONDS_PER_DAY;
-    Random random{plan.seed * 0x2545F4914F6CDD1D + static_cast<uint64_t>(day) * 0x9E6C63D0676A9A99};
+    Random random{wrapping_add(wrapping_mul(plan.seed, 0x2545F4914F6CDD1D),
+                               wrapping_mul(static_cast<uint64_t>(day), 0x9E6C63D0676A9A99))};
     plan.weather = next_spread(random, 1);
     const auto draw_restart = [&](double per_day, bool is_crash) {
         const bool happens = next_share(random) < per_day;
