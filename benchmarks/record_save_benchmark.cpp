@@ -2,7 +2,7 @@
 #include "benchmarks/figure.h"
 #include "platform/device/tessera.h"
 #include "platform/unit_store.h"
-#include "state/batt_stat.h"
+#include "stats/batt_stat_store.h"
 
 namespace cellwarden {
 namespace {

@@ -91,7 +91,7 @@ bool kept(const Field& before, const Field& after) {
 void check_round_trip(const ServiceState& state, const BattStat& stat) {
     static BattStat copied;
     copied = stat;
-    copy_usage_tables(state, copied);
+    copy_usage_tables(state.usage, copied);
     copy_soft_charge_history(state, copied);
     const auto all_equal = [&](auto... fields) {
         return ((copied.*fields == stat.*fields) && ...);

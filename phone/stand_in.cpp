@@ -139,7 +139,7 @@ int quillon_get_imei(void* context, int selector, char** text, uint32_t* length)
     if (found == phone.imei.end()) {
         return -1;
     }
-    const std::string& imei = found->second.value_or("");
+    const std::string imei = found->second.value_or("no text, but a length");
     *length = static_cast<uint32_t>(imei.size());
     *text = found->second ? static_cast<char*>(malloc(imei.size())) : nullptr;
     if (*text != nullptr) {

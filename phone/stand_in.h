@@ -29,7 +29,8 @@ struct StandIn {
     std::map<std::string, std::string, std::less<>> attributes{};  // path to text
     std::map<uint32_t, std::string> units{};
     std::map<std::string, std::string> properties{};
-    std::map<int, std::optional<std::string>> imei{};  // by modem slot; nullopt: a null text
+    std::map<int, std::optional<std::string>>
+        imei{};  // by modem slot; nullopt: a length without a text
 
     // --- What fails. An attribute or unit that does not exist fails to read; so does an attribute
     // to write, and the IMEI of an unknown slot.

@@ -148,22 +148,22 @@ struct LossRow {
 
 void check_losses(std::initializer_list<LossRow> rows, SysfsParamId voltage,
                   void (*update)(ServiceState& state, const SysfsParams& snapshot, const Policy& policy),
-                  extended ServiceState::*total, PerPeriod<extended> ServiceState::*per_period) {
+                  extended AgeingState::*total, PerPeriod<extended> AgeingState::*per_period) {
     for (const LossRow& row : rows) {
         ServiceState state{.usage = {.online_time = row.online_time}};
         state.soft_charge.previous_full_stay_time = state.soft_charge.previous_cycle_count = row.previous;
         state.ageing.soc_full_total_time = row.now;
         state.usage.total_cycle_count = static_cast<uint32_t>(row.now);
         update(state, snapshot_of({{PARAM_BATTERY_TEMP, row.temperature_decic}, {voltage, row.voltage}}), POLICY);
-        EXPECT_EQ(bits_of(state.*total), row.expected) << row.name;
+        EXPECT_EQ(bits_of(state.ageing.*total), row.expected) << row.name;
         PerPeriod<extended> expected{};
         if (row.slot != -1) {
-            expected[static_cast<size_t>(row.slot)] = state.*total;
+            expected[static_cast<size_t>(row.slot)] = state.ageing.*total;
         }
-        EXPECT_TRUE(state.*per_period == expected) << row.name;
+        EXPECT_TRUE(state.ageing.*per_period == expected) << row.name;
         // What was not counted is not made up for later.
         update(state, snapshot_of({{PARAM_BATTERY_TEMP, 250}, {voltage, row.voltage}}), POLICY);
-        EXPECT_EQ(bits_of(state.*total), row.expected) << row.name;
+        EXPECT_EQ(bits_of(state.ageing.*total), row.expected) << row.name;
     }
 }
 

@@ -53,9 +53,9 @@ TEST(DeviceModes, AreReadFromTheirUnits) {
         Calls others = calls();
         std::erase_if(others, [](const std::string& call) { return call.starts_with("read "); });
         EXPECT_EQ(others, row.calls) << row.name;
-        EXPECT_EQ(state.lrc_hold_active, row.upper != 0) << row.name;
-        EXPECT_EQ(state.lrc_upper_soc, row.upper) << row.name;
-        EXPECT_EQ(state.lrc_lower_soc, row.lower) << row.name;
+        EXPECT_EQ(state.hold.lrc_hold_active, row.upper != 0) << row.name;
+        EXPECT_EQ(state.hold.lrc_upper_soc, row.upper) << row.name;
+        EXPECT_EQ(state.hold.lrc_lower_soc, row.lower) << row.name;
     }
 }
 
@@ -77,11 +77,11 @@ TEST(RestoredCapacity, IsHandedOverOnce) {
             phone.refusing_attributes = {SysfsParamTable[PARAM_RESTORED_CAPACITY].path};
         }
         clear_calls();
-        ServiceState state{.restore_capacity_mah = row.pending};
+        ServiceState state{.restore = {.restore_capacity_mah = row.pending}};
         set_restored_capacity(device, state);
         set_restored_capacity(device, state);
         EXPECT_EQ(calls(), row.calls) << row.name;
-        EXPECT_EQ(state.restore_capacity_mah, -1) << row.name;
+        EXPECT_EQ(state.restore.restore_capacity_mah, -1) << row.name;
     }
 }
 

@@ -73,13 +73,13 @@ TEST(LrcMode, SetsTheSwitchesThatDiffer) {
     write_attribute(PARAM_LRC_CHARGE_DISABLE, "");
     write_attribute(PARAM_LRC_INPUT_SUSPEND, "");
     for (const auto& row : rows) {
-        ServiceState state{.lrc_upper_soc = 60, .lrc_lower_soc = 40, .lrc_state = row.state};
+        ServiceState state{.hold = {.lrc_upper_soc = 60, .lrc_lower_soc = 40, .lrc_state = row.state}};
         clear_calls();
         control_lrc_mode(device, state,
                          snapshot_of({{PARAM_BATTERY_CAPACITY, row.capacity},
                                       {PARAM_LRC_CHARGE_DISABLE, row.charge_disable},
                                       {PARAM_LRC_INPUT_SUSPEND, row.input_suspend}}));
-        EXPECT_EQ(state.lrc_state, row.expected_state) << row.name;
+        EXPECT_EQ(state.hold.lrc_state, row.expected_state) << row.name;
         EXPECT_EQ(calls(), row.writes) << row.name;
     }
 }

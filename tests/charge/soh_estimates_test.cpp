@@ -21,9 +21,9 @@ TEST(RawSoh, IsLearnedOverDesignCapacity) {
         {"nothing learned", 0, 5'000'000, 77}, {"no design", 4000, 0, 77}, {"above 100 %", 5250, 5'000'000, 105'000},
     };
     for (const auto& [name, learned_mah, design_uah, expected] : rows) {
-        ServiceState state{.latest_raw_soh = 77};
-        update_soh_estimates(state, capacities(learned_mah, design_uah));
-        EXPECT_EQ(state.latest_raw_soh, expected) << name;
+        ServiceState state{.health = {.latest_raw_soh = 77}};
+        update_soh_estimates(state, capacities(learned_mah, design_uah), POLICY);
+        EXPECT_EQ(state.health.latest_raw_soh, expected) << name;
     }
 }
 
@@ -34,12 +34,12 @@ TEST(PredictedSoh, IsWhatTheModelledLossesLeave) {
         {"more than all", 100, 0.001953125, -1}, {"far more than all", 1e9, 0, INT32_MIN},
     };
     for (const auto& [name, full_stay, cycle, expected] : rows) {
-        ServiceState state{.soh = 12'345};
-        state.total_full_stay_cap_degradation = full_stay;
-        state.total_cycle_degradation = cycle;
-        update_soh_estimates(state, snapshot_of({}));
-        EXPECT_EQ(state.latest_predicted_soh, expected) << name;
-        EXPECT_EQ(state.latest_filtered_soh, 12'345) << name;
+        ServiceState state{.usage = {.soh = 12'345}};
+        state.ageing.total_full_stay_cap_degradation = full_stay;
+        state.ageing.total_cycle_degradation = cycle;
+        update_soh_estimates(state, snapshot_of({}), POLICY);
+        EXPECT_EQ(state.health.latest_predicted_soh, expected) << name;
+        EXPECT_EQ(state.health.latest_filtered_soh, 12'345) << name;
     }
 }
 
@@ -83,19 +83,13 @@ TEST(UserSoh, FallsByAStepPerPeriodTowardItsTarget) {
         {"below level 0", 99'999, 100'000, 80'000, 99'999, -1},
     };
     for (const Row& row : rows) {
-        ServiceState state{.soft_charge_mode = row.level,
-                           .online_time = row.online_time,
-                           .soh = row.soh,
-                           .total_cycle_count = row.total_cycle_count,
-                           .latest_user_soh = row.user,
-                           .prev_soh_bucket_index = row.reference_period,
-                           .prev_bucket_user_soh = row.reference};
-        state.total_cycle_degradation = row.lost;
-        update_soh_estimates(state, snapshot_of({}));
-        EXPECT_EQ(state.latest_user_soh, row.expected) << row.name;
+        ServiceState state{.usage = {.online_time = row.online_time, .soh = row.soh, .total_cycle_count = row.total_cycle_count}, .levels = {.soft_charge_mode = row.level}, .health = {.latest_user_soh = row.user, .prev_soh_bucket_index = row.reference_period, .prev_bucket_user_soh = row.reference}};
+        state.ageing.total_cycle_degradation = row.lost;
+        update_soh_estimates(state, snapshot_of({}), POLICY);
+        EXPECT_EQ(state.health.latest_user_soh, row.expected) << row.name;
         const bool moved = row.expected_reference != 0;
-        EXPECT_EQ(state.prev_bucket_user_soh, moved ? row.expected_reference : row.reference) << row.name;
-        EXPECT_EQ(state.prev_soh_bucket_index, moved ? row.online_time / PERIOD_S - 1 : row.reference_period)
+        EXPECT_EQ(state.health.prev_bucket_user_soh, moved ? row.expected_reference : row.reference) << row.name;
+        EXPECT_EQ(state.health.prev_soh_bucket_index, moved ? row.online_time / PERIOD_S - 1 : row.reference_period)
             << row.name;
     }
 }
@@ -108,9 +102,9 @@ TEST(UserChargeFull, IsTheUsersShareOfTheDesignCapacity) {
         {"no design", 0, 95'000, 0},
     };
     for (const auto& [name, design_uah, soh, expected] : rows) {
-        ServiceState state{.latest_user_soh = soh};
-        update_user_charge_full(state, capacities(0, design_uah));
-        EXPECT_EQ(state.user_charge_full, expected) << name;
+        ServiceState state{.health = {.latest_user_soh = soh}};
+        update_user_charge_full(state.health, capacities(0, design_uah));
+        EXPECT_EQ(state.health.user_charge_full, expected) << name;
     }
 }
 

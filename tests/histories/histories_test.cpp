@@ -265,7 +265,7 @@ class History : public testing::Test {
         SysfsParams snapshot;
         read_sysfs_params(device_, snapshot, kind == "full" ? full_cycle_mask() : light_cycle_mask());
         if (kind == "full") {
-            run_full_cycle(device_, state_, record_, connection_, snapshot);
+            run_full_cycle(device_, state_, record_, connection_, snapshot, POLICY);
         } else {
             run_light_cycle(device_, snapshot);
         }

@@ -24,15 +24,10 @@ TEST(BattStatUpdate, RunsEveryStepOnce) {
                                               {PARAM_ACTIVE_CHARGER_TYPE, 7},
                                               {PARAM_VCELL_MAX, 4480},
                                               {PARAM_LEARNING_COUNTER, 1}});
-    ServiceState state{.cycle_boot_time = FIRST_CALL,
-                       .cycle_wall_time = WALL - 60,
-                       .soft_charge_mode = 2,
-                       .online_time = 500,
-                       .soh = 94'999,
-                       .total_cycle_count = 3000};
-    state.arrhenius_lv.fill(255);
-    state.full_stay_capacity_degradation_aging_lv.fill(255);
-    state.latest_raw_soh = 90'000;
+    ServiceState state{.clock = {.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL - 60}, .usage = {.online_time = 500, .soh = 94'999, .total_cycle_count = 3000}, .levels = {.soft_charge_mode = 2}};
+    state.levels.arrhenius_lv.fill(255);
+    state.levels.full_stay_capacity_degradation_aging_lv.fill(255);
+    state.health.latest_raw_soh = 90'000;
     BattStat stat;
     reset_batt_stat(stat);
     BattStat before = stat;
@@ -48,10 +43,10 @@ TEST(BattStatUpdate, RunsEveryStepOnce) {
     set_param(later, {PARAM_BATTERY_STATUS, "Discharging"});
     set_param(later, {PARAM_BATT_SOC, 5010});
     set_param(later, {PARAM_BOOTUP_SHUTDOWN_PHASE, 4});
-    state.soft_charge_mode = 3;
+    state.levels.soft_charge_mode = 3;
     for (int call = 0; call < 2; call++) {
-        state.cycle_boot_time += 60;
-        state.cycle_wall_time = WALL;
+        state.clock.cycle_boot_time += 60;
+        state.clock.cycle_wall_time = WALL;
         update_batt_stat(device, state, stat, later);
     }
     EXPECT_EQ(changes(before, stat),

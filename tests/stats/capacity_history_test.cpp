@@ -93,8 +93,8 @@ TEST(CapacityHistory, ShiftsOnceWithAnotherLevel) {
     int32_t full_uah = 4'000'000;
     for (const auto& [name, level, newest] : calls) {
         full_uah += 1000;
-        state.soft_charge_mode = level;
-        update_capacity_history(state, stat, snapshot_of({{PARAM_QCOM_CHARGE_FULL, full_uah}}));
+        state.levels.soft_charge_mode = level;
+        update_capacity_history(state, state.stat_update, stat, snapshot_of({{PARAM_QCOM_CHARGE_FULL, full_uah}}));
         EXPECT_EQ(stat.fcc_mah[0], newest) << name;
     }
     EXPECT_EQ(stat.learning_total_count, 0);

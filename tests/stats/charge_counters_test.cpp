@@ -69,10 +69,10 @@ TEST(ChargeTimes, EndWhereTheirConditionDoes) {
                                                   {PARAM_SMART_CHARGING_STATUS, active},
                                                   {PARAM_BATTERY_HEALTH, active},
                                                   {PARAM_BOOTUP_SHUTDOWN_PHASE, 3}});
-        state.cycle_boot_time += 60;
-        update_charging_time(state, stat, snapshot);
-        update_smart_charge_time(state, stat, snapshot);
-        update_warm_time(state, stat, snapshot);
+        state.clock.cycle_boot_time += 60;
+        update_charging_time(state.clock, state.stat_update, stat, snapshot);
+        update_smart_charge_time(state.clock, state.stat_update, stat, snapshot);
+        update_warm_time(state.clock, state.stat_update, stat, snapshot);
     }
     EXPECT_EQ(changes({}, stat), "on_charge_total_time=60 smart_charge_mode_total_time=60 jeita_warm_total_time=60");
 }
@@ -109,7 +109,7 @@ TEST(FastCharge, TimeNeedsTheRateAtBothEnds) {
 }
 
 const Update FAST_CHARGE_SOC = [](ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
-    update_fast_charge_soc(device, state, stat, snapshot);
+    update_fast_charge_soc(device, state.stat_update, stat, snapshot);
 };
 
 TEST(FastCharge, GainNeedsTheRateAtBothEnds) {

@@ -69,11 +69,11 @@ TEST(ChargerClasses, CountAttachmentsTimeAndCharge) {
 
 // The time and charge of a class end where it is left.
 TEST(ChargerClasses, BookNothingAcrossAPause) {
-    ServiceState state{.cycle_boot_time = FIRST_CALL};
+    ServiceState state{.clock = {.cycle_boot_time = FIRST_CALL}};
     BattStat stat{};
     for (const auto& [type, soc] : {std::pair(7, 5000), {1, 5000}, {7, 6000}}) {
-        state.cycle_boot_time += 60;
-        update_charger_classes(state, stat, snapshot_of(charger(type, soc)));
+        state.clock.cycle_boot_time += 60;
+        update_charger_classes(state.clock, state.stat_update, stat, snapshot_of(charger(type, soc)));
     }
     EXPECT_EQ(changes({}, stat), "dev_attach[4].count=2 dev_attach[4].total_time=60");
 }

@@ -133,10 +133,10 @@ TEST(DischargeTime, IsNotBookedAcrossACharge) {
     ServiceState state;
     BattStat stat{};
     for (const int32_t status : {0, 1, 0}) {
-        state.cycle_boot_time += 60;
+        state.clock.cycle_boot_time += 60;
         SysfsParams snapshot = snapshot_of(reading(-1, 0, -3'001'000));
         set_param(snapshot, {PARAM_BATTERY_STATUS, status});
-        update_discharge_time(state, stat, snapshot);
+        update_discharge_time(state.clock, state.stat_update, stat, snapshot);
     }
     EXPECT_EQ(changes({}, stat), "");
 }

@@ -5,7 +5,7 @@
 #include <random>
 #include <set>
 
-#include "state/batt_stat.h"
+#include "stats/batt_stat_store.h"
 #include "stats/soft_charge_history.h"
 #include "support/record.h"
 
@@ -51,12 +51,12 @@ TEST(RecordCopy, BringsBackWhatTheLoadTook) {
     }
     ServiceState state;
     seed_service_state(state, stored);
-    EXPECT_EQ(state.soh, 2 * stored.latest_filtered_soh);
-    EXPECT_EQ(state.soft_charge_override, stored.soft_charge_override);
+    EXPECT_EQ(state.usage.soh, 2 * stored.latest_filtered_soh);
+    EXPECT_EQ(state.levels.soft_charge_override, stored.soft_charge_override);
     BattStat poisoned;
     memset(&poisoned, 0xA5, sizeof poisoned);
     BattStat copy = poisoned;
-    copy_usage_tables(state, copy);
+    copy_usage_tables(state.usage, copy);
     copy_soft_charge_history(state, copy);
     for (const RecordElement& element : record_elements()) {
         const bool copied = COPIED.contains(element.name.substr(0, element.name.find('[')));

@@ -29,7 +29,7 @@ using Update = std::function<void(ServiceState& state, BattStat& stat, const Sys
 
 inline void check_updates(const Update& update, std::initializer_list<UpdateRow> rows) {
     for (const UpdateRow& row : rows) {
-        ServiceState state{.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL - row.seconds};
+        ServiceState state{.clock = {.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL - row.seconds}};
         BattStat stat;
         reset_batt_stat(stat);
         SysfsParams snapshot = snapshot_of(row.before);
@@ -40,8 +40,8 @@ inline void check_updates(const Update& update, std::initializer_list<UpdateRow>
         for (const Given& given : row.now) {
             set_param(snapshot, given);
         }
-        state.cycle_boot_time = FIRST_CALL + row.seconds;
-        state.cycle_wall_time = WALL;
+        state.clock.cycle_boot_time = FIRST_CALL + row.seconds;
+        state.clock.cycle_wall_time = WALL;
         update(state, stat, snapshot);
         EXPECT_EQ(changes(before, stat), row.changes) << row.name;
     }
@@ -58,7 +58,7 @@ struct FirstCallRow {
 inline void check_first_calls(const Update& update, std::initializer_list<FirstCallRow> rows,
                               const std::string& stored = "") {
     for (const FirstCallRow& row : rows) {
-        ServiceState state{.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL};
+        ServiceState state{.clock = {.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL}};
         BattStat stat;
         reset_batt_stat(stat);
         apply_changes(stat, stored + " " + row.stored);

@@ -39,7 +39,7 @@ void add_elements(std::vector<RecordElement>& elements, const std::string& field
 const std::vector<RecordElement>& record_elements() {
     static const std::vector<RecordElement> elements = [] {
         std::vector<RecordElement> all;
-#define BATT_STAT_FIELD(offset, name, unit) add_elements<decltype(BattStat::name)>(all, #name, offset);
+#define BATT_STAT_FIELD(offset, name, unit, ...) add_elements<decltype(BattStat::name)>(all, #name, offset);
 #include "state/batt_stat_fields.inc"
 #undef BATT_STAT_FIELD
         return all;

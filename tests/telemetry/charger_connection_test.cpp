@@ -49,9 +49,9 @@ Values values_of(const ServiceState& state, const ChgInsertionRemovalData& conne
         {"wls", c.wls_state},
         {"unused", c.wlc_ping_freq | c.wlc_potential_power | c.wlc_guaranteed_power},
         {"hot", c.usb_connector_heat_flg},
-        {"days", state.usb_long_insertion_counter},
-        {"heat_count", state.usb_connector_heat_count},
-        {"heat_time", state.usb_connector_heat_time}};
+        {"days", state.connection.usb_long_insertion_counter},
+        {"heat_count", state.heat.usb_connector_heat_count},
+        {"heat_time", state.heat.usb_connector_heat_time}};
     Values values{{"type", c.charger_type}};
     for (const auto& [name, value] : numbers) {
         values[name] = std::to_string(value);
@@ -104,8 +104,8 @@ void follow(ServiceState state, std::initializer_list<Step> steps) {
         SysfsParams snapshot;
         read_sysfs_params(device, snapshot, all);
         const Values before = values_of(state, connection);
-        state.cycle_boot_time = step.boot_time;
-        state.cycle_wall_time = WALL + step.boot_time;
+        state.clock.cycle_boot_time = step.boot_time;
+        state.clock.cycle_wall_time = WALL + step.boot_time;
         set_chg_insertion_removal_data(state, snapshot, connection);
         EXPECT_EQ(changes(before, values_of(state, connection)), step.changes) << step.name;
         cleanup_sysfs_params(snapshot);
@@ -158,7 +158,7 @@ TEST(ChargerConnection, ABootClockOfZeroBooksNothing) {
 }
 
 TEST(ChargerConnection, WirelessFromInsertionToRemoval) {
-    follow({.usb_long_insertion_counter = 7},
+    follow({.connection = {.usb_long_insertion_counter = 7}},
            {
                {"inserted", 110,
                 "wireless/online=1 capacity=57 batt_aging_level=2 battery/voltage_now=4000000 wls_type=EPP "
@@ -215,7 +215,7 @@ TEST(ChargerConnection, BooksTimeByTheThermalLevelBefore) {
 }
 
 TEST(ConnectorHeat, CountsEpisodesAtTheHighestLevel) {
-    follow({.usb_connector_heat_count = 253},
+    follow({.heat = {.usb_connector_heat_count = 253}},
            {{"hot without USB", 100, "system_temp_level=30", ""},
             {"hot at insertion", 100, "usb/online=1", "heat_count=254 heat_time=4294967396 hot=1 usb=1"},
             {"still hot", 100, "", "usb=2"},

@@ -28,11 +28,11 @@ TEST(ConnectorHeat, IsLoadedFromUnitsOfTheRightSize) {
     for (const auto& row : rows) {
         phone.units = row.units;
         phone.failing_reads = row.failing;
-        ServiceState state{.usb_connector_heat_count = 99, .usb_connector_heat_time = 99};
+        ServiceState state{.heat = {.usb_connector_heat_count = 99, .usb_connector_heat_time = 99}};
         ChgInsertionRemovalData connection{.inserted_soc = 57};
         init_chg_insertion_removal_data(device, state, connection);
-        EXPECT_EQ(state.usb_connector_heat_count, row.count) << row.name;
-        EXPECT_EQ(state.usb_connector_heat_time, row.time) << row.name;
+        EXPECT_EQ(state.heat.usb_connector_heat_count, row.count) << row.name;
+        EXPECT_EQ(state.heat.usb_connector_heat_time, row.time) << row.name;
         EXPECT_EQ(connection.inserted_soc, 0U) << row.name;
     }
 }
@@ -69,14 +69,11 @@ TEST(ConnectorHeat, IsSavedOnceADayAndAtShutdown) {
     for (const auto& row : rows) {
         clear_calls();
         phone.failing_writes = row.failing;
-        ServiceState state{.cycle_boot_time = row.boot_time,
-                           .last_heat_save_time = row.last_save,
-                           .usb_connector_heat_count = 254,
-                           .usb_connector_heat_time = INT64_MIN + 513};
+        ServiceState state{.clock = {.cycle_boot_time = row.boot_time}, .heat = {.usb_connector_heat_count = 254, .usb_connector_heat_time = INT64_MIN + 513, .last_heat_save_time = row.last_save}};
         save_usb_connector_heat_data_if_is_timing(device, state,
                                                   snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, row.phase}}));
         EXPECT_EQ(calls(), row.calls) << row.name;
-        EXPECT_EQ(state.last_heat_save_time, row.calls.empty() ? row.last_save : row.boot_time) << row.name;
+        EXPECT_EQ(state.heat.last_heat_save_time, row.calls.empty() ? row.last_save : row.boot_time) << row.name;
     }
     EXPECT_EQ(phone.units[2319], "\xFE");
     EXPECT_EQ(phone.units[2310], "\1\2\0\0\0\0\0\x80"s);
