@@ -7,6 +7,8 @@ import re
 from pathlib import Path
 from typing import NamedTuple
 
+import build_file
+
 ROOT = Path(__file__).resolve().parents[2]
 
 # Where a class's entries are links to devices: the place of a power supply differs from board to
@@ -87,9 +89,7 @@ class Sources:
     """
 
     def __init__(self):
-        program = re.search(r'^cc_binary \{\n    name: "cellwarden",\n.*?^\}', (ROOT / "Android.bp").read_text(),
-                            re.M | re.S)[0]
-        folders = sorted(set(re.findall(r'"(\w+)/\w+\.cpp"', program)))
+        folders = sorted({source.split("/")[0] for source in build_file.daemon("srcs") if source.endswith(".cpp")})
         self.files = [(path, re.sub(r"//.*", "", path.read_text())) for folder in folders
                       for path in sorted((ROOT / folder).iterdir()) if path.suffix in (".cpp", ".h", ".inc")]
         self.text = "\n".join(text for _, text in self.files)

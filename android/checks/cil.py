@@ -30,28 +30,27 @@ class Policy:
         for line in re.findall(r"^\(allow .*\)$", text, re.M):
             _, source, target, (kind, permissions) = parse(line)
             self.rules.setdefault(source, []).append((target, kind, set(permissions)))
-        self.attributes = {}
+        self.known = {}
 
-    def holds(self, expression, name):
-        """Whether a set expression contains a type."""
+    def members(self, expression):
+        """The types of a set expression, an attribute or a type."""
         if isinstance(expression, str):
-            return expression == name or any(self.holds(part, name) for part in self.sets.get(expression, []))
-        if not expression:
-            return False
+            if expression not in self.known:
+                parts = self.sets.get(expression)
+                self.known[expression] = {expression} if parts is None else set().union(*map(self.members, parts))
+            return self.known[expression]
         first, rest = expression[0], expression[1:]
         if first == "all":
-            return True
+            return self.types
         if first == "not":
-            return not self.holds(rest[0], name)
+            return self.types - self.members(rest[0])
         if first == "and":
-            return all(self.holds(part, name) for part in rest)
-        return any(self.holds(part, name) for part in (rest if first == "or" else expression))
+            return set.intersection(*map(self.members, rest))
+        return set().union(*map(self.members, rest if first == "or" else expression))
 
     def names_of(self, name):
         """A type and its attributes."""
-        if name not in self.attributes:
-            self.attributes[name] = {name} | {attribute for attribute in self.sets if self.holds(attribute, name)}
-        return self.attributes[name]
+        return {name} | {attribute for attribute in self.sets if name in self.members(attribute)}
 
     def allowed(self, source, target, kind):
         """The permissions of a source on the objects of one class and type."""
@@ -59,3 +58,10 @@ class Policy:
         return set().union(*(permissions for name in self.names_of(source)
                              for rule_target, rule_kind, permissions in self.rules.get(name, [])
                              if rule_target in targets and rule_kind == kind))
+
+    def sources(self, target, kind, permission):
+        """The types that have a permission on the objects of one class and type."""
+        targets = self.names_of(target)
+        return set().union(*(self.members(source) for source, rows in self.rules.items()
+                             for rule_target, rule_kind, permissions in rows
+                             if rule_kind == kind and permission in permissions and rule_target in targets))
