@@ -208,7 +208,7 @@ def check(report, tree, vendor_directories):
         directory = Path(temporary)
         build = Build(tree, directory)
         (directory / "stand_ins").mkdir()
-        stand_ins(report, vendor_directories, directory / "stand_ins")
+        stand_ins(report, [*public, *private, *platform_vendor, *vendor_directories], directory / "stand_ins")
         vendor = [directory / "stand_ins", *vendor_directories, OURS]
         labels = check_labels(report, public + private + platform_vendor + vendor_directories,
                               vendor_directories)

@@ -11,8 +11,9 @@ from checking import ROOT, expect_equal, failures, finish, need_programs, run
 sys.path.insert(0, str(ROOT / "android/checks"))
 import access  # noqa: E402
 import cil  # noqa: E402
+import policy  # noqa: E402
 
-POLICY = ROOT / "android/sepolicy"
+PLATFORM = ROOT / "tests/android/platform/system/sepolicy"
 
 # Attributes by which rules of the platform reach the types of this policy.
 ATTRIBUTES = {"cellwarden": {"domain", "ondra_client", "quillon_client", "tessera_client"},
@@ -20,15 +21,17 @@ ATTRIBUTES = {"cellwarden": {"domain", "ondra_client", "quillon_client", "tesser
               "sysfs_": {"fs_type", "sysfs_type"}}
 
 
-def compile_policy(directory, *definitions):
-    """Compiles the stub of a platform's policy as a phone's build does; returns the policy in CIL."""
-    conf, output, binary = (directory / name for name in ("policy.conf", "policy.cil", "policy"))
-    conf.write_text(run("m4", "-s", *definitions, "-I", POLICY, Path(__file__).parent / "platform_policy.m4"))
-    run("checkpolicy", "-C", "-M", "-c", "30", "-o", output, conf)
-    run("secilc", "-o", binary, "-f", directory / "contexts", output)
-    if definitions:
-        run("sefcontext_compile", "-p", binary, "-o", directory / "compiled", POLICY / "file_contexts")
-    return output.read_text() if not failures else ""
+def compile_policy(directory, *own):
+    """Compiles a platform's policy, cut down, as a phone's build does; returns the policy in CIL."""
+    build = policy.Build(PLATFORM, directory)
+    path, errors = build.to_cil("whole", [PLATFORM / "public"], [PLATFORM / "private"], own)
+    code, messages = build.link("binary", path.read_text()) if path else (1, errors)
+    if code != 0:
+        failures.append(messages)
+        return ""
+    if own:
+        run("sefcontext_compile", "-p", directory / "binary", "-o", directory / "compiled", policy.OURS / "file_contexts")
+    return path.read_text()
 
 
 def allow_rules(text):
@@ -38,17 +41,17 @@ def allow_rules(text):
             for target, kind, permissions in rows for permission in permissions}
 
 
-def check_rules(policy, added, wanted):
-    missing = [need for need in wanted if need.permission not in policy.allowed(*need[:3])]
+def check_rules(compiled, added, wanted):
+    missing = [need for need in wanted if need.permission not in compiled.allowed(*need[:3])]
     expect_equal("needed and not allowed", sorted(map(str, missing)), [])
     needed = {f"{need.source} {'self' if need.source == need.target else need.target} {need.kind} {need.permission}"
               for need in wanted}
     expect_equal("allowed by android/sepolicy and not needed", sorted(added - needed), [])
 
 
-def check_types(policy, platform, labels, paths):
+def check_types(compiled, platform, labels, paths):
     """Each type of this policy is used, has the attributes of its kind, and all its paths are used alike."""
-    ours = policy.types - platform.types
+    ours = compiled.types - platform.types
     uses = {}
     for path, permissions in paths.items():
         *_, (place, _) = access.walk(path)
@@ -60,8 +63,9 @@ def check_types(policy, platform, labels, paths):
     expect_equal("types of this policy", sorted(ours), sorted(labelled | {"cellwarden", "cellwarden_exec"}))
     for name in ours:
         wanted = ATTRIBUTES.get(name, ATTRIBUTES["sysfs_"])
-        expect_equal(f"attributes of {name}", sorted(policy.names_of(name) - {name}), sorted(wanted))
-    expect_equal("domain in which init starts the program", sorted(policy.transitions),
+        attributes = [other for other in compiled.names_of(name) - {name} if not other.startswith("base_typeattr_")]
+        expect_equal(f"attributes of {name}", sorted(attributes), sorted(wanted))
+    expect_equal("domain in which init starts the program", sorted(compiled.transitions),
                  [("init", "cellwarden_exec", "process", "cellwarden")])
 
 
@@ -73,15 +77,13 @@ def check_service_file(sources):
 need_programs("m4", "checkpolicy", "secilc", "sefcontext_compile")
 with tempfile.TemporaryDirectory() as temporary:
     bare = compile_policy(Path(temporary))
-    whole = compile_policy(Path(temporary), "-D", "with_cellwarden")
+    whole = compile_policy(Path(temporary), policy.OURS)
 if whole:
-    stub = [("/", "sysfs"), ("/power/wake_lock", "sysfs_wake_lock"), ("/power/wake_unlock", "sysfs_wake_lock")]
-    all_labels = access.Labels(stub + access.read_genfs(POLICY / "genfs_contexts"),
-                               access.read_file_contexts(POLICY / "file_contexts"))
+    rows = access.read_genfs(PLATFORM / "private/genfs_contexts") + access.read_genfs(policy.OURS / "genfs_contexts")
+    all_labels = access.Labels(rows, access.read_file_contexts(policy.OURS / "file_contexts"))
     daemon = access.Sources()
     expect_equal("calls whose permissions access.py does not know", daemon.strangers, [])
-    compiled = cil.Policy(whole)
-    check_rules(compiled, allow_rules(whole) - allow_rules(bare), access.needs(all_labels, daemon))
-    check_types(compiled, cil.Policy(bare), all_labels, daemon.paths)
+    check_rules(cil.Policy(whole), allow_rules(whole) - allow_rules(bare), access.needs(all_labels, daemon))
+    check_types(cil.Policy(whole), cil.Policy(bare), all_labels, daemon.paths)
     check_service_file(daemon)
 finish()
