@@ -231,12 +231,6 @@ std::string attribute_path(const Phone& phone, SysfsParamId id) {
     return fixed_paths[id];
 }
 
-std::string_view attribute_name(std::string_view path) {
-    const size_t file = path.rfind('/');
-    const size_t folder = file == 0 || file == path.npos ? path.npos : path.rfind('/', file - 1);
-    return folder == path.npos ? path : path.substr(folder + 1);
-}
-
 std::vector<AttributeText> live_attributes(const Phone& phone) {
     std::vector<AttributeText> texts;
     add_battery_attributes(phone, texts);

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "phone/attribute_name.h"
 #include "phone/phone.h"
 #include "platform/sysfs_params.h"
 
@@ -18,9 +19,6 @@ struct AttributeText {
 
 // Path of a parameter's attribute file; the thermal zone's number is the phone's.
 std::string attribute_path(const Phone& phone, SysfsParamId id);
-
-// The last two components of a path, as people name an attribute: "battery/capacity".
-std::string_view attribute_name(std::string_view path);
 
 // The attributes that follow from the phone's state, as they read now.
 std::vector<AttributeText> live_attributes(const Phone& phone);

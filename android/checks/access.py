@@ -89,7 +89,8 @@ class Sources:
     """
 
     def __init__(self):
-        folders = sorted({source.split("/")[0] for source in build_file.daemon("srcs") if source.endswith(".cpp")})
+        folders = sorted({source.split("/")[0] for source in build_file.daemon("srcs") if source.endswith(".cpp")}
+                         | {"product"})  # tables alone, no source
         self.files = [(path, re.sub(r"//.*", "", path.read_text())) for folder in folders
                       for path in sorted((ROOT / folder).iterdir()) if path.suffix in (".cpp", ".h", ".inc")]
         self.text = "\n".join(text for _, text in self.files)
@@ -188,7 +189,7 @@ def needs(labels, sources):
         found.add(Need("cellwarden", "cellwarden", "netlink_kobject_uevent_socket", SOCKET_PERMISSIONS[call], call + "()"))
     if any(path.startswith("/sys/power/wake_") for path in sources.paths):
         found.add(Need("cellwarden", "cellwarden", "capability2", "block_suspend", "the kernel's wakelocks"))
-    if "LOG_LINE(" in sources.text:
+    if re.search(r"\bklog_write\(", sources.text):
         found.update(log_needs())
     if re.search(r"\bproperty_get\(", sources.text):
         found.update(property_needs())

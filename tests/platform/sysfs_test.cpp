@@ -233,26 +233,6 @@ TEST(AttributeFile, IsReplacedAndNeverCreated) {
     });
 }
 
-TEST(SysfsWrite, GoesOnAfterAShortWriteAndRetriesNothing) {
-    const struct {
-        const char* name;
-        std::deque<ssize_t> writes;
-        int32_t result;
-        const char* content;
-    } rows[] = {
-        {"in pieces", {2, 3}, 0, "12345\n"},
-        {"nothing is accepted", {0}, -1, ""},
-        {"a piece, then nothing", {2, 0}, -1, "12"},
-        {"refused", {-1}, -1, ""},
-    };
-    for (const auto& row : rows) {
-        write_attribute(PARAM_BATT_SOC, "7\n");
-        write_results = row.writes;
-        EXPECT_EQ(write_sysfs_integer(PARAM_BATT_SOC, 12345), row.result) << row.name;
-        EXPECT_EQ(read_attribute(PARAM_BATT_SOC), row.content) << row.name;
-    }
-}
-
 TEST(SysfsReady, OneLookASecondThirtyAtMost) {
     const Calls given_up = {
         "<3>cellwarden: Reached retry max to wait for sysfs ready, so give up waiting. "

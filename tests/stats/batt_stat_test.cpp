@@ -148,8 +148,9 @@ TEST(SoftChargeHistory, LevelsAreStampedOnce) {
     BattStat stat{};
     stat.soft_charge_mode = 7;
     for (const auto& [level, online_time] : {std::pair(0, 10), {2, 20}, {2, 30}, {5, -40}, {1, 50}, {5, 60}}) {
-        copy_soft_charge_history({.usage = {.online_time = online_time}, .levels = {.soft_charge_mode = -1, .soft_charge1_level = level}},
-                                 stat);
+        copy_soft_charge_history(
+            {.usage = {.online_time = online_time}, .levels = {.soft_charge_mode = -1, .soft_charge1_level = level}},
+            stat);
     }
     EXPECT_EQ(stat.soft_charge1_onlinetime, (std::array<uint64_t, 5>{50, 20, 0, 0, static_cast<uint64_t>(-40)}));
     EXPECT_EQ(stat.soft_charge_mode, 7) << "a mode not known leaves what is stored";
@@ -183,8 +184,9 @@ TEST(SoftChargeHistory, StatesOfHealthByPeriod) {
     };
     for (const auto& [name, online_time, period] : rows) {
         BattStat stat{};
-        copy_soft_charge_history({.usage = {.online_time = online_time}, .health = {.latest_raw_soh = 20'001, .latest_user_soh = 131'075}},
-                                 stat);
+        copy_soft_charge_history(
+            {.usage = {.online_time = online_time}, .health = {.latest_raw_soh = 20'001, .latest_user_soh = 131'075}},
+            stat);
         PerPeriod<uint16_t> expected_raw{}, expected_user{};
         if (period >= 0) {
             expected_raw[static_cast<size_t>(period)] = 10'000;

@@ -24,7 +24,9 @@ TEST(BattStatUpdate, RunsEveryStepOnce) {
                                               {PARAM_ACTIVE_CHARGER_TYPE, 7},
                                               {PARAM_VCELL_MAX, 4480},
                                               {PARAM_LEARNING_COUNTER, 1}});
-    ServiceState state{.clock = {.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL - 60}, .usage = {.online_time = 500, .soh = 94'999, .total_cycle_count = 3000}, .levels = {.soft_charge_mode = 2}};
+    ServiceState state{.clock = {.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL - 60},
+                       .usage = {.online_time = 500, .soh = 94'999, .total_cycle_count = 3000},
+                       .levels = {.soft_charge_mode = 2}};
     state.levels.arrhenius_lv.fill(255);
     state.levels.full_stay_capacity_degradation_aging_lv.fill(255);
     state.health.latest_raw_soh = 90'000;

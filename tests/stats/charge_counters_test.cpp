@@ -140,7 +140,7 @@ TEST(FastCharge, GainGoesOnFromTheLatestValidCharge) {
     ServiceState state;
     BattStat stat{};
     for (const auto& [current_ua, soc] : {std::pair(3'584'000, 5000), {0, 11'001}, {3'584'000, 5100}}) {
-        FAST_CHARGE_SOC(state, stat, snapshot_of(current(current_ua, soc)));
+        FAST_CHARGE_SOC.run(state, stat, snapshot_of(current(current_ua, soc)));
     }
     EXPECT_EQ(changes({}, stat), "over_08c_charge_count=100");
 }

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "support/phone.h"
@@ -25,7 +26,27 @@ struct UpdateRow {
     std::string stored{};       // elements of the record before the second call; the others are those of a reset one
 };
 
-using Update = std::function<void(ServiceState& state, BattStat& stat, const SysfsParams& snapshot)>;
+// A step of the update, from any of the forms that steps have.
+struct Update {
+    template <typename Step>
+    Update(Step step)  // NOLINT(google-explicit-constructor): a step's name stands for it
+        : run([step](ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
+              if constexpr (std::is_invocable_v<Step, ServiceState&, BattStat&, const SysfsParams&>) {
+                  step(state, stat, snapshot);
+              } else if constexpr (std::is_invocable_v<Step, CycleClock&, BattStat&, const SysfsParams&>) {
+                  step(state.clock, stat, snapshot);
+              } else if constexpr (std::is_invocable_v<Step, StatUpdateMemory&, BattStat&, const SysfsParams&>) {
+                  step(state.stat_update, stat, snapshot);
+              } else if constexpr (std::is_invocable_v<Step, CycleClock&, StatUpdateMemory&, BattStat&,
+                                                       const SysfsParams&>) {
+                  step(state.clock, state.stat_update, stat, snapshot);
+              } else {
+                  step(state, state.stat_update, stat, snapshot);
+              }
+          }) {}
+
+    std::function<void(ServiceState& state, BattStat& stat, const SysfsParams& snapshot)> run;
+};
 
 inline void check_updates(const Update& update, std::initializer_list<UpdateRow> rows) {
     for (const UpdateRow& row : rows) {
@@ -33,7 +54,7 @@ inline void check_updates(const Update& update, std::initializer_list<UpdateRow>
         BattStat stat;
         reset_batt_stat(stat);
         SysfsParams snapshot = snapshot_of(row.before);
-        update(state, stat, snapshot);
+        update.run(state, stat, snapshot);
         reset_batt_stat(stat);
         apply_changes(stat, row.stored);
         const BattStat before = stat;
@@ -42,7 +63,7 @@ inline void check_updates(const Update& update, std::initializer_list<UpdateRow>
         }
         state.clock.cycle_boot_time = FIRST_CALL + row.seconds;
         state.clock.cycle_wall_time = WALL;
-        update(state, stat, snapshot);
+        update.run(state, stat, snapshot);
         EXPECT_EQ(changes(before, stat), row.changes) << row.name;
     }
 }
@@ -63,7 +84,7 @@ inline void check_first_calls(const Update& update, std::initializer_list<FirstC
         reset_batt_stat(stat);
         apply_changes(stat, stored + " " + row.stored);
         const BattStat before = stat;
-        update(state, stat, snapshot_of(row.now));
+        update.run(state, stat, snapshot_of(row.now));
         EXPECT_EQ(changes(before, stat), row.changes) << row.name;
     }
 }

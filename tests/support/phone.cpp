@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "phone/phone_attributes.h"
+#include "phone/attribute_name.h"
 #include "platform/sysfs_io.h"
 
 namespace cellwarden::test {

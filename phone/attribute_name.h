@@ -1,0 +1,15 @@
+// Names of attributes as people read them.
+#pragma once
+
+#include <string_view>
+
+namespace cellwarden::bench {
+
+// The last two components of a path, as people name an attribute: "battery/capacity".
+inline std::string_view attribute_name(std::string_view path) {
+    const size_t file = path.rfind('/');
+    const size_t folder = file == 0 || file == path.npos ? path.npos : path.rfind('/', file - 1);
+    return folder == path.npos ? path : path.substr(folder + 1);
+}
+
+}  // namespace cellwarden::bench
