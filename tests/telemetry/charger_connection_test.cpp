@@ -114,7 +114,7 @@ void follow(ServiceState state, std::initializer_list<Step> steps) {
 
 TEST(ChargerConnection, UsbFromInsertionToRemoval) {
     follow(
-        {.usb_long_insertion_counter = 7},
+        {.connection = {.usb_long_insertion_counter = 7}},
         {
             {"nothing attached", 100, "capacity=57 smart_charging_status=1", ""},
             {"inserted", 110,
@@ -158,7 +158,7 @@ TEST(ChargerConnection, ABootClockOfZeroBooksNothing) {
 }
 
 TEST(ChargerConnection, WirelessFromInsertionToRemoval) {
-    follow({.connection = {.usb_long_insertion_counter = 7}},
+    follow({.connection = {.connection = {.usb_long_insertion_counter = 7}}},
            {
                {"inserted", 110,
                 "wireless/online=1 capacity=57 batt_aging_level=2 battery/voltage_now=4000000 wls_type=EPP "
