@@ -3,6 +3,7 @@
 #include "benchmarks/figure.h"
 #include "charge/grid_line.h"
 #include "charge/usage_accounting.h"
+#include "phone/stand_in.h"
 
 namespace cellwarden {
 namespace {
@@ -44,9 +45,11 @@ void walk(decltype(UsageState::vt_cet_table)& table) {
 }
 
 int run() {
+    StandIn phone{.records_effects = false};
+    const Device device = device_of(phone);
     ServiceState state;
     state.clock.cycle_boot_time = EVENING.boot_time;
-    update_usage_tables(state, snapshot_of(EVENING), POLICY.bins);
+    update_usage_tables(device, state, snapshot_of(EVENING), POLICY.bins);
     const SoftChargeMemory evening = state.soft_charge;
     const SysfsParams next_evening = snapshot_of(NEXT_EVENING);
     state.clock.cycle_boot_time = NEXT_EVENING.boot_time;
@@ -55,7 +58,7 @@ int run() {
     const std::vector<double> us =
         benchmark::median_cpu_us({[&] {
                                       state.soft_charge = evening;
-                                      update_usage_tables(state, next_evening, POLICY.bins);
+                                      update_usage_tables(device, state, next_evening, POLICY.bins);
                                   },
                                   [&] { walk(walked); }},
                                  ROUNDS, CALLS);

@@ -86,31 +86,31 @@ struct StateField {
     {                                                                                      \
         name, [](const ServiceState& state) { return static_cast<int64_t>(state.member); } \
     }
-constexpr StateField STATE_FIELDS[] = {WORKING("soft_charge_mode", soft_charge_mode),
-                                       WORKING("online_time", online_time),
-                                       WORKING("soh", soh),
-                                       WORKING("total_cycle_count", total_cycle_count),
-                                       WORKING("soft_charge1_level", soft_charge1_level),
-                                       WORKING("soc_full_total_time", soc_full_total_time),
-                                       WORKING("latest_raw_soh", latest_raw_soh),
-                                       WORKING("latest_filtered_soh", latest_filtered_soh),
-                                       WORKING("latest_predicted_soh", latest_predicted_soh),
-                                       WORKING("latest_user_soh", latest_user_soh),
-                                       WORKING("prev_soh_bucket_index", prev_soh_bucket_index),
-                                       WORKING("prev_bucket_user_soh", prev_bucket_user_soh),
-                                       WORKING("user_charge_full", user_charge_full),
-                                       WORKING("restored_capacity_applied", restored_capacity_applied),
-                                       WORKING("restore_capacity_mah", restore_capacity_mah),
-                                       WORKING("lrc_hold_active", lrc_hold_active),
-                                       WORKING("lrc_upper_soc", lrc_upper_soc),
-                                       WORKING("lrc_lower_soc", lrc_lower_soc),
-                                       WORKING("lrc_state", lrc_state),
-                                       WORKING("usb_long_insertion_counter", usb_long_insertion_counter),
-                                       WORKING("usb_connector_heat_count", usb_connector_heat_count),
-                                       WORKING("usb_connector_heat_time", usb_connector_heat_time),
-                                       WORKING("production_date_fix_pending", production_date_fix_pending),
-                                       WORKING("last_stat_save_time", last_stat_save_time),
-                                       WORKING("last_heat_save_time", last_heat_save_time)};
+constexpr StateField STATE_FIELDS[] = {WORKING("soft_charge_mode", levels.soft_charge_mode),
+                                       WORKING("online_time", usage.online_time),
+                                       WORKING("soh", usage.soh),
+                                       WORKING("total_cycle_count", usage.total_cycle_count),
+                                       WORKING("soft_charge1_level", levels.soft_charge1_level),
+                                       WORKING("soc_full_total_time", ageing.soc_full_total_time),
+                                       WORKING("latest_raw_soh", health.latest_raw_soh),
+                                       WORKING("latest_filtered_soh", health.latest_filtered_soh),
+                                       WORKING("latest_predicted_soh", health.latest_predicted_soh),
+                                       WORKING("latest_user_soh", health.latest_user_soh),
+                                       WORKING("prev_soh_bucket_index", health.prev_soh_bucket_index),
+                                       WORKING("prev_bucket_user_soh", health.prev_bucket_user_soh),
+                                       WORKING("user_charge_full", health.user_charge_full),
+                                       WORKING("restored_capacity_applied", restore.restored_capacity_applied),
+                                       WORKING("restore_capacity_mah", restore.restore_capacity_mah),
+                                       WORKING("lrc_hold_active", hold.lrc_hold_active),
+                                       WORKING("lrc_upper_soc", hold.lrc_upper_soc),
+                                       WORKING("lrc_lower_soc", hold.lrc_lower_soc),
+                                       WORKING("lrc_state", hold.lrc_state),
+                                       WORKING("usb_long_insertion_counter", connection.usb_long_insertion_counter),
+                                       WORKING("usb_connector_heat_count", heat.usb_connector_heat_count),
+                                       WORKING("usb_connector_heat_time", heat.usb_connector_heat_time),
+                                       WORKING("production_date_fix_pending", passport.production_date_fix_pending),
+                                       WORKING("last_stat_save_time", stat_save.last_stat_save_time),
+                                       WORKING("last_heat_save_time", heat.last_heat_save_time)};
 #undef WORKING
 
 // --- What differs in a history: the first few differences in full, the rest counted.
@@ -240,7 +240,7 @@ class History : public testing::Test {
         } else if (given_.contains("record_stored_bytes")) {
             phone_.units[UNIT_BATT_STAT] = bytes_of_hex(given_["record_stored_bytes"]);
         }
-        given_["vendor_model"].get<std::string>().copy(state_.vendor_model, sizeof state_.vendor_model - 1);
+        given_["vendor_model"].get<std::string>().copy(state_.settings.vendor_model, sizeof state_.settings.vendor_model - 1);
         load_records(device_, state_, record_, connection_);
         compare(given_["start"]);
     }
@@ -260,8 +260,8 @@ class History : public testing::Test {
         set_attributes(cycle.value("set", Json::object()));
         set_units(cycle.value("units", Json::object()));
         set_faults(cycle.value("faults", Json::object()));
-        state_.cycle_boot_time = cycle["boot"];
-        state_.cycle_wall_time = cycle["wall"];
+        state_.clock.cycle_boot_time = cycle["boot"];
+        state_.clock.cycle_wall_time = cycle["wall"];
         SysfsParams snapshot;
         read_sysfs_params(device_, snapshot, kind == "full" ? full_cycle_mask() : light_cycle_mask());
         if (kind == "full") {

@@ -158,7 +158,7 @@ TEST(ChargerConnection, ABootClockOfZeroBooksNothing) {
 }
 
 TEST(ChargerConnection, WirelessFromInsertionToRemoval) {
-    follow({.connection = {.connection = {.usb_long_insertion_counter = 7}}},
+    follow({.connection = {.usb_long_insertion_counter = 7}},
            {
                {"inserted", 110,
                 "wireless/online=1 capacity=57 batt_aging_level=2 battery/voltage_now=4000000 wls_type=EPP "
