@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "benchmarks/figure.h"
+#include "phone/stand_in.h"
 #include "platform/sysfs_io.h"
 #include "platform/thermal_zone.h"
 #include "support/namespaces.h"
@@ -27,13 +28,13 @@ const char* content_of(uint32_t format) {
     }
 }
 
-std::vector<const char*> make_attributes() {
-    test::write_attribute("/sys/class/thermal/thermal_zone0/type", "sdm_therm\n");
-    test::write_attribute("/sys/class/thermal/thermal_zone0/temp", "31250\n");
+std::vector<const char*> make_attributes(const Device& device) {
+    test::write_file("/sys/class/thermal/thermal_zone0/type", "sdm_therm\n");
+    test::write_file("/sys/class/thermal/thermal_zone0/temp", "31250\n");
     std::vector<const char*> paths;
     for (const SysfsParamDesc& desc : SysfsParamTable) {
-        paths.push_back(desc.path_is_generated == 1 ? desc.path_generator() : desc.path);
-        test::write_attribute(paths.back(), content_of(desc.format));
+        paths.push_back(desc.path_is_generated == 1 ? desc.path_generator(device) : desc.path);
+        test::write_file(paths.back(), content_of(desc.format));
     }
     return paths;
 }
@@ -50,12 +51,15 @@ void read_bare(const std::vector<const char*>& paths) {
 int run() {
     test::enter_namespaces();
     test::empty_sysfs();
-    const std::vector<const char*> paths = make_attributes();
+    StandIn phone{.records_effects = false};
+    Device device = device_of(phone);
+    device.read_attribute = read_attribute_file;
+    const std::vector<const char*> paths = make_attributes(device);
     SysfsReadMask everything;
     everything.fill(1);
     SysfsParams snapshot;
     const auto read_snapshot = [&] {
-        read_sysfs_params(snapshot, everything);
+        read_sysfs_params(device, snapshot, everything);
         cleanup_sysfs_params(snapshot);
     };
     const std::vector<double> us =

@@ -6,13 +6,11 @@
 #include <cstring>
 
 namespace cellwarden {
-namespace {
-
-int32_t write_text(int fd, const char* text) {
+int32_t write_text(int fd, const char* text, ssize_t (*write)(int, const void*, size_t)) {
     size_t left = strlen(text);
     while (left > 0) {
         const ssize_t count = write(fd, text, left);
-        if (count < 0) {
+        if (count <= 0) {
             return -1;
         }
         text += count;
@@ -20,8 +18,6 @@ int32_t write_text(int fd, const char* text) {
     }
     return 0;
 }
-
-}  // namespace
 
 // An attribute returns all that fits in one read.
 size_t read_attribute_file(void* /*context*/, const char* path, char* buffer, size_t room) {
@@ -39,7 +35,7 @@ int32_t write_attribute_file(void* /*context*/, const char* path, const char* te
     if (fd < 0) {
         return -1;
     }
-    const int32_t result = write_text(fd, text);
+    const int32_t result = write_text(fd, text, ::write);
     close(fd);
     return result;
 }

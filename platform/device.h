@@ -5,6 +5,7 @@
 #pragma once
 
 #include <sys/select.h>
+#include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -51,5 +52,9 @@ extern const Device phone_device;
 size_t read_attribute_file(void* context, const char* path, char* buffer, size_t room);
 int32_t write_attribute_file(void* context, const char* path, const char* text);
 bool attribute_file_is_writable(void* context, const char* path);
+
+// Writes the text with as many calls of `write` as it takes. A call that fails or accepts nothing
+// ends the attempt, with -1.
+int32_t write_text(int fd, const char* text, ssize_t (*write)(int, const void*, size_t));
 
 }  // namespace cellwarden

@@ -1,17 +1,15 @@
 // How the values of parameters are read and written.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <random>
 #include <string>
 
 #include "platform/sysfs_io.h"
 #include "support/phone.h"
-#include "support/process.h"
 #include "support/sysfs.h"
 
 namespace cellwarden {
@@ -217,14 +215,40 @@ TEST(AttributeFile, IsReplacedAndNeverCreated) {
     EXPECT_TRUE(attribute_file_is_writable(nullptr, path));
     EXPECT_EQ(write_attribute_file(nullptr, path, "12345\n"), 0);
     EXPECT_EQ(read_file(path), "12345\n");
-    // The kernel takes two bytes and then refuses.
-    in_own_process([path] {
-        (void)signal(SIGXFSZ, SIG_IGN);
-        const rlimit two{.rlim_cur = 2, .rlim_max = 2};
-        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &two), 0);
-        EXPECT_EQ(write_attribute_file(nullptr, path, "67890\n"), -1);
-    });
-    EXPECT_EQ(read_file(path), "67");
+}
+
+// What the calls of write() return, in order; as much as they are given after these.
+std::deque<ssize_t> accepted;
+std::string taken;
+
+ssize_t take_by_script(int /*fd*/, const void* bytes, size_t size) {
+    ssize_t count = static_cast<ssize_t>(size);
+    if (!accepted.empty()) {
+        count = accepted.front();
+        accepted.pop_front();
+    }
+    taken.append(static_cast<const char*>(bytes), static_cast<size_t>(std::max<ssize_t>(count, 0)));
+    return count;
+}
+
+TEST(AttributeFile, GoesOnAfterAShortWriteAndRetriesNothing) {
+    const struct {
+        const char* name;
+        std::deque<ssize_t> writes;
+        int32_t result;
+        const char* content;
+    } rows[] = {
+        {"in pieces", {2, 3}, 0, "12345\n"},
+        {"nothing is accepted", {0}, -1, ""},
+        {"a piece, then nothing", {2, 0}, -1, "12"},
+        {"refused", {-1}, -1, ""},
+    };
+    for (const auto& row : rows) {
+        accepted = row.writes;
+        taken.clear();
+        EXPECT_EQ(write_text(-1, "12345\n", take_by_script), row.result) << row.name;
+        EXPECT_EQ(taken, row.content) << row.name;
+    }
 }
 
 TEST(SysfsReady, OneLookASecondThirtyAtMost) {
