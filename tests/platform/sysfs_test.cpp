@@ -1,10 +1,9 @@
 // How the values of parameters are read and written.
 #include <gtest/gtest.h>
+
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <deque>
 #include <random>
 #include <string>
