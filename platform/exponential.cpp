@@ -1,0 +1,285 @@
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "platform/extended.h"
+
+// exp(x) = 2^q * 2^(i/64) * 2^(j/4096) * 2^(l/262144) * exp(r), with the integers q, i, j, l chosen
+// such that 0 <= r < ln 2 / 2^18. The powers come from three tables of 64 numbers, exp(r) from six
+// terms of its series. All of it is done in fixed point on 128 bits; "unit" names the power of two
+// that a number counts in. Every step cuts downward, so the result A is never above the true value,
+// and the bound of all cuts, ERROR, is below 2^-124. Where the true value may lie on either side of
+// the middle between two binary128 numbers, one argument in 6,600, the wide computation decides.
+namespace cellwarden {
+namespace {
+
+using Fixed = unsigned __int128;
+
+constexpr Fixed fixed(uint64_t high, uint64_t low) {
+    return Fixed{high} << 64 | low;
+}
+
+#include "platform/exponential_tables.inc"
+
+constexpr int STORED_BITS = 112;  // of a significand; the highest one is implied
+constexpr int EXPONENT_BIAS = 16'383;
+constexpr int MIN_EXPONENT = -16'382;
+constexpr int MAX_EXPONENT = 16'383;
+constexpr Fixed INFINITY_BITS = Fixed{0x7fff} << STORED_BITS;
+
+constexpr uint64_t high_half(Fixed value) {
+    return static_cast<uint64_t>(value >> 64);
+}
+
+constexpr uint64_t low_half(Fixed value) {
+    return static_cast<uint64_t>(value);
+}
+
+// The reduction of the argument is done modulo 2^128.
+constexpr Fixed wrapping_add(Fixed a, Fixed b) {
+    Fixed sum = 0;
+    (void)__builtin_add_overflow(a, b, &sum);
+    return sum;
+}
+
+constexpr Fixed wrapping_sub(Fixed a, Fixed b) {
+    Fixed difference = 0;
+    (void)__builtin_sub_overflow(a, b, &difference);
+    return difference;
+}
+
+// a * b / 2^128, less by up to 3: it leaves out the product of the low halves.
+constexpr Fixed mul_high(Fixed a, Fixed b) {
+    return Fixed{high_half(a)} * high_half(b) + high_half(Fixed{high_half(a)} * low_half(b)) +
+           high_half(Fixed{low_half(a)} * high_half(b));
+}
+
+// significand * 2^(exponent - 112), for a significand of 113 bits, or fewer at the lowest exponent;
+// one of 2^113 adds one to the exponent.
+extended assemble(int exponent, Fixed significand) {
+    const auto stored_exponent = static_cast<unsigned>(exponent + EXPONENT_BIAS - 1);
+    return std::bit_cast<extended>((Fixed{stored_exponent} << STORED_BITS) + significand);
+}
+
+// |x| = significand * 2^(exponent - 112), 2^112 <= significand < 2^113.
+struct Argument {
+    bool negative;
+    int exponent;
+    Fixed significand;
+};
+
+// x = (2^18 * power + fraction) * ln 2 / 2^18 + r with 0 <= r < (1 + 2^-27) * ln 2 / 2^18.
+struct Multiple {
+    uint64_t magnitude;  // of 2^18 * power + fraction, whose sign is that of x
+    int power;
+    uint32_t fraction;  // below 2^18
+};
+
+// Requires |x| < 2^14.
+Multiple multiple_below(const Argument& x) {
+    // |x| / ln 2 in units of 2^(exponent - 61), between 2.4 too low and exact.
+    constexpr uint64_t LOG2_E_62 = 0x5c551d94ae0bf85d;
+    const uint64_t quotient =
+        high_half(Fixed{static_cast<uint64_t>(x.significand >> 49)} * LOG2_E_62);
+    // For |x| below 2^-20 the multiple is that of 0: the shift by 63 leaves nothing.
+    const int shift = std::min(43 - x.exponent, 63);
+    // Surely below |x| where it is subtracted from it, surely above where x from it.
+    const uint64_t magnitude = x.negative ? ((quotient + 4) >> shift) + 1 : (quotient - 1) >> shift;
+    const auto multiple =
+        x.negative ? -static_cast<int64_t>(magnitude) : static_cast<int64_t>(magnitude);
+    return {magnitude, static_cast<int>(multiple >> 18),
+            static_cast<uint32_t>(multiple & ((1 << 18) - 1))};
+}
+
+// r in units of 2^-146, less by up to 4. Its multiple of 2^-18 is 0, so it is computed modulo
+// 2^128 units.
+Fixed remainder_146(const Argument& x, uint64_t multiple) {
+    const int shift = x.exponent - STORED_BITS + 146;
+    const Fixed magnitude =
+        shift >= 0 ? (x.significand & (~Fixed{0} >> shift)) << shift : x.significand >> -shift;
+    // multiple * (ln 2 / 2^18), of which the three highest parts of ln 2 suffice.
+    const Fixed highest = Fixed{low_half(Fixed{multiple} * LN2[4])} << 64;
+    const Fixed product =
+        wrapping_add(highest, Fixed{multiple} * LN2[3] + high_half(Fixed{multiple} * LN2[2]));
+    // Both were cut by less than a unit and a bit.
+    return wrapping_sub(
+        x.negative ? wrapping_sub(product, magnitude) : wrapping_sub(magnitude, product), 2);
+}
+
+// exp(r) - 1 in units of 2^-146, for r in the same: r + r^2/2 + ... + r^6/720, written as
+// r * (1 + r * (1/2 + r * (1/6 + r * (1/24 + r/120 + r^2/720)))). With s = r * 2^18 < 0.6932 each
+// multiplication by r is one by s and a shift by 18. What it lacks, at most, from the inside out:
+//     1/24 + ...   3 cuts of a unit of 2^-64, and r^3/5040 < 2^-67: below 3.1 * 2^-64
+//     1/6 + ...    0.6932 * 3.1 * 2^-64 and 0.05 * 2^-64 for the cut of s to 64 bits, both / 2^18,
+//                  and 2 cuts of 2^-128: below 2.3 * 2^-82
+//     1/2 + ...    0.6932 of that / 2^18, and 2 cuts: below 1.6 * 2^-100
+//     r/2 + ...    0.6932 of that / 2^18, and 1 cut: below 1150 * 2^-128
+//     all          0.6932 of that, and 3 for the last product: below 810 units
+Fixed series_146(Fixed r) {
+    constexpr Fixed ONE_HALF = Fixed{1} << 127;
+    constexpr Fixed ONE_6TH = ~Fixed{0} / 6;
+    constexpr uint64_t ONE_24TH = UINT64_MAX / 24;
+    constexpr uint64_t ONE_120TH_46 = (uint64_t{1} << 46) / 120;
+    constexpr uint64_t ONE_720TH_28 = (uint64_t{1} << 28) / 720;
+    const uint64_t s = high_half(r);
+    const uint64_t from_5th = ONE_120TH_46 + high_half(Fixed{s} * ONE_720TH_28);
+    const uint64_t from_4th = ONE_24TH + high_half(Fixed{s} * from_5th);
+    const Fixed from_3rd = ONE_6TH + ((Fixed{s} * from_4th) >> 18);
+    const Fixed from_2nd = ONE_HALF + (mul_high(r, from_3rd) >> 18);
+    return r + mul_high(r, mul_high(r, from_2nd) >> 18);
+}
+
+// --- The wide computation
+
+// Unsigned, in units of 2^-320, the lowest 64 bits first.
+using Wide = std::array<uint64_t, 6>;
+constexpr int WIDE_UNIT = 320;
+
+Wide add(const Wide& a, const Wide& b) {
+    Wide sum{};
+    Fixed carry = 0;
+    for (size_t i = 0; i < sum.size(); i++) {
+        carry += Fixed{a[i]} + b[i];
+        sum[i] = low_half(carry);
+        carry = high_half(carry);
+    }
+    return sum;
+}
+
+// Requires a >= b.
+Wide subtract(const Wide& a, const Wide& b) {
+    Wide difference{};
+    bool borrow = false;
+    for (size_t i = 0; i < difference.size(); i++) {
+        const Fixed lower = wrapping_sub(a[i], Fixed{b[i]} + (borrow ? 1 : 0));
+        difference[i] = low_half(lower);
+        borrow = high_half(lower) != 0;
+    }
+    return difference;
+}
+
+// Cut to the unit. Requires a product below 2^64.
+Wide multiply(const Wide& a, const Wide& b) {
+    std::array<uint64_t, 2 * std::tuple_size_v<Wide>> product{};
+    for (size_t i = 0; i < a.size(); i++) {
+        Fixed carry = 0;
+        for (size_t j = 0; j < b.size(); j++) {
+            carry += Fixed{a[i]} * b[j] + product[i + j];
+            product[i + j] = low_half(carry);
+            carry = high_half(carry);
+        }
+        product[i + b.size()] = low_half(carry);
+    }
+    Wide result{};
+    std::copy_n(product.begin() + WIDE_UNIT / 64, result.size(), result.begin());
+    return result;
+}
+
+Wide divide(const Wide& a, uint64_t divisor) {
+    Wide quotient{};
+    Fixed rest = 0;
+    for (size_t i = a.size(); i-- > 0;) {
+        rest = rest << 64 | a[i];
+        quotient[i] = low_half(rest / divisor);
+        rest %= divisor;
+    }
+    return quotient;
+}
+
+// a / 2^count, cut.
+Wide shift_down(const Wide& a, int count) {
+    const auto limb = [&](size_t i) { return i < a.size() ? a[i] : 0; };
+    const auto limbs = static_cast<size_t>(count / 64);
+    Wide result{};
+    for (size_t i = 0; i < result.size(); i++) {
+        result[i] = low_half(fixed(limb(i + limbs + 1), limb(i + limbs)) >> count % 64);
+    }
+    return result;
+}
+
+// exp(x) for the given power of two below it, to 2^-300 of itself: of 2^127 arguments not one is
+// expected to lie that near to a middle. With r = x - power * ln 2 it computes exp(r / 2^16) by 17
+// terms of the series (the 18th is below 2^-349) and squares it 16 times; each cut of 2^-320 on the
+// way to the squares, some 20, counts 2^16 times.
+[[gnu::noinline, gnu::cold]] extended wide_exp(const Argument& x, int power) {
+    constexpr int SQUARINGS = 16;
+    constexpr int TERMS = 17;
+    constexpr Wide ONE = {0, 0, 0, 0, 0, 1};
+    constexpr Wide LN2_WIDE = {LN2[0], LN2[1], LN2[2], LN2[3], LN2[4], 0};
+    const Wide magnitude =
+        shift_down({0, 0, 0, 0, low_half(x.significand << 15), high_half(x.significand << 15)},
+                   63 - x.exponent);
+    const Wide multiple =
+        multiply({0, 0, 0, 0, 0, static_cast<uint64_t>(std::abs(power))}, LN2_WIDE);
+    const Wide r = shift_down(
+        x.negative ? subtract(multiple, magnitude) : subtract(magnitude, multiple), SQUARINGS);
+    Wide value = ONE;
+    for (uint64_t n = TERMS; n > 0; n--) {
+        value = add(ONE, divide(multiply(r, value), n));
+    }
+    for (int i = 0; i < SQUARINGS; i++) {
+        value = multiply(value, value);
+    }
+
+    // The estimate of the power may be one too low.
+    const int carry = value.back() >= 2 ? 1 : 0;
+    const int exponent = std::max(power + carry, MIN_EXPONENT);
+    if (exponent > MAX_EXPONENT) {
+        return std::bit_cast<extended>(INFINITY_BITS);
+    }
+    // One bit more than is kept. A subnormal number keeps fewer.
+    const Wide doubled = shift_down(value, WIDE_UNIT - STORED_BITS - 1 + exponent - power);
+    return assemble(exponent, (fixed(doubled[1], doubled[0]) + 1) >> 1);
+}
+
+// For |x| of 2^14 or more and what is no number.
+extended exp_of_large(Fixed bits, bool negative) {
+    const Fixed magnitude = bits & (~Fixed{0} >> 1);
+    if (magnitude > INFINITY_BITS) {
+        return std::bit_cast<extended>(bits | Fixed{1} << (STORED_BITS - 1));
+    }
+    return std::bit_cast<extended>(negative ? Fixed{0} : INFINITY_BITS);
+}
+
+}  // namespace
+
+extended extended_exp(extended value) {
+    constexpr uint64_t HALF = 1 << 14;  // of the last bit kept, in units of 2^-127
+    constexpr uint64_t ERROR = 5;
+    const auto bits = std::bit_cast<Fixed>(value);
+    const Fixed stored = bits & ((Fixed{1} << STORED_BITS) - 1);
+    const Argument x = {.negative = bits >> 127 != 0,
+                        .exponent = static_cast<int>(bits >> STORED_BITS & 0x7fff) - EXPONENT_BIAS,
+                        .significand = Fixed{1} << STORED_BITS | stored};
+    if (x.exponent >= 14) {
+        return exp_of_large(bits, x.negative);
+    }
+    if (x.exponent < -114) {
+        return 1;
+    }
+    const Multiple multiple = multiple_below(x);
+    if (multiple.power < MIN_EXPONENT || multiple.power > MAX_EXPONENT) {
+        return wide_exp(x, multiple.power);
+    }
+
+    // In units of 2^-127, below the product of the true factors by less than 1 for the cut of the
+    // first, 1.1 for each table and 1.01 for the series: less than ERROR.
+    const Fixed first = POWERS_64TH[multiple.fraction >> 12];
+    const Fixed second = POWERS_4096TH_LESS_1[multiple.fraction >> 6 & 63];
+    const Fixed third = POWERS_262144TH_LESS_1[multiple.fraction & 63];
+    const Fixed two = first + (mul_high(first, second) >> 6);
+    const Fixed three = two + (mul_high(two, third) >> 12);
+    const Fixed series = series_146(remainder_146(x, multiple.magnitude));
+    Fixed result = 0;
+    const bool overflows = __builtin_add_overflow(three, mul_high(three, series) >> 18, &result);
+    const uint64_t rest = low_half(result) % (2 * HALF);
+    if (overflows || (rest < HALF && rest + ERROR > HALF)) {
+        return wide_exp(x, multiple.power);
+    }
+    return assemble(multiple.power, (result >> 15) + (rest >= HALF ? 1 : 0));
+}
+
+}  // namespace cellwarden
