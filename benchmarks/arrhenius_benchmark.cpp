@@ -67,12 +67,12 @@ std::vector<extended> needed_arguments(const std::vector<Reading>& hour) {
             previous_voltage = voltage;
             const extended volts = static_cast<extended>(voltage) / 1'000'000;
             const extended temperature_term =
-                ARRHENIUS_ACTIVATION *
+                ARRHENIUS.activation_k *
                 (1 / (static_cast<extended>(temperature) / 10 + KELVIN_OFFSET));
             const extended voltage_term =
-                volts <= ARRHENIUS_KNEE ? ARRHENIUS_LOW_OFFSET + ARRHENIUS_LOW_SLOPE * volts
-                                        : ARRHENIUS_HIGH_OFFSET + ARRHENIUS_HIGH_SLOPE * volts;
-            arguments.push_back((temperature_term + voltage_term) + ARRHENIUS_OFFSET);
+                volts <= ARRHENIUS.knee_v ? ARRHENIUS.low_offset + ARRHENIUS.low_slope * volts
+                                          : ARRHENIUS.high_offset + ARRHENIUS.high_slope * volts;
+            arguments.push_back((temperature_term + voltage_term) + ARRHENIUS.offset);
         }
     }
     return arguments;

@@ -14,6 +14,9 @@ constexpr int32_t SECONDS_PER_HOUR = 3600;
 
 constexpr int32_t TEMPERATURE_LIMIT_DECIC = 1000;
 
+static_assert(holds(ARRHENIUS), "the fixed-point arithmetic does not cover these constants");
+constexpr ArrheniusModel ARRHENIUS_MODEL = arrhenius_model(ARRHENIUS);
+
 extended celsius(int32_t temperature_decic) {
     return static_cast<extended>(temperature_decic) / 10;
 }
@@ -93,9 +96,9 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
             start_walk(memory.arrhenius_temperature_decic, temperature_decic, seconds);
         LineWalk voltage = start_walk(memory.arrhenius_voltage_uv, voltage_uv, seconds);
         for (int32_t k = 0; k < seconds; k++) {
-            const extended rate =
-                arrhenius_rate(memory.arrhenius_terms, static_cast<int32_t>(temperature.value),
-                               static_cast<int32_t>(voltage.value));
+            const extended rate = arrhenius_rate(ARRHENIUS_MODEL, memory.arrhenius_terms,
+                                                 static_cast<int32_t>(temperature.value),
+                                                 static_cast<int32_t>(voltage.value));
             state.total_arrhenius += rate;
             add_to_period(state, &ServiceState::arrhenius_per_10days,
                           int64_t{memory.arrhenius_online_time} + k, rate);

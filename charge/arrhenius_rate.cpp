@@ -2,105 +2,95 @@
 
 #include <bit>
 
-#include "charge/model_constants.h"
-
 // A battery's voltage is another one nearly every second, so the arithmetic around the exponential
-// counts. Its operands lie within narrow ranges: it is done on integers, several times as fast as
-// 128-bit floats in software, and rounds exactly where the formula does. A fixed-point value is a
-// multiple of 2^-109; where it is finer, its name tells the power.
+// counts: in 128-bit floats, which software emulates, it takes longer than the exponential itself.
+// The operands of these sums and products lie within a few powers of two of one another. Here they
+// are integers that count 2^-112, which represents a number of 113 significant bits exactly if it
+// is 0, at least 1, or a difference of such numbers. Every operation is computed exactly and then
+// rounded to 113 significant bits as the floats would be; a bit that was cut off before the
+// rounding is kept as one "sticky" bit below, so that the rounding does not take the value for a
+// tie.
 namespace cellwarden {
 namespace {
 
-constexpr int32_t TEMPERATURE_MIN_DECIC = -1000;
-constexpr int32_t TEMPERATURE_MAX_DECIC = 1000;
-constexpr int32_t VOLTAGE_MIN_UV = 1'000'000;
-constexpr int32_t VOLTAGE_MAX_UV = 5'000'000;
+using namespace arrhenius;
+using Unsigned = unsigned __int128;
 
 constexpr int PRECISION = 113;  // significant bits of `extended`
-constexpr int UNIT = 109;       // minus the power of two that fixed-point values count in
-constexpr int SLOPE_UNIT = 51;  // same for the slopes: doubles of 2 and more
 
-constexpr ArrheniusFixed to_fixed(extended value, int unit = UNIT) {
-    return static_cast<ArrheniusFixed>(value * static_cast<extended>(ArrheniusFixed{1} << unit));
+Unsigned magnitude_of(ArrheniusFixed value) {
+    return static_cast<Unsigned>(value < 0 ? -value : value);
 }
 
-// Of a value of 2^64 or more.
-int width_of(ArrheniusFixed value) {
-    return 128 - std::countl_zero(static_cast<uint64_t>(value >> 64));
+// Number of bits of a positive value.
+int width_of(Unsigned value) {
+    const auto high = static_cast<uint64_t>(value >> 64);
+    return high != 0 ? 128 - std::countl_zero(high)
+                     : 64 - std::countl_zero(static_cast<uint64_t>(value));
 }
 
 // To 113 significant bits, to nearest, ties to even.
 ArrheniusFixed round_to_precision(ArrheniusFixed value) {
-    const int excess = width_of(value) - PRECISION;
+    const int excess = width_of(magnitude_of(value)) - PRECISION;
     if (excess <= 0) {
         return value;
     }
     const ArrheniusFixed half = ArrheniusFixed{1} << (excess - 1);
     const ArrheniusFixed last_kept = (value >> excess) & 1;
-    return (value + half - 1 + last_kept) >> excess << excess;
+    return (value + half - 1 + last_kept) & ~(2 * half - 1);
 }
 
-// Of a value of 2^64 or more that needs no rounding.
+// Requires a value of at most 113 significant bits.
 extended to_extended(ArrheniusFixed value) {
     constexpr int EXPONENT_BIAS = 16'383;
-    const int width = width_of(value);
+    if (value == 0) {
+        return 0;
+    }
+    const Unsigned magnitude = magnitude_of(value);
+    const int width = width_of(magnitude);
     const int shift = PRECISION - width;
-    // The mantissa's highest bit is not stored: it adds the one that the exponent lacks.
-    const ArrheniusFixed mantissa = shift > 0 ? value << shift : value >> -shift;
-    const auto exponent = static_cast<ArrheniusFixed>(EXPONENT_BIAS + width - 1 - UNIT) - 1;
-    return std::bit_cast<extended>((exponent << (PRECISION - 1)) + mantissa);
+    // The highest bit of the significand is not stored: it adds the one that the exponent lacks.
+    const Unsigned significand = shift > 0 ? magnitude << shift : magnitude >> -shift;
+    const auto exponent = static_cast<Unsigned>(EXPONENT_BIAS + width - 1 - UNIT - 1);
+    const Unsigned sign = value < 0 ? 1 : 0;
+    return std::bit_cast<extended>((sign << 127 | exponent << (PRECISION - 1)) + significand);
 }
 
-// A bit below all that count, set where a cut lost something: rounding then sees that it was no
-// tie.
-constexpr ArrheniusFixed lost(uint64_t rest) {
-    return rest != 0 ? 1 : 0;
-}
-
-// Volts in units of 2^-112: uV / 1,000,000.
-ArrheniusFixed volts_112(int32_t voltage_uv) {
+// uV / 1,000,000.
+Unsigned to_volts(int32_t voltage_uv) {
     constexpr uint64_t UV_PER_VOLT = 1'000'000;
-    // Long division, 118 binary places: the rest is below 2^20 and takes 39 or 40 more each time.
+    // Long division to 118 binary places: the rest is below 2^20 and takes 39 or 40 more each time.
     const uint64_t high = static_cast<uint64_t>(voltage_uv) << 39;
     const uint64_t middle = (high % UV_PER_VOLT) << 39;
     const uint64_t low = (middle % UV_PER_VOLT) << 40;
-    const ArrheniusFixed volts_118 = (ArrheniusFixed{high / UV_PER_VOLT} << 79) +
-                                     (ArrheniusFixed{middle / UV_PER_VOLT} << 40) +
-                                     low / UV_PER_VOLT;
-    return round_to_precision(volts_118 | lost(low % UV_PER_VOLT)) >> 6;
+    const Unsigned volts_118 = (Unsigned{high / UV_PER_VOLT} << 79) +
+                               (Unsigned{middle / UV_PER_VOLT} << 40) + low / UV_PER_VOLT;
+    const ArrheniusFixed sticky = low % UV_PER_VOLT != 0 ? 1 : 0;
+    return static_cast<Unsigned>(
+        round_to_precision(static_cast<ArrheniusFixed>(volts_118) | sticky) >> 6);
 }
 
-// offset - slope x volts, rounded after each operation.
-ArrheniusFixed falling_line(ArrheniusFixed offset, uint64_t slope_51, ArrheniusFixed volts_112) {
-    const ArrheniusFixed low = ArrheniusFixed{slope_51} * static_cast<uint64_t>(volts_112);
-    const ArrheniusFixed high = ArrheniusFixed{slope_51} * static_cast<uint64_t>(volts_112 >> 64);
-    const ArrheniusFixed drop_112 =
-        ((high << (64 - SLOPE_UNIT)) + (low >> SLOPE_UNIT)) |
-        lost(static_cast<uint64_t>(low) & ((uint64_t{1} << SLOPE_UNIT) - 1));
-    return round_to_precision(offset - (round_to_precision(drop_112) >> 3));
+// offset + slope * volts.
+ArrheniusFixed voltage_term(const ArrheniusModel::Line& line, Unsigned volts) {
+    const Unsigned low = Unsigned{line.slope_52} * static_cast<uint64_t>(volts);
+    const Unsigned high = Unsigned{line.slope_52} * static_cast<uint64_t>(volts >> 64);
+    const Unsigned cut = low & ((Unsigned{1} << SLOPE_UNIT) - 1);
+    const Unsigned sticky = cut != 0 ? 1 : 0;
+    const ArrheniusFixed product = round_to_precision(
+        static_cast<ArrheniusFixed>(((high << (64 - SLOPE_UNIT)) + (low >> SLOPE_UNIT)) | sticky));
+    return round_to_precision(line.rises ? line.offset + product : line.offset - product);
 }
 
-ArrheniusFixed voltage_term(int32_t voltage_uv) {
-    constexpr int32_t LAST_UV_BELOW_KNEE = 4'400'000;
-    static_assert(extended{LAST_UV_BELOW_KNEE} / 1'000'000 <= ARRHENIUS_KNEE &&
-                  extended{LAST_UV_BELOW_KNEE + 1} / 1'000'000 > ARRHENIUS_KNEE);
-    constexpr ArrheniusFixed LOW_OFFSET = to_fixed(ARRHENIUS_LOW_OFFSET);
-    constexpr ArrheniusFixed HIGH_OFFSET = to_fixed(ARRHENIUS_HIGH_OFFSET);
-    constexpr auto LOW_SLOPE = static_cast<uint64_t>(to_fixed(-ARRHENIUS_LOW_SLOPE, SLOPE_UNIT));
-    constexpr auto HIGH_SLOPE = static_cast<uint64_t>(to_fixed(-ARRHENIUS_HIGH_SLOPE, SLOPE_UNIT));
-    return voltage_uv <= LAST_UV_BELOW_KNEE
-               ? falling_line(LOW_OFFSET, LOW_SLOPE, volts_112(voltage_uv))
-               : falling_line(HIGH_OFFSET, HIGH_SLOPE, volts_112(voltage_uv));
-}
-
-ArrheniusFixed temperature_term(int32_t temperature_decic) {
+// activation_k * (1 / (T + 273.15)).
+ArrheniusFixed temperature_term(const ArrheniusModel& model, int32_t temperature_decic) {
     const extended celsius = static_cast<extended>(temperature_decic) / 10;
-    return to_fixed(ARRHENIUS_ACTIVATION * (1 / (celsius + KELVIN_OFFSET)));
+    return to_fixed(model.activation_k * (1 / (celsius + KELVIN_OFFSET)));
 }
 
 }  // namespace
 
-extended arrhenius_rate(ArrheniusTerms& terms, int32_t temperature_decic, int32_t voltage_uv) {
+extended arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
+                        int32_t temperature_decic, int32_t voltage_uv) {
     const bool new_temperature = temperature_decic != terms.temperature_decic;
     const bool new_voltage = voltage_uv != terms.voltage_uv;
     if (!new_temperature && !new_voltage) {
@@ -111,17 +101,17 @@ extended arrhenius_rate(ArrheniusTerms& terms, int32_t temperature_decic, int32_
         return 0;
     }
     if (new_temperature) {
-        terms.temperature_term = temperature_term(temperature_decic);
+        terms.temperature_term = temperature_term(model, temperature_decic);
         terms.temperature_decic = temperature_decic;
     }
     if (new_voltage) {
-        terms.voltage_term = voltage_term(voltage_uv);
+        const bool is_low = voltage_uv <= model.last_low_uv;
+        terms.voltage_term = voltage_term(is_low ? model.low : model.high, to_volts(voltage_uv));
         terms.voltage_uv = voltage_uv;
     }
-    // The sum is at least 28, so taking the offset off it loses nothing.
-    constexpr ArrheniusFixed OFFSET = to_fixed(-ARRHENIUS_OFFSET);
     const ArrheniusFixed sum = round_to_precision(terms.temperature_term + terms.voltage_term);
-    terms.rate = ARRHENIUS_NUMERATOR / extended_exp(to_extended(sum - OFFSET));
+    terms.rate =
+        model.numerator / extended_exp(to_extended(round_to_precision(sum + model.offset)));
     return terms.rate;
 }
 

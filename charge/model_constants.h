@@ -11,15 +11,28 @@ namespace cellwarden {
 
 inline constexpr extended KELVIN_OFFSET = extended{27315} / 100;
 
-// Arrhenius integral.
-inline constexpr extended ARRHENIUS_ACTIVATION = 9441.71;  // K
-inline constexpr extended ARRHENIUS_LOW_OFFSET = 44.206;   // up to the knee, 4.4 V
-inline constexpr extended ARRHENIUS_LOW_SLOPE = -9.04;     // per volt
-inline constexpr extended ARRHENIUS_HIGH_OFFSET = 13.75;   // above the knee
-inline constexpr extended ARRHENIUS_HIGH_SLOPE = -2.12;
-inline constexpr extended ARRHENIUS_OFFSET = -25.41;
-inline constexpr extended ARRHENIUS_KNEE = 4.4;  // V
-inline constexpr extended ARRHENIUS_NUMERATOR = 5041;
+// Rate of the Arrhenius integral per second:
+//     numerator / exp(activation_k / (T + 273.15) + line + offset)
+// where the line is low_offset + low_slope * V up to the knee, high_offset + high_slope * V above.
+struct ArrheniusConstants {
+    double activation_k;
+    double knee_v;
+    double low_offset;
+    double low_slope;  // per volt
+    double high_offset;
+    double high_slope;  // per volt
+    double offset;
+    double numerator;
+};
+
+inline constexpr ArrheniusConstants ARRHENIUS = {.activation_k = 9441.71,
+                                                 .knee_v = 4.4,
+                                                 .low_offset = 44.206,
+                                                 .low_slope = -9.04,
+                                                 .high_offset = 13.75,
+                                                 .high_slope = -2.12,
+                                                 .offset = -25.41,
+                                                 .numerator = 5041};
 
 // Capacity lost at full charge.
 inline constexpr extended FULL_STAY_VOLTAGE = extended{8443} / 1000;  // per volt

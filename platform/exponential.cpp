@@ -7,12 +7,15 @@
 
 #include "platform/extended.h"
 
-// exp(x) = 2^q * 2^(i/64) * 2^(j/4096) * 2^(l/262144) * exp(r), with the integers q, i, j, l chosen
-// such that 0 <= r < ln 2 / 2^18. The powers come from three tables of 64 numbers, exp(r) from six
-// terms of its series. All of it is done in fixed point on 128 bits; "unit" names the power of two
-// that a number counts in. Every step cuts downward, so the result A is never above the true value,
-// and the bound of all cuts, ERROR, is below 2^-124. Where the true value may lie on either side of
-// the middle between two binary128 numbers, one argument in 6,600, the wide computation decides.
+// exp(x) = 2^q * 2^(i/64) * 2^(j/4096) * 2^(k/262144) * exp(r), with the integers q, i, j, k chosen
+// such that 0 <= r < ln 2 / 2^18, but for an excess of 2^-27 of that. The powers come from three
+// tables of 64 numbers each, exp(r) from its series up to r^6.
+//
+// All of it is fixed point on 128 bits; a number in its name, as in r_146, is minus the power of
+// two that a value counts. Every step cuts downward. So the result is never above the true value,
+// and below it by less than 5 * 2^-127, the sum of all cuts, for a true value from 1 to 2. Where
+// the middle between two binary128 numbers lies within these limits, for one argument in 6,600, the
+// wide computation decides.
 namespace cellwarden {
 namespace {
 
@@ -51,6 +54,12 @@ constexpr Fixed wrapping_sub(Fixed a, Fixed b) {
     return difference;
 }
 
+// value * 2^count modulo 2^128, for count < 64.
+constexpr Fixed shift_up(Fixed value, int count) {
+    const uint64_t power = uint64_t{1} << count;
+    return Fixed{low_half(value)} * power + fixed(low_half(Fixed{high_half(value)} * power), 0);
+}
+
 // a * b / 2^128, less by up to 3: it leaves out the product of the low halves.
 constexpr Fixed mul_high(Fixed a, Fixed b) {
     return Fixed{high_half(a)} * high_half(b) + high_half(Fixed{high_half(a)} * low_half(b)) +
@@ -61,7 +70,10 @@ constexpr Fixed mul_high(Fixed a, Fixed b) {
 // one of 2^113 adds one to the exponent.
 extended assemble(int exponent, Fixed significand) {
     const auto stored_exponent = static_cast<unsigned>(exponent + EXPONENT_BIAS - 1);
-    return std::bit_cast<extended>((Fixed{stored_exponent} << STORED_BITS) + significand);
+    const Fixed bits = (Fixed{stored_exponent} << STORED_BITS) + significand;
+    // Through a vector: two stores of halves and a load of both would wait for the memory.
+    using Halves [[gnu::vector_size(16)]] = uint64_t;
+    return std::bit_cast<extended>(Halves{low_half(bits), high_half(bits)});
 }
 
 // |x| = significand * 2^(exponent - 112), 2^112 <= significand < 2^113.
@@ -71,22 +83,22 @@ struct Argument {
     Fixed significand;
 };
 
-// x = (2^18 * power + fraction) * ln 2 / 2^18 + r with 0 <= r < (1 + 2^-27) * ln 2 / 2^18.
+// x = (2^18 * power + fraction) * ln 2 / 2^18 + r
 struct Multiple {
-    uint64_t magnitude;  // of 2^18 * power + fraction, whose sign is that of x
+    uint64_t magnitude;  // of 2^18 * power + fraction; the sign is that of x
     int power;
     uint32_t fraction;  // below 2^18
 };
 
 // Requires |x| < 2^14.
 Multiple multiple_below(const Argument& x) {
-    // |x| / ln 2 in units of 2^(exponent - 61), between 2.4 too low and exact.
+    // |x| / ln 2 in units of 2^(exponent - 61), too low by 0 to 2.4.
     constexpr uint64_t LOG2_E_62 = 0x5c551d94ae0bf85d;
-    const uint64_t quotient =
-        high_half(Fixed{static_cast<uint64_t>(x.significand >> 49)} * LOG2_E_62);
+    const uint64_t leading = high_half(x.significand) << 15 | low_half(x.significand) >> 49;
+    const uint64_t quotient = high_half(Fixed{leading} * LOG2_E_62);
     // For |x| below 2^-20 the multiple is that of 0: the shift by 63 leaves nothing.
     const int shift = std::min(43 - x.exponent, 63);
-    // Surely below |x| where it is subtracted from it, surely above where x from it.
+    // r must not be negative, so |multiple| is surely below |x|, or surely above it for negative x.
     const uint64_t magnitude = x.negative ? ((quotient + 4) >> shift) + 1 : (quotient - 1) >> shift;
     const auto multiple =
         x.negative ? -static_cast<int64_t>(magnitude) : static_cast<int64_t>(magnitude);
@@ -94,42 +106,39 @@ Multiple multiple_below(const Argument& x) {
             static_cast<uint32_t>(multiple & ((1 << 18) - 1))};
 }
 
-// r in units of 2^-146, less by up to 4. Its multiple of 2^-18 is 0, so it is computed modulo
-// 2^128 units.
+// r, less by up to 4 * 2^-146. It is below 2^-18, so it is computed modulo 2^-18.
 Fixed remainder_146(const Argument& x, uint64_t multiple) {
     const int shift = x.exponent - STORED_BITS + 146;
-    const Fixed magnitude =
-        shift >= 0 ? (x.significand & (~Fixed{0} >> shift)) << shift : x.significand >> -shift;
+    const Fixed magnitude = shift >= 0 ? shift_up(x.significand, shift) : x.significand >> -shift;
     // multiple * (ln 2 / 2^18), of which the three highest parts of ln 2 suffice.
     const Fixed highest = Fixed{low_half(Fixed{multiple} * LN2[4])} << 64;
     const Fixed product =
         wrapping_add(highest, Fixed{multiple} * LN2[3] + high_half(Fixed{multiple} * LN2[2]));
-    // Both were cut by less than a unit and a bit.
+    // Both were cut, by up to 1.01 together with ln 2; 2 less is surely below r.
     return wrapping_sub(
         x.negative ? wrapping_sub(product, magnitude) : wrapping_sub(magnitude, product), 2);
 }
 
-// exp(r) - 1 in units of 2^-146, for r in the same: r + r^2/2 + ... + r^6/720, written as
-// r * (1 + r * (1/2 + r * (1/6 + r * (1/24 + r/120 + r^2/720)))). With s = r * 2^18 < 0.6932 each
-// multiplication by r is one by s and a shift by 18. What it lacks, at most, from the inside out:
-//     1/24 + ...   3 cuts of a unit of 2^-64, and r^3/5040 < 2^-67: below 3.1 * 2^-64
-//     1/6 + ...    0.6932 * 3.1 * 2^-64 and 0.05 * 2^-64 for the cut of s to 64 bits, both / 2^18,
-//                  and 2 cuts of 2^-128: below 2.3 * 2^-82
-//     1/2 + ...    0.6932 of that / 2^18, and 2 cuts: below 1.6 * 2^-100
-//     r/2 + ...    0.6932 of that / 2^18, and 1 cut: below 1150 * 2^-128
-//     all          0.6932 of that, and 3 for the last product: below 810 units
-Fixed series_146(Fixed r) {
+// exp(r) - 1 = r + r^2 * (1/2 + r * (1/6 + r * (1/24 + r/120 + r^2/720))). A product by
+// s = r * 2^18 < 0.6932 is one by r where it is shifted down by 18. What the cuts take off each
+// bracket at most, from the innermost out:
+//     1/24 + ...   5 cuts of 2^-64, of which 3 times s, and r^3/5040 < 0.07 * 2^-64: 4 * 2^-64
+//     1/6 + ...    0.6932 * 4 * 2^-64 and 0.05 * 2^-64 for the cut of s to 64 bits, both / 2^18,
+//                  and 2 cuts of 2^-128: 2.9 * 2^-82
+//     1/2 + ...    0.6932 of that / 2^18, and 2 cuts of 2^-128: 2.1 * 2^-100
+//     all          0.4806 of that / 2^18 = 1034 * 2^-128 for s, and 2 cuts: 1040 * 2^-146
+Fixed series_146(Fixed r_146) {
     constexpr Fixed ONE_HALF = Fixed{1} << 127;
     constexpr Fixed ONE_6TH = ~Fixed{0} / 6;
     constexpr uint64_t ONE_24TH = UINT64_MAX / 24;
     constexpr uint64_t ONE_120TH_46 = (uint64_t{1} << 46) / 120;
     constexpr uint64_t ONE_720TH_28 = (uint64_t{1} << 28) / 720;
-    const uint64_t s = high_half(r);
+    const uint64_t s = high_half(r_146);
     const uint64_t from_5th = ONE_120TH_46 + high_half(Fixed{s} * ONE_720TH_28);
     const uint64_t from_4th = ONE_24TH + high_half(Fixed{s} * from_5th);
     const Fixed from_3rd = ONE_6TH + ((Fixed{s} * from_4th) >> 18);
-    const Fixed from_2nd = ONE_HALF + (mul_high(r, from_3rd) >> 18);
-    return r + mul_high(r, mul_high(r, from_2nd) >> 18);
+    const Fixed from_2nd = ONE_HALF + (mul_high(r_146, from_3rd) >> 18);
+    return r_146 + (mul_high(mul_high(r_146, r_146), from_2nd) >> 18);
 }
 
 // --- The wide computation
@@ -200,10 +209,11 @@ Wide shift_down(const Wide& a, int count) {
     return result;
 }
 
-// exp(x) for the given power of two below it, to 2^-300 of itself: of 2^127 arguments not one is
-// expected to lie that near to a middle. With r = x - power * ln 2 it computes exp(r / 2^16) by 17
-// terms of the series (the 18th is below 2^-349) and squares it 16 times; each cut of 2^-320 on the
-// way to the squares, some 20, counts 2^16 times.
+// exp(x), where `power` is that of two below it. With r = x - power * ln 2 it sums the series of
+// exp(r / 2^16) to its 17th power (the 18th is below 2^-349) and squares the sum 16 times, by which
+// its error of some 4 * 2^-320 grows 2^16 times. The result is wrong by less than 2^-300 of itself;
+// of all 2^127 arguments not one is expected to lie that near to a middle, since they lie 2^-240
+// from one at the least.
 [[gnu::noinline, gnu::cold]] extended wide_exp(const Argument& x, int power) {
     constexpr int SQUARINGS = 16;
     constexpr int TERMS = 17;
@@ -265,21 +275,23 @@ extended extended_exp(extended value) {
         return wide_exp(x, multiple.power);
     }
 
-    // In units of 2^-127, below the product of the true factors by less than 1 for the cut of the
-    // first, 1.1 for each table and 1.01 for the series: less than ERROR.
-    const Fixed first = POWERS_64TH[multiple.fraction >> 12];
-    const Fixed second = POWERS_4096TH_LESS_1[multiple.fraction >> 6 & 63];
-    const Fixed third = POWERS_262144TH_LESS_1[multiple.fraction & 63];
-    const Fixed two = first + (mul_high(first, second) >> 6);
-    const Fixed three = two + (mul_high(two, third) >> 12);
+    // The product of the factors. Each value and product is cut, which takes off less than 1 with
+    // the first factor, 1.1 with the second, and 1.01 with the third and the series: below ERROR.
+    const Fixed power_64th = POWERS_64TH[multiple.fraction >> 12];
+    const Fixed power_4096th = POWERS_4096TH_LESS_1[multiple.fraction >> 6 & 63];
+    const Fixed power_262144th = POWERS_262144TH_LESS_1[multiple.fraction & 63];
+    const Fixed two_127 = power_64th + (mul_high(power_64th, power_4096th) >> 6);
+    const Fixed three_127 = two_127 + (mul_high(two_127, power_262144th) >> 12);
     const Fixed series = series_146(remainder_146(x, multiple.magnitude));
-    Fixed result = 0;
-    const bool overflows = __builtin_add_overflow(three, mul_high(three, series) >> 18, &result);
-    const uint64_t rest = low_half(result) % (2 * HALF);
+    Fixed result_127 = 0;
+    // It reaches 2 where the multiple is one too low.
+    const bool overflows =
+        __builtin_add_overflow(three_127, mul_high(three_127, series) >> 18, &result_127);
+    const uint64_t rest = low_half(result_127) % (2 * HALF);
     if (overflows || (rest < HALF && rest + ERROR > HALF)) {
         return wide_exp(x, multiple.power);
     }
-    return assemble(multiple.power, (result >> 15) + (rest >= HALF ? 1 : 0));
+    return assemble(multiple.power, (result_127 >> 15) + (rest >= HALF ? 1 : 0));
 }
 
 }  // namespace cellwarden

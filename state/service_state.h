@@ -37,8 +37,8 @@ inline constexpr PeriodRun NO_PERIODS = {PERIOD_COUNT, -1};
 // --- What the rules remember from one call to the next, one record per rule. It lives for the
 // process and is not stored: the first call after start-up takes references only.
 
-// Fixed point: a multiple of 2^-109.
-using ArrheniusFixed = unsigned __int128;
+// Fixed point: counts 2^-112.
+using ArrheniusFixed = __int128;
 
 // Terms of the Arrhenius rate as computed last. The start reading is no valid sample (0 V), so the
 // first valid one is computed in full.

@@ -56,7 +56,9 @@ TEST(ArrheniusRate, IsExactToTheLastBit) {
     };
     for (const auto& row : rows) {
         ArrheniusTerms terms;
-        EXPECT_EQ(bits_of(arrhenius_rate(terms, row.temperature_decic, row.voltage_uv)), row.expected) << row.name;
+        EXPECT_EQ(bits_of(arrhenius_rate(arrhenius_model(ARRHENIUS), terms, row.temperature_decic, row.voltage_uv)),
+                  row.expected)
+            << row.name;
     }
 }
 
@@ -67,10 +69,10 @@ extended plain_rate(int64_t temperature_decic, int64_t voltage_uv) {
     if (celsius < -100 || celsius > 100 || volts < 1 || volts > 5) {
         return 0;
     }
-    const extended a = ARRHENIUS_ACTIVATION * (1 / (celsius + KELVIN_OFFSET));
-    const extended b = volts <= ARRHENIUS_KNEE ? ARRHENIUS_LOW_OFFSET + ARRHENIUS_LOW_SLOPE * volts
-                                               : ARRHENIUS_HIGH_OFFSET + ARRHENIUS_HIGH_SLOPE * volts;
-    return ARRHENIUS_NUMERATOR / extended_exp((a + b) + ARRHENIUS_OFFSET);
+    const extended a = ARRHENIUS.activation_k * (1 / (celsius + KELVIN_OFFSET));
+    const extended b = volts <= ARRHENIUS.knee_v ? ARRHENIUS.low_offset + ARRHENIUS.low_slope * volts
+                                                 : ARRHENIUS.high_offset + ARRHENIUS.high_slope * volts;
+    return ARRHENIUS.numerator / extended_exp((a + b) + ARRHENIUS.offset);
 }
 
 struct Reading {
