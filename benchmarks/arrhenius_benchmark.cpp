@@ -1,5 +1,6 @@
 // The Arrhenius integral over an hour of ordinary use, against a bare loop of just the exponentials
-// that such an hour needs: one for each second whose reading differs from the previous second's.
+// that such an hour needs, by the C library: one for each second whose reading differs from the
+// previous second's.
 #include <random>
 
 #include "benchmarks/figure.h"
@@ -10,7 +11,7 @@
 namespace cellwarden {
 namespace {
 
-constexpr double LIMIT_OVER_BARE_LOOP = 1.15;
+constexpr double LIMIT_OVER_BARE_LOOP = 0.2;
 constexpr int ROUNDS = 301;
 constexpr int32_t HOUR_S = 3600;
 
@@ -97,11 +98,11 @@ int run() {
     };
     const auto bare_loop = [&] {
         for (const extended argument : arguments) {
-            sink = extended_exp(argument);
+            sink = benchmark::c_library_exp(argument);
         }
     };
     const std::vector<double> us = benchmark::median_cpu_us({integrate, bare_loop}, ROUNDS, 1);
-    return benchmark::report_figure("an hour's Arrhenius integral, CPU; limit 1.15 x bare exps",
+    return benchmark::report_figure("an hour's Arrhenius integral, CPU; limit 0.2 x bare C exps",
                                     us[0], LIMIT_OVER_BARE_LOOP * us[1], "us");
 }
 

@@ -4,6 +4,7 @@
 
 #include "charge/arrhenius_rate.h"
 #include "charge/model_constants.h"
+#include "platform/positive.h"
 #include "state/elapsed.h"
 
 namespace cellwarden {
@@ -30,15 +31,30 @@ bool is_valid(extended volts) {
     return volts >= 1 && volts <= 5;
 }
 
-// A value per period takes its share only while the online time has a period.
+// The value of the period that `online_time` lies in, whose change is noted; null outside of all.
+extended* period_value(ServiceState& state, PerPeriod<extended> ServiceState::*values,
+                       int64_t online_time) {
+    if (online_time < 0 || online_time >= int64_t{PERIOD_S} * PERIOD_COUNT) {
+        return nullptr;
+    }
+    const auto period = static_cast<int32_t>(online_time / PERIOD_S);
+    PeriodRun& changed = state.changed_periods;
+    changed = {std::min(changed.first, period), std::max(changed.last, period)};
+    return &(state.*values)[static_cast<size_t>(period)];
+}
+
 void add_to_period(ServiceState& state, PerPeriod<extended> ServiceState::*values,
                    int64_t online_time, extended share) {
-    if (online_time >= 0 && online_time < int64_t{PERIOD_S} * PERIOD_COUNT) {
-        const auto period = static_cast<int32_t>(online_time / PERIOD_S);
-        (state.*values)[static_cast<size_t>(period)] += share;
-        PeriodRun& changed = state.changed_periods;
-        changed = {std::min(changed.first, period), std::max(changed.last, period)};
+    extended* const value = period_value(state, values, online_time);
+    if (value != nullptr) {
+        *value += share;
     }
+}
+
+// Seconds from `online_time` to the end of its period of ten days.
+int64_t rest_of_period(int64_t online_time) {
+    const int64_t since_start = online_time % PERIOD_S;
+    return since_start < 0 ? -since_start : PERIOD_S - since_start;
 }
 
 // from + k * (to - from) / steps for k = 0, 1, 2 ..., cut toward zero, without a product.
@@ -95,16 +111,27 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
         LineWalk temperature =
             start_walk(memory.arrhenius_temperature_decic, temperature_decic, seconds);
         LineWalk voltage = start_walk(memory.arrhenius_voltage_uv, voltage_uv, seconds);
-        for (int32_t k = 0; k < seconds; k++) {
-            const extended rate = arrhenius_rate(ARRHENIUS_MODEL, memory.arrhenius_terms,
-                                                 static_cast<int32_t>(temperature.value),
-                                                 static_cast<int32_t>(voltage.value));
-            state.total_arrhenius += rate;
-            add_to_period(state, &ServiceState::arrhenius_per_10days,
-                          int64_t{memory.arrhenius_online_time} + k, rate);
-            step(temperature);
-            step(voltage);
+        Positive total = take_apart(state.total_arrhenius);
+        for (int64_t from = 0; from < seconds;) {
+            const int64_t online_time = memory.arrhenius_online_time + from;
+            const int64_t end = std::min<int64_t>(seconds, from + rest_of_period(online_time));
+            extended* const stored =
+                period_value(state, &ServiceState::arrhenius_per_10days, online_time);
+            Positive period = take_apart(stored != nullptr ? *stored : 0);
+            for (; from < end; from++) {
+                const Positive rate = take_apart(arrhenius_rate(
+                    ARRHENIUS_MODEL, memory.arrhenius_terms,
+                    static_cast<int32_t>(temperature.value), static_cast<int32_t>(voltage.value)));
+                total = add(total, rate);
+                period = add(period, rate);
+                step(temperature);
+                step(voltage);
+            }
+            if (stored != nullptr) {
+                *stored = put_together(period);
+            }
         }
+        state.total_arrhenius = put_together(total);
     }
     memory.arrhenius_temperature_decic = temperature_decic;
     memory.arrhenius_voltage_uv = voltage_uv;

@@ -2,6 +2,8 @@
 
 #include <bit>
 
+#include "platform/positive.h"
+
 // A battery's voltage is another one nearly every second, so the arithmetic around the exponential
 // counts: in 128-bit floats, which software emulates, it takes longer than the exponential itself.
 // The operands of these sums and products lie within a few powers of two of one another. Here they
@@ -35,25 +37,22 @@ ArrheniusFixed round_to_precision(ArrheniusFixed value) {
     if (excess <= 0) {
         return value;
     }
-    const ArrheniusFixed half = ArrheniusFixed{1} << (excess - 1);
-    const ArrheniusFixed last_kept = (value >> excess) & 1;
-    return (value + half - 1 + last_kept) & ~(2 * half - 1);
+    // Fewer than 16 bits, which leaves the high half alone but for a carry.
+    const uint64_t half = uint64_t{1} << (excess - 1);
+    const uint64_t last_kept = static_cast<uint64_t>(value) >> excess & 1;
+    return (value + (half - 1 + last_kept)) & ~ArrheniusFixed{2 * half - 1};
 }
 
 // Requires a value of at most 113 significant bits.
 extended to_extended(ArrheniusFixed value) {
-    constexpr int EXPONENT_BIAS = 16'383;
     if (value == 0) {
         return 0;
     }
     const Unsigned magnitude = magnitude_of(value);
     const int width = width_of(magnitude);
     const int shift = PRECISION - width;
-    // The highest bit of the significand is not stored: it adds the one that the exponent lacks.
-    const Unsigned significand = shift > 0 ? magnitude << shift : magnitude >> -shift;
-    const auto exponent = static_cast<Unsigned>(EXPONENT_BIAS + width - 1 - UNIT - 1);
-    const Unsigned sign = value < 0 ? 1 : 0;
-    return std::bit_cast<extended>((sign << 127 | exponent << (PRECISION - 1)) + significand);
+    return put_together({shift > 0 ? magnitude << shift : magnitude >> -shift, width - 1 - UNIT},
+                        value < 0);
 }
 
 // uV / 1,000,000.

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "platform/extended.h"
+#include "platform/positive.h"
 
 // exp(x) = 2^q * 2^(i/64) * 2^(j/4096) * 2^(k/262144) * exp(r), with the integers q, i, j, k chosen
 // such that 0 <= r < ln 2 / 2^18, but for an excess of 2^-27 of that. The powers come from three
@@ -27,10 +27,9 @@ constexpr Fixed fixed(uint64_t high, uint64_t low) {
 
 #include "platform/exponential_tables.inc"
 
-constexpr int STORED_BITS = 112;  // of a significand; the highest one is implied
-constexpr int EXPONENT_BIAS = 16'383;
-constexpr int MIN_EXPONENT = -16'382;
-constexpr int MAX_EXPONENT = 16'383;
+constexpr int STORED_BITS = Positive::STORED_BITS;
+constexpr int MIN_EXPONENT = Positive::MIN_EXPONENT;
+constexpr int MAX_EXPONENT = Positive::MAX_EXPONENT;
 constexpr Fixed INFINITY_BITS = Fixed{0x7fff} << STORED_BITS;
 
 constexpr uint64_t high_half(Fixed value) {
@@ -66,17 +65,7 @@ constexpr Fixed mul_high(Fixed a, Fixed b) {
            high_half(Fixed{low_half(a)} * high_half(b));
 }
 
-// significand * 2^(exponent - 112), for a significand of 113 bits, or fewer at the lowest exponent;
-// one of 2^113 adds one to the exponent.
-extended assemble(int exponent, Fixed significand) {
-    const auto stored_exponent = static_cast<unsigned>(exponent + EXPONENT_BIAS - 1);
-    const Fixed bits = (Fixed{stored_exponent} << STORED_BITS) + significand;
-    // Through a vector: two stores of halves and a load of both would wait for the memory.
-    using Halves [[gnu::vector_size(16)]] = uint64_t;
-    return std::bit_cast<extended>(Halves{low_half(bits), high_half(bits)});
-}
-
-// |x| = significand * 2^(exponent - 112), 2^112 <= significand < 2^113.
+// A number x: its sign and |x|.
 struct Argument {
     bool negative;
     int exponent;
@@ -242,7 +231,7 @@ Wide shift_down(const Wide& a, int count) {
     }
     // One bit more than is kept. A subnormal number keeps fewer.
     const Wide doubled = shift_down(value, WIDE_UNIT - STORED_BITS - 1 + exponent - power);
-    return assemble(exponent, (fixed(doubled[1], doubled[0]) + 1) >> 1);
+    return put_together({(fixed(doubled[1], doubled[0]) + 1) >> 1, exponent});
 }
 
 // For |x| of 2^14 or more and what is no number.
@@ -260,10 +249,8 @@ extended extended_exp(extended value) {
     constexpr uint64_t HALF = 1 << 14;  // of the last bit kept, in units of 2^-127
     constexpr uint64_t ERROR = 5;
     const auto bits = std::bit_cast<Fixed>(value);
-    const Fixed stored = bits & ((Fixed{1} << STORED_BITS) - 1);
-    const Argument x = {.negative = bits >> 127 != 0,
-                        .exponent = static_cast<int>(bits >> STORED_BITS & 0x7fff) - EXPONENT_BIAS,
-                        .significand = Fixed{1} << STORED_BITS | stored};
+    const auto [significand, exponent] = take_apart(value);
+    const Argument x = {bits >> 127 != 0, exponent, significand};
     if (x.exponent >= 14) {
         return exp_of_large(bits, x.negative);
     }
@@ -291,7 +278,7 @@ extended extended_exp(extended value) {
     if (overflows || (rest < HALF && rest + ERROR > HALF)) {
         return wide_exp(x, multiple.power);
     }
-    return assemble(multiple.power, (result_127 >> 15) + (rest >= HALF ? 1 : 0));
+    return put_together({(result_127 >> 15) + (rest >= HALF ? 1 : 0), multiple.power});
 }
 
 }  // namespace cellwarden
