@@ -4,7 +4,7 @@
 
 #include "charge/arrhenius_rate.h"
 #include "charge/model_constants.h"
-#include "platform/positive.h"
+#include "platform/unpacked.h"
 #include "state/elapsed.h"
 
 namespace cellwarden {
@@ -15,7 +15,7 @@ constexpr int32_t SECONDS_PER_HOUR = 3600;
 
 constexpr int32_t TEMPERATURE_LIMIT_DECIC = 1000;
 
-static_assert(holds(ARRHENIUS), "the fixed-point arithmetic does not cover these constants");
+static_assert(holds(ARRHENIUS), "the Arrhenius rate of some sample is no number");
 constexpr ArrheniusModel ARRHENIUS_MODEL = arrhenius_model(ARRHENIUS);
 
 extended celsius(int32_t temperature_decic) {
@@ -111,27 +111,27 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
         LineWalk temperature =
             start_walk(memory.arrhenius_temperature_decic, temperature_decic, seconds);
         LineWalk voltage = start_walk(memory.arrhenius_voltage_uv, voltage_uv, seconds);
-        Positive total = take_apart(state.total_arrhenius);
+        Unpacked total = unpack(state.total_arrhenius);
         for (int64_t from = 0; from < seconds;) {
             const int64_t online_time = memory.arrhenius_online_time + from;
             const int64_t end = std::min<int64_t>(seconds, from + rest_of_period(online_time));
             extended* const stored =
                 period_value(state, &ServiceState::arrhenius_per_10days, online_time);
-            Positive period = take_apart(stored != nullptr ? *stored : 0);
+            Unpacked period = unpack(stored != nullptr ? *stored : 0);
             for (; from < end; from++) {
-                const Positive rate = take_apart(arrhenius_rate(
-                    ARRHENIUS_MODEL, memory.arrhenius_terms,
-                    static_cast<int32_t>(temperature.value), static_cast<int32_t>(voltage.value)));
+                const Unpacked rate = unpack(arrhenius_rate(ARRHENIUS_MODEL, memory.arrhenius_terms,
+                                                            static_cast<int32_t>(temperature.value),
+                                                            static_cast<int32_t>(voltage.value)));
                 total = add(total, rate);
                 period = add(period, rate);
                 step(temperature);
                 step(voltage);
             }
             if (stored != nullptr) {
-                *stored = put_together(period);
+                *stored = pack(period);
             }
         }
-        state.total_arrhenius = put_together(total);
+        state.total_arrhenius = pack(total);
     }
     memory.arrhenius_temperature_decic = temperature_decic;
     memory.arrhenius_voltage_uv = voltage_uv;

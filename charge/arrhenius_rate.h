@@ -4,74 +4,52 @@
 #include <cstdint>
 
 #include "charge/model_constants.h"
+#include "platform/unpacked.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
 
-// The constants as the fixed-point arithmetic uses them.
+inline constexpr int32_t ARRHENIUS_TEMPERATURE_LIMIT_DECIC = 1000;
+inline constexpr int32_t ARRHENIUS_VOLTAGE_MIN_UV = 1'000'000;
+inline constexpr int32_t ARRHENIUS_VOLTAGE_MAX_UV = 5'000'000;
+
+// The constants as the integer arithmetic uses them.
 struct ArrheniusModel {
     struct Line {
-        ArrheniusFixed offset;
-        uint64_t slope_52;  // its magnitude per volt, in units of 2^-52
-        bool rises;
+        Unpacked offset;
+        Unpacked slope;
     };
 
     extended activation_k;
     int32_t last_low_uv;  // the highest voltage that is not above the knee
     Line low;
     Line high;
-    ArrheniusFixed offset;
-    extended numerator;
+    Unpacked offset;
+    Unpacked numerator;
 };
 
-namespace arrhenius {
-
-inline constexpr int UNIT = 112;  // minus the power of two that a fixed-point value counts
-inline constexpr int SLOPE_UNIT = 52;
-
-inline constexpr int32_t TEMPERATURE_MIN_DECIC = -1000;
-inline constexpr int32_t TEMPERATURE_MAX_DECIC = 1000;
-inline constexpr int32_t VOLTAGE_MIN_UV = 1'000'000;
-inline constexpr int32_t VOLTAGE_MAX_UV = 5'000'000;
-
-// Requires |value| < 2^15; cuts below the unit.
-constexpr ArrheniusFixed to_fixed(extended value) {
-    return static_cast<ArrheniusFixed>(value * static_cast<extended>(ArrheniusFixed{1} << UNIT));
-}
-
-constexpr ArrheniusModel::Line to_line(extended offset, extended slope) {
-    const extended magnitude = slope < 0 ? -slope : slope;
-    return {.offset = to_fixed(offset),
-            .slope_52 =
-                static_cast<uint64_t>(magnitude * static_cast<extended>(uint64_t{1} << SLOPE_UNIT)),
-            .rises = slope > 0};
-}
-
-}  // namespace arrhenius
-
-// Whether the fixed-point arithmetic represents every term of these constants exactly, at all valid
-// temperatures and voltages. A product below 1 would have bits below the unit, and sums must stay
-// within 15 bits above the point. The model's own values lie well inside: terms up to 55, slopes
-// from 2.12 up. Constants that do not hold must be rejected.
+// Whether the rate of every valid sample is a number that the integer arithmetic can represent: no
+// factor may be 0, and exp() must neither become infinite nor 0. Callers must reject constants that
+// do not hold; NaN does not.
 constexpr bool holds(const ArrheniusConstants& constants) {
-    const auto within = [](extended value, extended low, extended high) {
+    const auto is_within = [](extended value, extended low, extended high) {
         return value >= low && value <= high;
     };
-    const auto is_offset = [&](extended value) {
-        return within(value, -4096, 4096) &&
-               static_cast<extended>(arrhenius::to_fixed(value)) ==
-                   value * static_cast<extended>(ArrheniusFixed{1} << arrhenius::UNIT);
-    };
-    const auto is_slope = [&](extended value) {
-        return within(value < 0 ? -value : value, 1, 800);
-    };
-    const extended hottest = arrhenius::TEMPERATURE_MAX_DECIC / 10 + KELVIN_OFFSET;
-    const extended coldest = arrhenius::TEMPERATURE_MIN_DECIC / 10 + KELVIN_OFFSET;
-    return within(constants.activation_k, hottest + 1, 4096 * coldest) &&
-           within(constants.knee_v, 1, 5) && is_offset(constants.low_offset) &&
-           is_slope(constants.low_slope) && is_offset(constants.high_offset) &&
-           is_slope(constants.high_slope) && is_offset(constants.offset) &&
-           within(constants.numerator, 1, 1e9);
+    bool exponents_hold = true;
+    for (const int celsius : {-100, 100}) {
+        const extended sum = constants.activation_k / (celsius + KELVIN_OFFSET) + constants.offset;
+        for (const extended low_v : {extended{1}, extended{constants.knee_v}}) {
+            const extended line = constants.low_offset + constants.low_slope * low_v;
+            exponents_hold = exponents_hold && is_within(sum + line, -11'000, 11'000);
+        }
+        for (const extended high_v : {extended{constants.knee_v}, extended{5}}) {
+            const extended line = constants.high_offset + constants.high_slope * high_v;
+            exponents_hold = exponents_hold && is_within(sum + line, -11'000, 11'000);
+        }
+    }
+    return exponents_hold && constants.activation_k != 0 && constants.low_slope != 0 &&
+           constants.high_slope != 0 && is_within(constants.knee_v, 1, 5) &&
+           is_within(constants.numerator, 1e-9, 1e9);
 }
 
 // Requires constants that hold.
@@ -82,10 +60,10 @@ constexpr ArrheniusModel arrhenius_model(const ArrheniusConstants& constants) {
     }
     return {.activation_k = constants.activation_k,
             .last_low_uv = last_low_uv,
-            .low = arrhenius::to_line(constants.low_offset, constants.low_slope),
-            .high = arrhenius::to_line(constants.high_offset, constants.high_slope),
-            .offset = arrhenius::to_fixed(constants.offset),
-            .numerator = constants.numerator};
+            .low = {unpack(constants.low_offset), unpack(constants.low_slope)},
+            .high = {unpack(constants.high_offset), unpack(constants.high_slope)},
+            .offset = unpack(constants.offset),
+            .numerator = unpack(constants.numerator)};
 }
 
 // The Arrhenius rate per second of a reading in 0.1 degC and uV: 5041 / exp(A + B - 25.41) with
@@ -94,8 +72,8 @@ constexpr ArrheniusModel arrhenius_model(const ArrheniusConstants& constants) {
 // 4.48 V, 0.115 at 25 degC and 4.4 V.
 //
 // Neighbouring seconds mostly share a reading: `terms` keeps what was computed last, and nothing is
-// computed again whose input did not change; it must not be handed to another model. The result is
-// bit for bit that of the formula in extended precision, each operation rounded once.
+// computed again whose input did not change; it must not be passed with another model. The result
+// is bit for bit that of the formula in extended precision, each operation rounded once.
 extended arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
                         int32_t temperature_decic, int32_t voltage_uv);
 

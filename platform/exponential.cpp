@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "platform/positive.h"
+#include "platform/unpacked.h"
 
 // exp(x) = 2^q * 2^(i/64) * 2^(j/4096) * 2^(k/262144) * exp(r), with the integers q, i, j, k chosen
 // such that 0 <= r < ln 2 / 2^18, but for an excess of 2^-27 of that. The powers come from three
@@ -19,58 +19,15 @@
 namespace cellwarden {
 namespace {
 
-using Fixed = unsigned __int128;
-
-constexpr Fixed fixed(uint64_t high, uint64_t low) {
-    return Fixed{high} << 64 | low;
-}
-
 #include "platform/exponential_tables.inc"
 
-constexpr int STORED_BITS = Positive::STORED_BITS;
-constexpr int MIN_EXPONENT = Positive::MIN_EXPONENT;
-constexpr int MAX_EXPONENT = Positive::MAX_EXPONENT;
-constexpr Fixed INFINITY_BITS = Fixed{0x7fff} << STORED_BITS;
-
-constexpr uint64_t high_half(Fixed value) {
-    return static_cast<uint64_t>(value >> 64);
-}
-
-constexpr uint64_t low_half(Fixed value) {
-    return static_cast<uint64_t>(value);
-}
-
-// The reduction of the argument is done modulo 2^128.
-constexpr Fixed wrapping_add(Fixed a, Fixed b) {
-    Fixed sum = 0;
-    (void)__builtin_add_overflow(a, b, &sum);
-    return sum;
-}
-
-constexpr Fixed wrapping_sub(Fixed a, Fixed b) {
-    Fixed difference = 0;
-    (void)__builtin_sub_overflow(a, b, &difference);
-    return difference;
-}
-
-// value * 2^count modulo 2^128, for count < 64.
-constexpr Fixed shift_up(Fixed value, int count) {
-    const uint64_t power = uint64_t{1} << count;
-    return Fixed{low_half(value)} * power + fixed(low_half(Fixed{high_half(value)} * power), 0);
-}
+constexpr uint128 INFINITY_BITS = uint128{0x7fff} << STORED_BITS;
 
 // a * b / 2^128, less by up to 3: it leaves out the product of the low halves.
-constexpr Fixed mul_high(Fixed a, Fixed b) {
-    return Fixed{high_half(a)} * high_half(b) + high_half(Fixed{high_half(a)} * low_half(b)) +
-           high_half(Fixed{low_half(a)} * high_half(b));
+constexpr uint128 mul_high(uint128 a, uint128 b) {
+    return uint128{high_half(a)} * high_half(b) + high_half(uint128{high_half(a)} * low_half(b)) +
+           high_half(uint128{low_half(a)} * high_half(b));
 }
-
-// A number x: its sign and |x|.
-struct Argument {
-    bool negative;
-    int exponent;
-    Fixed significand;
-};
 
 // x = (2^18 * power + fraction) * ln 2 / 2^18 + r
 struct Multiple {
@@ -80,11 +37,11 @@ struct Multiple {
 };
 
 // Requires |x| < 2^14.
-Multiple multiple_below(const Argument& x) {
+Multiple multiple_below(const Unpacked& x) {
     // |x| / ln 2 in units of 2^(exponent - 61), too low by 0 to 2.4.
     constexpr uint64_t LOG2_E_62 = 0x5c551d94ae0bf85d;
     const uint64_t leading = high_half(x.significand) << 15 | low_half(x.significand) >> 49;
-    const uint64_t quotient = high_half(Fixed{leading} * LOG2_E_62);
+    const uint64_t quotient = high_half(uint128{leading} * LOG2_E_62);
     // For |x| below 2^-20 the multiple is that of 0: the shift by 63 leaves nothing.
     const int shift = std::min(43 - x.exponent, 63);
     // r must not be negative, so |multiple| is surely below |x|, or surely above it for negative x.
@@ -96,13 +53,14 @@ Multiple multiple_below(const Argument& x) {
 }
 
 // r, less by up to 4 * 2^-146. It is below 2^-18, so it is computed modulo 2^-18.
-Fixed remainder_146(const Argument& x, uint64_t multiple) {
+uint128 remainder_146(const Unpacked& x, uint64_t multiple) {
     const int shift = x.exponent - STORED_BITS + 146;
-    const Fixed magnitude = shift >= 0 ? shift_up(x.significand, shift) : x.significand >> -shift;
+    const uint128 magnitude =
+        shift >= 0 ? wrapping_mul(x.significand, uint64_t{1} << shift) : x.significand >> -shift;
     // multiple * (ln 2 / 2^18), of which the three highest parts of ln 2 suffice.
-    const Fixed highest = Fixed{low_half(Fixed{multiple} * LN2[4])} << 64;
-    const Fixed product =
-        wrapping_add(highest, Fixed{multiple} * LN2[3] + high_half(Fixed{multiple} * LN2[2]));
+    const uint128 highest = uint128{low_half(uint128{multiple} * LN2[4])} << 64;
+    const uint128 product =
+        wrapping_add(highest, uint128{multiple} * LN2[3] + high_half(uint128{multiple} * LN2[2]));
     // Both were cut, by up to 1.01 together with ln 2; 2 less is surely below r.
     return wrapping_sub(
         x.negative ? wrapping_sub(product, magnitude) : wrapping_sub(magnitude, product), 2);
@@ -116,17 +74,17 @@ Fixed remainder_146(const Argument& x, uint64_t multiple) {
 //                  and 2 cuts of 2^-128: 2.9 * 2^-82
 //     1/2 + ...    0.6932 of that / 2^18, and 2 cuts of 2^-128: 2.1 * 2^-100
 //     all          0.4806 of that / 2^18 = 1034 * 2^-128 for s, and 2 cuts: 1040 * 2^-146
-Fixed series_146(Fixed r_146) {
-    constexpr Fixed ONE_HALF = Fixed{1} << 127;
-    constexpr Fixed ONE_6TH = ~Fixed{0} / 6;
+uint128 series_146(uint128 r_146) {
+    constexpr uint128 ONE_HALF = uint128{1} << 127;
+    constexpr uint128 ONE_6TH = ~uint128{0} / 6;
     constexpr uint64_t ONE_24TH = UINT64_MAX / 24;
     constexpr uint64_t ONE_120TH_46 = (uint64_t{1} << 46) / 120;
     constexpr uint64_t ONE_720TH_28 = (uint64_t{1} << 28) / 720;
     const uint64_t s = high_half(r_146);
-    const uint64_t from_5th = ONE_120TH_46 + high_half(Fixed{s} * ONE_720TH_28);
-    const uint64_t from_4th = ONE_24TH + high_half(Fixed{s} * from_5th);
-    const Fixed from_3rd = ONE_6TH + ((Fixed{s} * from_4th) >> 18);
-    const Fixed from_2nd = ONE_HALF + (mul_high(r_146, from_3rd) >> 18);
+    const uint64_t from_5th = ONE_120TH_46 + high_half(uint128{s} * ONE_720TH_28);
+    const uint64_t from_4th = ONE_24TH + high_half(uint128{s} * from_5th);
+    const uint128 from_3rd = ONE_6TH + ((uint128{s} * from_4th) >> 18);
+    const uint128 from_2nd = ONE_HALF + (mul_high(r_146, from_3rd) >> 18);
     return r_146 + (mul_high(mul_high(r_146, r_146), from_2nd) >> 18);
 }
 
@@ -138,9 +96,9 @@ constexpr int WIDE_UNIT = 320;
 
 Wide add(const Wide& a, const Wide& b) {
     Wide sum{};
-    Fixed carry = 0;
+    uint128 carry = 0;
     for (size_t i = 0; i < sum.size(); i++) {
-        carry += Fixed{a[i]} + b[i];
+        carry += uint128{a[i]} + b[i];
         sum[i] = low_half(carry);
         carry = high_half(carry);
     }
@@ -152,7 +110,7 @@ Wide subtract(const Wide& a, const Wide& b) {
     Wide difference{};
     bool borrow = false;
     for (size_t i = 0; i < difference.size(); i++) {
-        const Fixed lower = wrapping_sub(a[i], Fixed{b[i]} + (borrow ? 1 : 0));
+        const uint128 lower = wrapping_sub(a[i], uint128{b[i]} + (borrow ? 1 : 0));
         difference[i] = low_half(lower);
         borrow = high_half(lower) != 0;
     }
@@ -163,9 +121,9 @@ Wide subtract(const Wide& a, const Wide& b) {
 Wide multiply(const Wide& a, const Wide& b) {
     std::array<uint64_t, 2 * std::tuple_size_v<Wide>> product{};
     for (size_t i = 0; i < a.size(); i++) {
-        Fixed carry = 0;
+        uint128 carry = 0;
         for (size_t j = 0; j < b.size(); j++) {
-            carry += Fixed{a[i]} * b[j] + product[i + j];
+            carry += uint128{a[i]} * b[j] + product[i + j];
             product[i + j] = low_half(carry);
             carry = high_half(carry);
         }
@@ -178,7 +136,7 @@ Wide multiply(const Wide& a, const Wide& b) {
 
 Wide divide(const Wide& a, uint64_t divisor) {
     Wide quotient{};
-    Fixed rest = 0;
+    uint128 rest = 0;
     for (size_t i = a.size(); i-- > 0;) {
         rest = rest << 64 | a[i];
         quotient[i] = low_half(rest / divisor);
@@ -193,7 +151,7 @@ Wide shift_down(const Wide& a, int count) {
     const auto limbs = static_cast<size_t>(count / 64);
     Wide result{};
     for (size_t i = 0; i < result.size(); i++) {
-        result[i] = low_half(fixed(limb(i + limbs + 1), limb(i + limbs)) >> count % 64);
+        result[i] = low_half(from_halves(limb(i + limbs + 1), limb(i + limbs)) >> count % 64);
     }
     return result;
 }
@@ -203,7 +161,7 @@ Wide shift_down(const Wide& a, int count) {
 // its error of some 4 * 2^-320 grows 2^16 times. The result is wrong by less than 2^-300 of itself;
 // of all 2^127 arguments not one is expected to lie that near to a middle, since they lie 2^-240
 // from one at the least.
-[[gnu::noinline, gnu::cold]] extended wide_exp(const Argument& x, int power) {
+[[gnu::noinline, gnu::cold]] extended wide_exp(const Unpacked& x, int power) {
     constexpr int SQUARINGS = 16;
     constexpr int TERMS = 17;
     constexpr Wide ONE = {0, 0, 0, 0, 0, 1};
@@ -231,16 +189,15 @@ Wide shift_down(const Wide& a, int count) {
     }
     // One bit more than is kept. A subnormal number keeps fewer.
     const Wide doubled = shift_down(value, WIDE_UNIT - STORED_BITS - 1 + exponent - power);
-    return put_together({(fixed(doubled[1], doubled[0]) + 1) >> 1, exponent});
+    return pack({(from_halves(doubled[1], doubled[0]) + 1) >> 1, exponent, false});
 }
 
-// For |x| of 2^14 or more and what is no number.
-extended exp_of_large(Fixed bits, bool negative) {
-    const Fixed magnitude = bits & (~Fixed{0} >> 1);
-    if (magnitude > INFINITY_BITS) {
-        return std::bit_cast<extended>(bits | Fixed{1} << (STORED_BITS - 1));
+// For |x| of 2^14 or more and NaN.
+extended exp_of_large(extended x) {
+    if (x != x) {
+        return x;
     }
-    return std::bit_cast<extended>(negative ? Fixed{0} : INFINITY_BITS);
+    return x < 0 ? 0 : std::bit_cast<extended>(INFINITY_BITS);
 }
 
 }  // namespace
@@ -248,11 +205,9 @@ extended exp_of_large(Fixed bits, bool negative) {
 extended extended_exp(extended value) {
     constexpr uint64_t HALF = 1 << 14;  // of the last bit kept, in units of 2^-127
     constexpr uint64_t ERROR = 5;
-    const auto bits = std::bit_cast<Fixed>(value);
-    const auto [significand, exponent] = take_apart(value);
-    const Argument x = {bits >> 127 != 0, exponent, significand};
+    const Unpacked x = unpack(value);
     if (x.exponent >= 14) {
-        return exp_of_large(bits, x.negative);
+        return exp_of_large(value);
     }
     if (x.exponent < -114) {
         return 1;
@@ -264,13 +219,13 @@ extended extended_exp(extended value) {
 
     // The product of the factors. Each value and product is cut, which takes off less than 1 with
     // the first factor, 1.1 with the second, and 1.01 with the third and the series: below ERROR.
-    const Fixed power_64th = POWERS_64TH[multiple.fraction >> 12];
-    const Fixed power_4096th = POWERS_4096TH_LESS_1[multiple.fraction >> 6 & 63];
-    const Fixed power_262144th = POWERS_262144TH_LESS_1[multiple.fraction & 63];
-    const Fixed two_127 = power_64th + (mul_high(power_64th, power_4096th) >> 6);
-    const Fixed three_127 = two_127 + (mul_high(two_127, power_262144th) >> 12);
-    const Fixed series = series_146(remainder_146(x, multiple.magnitude));
-    Fixed result_127 = 0;
+    const uint128 power_64th = POWERS_64TH[multiple.fraction >> 12];
+    const uint128 power_4096th = POWERS_4096TH_LESS_1[multiple.fraction >> 6 & 63];
+    const uint128 power_262144th = POWERS_262144TH_LESS_1[multiple.fraction & 63];
+    const uint128 two_127 = power_64th + (mul_high(power_64th, power_4096th) >> 6);
+    const uint128 three_127 = two_127 + (mul_high(two_127, power_262144th) >> 12);
+    const uint128 series = series_146(remainder_146(x, multiple.magnitude));
+    uint128 result_127 = 0;
     // It reaches 2 where the multiple is one too low.
     const bool overflows =
         __builtin_add_overflow(three_127, mul_high(three_127, series) >> 18, &result_127);
@@ -278,7 +233,7 @@ extended extended_exp(extended value) {
     if (overflows || (rest < HALF && rest + ERROR > HALF)) {
         return wide_exp(x, multiple.power);
     }
-    return put_together({(result_127 >> 15) + (rest >= HALF ? 1 : 0), multiple.power});
+    return pack({(result_127 >> 15) + (rest >= HALF ? 1 : 0), multiple.power, false});
 }
 
 }  // namespace cellwarden

@@ -42,10 +42,10 @@ def limbs(value, count):
 def table(name, comment, values):
     yield ""
     yield f"// {comment}"
-    yield f"constexpr Fixed {name}[{len(values)}] = {{"
+    yield f"constexpr uint128 {name}[{len(values)}] = {{"
     for value in values:
         assert 0 <= value < 2**128
-        yield f"    fixed({', '.join(limbs(value, 2))}),"
+        yield f"    from_halves({', '.join(limbs(value, 2))}),"
     yield "};"
 
 
