@@ -63,16 +63,50 @@ TEST(ArrheniusRate, IsExactToTheLastBit) {
 }
 
 // The rate as the formula has it, in floating point throughout.
-extended plain_rate(int64_t temperature_decic, int64_t voltage_uv) {
+extended plain_rate(int64_t temperature_decic, int64_t voltage_uv, const ArrheniusConstants& constants = ARRHENIUS) {
     const extended celsius = static_cast<extended>(temperature_decic) / 10;
     const extended volts = static_cast<extended>(voltage_uv) / 1'000'000;
     if (celsius < -100 || celsius > 100 || volts < 1 || volts > 5) {
         return 0;
     }
-    const extended a = ARRHENIUS.activation_k * (1 / (celsius + KELVIN_OFFSET));
-    const extended b = volts <= ARRHENIUS.knee_v ? ARRHENIUS.low_offset + ARRHENIUS.low_slope * volts
-                                                 : ARRHENIUS.high_offset + ARRHENIUS.high_slope * volts;
-    return ARRHENIUS.numerator / extended_exp((a + b) + ARRHENIUS.offset);
+    const extended a = constants.activation_k * (1 / (celsius + KELVIN_OFFSET));
+    const extended b = volts <= constants.knee_v ? constants.low_offset + constants.low_slope * volts
+                                                 : constants.high_offset + constants.high_slope * volts;
+    return constants.numerator / extended_exp((a + b) + constants.offset);
+}
+
+// Constants of another cell either give the rate of the formula or are refused.
+TEST(ArrheniusRate, TakesOtherConstants) {
+    const struct {
+        const char* name;
+        ArrheniusConstants constants;
+        bool holds;
+    } rows[] = {
+        {"a weak activation: the exponent falls below 0", {6000, 4.4, 44.206, -9.04, 13.75, -2.12, -25.41, 5041}, true},
+        {"rising, negative and tiny terms", {-300, 3.9, -1e-30, 1e-9, 0, 77.7, 1e-40, 0.5}, true},
+        {"terms that cancel", {9441.71, 4.0, 100, -25, 0, 25, -100, 5041}, true},
+        {"exp is infinite where cold", {1'950'000, 4.4, 44.206, -9.04, 13.75, -2.12, -25.41, 5041}, false},
+        {"exp is 0 at 5 V", {9441.71, 4.4, 44.206, -9.04, 13.75, -2212, -25.41, 5041}, false},
+        {"no slope", {9441.71, 4.4, 44.206, 0, 13.75, -2.12, -25.41, 5041}, false},
+        {"no rate", {9441.71, 4.4, 44.206, -9.04, 13.75, -2.12, -25.41, 0}, false},
+        {"not a number", {9441.71, 4.4, 44.206, -9.04, __builtin_nan(""), -2.12, -25.41, 5041}, false},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(holds(row.constants), row.holds) << row.name;
+        if (!row.holds) {
+            continue;
+        }
+        const ArrheniusModel model = arrhenius_model(row.constants);
+        ArrheniusTerms terms;
+        for (int32_t temperature_decic = -1001; temperature_decic <= 1001; temperature_decic += 77) {
+            for (const int32_t voltage_uv : {1'000'000, 2'718'281, 3'899'999, 3'900'000, 3'900'001, 4'000'000,
+                                             4'000'001, 4'400'000, 4'400'001, 5'000'000, 5'000'001}) {
+                EXPECT_EQ(bits_of(arrhenius_rate(model, terms, temperature_decic, voltage_uv)),
+                          bits_of(plain_rate(temperature_decic, voltage_uv, row.constants)))
+                    << row.name << ' ' << temperature_decic << ' ' << voltage_uv;
+            }
+        }
+    }
 }
 
 struct Reading {
