@@ -137,9 +137,9 @@ Wide multiply(const Wide& a, const Wide& b) {
 Wide divide(const Wide& a, uint64_t divisor) {
     Wide quotient{};
     uint128 rest = 0;
-    for (size_t i = a.size(); i-- > 0;) {
-        rest = rest << 64 | a[i];
-        quotient[i] = low_half(rest / divisor);
+    for (size_t i = a.size(); i > 0; i--) {
+        rest = rest << 64 | a[i - 1];
+        quotient[i - 1] = low_half(rest / divisor);
         rest %= divisor;
     }
     return quotient;

@@ -24,7 +24,7 @@ extended any_number() {
         default:
             break;
     }
-    const uint128 exponent = MAX_EXPONENT + (random_bits() % 2 == 0 ? random_bits() % 4 : random_bits() % 240 - 120);
+    const uint128 exponent = MAX_EXPONENT - 120 + random_bits() % (random_bits() % 2 == 0 ? 4 : 240);
     return std::bit_cast<extended>(uint128{random_bits() % 2} << 127 | exponent << STORED_BITS | significand);
 }
 
