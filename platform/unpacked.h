@@ -102,7 +102,7 @@ template <typename IsExact>
 
 // Requires factors that are not 0.
 [[gnu::always_inline]] inline Unpacked multiply(const Unpacked& a, const Unpacked& b) {
-    // Of 226 bits, or 225.
+    // The product has 225 or 226 bits; `leading` are the 127 or 128 highest.
     const uint64_t a_high = high_half(a.significand);
     const uint64_t b_high = high_half(b.significand);
     const uint128 low = uint128{low_half(a.significand)} * low_half(b.significand);
@@ -118,18 +118,19 @@ template <typename IsExact>
                      a.negative != b.negative);
 }
 
-// Requires a divisor that is not 0.
+// Requires numbers that are not 0.
 [[gnu::always_inline]] inline Unpacked divide(const Unpacked& dividend, const Unpacked& divisor) {
     const uint128 a = dividend.significand;
     const uint128 b = divisor.significand;
-    // 2^127 / b_64 for the 64 leading bits of b: first 32 bits of it, by the processor's division,
-    // then twice as many by a step of Newton's. Less what makes it surely too small for b.
+    // The 64 leading bits of b have the reciprocal 2^127 / b_64. The processor's division gives its
+    // leading 31 bits, a step of Newton's method twice as many. Both are never too large; less 4 it
+    // is below the reciprocal of b itself, by less than 2^-59 of it.
     const auto b_64 = static_cast<uint64_t>(b >> 49);
     const uint64_t half_reciprocal = UINT64_MAX / ((b_64 >> 32) + 1);
     const uint128 missing = (uint128{1} << 96) - uint128{b_64} * half_reciprocal;
     const uint64_t reciprocal =
         low_half((uint128{half_reciprocal} << 31) + (missing * half_reciprocal >> 65)) - 4;
-    // a * 2^61 / b and then the rest's next 55 bits, each too small by a few.
+    // a * 2^61 / b, too small by less than 10, and the 55 bits after it, too small by less than 3.
     const auto a_64 = static_cast<uint64_t>(a >> 49);
     const uint64_t first = low_half(uint128{a_64} * reciprocal >> 66);
     uint128 rest = wrapping_sub(wrapping_mul(a, uint64_t{1} << 61), wrapping_mul(b, first));
