@@ -85,8 +85,8 @@ template <typename IsExact>
     const auto is_exact = [&] { return shifted << distance == small; };
     if (a.negative == b.negative) {
         const uint128 sum = large + shifted;
-        const int carry = static_cast<int>(sum >> 127);
-        return round_off(sum, SPARE + carry, is_exact, a.exponent + carry, a.negative);
+        return sum >> 127 == 0 ? round_off(sum, SPARE, is_exact, a.exponent, a.negative)
+                               : round_off(sum, SPARE + 1, is_exact, a.exponent + 1, a.negative);
     }
     // At equal exponents b may be the larger one.
     const bool negative = large >= shifted ? a.negative : b.negative;
@@ -130,20 +130,21 @@ template <typename IsExact>
     const uint128 missing = (uint128{1} << 96) - uint128{b_64} * half_reciprocal;
     const uint64_t reciprocal =
         low_half((uint128{half_reciprocal} << 31) + (missing * half_reciprocal >> 65)) - 4;
-    // a * 2^61 / b, too small by less than 10, and the 55 bits after it, too small by less than 3.
+    // a * 2^61 / b, too small by less than 10, and the 53 bits after it, seldom too small by 1.
     const auto a_64 = static_cast<uint64_t>(a >> 49);
     const uint64_t first = low_half(uint128{a_64} * reciprocal >> 66);
     uint128 rest = wrapping_sub(wrapping_mul(a, uint64_t{1} << 61), wrapping_mul(b, first));
-    const uint64_t second = low_half(uint128{low_half(rest >> 53)} * reciprocal >> 68);
-    rest = wrapping_sub(wrapping_mul(rest, uint64_t{1} << 55), wrapping_mul(b, second));
-    uint128 quotient = (uint128{first} << 55) + second;
+    const uint64_t second = low_half(uint128{low_half(rest >> 53)} * reciprocal >> 70);
+    rest = wrapping_sub(wrapping_mul(rest, uint64_t{1} << 53), wrapping_mul(b, second));
+    uint128 quotient = (uint128{first} << 53) + second;
     for (; rest >= b; rest -= b) {
         quotient++;
     }
-    const int carry = quotient >> 116 != 0 ? 1 : 0;
+    const int carry = quotient >> 114 != 0 ? 1 : 0;
+    // It never is the middle of two numbers: an odd number of 114 bits does not divide one of 113.
     return round_off(
-        quotient, 3 + carry, [&] { return rest == 0; },
-        dividend.exponent - divisor.exponent - 1 + carry, dividend.negative != divisor.negative);
+        quotient, 1 + carry, [] { return false; }, dividend.exponent - divisor.exponent - 1 + carry,
+        dividend.negative != divisor.negative);
 }
 
 }  // namespace cellwarden
