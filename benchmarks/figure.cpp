@@ -5,6 +5,13 @@
 #include <ctime>
 #include <iterator>
 
+#if LDBL_MANT_DIG == 113
+#include <cmath>
+#else
+// Some compilers do not see the library's own declaration.
+extern "C" __float128 expf128(__float128 x) noexcept;
+#endif
+
 namespace cellwarden::benchmark {
 namespace {
 
@@ -36,6 +43,14 @@ std::vector<double> median_cpu_us(const std::vector<std::function<void()>>& func
     std::vector<double> medians;
     std::ranges::transform(times, std::back_inserter(medians), median);
     return medians;
+}
+
+extended c_library_exp(extended x) {
+#if LDBL_MANT_DIG == 113
+    return expl(x);
+#else
+    return expf128(x);
+#endif
 }
 
 int report_figure(const std::string& name, double measured, double limit, const std::string& unit) {

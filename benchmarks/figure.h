@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "numbers/extended.h"
+
 namespace cellwarden::benchmark {
 
 // CPU time in us that one call of each function takes: the median over `rounds` rounds, in each of
@@ -12,6 +14,9 @@ namespace cellwarden::benchmark {
 // machine does falls on all of them.
 std::vector<double> median_cpu_us(const std::vector<std::function<void()>>& functions, int rounds,
                                   int calls);
+
+// The C library's exponential of the same precision.
+extended c_library_exp(extended x);
 
 // Prints one row of the table of figures. Returns the program's exit code: 0 where the limit holds.
 int report_figure(const std::string& name, double measured, double limit, const std::string& unit);

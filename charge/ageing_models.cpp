@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "charge/arrhenius_rate.h"
+#include "numbers/unpacked.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
 
@@ -13,11 +14,9 @@ constexpr int32_t FULL_CAPACITY_PERCENT = 100;
 constexpr int32_t SECONDS_PER_HOUR = 3600;
 constexpr extended CHARGE_UNIT = extended{1} / FULL_CHARGE_UNITS;
 
-constexpr int32_t TEMPERATURE_LIMIT_DECIC = 1000;
-
 bool temperature_is_valid(int32_t temperature_decic) {
-    return temperature_decic >= -TEMPERATURE_LIMIT_DECIC &&
-           temperature_decic <= TEMPERATURE_LIMIT_DECIC;
+    return temperature_decic >= -SAMPLE_TEMPERATURE_LIMIT_DECIC &&
+           temperature_decic <= SAMPLE_TEMPERATURE_LIMIT_DECIC;
 }
 
 bool is_valid(extended volts) {
@@ -31,15 +30,30 @@ extended loss_rate(const LossConstants& loss, int32_t temperature_decic, extende
                         loss.offset);
 }
 
-// A value per period takes its share only while the online time has a period.
+// The value of the period that `online_time` lies in, whose change is noted; null outside of all.
+extended* period_value(AgeingState& ageing, PerPeriod<extended> AgeingState::*values,
+                       int64_t online_time) {
+    if (online_time < 0 || online_time >= int64_t{PERIOD_S} * PERIOD_COUNT) {
+        return nullptr;
+    }
+    const auto period = static_cast<int32_t>(online_time / PERIOD_S);
+    PeriodRun& changed = ageing.changed_periods;
+    changed = {std::min(changed.first, period), std::max(changed.last, period)};
+    return &(ageing.*values)[static_cast<size_t>(period)];
+}
+
 void add_to_period(AgeingState& ageing, PerPeriod<extended> AgeingState::*values,
                    int64_t online_time, extended share) {
-    if (online_time >= 0 && online_time < int64_t{PERIOD_S} * PERIOD_COUNT) {
-        const auto period = static_cast<int32_t>(online_time / PERIOD_S);
-        (ageing.*values)[static_cast<size_t>(period)] += share;
-        PeriodRun& changed = ageing.changed_periods;
-        changed = {std::min(changed.first, period), std::max(changed.last, period)};
+    extended* const value = period_value(ageing, values, online_time);
+    if (value != nullptr) {
+        *value += share;
     }
+}
+
+// Seconds from `online_time` to the end of its period of ten days.
+int64_t rest_of_period(int64_t online_time) {
+    const int64_t since_start = online_time % PERIOD_S;
+    return since_start < 0 ? -since_start : PERIOD_S - since_start;
 }
 
 // from + k * (to - from) / steps for k = 0, 1, 2 ..., cut toward zero, without a product.
@@ -84,7 +98,7 @@ void update_full_time(AgeingState& ageing, int64_t& full_stay_start, int64_t boo
 
 }  // namespace
 
-void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
+void update_arrhenius(ServiceState& state, const SysfsParams& snapshot, const Policy& policy) {
     SoftChargeMemory& memory = state.soft_charge;
     const int32_t temperature_decic = param_integer(snapshot, PARAM_BATTERY_TEMP);
     const int32_t voltage_uv = param_integer(snapshot, PARAM_BATTERY_VOLTAGE_NOW);
@@ -93,16 +107,28 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot) {
         LineWalk temperature =
             start_walk(memory.arrhenius_temperature_decic, temperature_decic, seconds);
         LineWalk voltage = start_walk(memory.arrhenius_voltage_uv, voltage_uv, seconds);
-        for (int32_t k = 0; k < seconds; k++) {
-            const extended rate =
-                arrhenius_rate(memory.arrhenius_terms, static_cast<int32_t>(temperature.value),
-                               static_cast<int32_t>(voltage.value));
-            state.ageing.total_arrhenius += rate;
-            add_to_period(state.ageing, &AgeingState::arrhenius_per_10days,
-                          int64_t{memory.arrhenius_online_time} + k, rate);
-            step(temperature);
-            step(voltage);
+        const ArrheniusModel model = arrhenius_model(policy.arrhenius);
+        Unpacked total = unpack(state.ageing.total_arrhenius);
+        for (int64_t from = 0; from < seconds;) {
+            const int64_t online_time = memory.arrhenius_online_time + from;
+            const int64_t end = std::min<int64_t>(seconds, from + rest_of_period(online_time));
+            extended* const stored =
+                period_value(state.ageing, &AgeingState::arrhenius_per_10days, online_time);
+            Unpacked period = unpack(stored != nullptr ? *stored : 0);
+            for (; from < end; from++) {
+                const Unpacked rate = unpack(arrhenius_rate(model, memory.arrhenius_terms,
+                                                            static_cast<int32_t>(temperature.value),
+                                                            static_cast<int32_t>(voltage.value)));
+                total = add(total, rate);
+                period = add(period, rate);
+                step(temperature);
+                step(voltage);
+            }
+            if (stored != nullptr) {
+                *stored = pack(period);
+            }
         }
+        state.ageing.total_arrhenius = pack(total);
     }
     memory.arrhenius_temperature_decic = temperature_decic;
     memory.arrhenius_voltage_uv = voltage_uv;

@@ -14,7 +14,7 @@ namespace cellwarden {
 
 // Adds the rate of every second of online time since the previous call, along the straight line
 // between the two readings, each second on its own and in order.
-void update_arrhenius(ServiceState& state, const SysfsParams& snapshot);
+void update_arrhenius(ServiceState& state, const SysfsParams& snapshot, const Policy& policy);
 
 // Books the time at full charge and the capacity lost meanwhile:
 //     exp(8.443 V - 4600 / (T + 273.15) - 33) x hours x 100 per cent of design capacity.

@@ -3,9 +3,36 @@
 
 #include <cstdint>
 
+#include "numbers/unpacked.h"
+#include "product/policy.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
+
+// The constants as the integer arithmetic uses them.
+struct ArrheniusModel {
+    struct Line {
+        Unpacked offset;
+        Unpacked slope;
+    };
+
+    extended activation_k;
+    int32_t knee_uv;
+    Line low;
+    Line high;
+    Unpacked offset;
+    Unpacked numerator;
+};
+
+// Requires constants in which policy_fault() finds none.
+constexpr ArrheniusModel arrhenius_model(const ArrheniusConstants& constants) {
+    return {.activation_k = constants.activation_k,
+            .knee_uv = constants.knee_uv,
+            .low = {unpack(constants.low_offset), unpack(constants.low_slope)},
+            .high = {unpack(constants.high_offset), unpack(constants.high_slope)},
+            .offset = unpack(constants.offset),
+            .numerator = unpack(constants.numerator)};
+}
 
 // The Arrhenius rate per second of a reading in 0.1 degC and uV: 5041 / exp(A + B - 25.41) with
 // A = 9441.71 / (T + 273.15) and B = 44.206 - 9.04 V up to 4.4 V, 13.75 - 2.12 V above, for
@@ -13,8 +40,9 @@ namespace cellwarden {
 // 4.48 V, 0.115 at 25 degC and 4.4 V.
 //
 // Neighbouring seconds mostly share a reading: `terms` keeps what was computed last, and nothing is
-// computed again whose input did not change. The result is bit for bit that of the formula in
-// extended precision, each operation rounded once.
-extended arrhenius_rate(ArrheniusTerms& terms, int32_t temperature_decic, int32_t voltage_uv);
+// computed again whose input did not change; it must not be passed with another model. The result
+// is bit for bit that of the formula in extended precision, each operation rounded once.
+extended arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
+                        int32_t temperature_decic, int32_t voltage_uv);
 
 }  // namespace cellwarden

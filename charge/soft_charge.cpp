@@ -36,7 +36,7 @@ void judge_battery(const Device& device, ServiceState& state, const SysfsParams&
                    const Policy& policy) {
     update_usage_tables(device, state, snapshot, policy.bins);
     state.levels.soft_charge1_level = soft_charge1_level_of(state.usage.total_cycle_count, policy);
-    update_arrhenius(state, snapshot);
+    update_arrhenius(state, snapshot, policy);
     const int32_t arrhenius_level =
         decide_arrhenius_level(device, state.levels, state.ageing, state.usage.online_time, policy);
     int32_t full_stay_level = 0;

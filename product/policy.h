@@ -3,9 +3,9 @@
 // pass policy_fault() first.
 //
 // The figures come from the cell maker's ageing tests. T is in degC, V in volts; samples are valid
-// for -100 <= T <= 100 and 1 <= V <= 5. Where a figure was fitted in double precision it is a
-// double, which the models widen; all others are rounded once to extended precision, as a quotient
-// of exact integers. The difference reaches the stored digits.
+// for -100 <= T <= 100 and 1 <= V <= 5. The Arrhenius figures were fitted in
+// double precision and are those doubles, widened; all others are rounded once to extended
+// precision, as a quotient of exact integers. The difference reaches the stored digits.
 #pragma once
 
 #include <algorithm>
@@ -31,19 +31,30 @@ inline constexpr int32_t LEVEL_HORIZON_PERIODS = 108;
 
 inline constexpr extended KELVIN_OFFSET = extended{27315} / 100;
 
+// Samples outside these limits age the battery by nothing.
+inline constexpr int32_t SAMPLE_TEMPERATURE_LIMIT_DECIC = 1000;  // on either side of 0
+inline constexpr int32_t SAMPLE_VOLTAGE_MIN_UV = 1'000'000;
+inline constexpr int32_t SAMPLE_VOLTAGE_MAX_UV = 5'000'000;
+
 // Rate per second: numerator / exp(activation_k / (T + 273.15) + line + offset), where the line is
-// low_offset + low_slope * V up to the knee and high_offset + high_slope * V above it. Fitted in
-// double precision.
+// low_offset + low_slope * V up to the knee and high_offset + high_slope * V above it.
 struct ArrheniusConstants {
-    double activation_k;
-    double knee_v;
-    double low_offset;
-    double low_slope;  // per volt, negative
-    double high_offset;
-    double high_slope;  // per volt, negative
-    double offset;
-    double numerator;
+    extended activation_k;
+    int32_t knee_uv;
+    extended low_offset;
+    extended low_slope;  // per volt
+    extended high_offset;
+    extended high_slope;  // per volt
+    extended offset;
+    extended numerator;
 };
+
+// The exponent of the rate at a temperature, and at a voltage on one of the two lines.
+constexpr extended arrhenius_exponent(const ArrheniusConstants& constants, int32_t celsius,
+                                      extended line_offset, extended slope, int32_t voltage_uv) {
+    return constants.activation_k / (celsius + KELVIN_OFFSET) + line_offset +
+           slope * voltage_uv / 1'000'000 + constants.offset;
+}
 
 // Share of the design capacity that is lost per hour at full charge, or per full charge put in:
 // exp(voltage_slope * V - activation_k / (T + 273.15) + offset).
@@ -96,7 +107,7 @@ struct Policy {
 
 inline constexpr Policy POLICY = {
     .arrhenius = {.activation_k = 9441.71,
-                  .knee_v = 4.4,
+                  .knee_uv = 4'400'000,
                   .low_offset = 44.206,
                   .low_slope = -9.04,
                   .high_offset = 13.75,
@@ -141,10 +152,6 @@ constexpr extended loss_exponent(const LossConstants& loss, int32_t volts, int32
 // where the rules can work with all of them.
 constexpr const char* policy_fault(const Policy& policy) {
     const ArrheniusConstants& a = policy.arrhenius;
-    const extended hottest = a.activation_k / (100 + KELVIN_OFFSET);
-    const extended coldest = a.activation_k / (-100 + KELVIN_OFFSET);
-    const extended at_knee = a.low_offset + extended{a.low_slope} * a.knee_v;
-    const extended at_5_v = a.high_offset + extended{a.high_slope} * 5;
     const char* fault = nullptr;
     const auto require = [&](const char* name, bool holds) {
         fault = fault == nullptr && !holds ? name : fault;
@@ -157,17 +164,24 @@ constexpr const char* policy_fault(const Policy& policy) {
         require(name,
                 std::adjacent_find(values.begin(), values.end(), out_of_order) == values.end());
     };
-    // The rate is computed from fixed-point terms: with each term at 8 or more their fractions are
-    // exact, and neither a line nor the exponent may become negative.
-    require_range("arrhenius.activation_k", hottest, 8, 200);
-    require_range("arrhenius.knee_v", a.knee_v, 1, 5);
-    require_range("arrhenius.low_slope", -a.low_slope, 8, 1000);
-    require_range("arrhenius.high_slope", -a.high_slope * a.knee_v, 8, 1000);
-    require_range("arrhenius.low_offset", at_knee, 0.001, 1000);
-    require_range("arrhenius.high_offset", at_5_v, 0.001, 1000);
-    require_range("arrhenius.offset", -a.offset, 1, hottest + std::min(at_knee, at_5_v) - 0.001);
-    require_range("arrhenius.offset", coldest + a.low_offset + a.low_slope + a.offset, 0, 500);
-    require_range("arrhenius.numerator", a.numerator, 1, 1e9);
+    // The rate of every valid sample is a number that is neither infinite nor 0, nor is any factor.
+    require("arrhenius.activation_k", a.activation_k != 0);
+    require_range("arrhenius.knee_uv", a.knee_uv, SAMPLE_VOLTAGE_MIN_UV, SAMPLE_VOLTAGE_MAX_UV);
+    require("arrhenius.low_slope", a.low_slope != 0);
+    require("arrhenius.high_slope", a.high_slope != 0);
+    require_range("arrhenius.numerator", a.numerator, 1e-9, 1e9);
+    for (const int32_t celsius : {-100, 100}) {
+        for (const int32_t low_uv : {SAMPLE_VOLTAGE_MIN_UV, a.knee_uv}) {
+            require_range("arrhenius.low_offset",
+                          arrhenius_exponent(a, celsius, a.low_offset, a.low_slope, low_uv),
+                          -11'000, 11'000);
+        }
+        for (const int32_t high_uv : {a.knee_uv, SAMPLE_VOLTAGE_MAX_UV}) {
+            require_range("arrhenius.high_offset",
+                          arrhenius_exponent(a, celsius, a.high_offset, a.high_slope, high_uv),
+                          -11'000, 11'000);
+        }
+    }
     // At 5 V and 100 degC, where the loss is largest, an hour or a full charge loses no more than
     // there is.
     require_range("full_stay.voltage_slope", policy.full_stay.voltage_slope, 0, 20);

@@ -12,6 +12,7 @@
 #include <cstdint>
 
 #include "numbers/extended.h"
+#include "numbers/unpacked.h"
 #include "product/policy.h"
 #include "state/facts.h"
 
@@ -31,16 +32,13 @@ inline constexpr PeriodRun NO_PERIODS = {PERIOD_COUNT, -1};
 // --- What the rules remember from one call to the next, one record per rule. It lives for the
 // process and is not stored: the first call after start-up takes references only.
 
-// Fixed point: a multiple of 2^-109.
-using ArrheniusFixed = unsigned __int128;
-
 // Terms of the Arrhenius rate as computed last. The start reading is no valid sample (0 V), so the
 // first valid one is computed in full.
 struct ArrheniusTerms {
     int32_t temperature_decic = INT32_MIN;
     int32_t voltage_uv = 0;
-    ArrheniusFixed temperature_term = 0;
-    ArrheniusFixed voltage_term = 0;
+    Unpacked temperature_term{};
+    Unpacked voltage_term{};
     extended rate = 0;
 };
 

@@ -15,7 +15,7 @@ from checking import expect_equal, finish, run
 # C and POSIX calls that Android's C library has on all 64-bit levels, with the meaning that the
 # daemon relies on (select leaves the time left in its timeout: both are the kernel's own).
 SHARED = set("""
-    abort access bind clock_gettime close expl free getpid malloc memchr memcmp memcpy memmove memset
+    abort access bind clock_gettime close free getpid malloc memchr memcmp memcpy memmove memset
     open read recvfrom select sleep snprintf socket strcmp strcspn strerror strlen strncmp strnlen
     strstr strtof strtol time timegm vsnprintf write __cxa_finalize __stack_chk_fail
 """.split())
@@ -34,7 +34,6 @@ OTHER_NAMES = {
     "__libc_start_main": "start of main",
     "__open_2": "open",
     "__stack_chk_guard": "the guard, kept per thread on Android",
-    "expf128": "expl, where long double has 113 bits",
 }
 
 

@@ -56,22 +56,63 @@ TEST(ArrheniusRate, IsExactToTheLastBit) {
     };
     for (const auto& row : rows) {
         ArrheniusTerms terms;
-        EXPECT_EQ(bits_of(arrhenius_rate(terms, row.temperature_decic, row.voltage_uv)), row.expected) << row.name;
+        EXPECT_EQ(
+            bits_of(arrhenius_rate(arrhenius_model(POLICY.arrhenius), terms, row.temperature_decic, row.voltage_uv)),
+            row.expected)
+            << row.name;
     }
 }
 
 // The rate as the formula has it, in floating point throughout.
-extended plain_rate(int64_t temperature_decic, int64_t voltage_uv) {
+extended plain_rate(int64_t temperature_decic, int64_t voltage_uv,
+                    const ArrheniusConstants& constants = POLICY.arrhenius) {
     const extended celsius = static_cast<extended>(temperature_decic) / 10;
     const extended volts = static_cast<extended>(voltage_uv) / 1'000'000;
     if (celsius < -100 || celsius > 100 || volts < 1 || volts > 5) {
         return 0;
     }
-    const extended a = POLICY.arrhenius.activation_k * (1 / (celsius + KELVIN_OFFSET));
-    const extended b = volts <= POLICY.arrhenius.knee_v
-                           ? POLICY.arrhenius.low_offset + POLICY.arrhenius.low_slope * volts
-                           : POLICY.arrhenius.high_offset + POLICY.arrhenius.high_slope * volts;
-    return POLICY.arrhenius.numerator / extended_exp((a + b) + POLICY.arrhenius.offset);
+    const extended a = constants.activation_k * (1 / (celsius + KELVIN_OFFSET));
+    const extended b = voltage_uv <= constants.knee_uv ? constants.low_offset + constants.low_slope * volts
+                                                       : constants.high_offset + constants.high_slope * volts;
+    return constants.numerator / extended_exp((a + b) + constants.offset);
+}
+
+// Constants of another cell either give the rate of the formula or are refused.
+TEST(ArrheniusRate, TakesOtherConstants) {
+    const struct {
+        const char* name;
+        ArrheniusConstants constants;
+        bool holds;
+    } rows[] = {
+        {"a weak activation: the exponent falls below 0",
+         {6000, 4'400'000, 44.206, -9.04, 13.75, -2.12, -25.41, 5041},
+         true},
+        {"rising, negative and tiny terms", {-300, 3'900'000, -1e-30, 1e-9, 0, 77.7, 1e-40, 0.5}, true},
+        {"terms that cancel", {9441.71, 4'000'000, 100, -25, 0, 25, -100, 5041}, true},
+        {"exp is infinite where cold", {1'950'000, 4'400'000, 44.206, -9.04, 13.75, -2.12, -25.41, 5041}, false},
+        {"exp is 0 at 5 V", {9441.71, 4'400'000, 44.206, -9.04, 13.75, -2212, -25.41, 5041}, false},
+        {"no slope", {9441.71, 4'400'000, 44.206, 0, 13.75, -2.12, -25.41, 5041}, false},
+        {"no rate", {9441.71, 4'400'000, 44.206, -9.04, 13.75, -2.12, -25.41, 0}, false},
+        {"not a number", {9441.71, 4'400'000, 44.206, -9.04, __builtin_nan(""), -2.12, -25.41, 5041}, false},
+    };
+    for (const auto& row : rows) {
+        Policy policy = POLICY;
+        policy.arrhenius = row.constants;
+        EXPECT_EQ(policy_fault(policy) == nullptr, row.holds) << row.name;
+        if (!row.holds) {
+            continue;
+        }
+        const ArrheniusModel model = arrhenius_model(row.constants);
+        ArrheniusTerms terms;
+        for (int32_t temperature_decic = -1001; temperature_decic <= 1001; temperature_decic += 77) {
+            for (const int32_t voltage_uv : {1'000'000, 2'718'281, 3'899'999, 3'900'000, 3'900'001, 4'000'000,
+                                             4'000'001, 4'400'000, 4'400'001, 5'000'000, 5'000'001}) {
+                EXPECT_EQ(bits_of(arrhenius_rate(model, terms, temperature_decic, voltage_uv)),
+                          bits_of(plain_rate(temperature_decic, voltage_uv, row.constants)))
+                    << row.name << ' ' << temperature_decic << ' ' << voltage_uv;
+            }
+        }
+    }
 }
 
 struct Reading {
@@ -100,8 +141,10 @@ TEST(ArrheniusIntegral, EqualsTheSumOfItsSecondsBitForBit) {
                                pick(0, 3) ? voltages[pick(0, 9)] + pick(-2, 2) : pick(INT32_MIN, INT32_MAX)};
             // Past 32 bits the online time goes on from their other end.
             state.usage.online_time = static_cast<int32_t>(next.online_time);
-            update_arrhenius(state, snapshot_of({{PARAM_BATTERY_TEMP, next.temperature_decic},
-                                                 {PARAM_BATTERY_VOLTAGE_NOW, next.voltage_uv}}));
+            update_arrhenius(state,
+                             snapshot_of({{PARAM_BATTERY_TEMP, next.temperature_decic},
+                                          {PARAM_BATTERY_VOLTAGE_NOW, next.voltage_uv}}),
+                             POLICY);
             // A previous online time of 0 stands for none.
             if (step > 0 && reading.online_time != 0) {
                 const int64_t seconds = next.online_time - reading.online_time;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 
 namespace cellwarden {
@@ -14,14 +15,14 @@ TEST(Policy, FaultNamesTheFigureThatTheRulesCannotWorkWith) {
         const char* fault;  // "": none
     } rows[] = {
         {"the daemon's", [](Policy&) {}, ""},
-        {"exponent negative when hot and high", [](Policy& p) { p.arrhenius.activation_k = 6000; }, "arrhenius.offset"},
-        {"just above 0", [](Policy& p) { p.arrhenius.activation_k = 8307; }, ""},
-        {"temperature term below 8", [](Policy& p) { p.arrhenius.activation_k = 2985; }, "arrhenius.activation_k"},
-        {"not a number", [](Policy& p) { p.arrhenius.activation_k = NAN; }, "arrhenius.activation_k"},
-        {"line below 0 at the knee", [](Policy& p) { p.arrhenius.low_offset = 39.7; }, "arrhenius.low_offset"},
-        {"line below 0 at 5 V", [](Policy& p) { p.arrhenius.high_offset = 10.6; }, "arrhenius.high_offset"},
-        {"shallow slope", [](Policy& p) { p.arrhenius.low_slope = -7.9; }, "arrhenius.low_slope"},
-        {"rising slope", [](Policy& p) { p.arrhenius.high_slope = 2.12; }, "arrhenius.high_slope"},
+        {"negative exponent when hot and high", [](Policy& p) { p.arrhenius.activation_k = 6000; }, ""},
+        {"no activation", [](Policy& p) { p.arrhenius.activation_k = 0; }, "arrhenius.activation_k"},
+        {"infinite when cold", [](Policy& p) { p.arrhenius.activation_k = 1'910'000; }, "arrhenius.low_offset"},
+        {"not a number", [](Policy& p) { p.arrhenius.activation_k = NAN; }, "arrhenius.low_offset"},
+        {"knee above the samples", [](Policy& p) { p.arrhenius.knee_uv = 5'000'001; }, "arrhenius.knee_uv"},
+        {"no rate at 5 V", [](Policy& p) { p.arrhenius.high_slope = -2212; }, "arrhenius.high_offset"},
+        {"no slope", [](Policy& p) { p.arrhenius.low_slope = 0; }, "arrhenius.low_slope"},
+        {"no rate at all", [](Policy& p) { p.arrhenius.numerator = 0; }, "arrhenius.numerator"},
         {"loss that rises above all there is", [](Policy& p) { p.full_stay.offset = -29; }, "full_stay.offset"},
         {"loss that falls with voltage", [](Policy& p) { p.charge_cycle.voltage_slope = -1; },
          "charge_cycle.voltage_slope"},
