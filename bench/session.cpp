@@ -28,9 +28,9 @@ constexpr double BATTERY_UEVENT_GAP_S = 1;  // the battery's own uevents come no
 struct Session {
     Scenario scenario;
     fs::path state_dir;
-    Phone phone;
+    phone::Phone phone;
     PhoneFiles files;
-    Watch watch;
+    FolderWatch watch;
     int log_fd = -1;
     int uevent_fd = -1;
     int signal_fd = -1;
@@ -41,7 +41,7 @@ struct Session {
     double listens_since_s = -1;  // when the daemon was first seen to listen; -1: not yet
     double battery_uevent_s = 0;  // of the latest uevent of the battery
     int told_capacity = -1;       // what that uevent told
-    ChargeStatus told_status = ChargeStatus::DISCHARGING;
+    phone::ChargeStatus told_status = phone::ChargeStatus::DISCHARGING;
     size_t next_action = 0;
     std::set<std::string> faults;  // that the scenario has switched on
     bool cycle_is_full = false;
@@ -75,7 +75,7 @@ void send(Session& session, const UeventSent& uevent) {
 
 void take_file_event(Session& session, const FileEvent& event) {
     const fs::path path = event.path;
-    if (event.deed == FileDeed::OPENED) {
+    if (event.action == FileAction::OPENED) {
         session.cycle_is_full = session.cycle_is_full || path == FULL_CYCLE_PATH;
     } else if (path == WAKE_LOCK_PATH) {
         session.cycle_is_full = false;
@@ -184,7 +184,7 @@ void wait_for_listener(Session& session) {
 }
 
 PhoneStatus phone_status(const Session& session) {
-    const Phone& phone = session.phone;
+    const phone::Phone& phone = session.phone;
     return {.capacity_percent = capacity_percent(phone),
             .voltage_v = terminal_uv(phone.battery) / 1e6,
             .current_ma = phone.battery.current_ua / 1e3,
@@ -238,8 +238,8 @@ void start_phone(Session& session) {
     for (const std::string& fault : session.scenario.faults) {
         set_fault(session, fault, true);
     }
-    watch_folder(session.watch, session.state_dir / "units", FileDeed::REPLACED);
-    watch_folder(session.watch, session.state_dir / "outbox", FileDeed::REPLACED);
+    watch_folder(session.watch, session.state_dir / "units", FileAction::REPLACED);
+    watch_folder(session.watch, session.state_dir / "outbox", FileAction::REPLACED);
 }
 
 void run_until_end(Session& session) {

@@ -7,7 +7,7 @@
 #include "phone/battery.h"
 #include "phone/charger.h"
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 
 struct Phone {
     Battery battery;
@@ -36,4 +36,4 @@ double board_temp_c(const Phone& phone);
 const char* status_text(ChargeStatus status);
 const char* health_text(double temp_c);
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

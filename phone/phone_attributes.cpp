@@ -8,7 +8,7 @@
 
 #include "phone/source_kind.h"
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 namespace {
 
 constexpr double SECONDS_PER_HOUR = 3600;
@@ -274,4 +274,4 @@ void obey_attribute_write(Phone& phone, SysfsParamId id, const std::string& text
     }
 }
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

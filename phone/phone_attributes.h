@@ -9,7 +9,7 @@
 #include "phone/phone.h"
 #include "platform/sysfs_params.h"
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 
 struct AttributeText {
     SysfsParamId id;
@@ -32,4 +32,4 @@ std::vector<AttributeText> start_attributes(const Phone& phone);
 // change nothing.
 void obey_attribute_write(Phone& phone, SysfsParamId id, const std::string& text);
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

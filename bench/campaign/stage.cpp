@@ -55,7 +55,7 @@ bool take_file_events(Stage& stage) {
     bool dropped = false;
     for (const FileEvent& event : read_file_events(stage.watch)) {
         const fs::path path = event.path;
-        if (event.deed == FileDeed::OPENED) {
+        if (event.action == FileAction::OPENED) {
             continue;
         }
         if (path == WAKE_UNLOCK_PATH) {
@@ -65,7 +65,8 @@ bool take_file_events(Stage& stage) {
         } else if (path.parent_path() == stage.state_dir / "outbox") {
             note(stage, "event " + read_outbox_event(path).name + " " + hash_of(read_file(path)));
         } else if (stage.files.held.contains(path)) {
-            note(stage, "write " + std::string(attribute_name(path.native())) + " to no avail");
+            note(stage,
+                 "write " + std::string(phone::attribute_name(path.native())) + " to no avail");
             stage.files.tree.erase(path);
             set_attribute(stage.files.tree, path, "");
         } else if (const auto write = take_attribute_write(stage.files, stage.phone, path)) {
@@ -107,7 +108,7 @@ void make_phone(Stage& stage) {
     create_phone_files(stage.files, stage.phone, stage.watch);
     show_driver_files(stage.files, stage.phone);
     for (const char* folder : {"units", "outbox"}) {
-        watch_folder(stage.watch, stage.state_dir / folder, FileDeed::REPLACED);
+        watch_folder(stage.watch, stage.state_dir / folder, FileAction::REPLACED);
     }
 }
 

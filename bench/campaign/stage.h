@@ -27,9 +27,9 @@ struct Stage {
     Scenario scenario;
     std::filesystem::path state_dir;
     DaemonCommand daemon;
-    Phone phone;
+    phone::Phone phone;
     PhoneFiles files;
-    Watch watch;
+    FolderWatch watch;
     ClockTimes clock;
     std::chrono::steady_clock::time_point start;  // of the daemon
     int clock_fd = -1;

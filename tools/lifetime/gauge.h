@@ -19,9 +19,9 @@ struct Gauge {
 };
 
 // Looks at the phone after a step.
-void follow_battery(Gauge& gauge, const GaugeModel& model, const bench::Phone& phone);
+void follow_battery(Gauge& gauge, const GaugeModel& model, const phone::Phone& phone);
 
-void restart_gauge(Gauge& gauge, const bench::Battery& battery);
+void restart_gauge(Gauge& gauge, const phone::Battery& battery);
 
 // The daemon hands back what the gauge had learned; values below 1 are none.
 void restore_capacity(Gauge& gauge, int32_t capacity_mah);

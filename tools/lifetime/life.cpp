@@ -14,7 +14,7 @@
 namespace cellwarden::lifetime {
 namespace {
 
-using namespace cellwarden::bench;
+using namespace cellwarden::phone;
 
 enum Phase : int { PHASE_CHARGING_WHILE_OFF = 1, PHASE_ON = 3, PHASE_SHUTTING_DOWN = 4 };
 

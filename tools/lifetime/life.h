@@ -17,7 +17,7 @@ namespace cellwarden::lifetime {
 struct Life {
     const Profile& profile;  // must outlive the life
     UsagePlan plan;
-    bench::Phone phone;
+    phone::Phone phone;
     Gauge gauge;
     Fade fade;
 

@@ -8,7 +8,7 @@
 namespace cellwarden::lifetime {
 namespace {
 
-using namespace cellwarden::bench;
+using namespace cellwarden::phone;
 
 constexpr const char* NO_TYPE = "Unknown";
 

@@ -10,6 +10,6 @@ namespace cellwarden::lifetime {
 
 // Fills in the parameters that the daemon's rules read; all others read as from missing files. The
 // texts are the phone's own: it must outlive the snapshot.
-void read_phone(const bench::Phone& phone, const Gauge& gauge, SysfsParams& snapshot);
+void read_phone(const phone::Phone& phone, const Gauge& gauge, SysfsParams& snapshot);
 
 }  // namespace cellwarden::lifetime
