@@ -2,6 +2,7 @@
 // clocks: time is handed in.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "phone/battery.h"
@@ -18,6 +19,11 @@ struct Phone {
     int shutdown_phase = 3;  // 1 charging while switched off, 3 running, 4 shutting down
     std::string model_name = "PELLAMIR_VOSKA";
     int thermal_zone = 7;  // number of the zone of the board's sensor, 2 to 99
+
+    // What the fuel gauge reports: the full-charge capacity (empty: the true one), and how often it
+    // has learned that capacity since the phone was switched on.
+    std::optional<double> gauge_uah;
+    int learning_count = 0;
 };
 
 // Advances the phone by any number of seconds, in steps of at most 10 s. None at all serves to let

@@ -50,7 +50,7 @@ void advance(Life& life, double seconds) {
 void run_cycle(Life& life) {
     life.state.cycle_boot_time = life.boot_s;
     life.state.cycle_wall_time = wall_s(life);
-    read_phone(life.phone, life.gauge, life.snapshot);
+    read_phone(life.phone, life.snapshot);
     run_full_cycle(life.state, life.stat, life.connection, life.snapshot);
     life.cycles++;
 }
@@ -59,7 +59,7 @@ void switch_on(Life& life, Phase phase) {
     life.is_on = true;
     life.phone.shutdown_phase = phase;
     life.phone.charger.ageing_level = 0;  // the driver forgets it
-    restart_gauge(life.gauge, life.phone.battery);
+    restart_gauge(life.gauge, life.phone);
     life.boot_s = START_UP_S;
     life.state = ServiceState{};
     load_records(life.state, life.stat, life.connection);
@@ -148,7 +148,7 @@ void connect_device(Life& life) {
         if (id == PARAM_BATT_AGING_LEVEL) {
             life.phone.charger.ageing_level = value;
         } else if (id == PARAM_RESTORED_CAPACITY) {
-            restore_capacity(life.gauge, value);
+            restore_capacity(life.phone, value);
             life.driver_has_news = true;
         }
     };
