@@ -10,16 +10,17 @@ UeventSent supply_uevent(const char* name) {
 }
 
 // A source that is attached takes the place of another.
-std::vector<UeventSent> attach(Phone& phone, Source source, const std::string& type, double watts) {
+std::vector<UeventSent> attach(phone::Phone& phone, phone::Source source, const std::string& type,
+                               double watts) {
     std::vector<UeventSent> uevents;
-    const Source before = phone.charger.source;
+    const phone::Source before = phone.charger.source;
     phone.charger.source = source;
     phone.charger.type = type;
     phone.charger.watts = watts;
-    if (before == Source::USB || source == Source::USB) {
+    if (before == phone::Source::USB || source == phone::Source::USB) {
         uevents.push_back(supply_uevent("usb"));
     }
-    if (before == Source::WIRELESS || source == Source::WIRELESS) {
+    if (before == phone::Source::WIRELESS || source == phone::Source::WIRELESS) {
         uevents.push_back(supply_uevent("wireless"));
     }
     uevents.push_back(supply_uevent("battery"));
@@ -27,17 +28,17 @@ std::vector<UeventSent> attach(Phone& phone, Source source, const std::string& t
 }
 
 struct Changer {
-    Phone& phone;
+    phone::Phone& phone;
 
     using Uevents = std::vector<UeventSent>;
 
     Uevents operator()(const PlugUsb& plug) const {
-        return attach(phone, Source::USB, plug.type, plug.watts);
+        return attach(phone, phone::Source::USB, plug.type, plug.watts);
     }
     Uevents operator()(const PlugWireless& plug) const {
-        return attach(phone, Source::WIRELESS, plug.type, plug.watts);
+        return attach(phone, phone::Source::WIRELESS, plug.type, plug.watts);
     }
-    Uevents operator()(const Unplug&) const { return attach(phone, Source::NONE, "", 0); }
+    Uevents operator()(const Unplug&) const { return attach(phone, phone::Source::NONE, "", 0); }
     Uevents operator()(const SetAmbient& ambient) const {
         phone.ambient_c = ambient.temp_c;
         return {};
@@ -106,7 +107,7 @@ struct Teller {
 
 }  // namespace
 
-std::vector<UeventSent> change_phone(Phone& phone, const Action& action) {
+std::vector<UeventSent> change_phone(phone::Phone& phone, const Action& action) {
     return std::visit(Changer{phone}, action);
 }
 
@@ -114,9 +115,9 @@ std::string action_text(const Action& action) {
     return std::visit(Teller{}, action);
 }
 
-std::string source_text(const Charger& charger) {
-    return charger.source == Source::NONE ? "unplugged"
-                                          : charger.type + " " + number(charger.watts, "W");
+std::string source_text(const phone::Charger& charger) {
+    return charger.source == phone::Source::NONE ? "unplugged"
+                                                 : charger.type + " " + number(charger.watts, "W");
 }
 
 }  // namespace cellwarden::bench

@@ -158,7 +158,7 @@ Json counts_json(const std::map<Key, int>& counts) {
     return object;
 }
 
-Json summary_json(const Settings& settings, const Ending& ending, const Tally& tally) {
+Json summary_json(const Settings& settings, const SessionEnd& ending, const Tally& tally) {
     return {{"what", "summary"},
             {"reason", ending.reason},
             {"daemon_ran", ending.daemon_ran},
@@ -235,7 +235,7 @@ void show_status(Display& display, double at_s, const PhoneStatus& status) {
     }
 }
 
-void show_summary(const Display& display, const Settings& settings, const Ending& ending,
+void show_summary(const Display& display, const Settings& settings, const SessionEnd& ending,
                   const Tally& tally) {
     if (display.output == Output::JSON) {
         print_json(ending.seconds, summary_json(settings, ending, tally));

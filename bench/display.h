@@ -24,7 +24,7 @@ struct Settings {
     double uptime_s = 0;
 };
 
-struct Ending {
+struct SessionEnd {
     std::string reason;      // "the scenario's end"
     bool daemon_ran = true;  // until the bench ended it
     double seconds = 0;
@@ -43,7 +43,7 @@ void show_happening(const Display& display, double at_s, const Happening& happen
 // Shows the status when it is due.
 void show_status(Display& display, double at_s, const PhoneStatus& status);
 
-void show_summary(const Display& display, const Settings& settings, const Ending& ending,
+void show_summary(const Display& display, const Settings& settings, const SessionEnd& ending,
                   const Tally& tally);
 
 }  // namespace cellwarden::bench

@@ -72,9 +72,9 @@ fs::path scenario_file(const std::string& name) {
     }
     fs::path file = scenario_folder / (name + ".json");
     if (!fs::exists(file)) {
-        throw ScenarioError("no scenario '" + name +
-                            "'; cellwarden-bench --list shows those there "
-                            "are, and a file is named with a '/' or with '.json' at its end");
+        throw InputError("no scenario '" + name +
+                         "'; cellwarden-bench --list shows those there "
+                         "are, and a file is named with a '/' or with '.json' at its end");
     }
     return file;
 }

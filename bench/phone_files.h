@@ -26,16 +26,16 @@ struct PhoneFiles {
 };
 
 // Makes all files but the charger driver's, whose folder stays empty, and watches every folder.
-void create_phone_files(PhoneFiles& files, const Phone& phone, Watch& watch);
+void create_phone_files(PhoneFiles& files, const phone::Phone& phone, FolderWatch& watch);
 
 // The charger driver comes up: its attributes appear.
-void show_driver_files(PhoneFiles& files, const Phone& phone);
+void show_driver_files(PhoneFiles& files, const phone::Phone& phone);
 
 // Lets the attributes follow the phone.
-void refresh_phone_files(PhoneFiles& files, const Phone& phone);
+void refresh_phone_files(PhoneFiles& files, const phone::Phone& phone);
 
 // Holds the attribute of that name ("battery/health") at `text`, or lets it follow the phone again.
-void hold_attribute(PhoneFiles& files, const Phone& phone, const std::string& name,
+void hold_attribute(PhoneFiles& files, const phone::Phone& phone, const std::string& name,
                     const std::optional<std::string>& text);
 
 struct AttributeWrite {
@@ -45,7 +45,7 @@ struct AttributeWrite {
 };
 
 // Takes in a write of the daemon and lets the phone obey it; none where the path is no parameter's.
-std::optional<AttributeWrite> take_attribute_write(PhoneFiles& files, Phone& phone,
+std::optional<AttributeWrite> take_attribute_write(PhoneFiles& files, phone::Phone& phone,
                                                    const std::string& path);
 
 }  // namespace cellwarden::bench

@@ -20,14 +20,15 @@ int64_t highest(const RecordField& field) {
     return bits > 62 ? std::numeric_limits<int64_t>::max() : (int64_t{1} << bits) - 1;
 }
 
-void set_element(const Place& place, const RecordField& field, size_t index, std::string& record) {
+void set_element(const JsonPlace& place, const RecordField& field, size_t index,
+                 std::string& record) {
     const auto value = static_cast<uint64_t>(read_integer(place, lowest(field), highest(field)));
     for (size_t byte = 0; byte < field.element_size; byte++) {
         record[field.offset + index * field.stride + byte] = static_cast<char>(value >> (8 * byte));
     }
 }
 
-void set_text(const Place& place, const RecordField& field, std::string& record) {
+void set_text(const JsonPlace& place, const RecordField& field, std::string& record) {
     const std::string text = read_text(place);
     if (text.size() >= field.count) {
         fail(place, "a text of at most " + std::to_string(field.count - 1) + " bytes");
@@ -35,7 +36,7 @@ void set_text(const Place& place, const RecordField& field, std::string& record)
     record.replace(field.offset, text.size(), text);
 }
 
-void set_field(const Place& place, const RecordField& field, std::string& record) {
+void set_field(const JsonPlace& place, const RecordField& field, std::string& record) {
     if (field.unit == decode::FieldUnit::TEXT) {
         set_text(place, field, record);
     } else if (field.count == 1) {
@@ -52,7 +53,7 @@ void set_field(const Place& place, const RecordField& field, std::string& record
 
 }  // namespace
 
-std::string read_record(const Place& place) {
+std::string read_record(const JsonPlace& place) {
     BattStat stat;
     reset_batt_stat(stat);
     std::string record(reinterpret_cast<const char*>(&stat), sizeof stat);
@@ -60,7 +61,7 @@ std::string read_record(const Place& place) {
         fail(place, "an object with names of the record's fields");
     }
     for (const auto& item : place.value.items()) {
-        const Place value = member(place, item.key());
+        const JsonPlace value = member(place, item.key());
         const RecordField* const field = decode::find_record_field(item.key());
         if (field == nullptr) {
             fail(value,

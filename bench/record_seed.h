@@ -11,6 +11,6 @@ namespace cellwarden::bench {
 // a record that knows nothing of its battery, with the named fields set. A field takes a number, an
 // array its first elements, a text field a text; all as they are stored.
 // Throws InputError with the place of a name that is none or of a value that does not fit.
-std::string read_record(const Place& place);
+std::string read_record(const JsonPlace& place);
 
 }  // namespace cellwarden::bench

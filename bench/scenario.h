@@ -70,7 +70,7 @@ struct Scenario {
     double uptime_s = 3600;       // the phone's uptime when the daemon starts
     double driver_ready_s = 0;    // real seconds after the daemon's start until the driver is there
     double battery_uevent_s = 5;  // period of the battery's own uevents; 0: none without a change
-    Phone phone;
+    phone::Phone phone;
     std::map<uint32_t, std::string> units;  // bytes of the units that the store starts with
     std::map<std::string, std::string> properties;
     std::string imei;                   // empty: the phone has none
@@ -78,14 +78,11 @@ struct Scenario {
     std::vector<TimedAction> timeline;  // sorted by time
 };
 
-// A scenario that cannot be used.
-using ScenarioError = InputError;
-
 // Reads a scenario from the text of its file; `file` serves messages and, as the folder of the
-// files that the scenario names, finding them. Throws ScenarioError.
+// files that the scenario names, finding them. Throws InputError.
 Scenario parse_scenario(const std::string& text, const std::filesystem::path& file);
 
-// The same from a file. Throws ScenarioError.
+// The same from a file. Throws InputError.
 Scenario load_scenario(const std::filesystem::path& file);
 
 }  // namespace cellwarden::bench

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 
 struct Battery {
     double charge_full_design_uah = 5'000'000;
@@ -34,4 +34,4 @@ double terminal_uv(const Battery& battery);
 void advance_battery(Battery& battery, double current_ua, double ambient_c, double other_heat_w,
                      double seconds);
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

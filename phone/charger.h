@@ -7,7 +7,7 @@
 
 #include "phone/battery.h"
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 
 enum class Source { NONE, USB, WIRELESS };
 
@@ -58,4 +58,4 @@ bool draws_input(const Charger& charger);
 // sunk by 40 mV.
 PowerFlow share_power(Charger& charger, const Battery& battery, double load_ua);
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

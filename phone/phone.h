@@ -2,12 +2,13 @@
 // clocks: time is handed in.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "phone/battery.h"
 #include "phone/charger.h"
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 
 struct Phone {
     Battery battery;
@@ -18,6 +19,11 @@ struct Phone {
     int shutdown_phase = 3;  // 1 charging while switched off, 3 running, 4 shutting down
     std::string model_name = "PELLAMIR_VOSKA";
     int thermal_zone = 7;  // number of the zone of the board's sensor, 2 to 99
+
+    // What the fuel gauge reports: the full-charge capacity (empty: the true one), and how often it
+    // has learned that capacity since the phone was switched on.
+    std::optional<double> gauge_uah;
+    int learning_count = 0;
 };
 
 // Advances the phone by any number of seconds, in steps of at most 10 s. None at all serves to let
@@ -36,4 +42,4 @@ double board_temp_c(const Phone& phone);
 const char* status_text(ChargeStatus status);
 const char* health_text(double temp_c);
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

@@ -2,6 +2,7 @@
 // they start with until the daemon writes them, or for good.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,7 +10,7 @@
 #include "phone/phone.h"
 #include "platform/sysfs_params.h"
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 
 struct AttributeText {
     SysfsParamId id;
@@ -22,7 +23,15 @@ std::string attribute_path(const Phone& phone, SysfsParamId id);
 // The last two components of a path, as people name an attribute: "battery/capacity".
 std::string_view attribute_name(std::string_view path);
 
-// The attributes that follow from the phone's state, as they read now.
+// An attribute's value before it becomes a file's text.
+struct AttributeValue {
+    SysfsParamId id;
+    const char* text;  // valid as long as the phone; nullptr: the value is `number`
+    int64_t number;
+};
+
+// Returns the attributes that follow from the phone's state, as values and as the files' texts.
+std::vector<AttributeValue> live_values(const Phone& phone);
 std::vector<AttributeText> live_attributes(const Phone& phone);
 
 // All the others, as they read when the phone starts.
@@ -32,4 +41,4 @@ std::vector<AttributeText> start_attributes(const Phone& phone);
 // change nothing.
 void obey_attribute_write(Phone& phone, SysfsParamId id, const std::string& text);
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

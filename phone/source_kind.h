@@ -3,7 +3,7 @@
 
 #include "phone/charger.h"
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 
 struct SourceKind {
     const char* type;  // as the USB type attribute or the wireless type attribute has it
@@ -16,4 +16,4 @@ struct SourceKind {
 // source.
 const SourceKind& source_kind_of(const Charger& charger);
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

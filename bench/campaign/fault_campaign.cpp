@@ -221,7 +221,7 @@ int run_attribute_faults(Stage& stage, const Outcome& clean, bool brief) {
     reset_stage(stage);
     for (uint32_t id = 0; id < SYSFS_PARAM_COUNT; id++) {
         const std::string path = attribute_path(stage.phone, static_cast<SysfsParamId>(id));
-        const std::string name(attribute_name(path));
+        const std::string name(phone::attribute_name(path));
         if (!seen.insert(path).second || (brief && id % 32 != 1)) {
             continue;
         }

@@ -39,7 +39,7 @@ struct Found {
 // Everything that a start takes over: the store, the phone and the clocks.
 struct Start {
     Units units;
-    Phone phone;
+    phone::Phone phone;
     ClockTimes clock;
 };
 

@@ -3,18 +3,13 @@
 // the same in every run of one history.
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "bench/campaign/clock_times.h"
-#include "bench/phone_files.h"
-#include "bench/sandbox.h"
-#include "bench/scenario.h"
-#include "bench/watch.h"
+#include "bench/rig.h"
 
 namespace cellwarden::bench {
 
@@ -23,19 +18,12 @@ namespace cellwarden::bench {
 // log and the files are told of by two ways.
 using Transcript = std::vector<std::string>;
 
-struct Stage {
+struct Stage : Rig {
     Scenario scenario;
-    std::filesystem::path state_dir;
     DaemonCommand daemon;
-    Phone phone;
-    PhoneFiles files;
-    Watch watch;
     ClockTimes clock;
     std::chrono::steady_clock::time_point start;  // of the daemon
     int clock_fd = -1;
-    int log_fd = -1;
-    int uevent_fd = -1;
-    pid_t daemon_pid = -1;
     int cycles = 0;
     Transcript transcript;
 };

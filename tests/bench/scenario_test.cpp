@@ -43,7 +43,7 @@ TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
         std::string error;
         try {
             (void)parse_scenario(scenario, "some/phone.json");
-        } catch (const ScenarioError& caught) {
+        } catch (const InputError& caught) {
             error = caught.what();
         }
         EXPECT_TRUE(error.starts_with("some/phone.json: ") && error.find(expected) != error.npos)

@@ -169,7 +169,7 @@ TEST(Profile, AMistakeIsNamedWithItsPlace) {
         try {
             (void)small_profile(row.patch);
             ADD_FAILURE() << row.name << ": was taken";
-        } catch (const bench::InputError& error) {
+        } catch (const InputError& error) {
             EXPECT_THAT(error.what(), testing::HasSubstr(row.message)) << row.name;
         }
     }

@@ -1,10 +1,10 @@
 #include <iomanip>
 #include <iostream>
 
+#include "common/input.h"
 #include "decode/event.h"
 #include "decode/labels.h"
 #include "tools/inspect/commands.h"
-#include "tools/inspect/input.h"
 
 namespace cellwarden::inspect {
 namespace {

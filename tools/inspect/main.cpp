@@ -4,9 +4,9 @@
 #include <iostream>
 
 #include "common/command_line.h"
+#include "common/input.h"
 #include "decode/event.h"
 #include "tools/inspect/commands.h"
-#include "tools/inspect/input.h"
 
 namespace cellwarden::inspect {
 namespace {

@@ -2,12 +2,12 @@
 #include <cstring>
 #include <iostream>
 
+#include "common/input.h"
 #include "decode/labels.h"
 #include "decode/reading.h"
 #include "decode/record_layout.h"
 #include "decode/verdict.h"
 #include "tools/inspect/commands.h"
-#include "tools/inspect/input.h"
 #include "tools/inspect/record_text.h"
 
 namespace cellwarden::inspect {

@@ -5,11 +5,11 @@
 #include <iomanip>
 #include <iostream>
 
+#include "common/input.h"
 #include "decode/reading.h"
 #include "decode/verdict.h"
 #include "platform/unit_store.h"
 #include "tools/inspect/commands.h"
-#include "tools/inspect/input.h"
 
 namespace cellwarden::inspect {
 namespace {

@@ -12,18 +12,17 @@
 namespace cellwarden::lifetime {
 
 struct Gauge {
-    Random random;               // of its errors
-    double capacity_uah = 0;     // as the gauge has it
-    int32_t learning_count = 0;  // since the restart
-    double lowest_soc = 1;       // since the latest full charge
+    Random random;          // of its errors
+    double lowest_soc = 1;  // since the latest full charge
 };
 
-// Looks at the phone after a step.
-void follow_battery(Gauge& gauge, const GaugeModel& model, const bench::Phone& phone);
+// Looks at the phone after a step, and sets what its gauge reports.
+void follow_battery(Gauge& gauge, const GaugeModel& model, phone::Phone& phone);
 
-void restart_gauge(Gauge& gauge, const bench::Battery& battery);
+// The phone was switched on: its gauge reports the design capacity.
+void restart_gauge(Gauge& gauge, phone::Phone& phone);
 
-// The daemon hands back what the gauge had learned; values below 1 are none.
-void restore_capacity(Gauge& gauge, int32_t capacity_mah);
+// The daemon hands back what the gauge had learned; a value below 1 changes nothing.
+void restore_capacity(phone::Phone& phone, int32_t capacity_mah);
 
 }  // namespace cellwarden::lifetime

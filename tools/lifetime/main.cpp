@@ -48,9 +48,9 @@ Profile find_profile(const std::string& name) {
     const bool is_path = name.find('/') != std::string::npos || name.ends_with(".json");
     const fs::path file = is_path ? fs::path(name) : profile_folder / (name + ".json");
     if (!is_path && !fs::exists(file)) {
-        throw bench::InputError("no profile '" + name +
-                                "'; cellwarden-lifetime list shows those there are, and a file is "
-                                "named with a '/' or with '.json' at its end");
+        throw InputError("no profile '" + name +
+                         "'; cellwarden-lifetime list shows those there are, and a file is "
+                         "named with a '/' or with '.json' at its end");
     }
     return load_profile(file);
 }
@@ -71,8 +71,8 @@ int run(const RunOptions& options) {
         profile.years = options.years > 0 ? options.years : profile.years;
         const fs::path directory = options.out / profile.name;
         if (!directories.insert(directory).second) {
-            throw bench::InputError(name + ": another profile of this run goes to " +
-                                    directory.string() + " too");
+            throw InputError(name + ": another profile of this run goes to " + directory.string() +
+                             " too");
         }
         jobs.push_back({std::move(profile), directory});
     }

@@ -25,7 +25,7 @@ struct Place {
 
 struct ChargerKind {
     std::string name;
-    bench::Source source = bench::Source::USB;
+    phone::Source source = phone::Source::USB;
     std::string type;
     double watts = 10;
 };
@@ -93,7 +93,7 @@ struct Profile {
     std::vector<Occasion> occasions;
 };
 
-// Reads a profile. Throws bench::InputError, which names the file, the place and what was expected.
+// Reads a profile. Throws InputError, which names the file, the place and what was expected.
 Profile parse_profile(const std::string& text, const std::filesystem::path& file);
 Profile load_profile(const std::filesystem::path& file);
 

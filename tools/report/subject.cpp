@@ -7,9 +7,9 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "common/input.h"
 #include "decode/verdict.h"
 #include "platform/unit_store.h"
-#include "tools/inspect/input.h"
 
 namespace cellwarden::report {
 namespace {
@@ -67,7 +67,7 @@ std::vector<TrueHealth> true_health_of(const fs::path& path) {
 
 Subject load_subject(const std::string& path, const std::string& name) {
     const fs::path file = record_path(path);
-    const std::vector<uint8_t> bytes = inspect::read_input(file);
+    const std::vector<uint8_t> bytes = read_input(file);
     const decode::Judgement judgement = decode::judge_record(bytes);
     if (!decode::is_kept(judgement)) {
         throw std::runtime_error(file.string() +
