@@ -5,6 +5,7 @@
 #include <functional>
 #include <iterator>
 
+#include "bench/campaign/call_faults.h"
 #include "bench/campaign/campaign.h"
 #include "phone/phone_attributes.h"
 #include "state/batt_stat.h"
@@ -18,56 +19,6 @@ constexpr int64_t START_WALL_S = 1'767'225'600;  // 2026-01-01
 // Before the period's first light cycle, which would come at another place in every run.
 constexpr auto SESSION_LIMIT = std::chrono::seconds(9);
 constexpr int ATTEMPTS = 5;
-
-// A device call that fails, and what may differ from a run without the fault: every line that
-// differs holds one of the texts.
-struct CallFault {
-    const char* name;
-    std::vector<const char*> explained;
-    const char* loss;  // what the fault costs
-};
-
-const std::vector<CallFault>& call_faults() {
-    static const std::vector<CallFault> faults = {
-        {"property", {"event "}, "the model in the events of that start"},
-        {"log", {"log "}, "that line of the log"},
-        {"unit-read-2227",
-         {"startup process", "lrc_", "unit 2491", "event ", "write "},
-         "the start-up hold of that start"},
-        {"unit-read-66677",
-         {"camera calibration", "lrc_", "unit 2491", "event ", "write "},
-         "the camera hold of that start"},
-        {"unit-read-2312", {}, "nothing: the hold was not set"},
-        {"unit-read-2319",
-         {"unit 2319", "event BatteryDegradation2"},
-         "the count of heat episodes"},
-        {"unit-read-2310", {"unit 2310"}, "the time of the latest heat episode"},
-        {"unit-read-2491", {""}, "the statistics, once the next save is due"},
-        {"unit-read-2802", {"Tessera:2802", "manufacturing_date"}, "nothing: a cycle later"},
-        {"unit-read-2803", {"Tessera:2803", "first_usage_date"}, "nothing: a cycle later"},
-        {"unit-write-2802",
-         {"PRODUCTION_DATE", "unit 2802", "repaired", "manufacturing_date"},
-         "nothing: a cycle later"},
-        {"unit-write-2804", {"Tessera:2804", "unit 2804", "cycle_count"}, "nothing: a cycle later"},
-        {"unit-write-2805",
-         {"Tessera:2805", "unit 2805", "state_of_health"},
-         "nothing: a cycle later"},
-        {"unit-write-2491",
-         {"save battery statistics", "unit 2491", "event ", "write ", "unit "},
-         "what came since the save before"},
-        {"unit-write-2319", {"heat count", "unit 2319"}, "episodes since the save before"},
-        {"unit-write-2310", {"heat time", "unit 2310"}, "the time since the save before"},
-        {"imei",
-         {"IMEI", "unit 2802", "repaired", "manufacturing_date", "Tessera:2802"},
-         "nothing: a cycle later"},
-        {"event-library", {"event ", "ONDRA", "ondra"}, "that event, or its place in time"},
-        {"event-library-inactive",
-         {"event ", "ONDRA", "ondra"},
-         "that event, or its place in time"},
-        {"event-queue", {"event "}, "that event"},
-    };
-    return faults;
-}
 
 std::string older_record() {
     BattStat stat{};
@@ -156,15 +107,6 @@ Transcript difference(Transcript one, Transcript other) {
     return lines;
 }
 
-Transcript unexplained(const Transcript& lines, const std::vector<const char*>& explained) {
-    Transcript left;
-    std::copy_if(lines.begin(), lines.end(), std::back_inserter(left), [&](const auto& line) {
-        return std::none_of(explained.begin(), explained.end(),
-                            [&](const char* text) { return line.find(text) != line.npos; });
-    });
-    return left;
-}
-
 int judge(const std::string& name, const Outcome& outcome, const Transcript& wrong) {
     const auto record = outcome.units.find(2491);
     const bool valid = record != outcome.units.end() && record_is_valid(record->second);
@@ -191,9 +133,8 @@ int run_call_faults(Stage& stage, const Outcome& clean, bool brief) {
                 break;
             }
             places++;
-            wrong +=
-                judge(std::string(row.name) + " at call " + std::to_string(call), outcome,
-                      unexplained(difference(clean.transcript, outcome.transcript), row.explained));
+            wrong += judge(std::string(row.name) + " at call " + std::to_string(call), outcome,
+                           unexplained(row, difference(clean.transcript, outcome.transcript)));
         }
         printf("  %-46s %5d   %s\n", row.name, places, row.loss);
         fflush(stdout);

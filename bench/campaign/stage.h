@@ -8,15 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "bench/campaign/call_faults.h"
 #include "bench/campaign/clock_times.h"
 #include "bench/rig.h"
 
 namespace cellwarden::bench {
-
-// What the daemon did, one line each, in cycle order: "3 log ...", "3 write battery/soh 96",
-// "3 unit 2491 HASH", "3 event NAME HASH". The lines of one cycle are grouped by kind, because the
-// log and the files are told of by two ways.
-using Transcript = std::vector<std::string>;
 
 struct Stage : Rig {
     Scenario scenario;

@@ -1,0 +1,310 @@
+// What the bench shows, keeps and allows: every line of text and every JSON object by what it says.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "bench/actions.h"
+#include "bench/campaign/call_faults.h"
+#include "bench/display.h"
+#include "bench/event_text.h"
+#include "bench/uevent_sender.h"
+
+namespace cellwarden::bench {
+namespace {
+
+namespace fs = std::filesystem;
+using decode::EventField;
+using decode::FieldUnit;
+
+decode::Event sample_event() {
+    return {.name = "ChargerInsertionRemoval",
+            .fields = {{"version", 1, FieldUnit::COUNT, false, {uint64_t{2}}},
+                       {"charger_type", 2, FieldUnit::COUNT, false, {std::string("PD")}},
+                       {"pdo_raw_list", 5, FieldUnit::COUNT, false, {std::string()}},
+                       {"battery_care_flg", 305, FieldUnit::COUNT, false, {true}},
+                       {"max_discharge_current", 610, FieldUnit::MA, false, {int64_t{-3000}}},
+                       {"full_count", 620, FieldUnit::COUNT, false, {int64_t{0}}},
+                       {"thermal_level_time", 200, FieldUnit::SECONDS, true, {uint64_t{11}, uint64_t{0}, uint64_t{13}}},
+                       {"arrhenius_lv", 730, FieldUnit::LEVEL, true, {uint64_t{4'294'967'295}, uint64_t{3}}},
+                       {"fcc_mah", 640, FieldUnit::MAH, true, {uint64_t{1}, uint64_t{2}, uint64_t{3}, uint64_t{4}}}},
+            .absent = {"moment_max_vbatt"}};
+}
+
+TEST(EventText, tells_what_there_is_and_names_what_there_is_not) {
+    const auto name = [](std::string text) { return text.resize(42, ' '), text; };
+    const std::vector<std::string> wanted = {
+        name("version") + "2",
+        name("charger_type") + "\"PD\"",
+        name("battery_care_flg") + "yes",
+        name("max_discharge_current") + "-3000 mA",
+        name("thermal_level_time") + "thermal level 0: 0 d 00:00:11; thermal level 2: 0 d 00:00:13",
+        name("arrhenius_lv") + "10 days from day 10: 3",
+        name("fcc_mah") + "[0]: 1 mAh; ... 2 more ...; [3]: 4 mAh",
+        "nothing yet in pdo_raw_list full_count"};
+    EXPECT_EQ(event_lines(sample_event()), wanted);
+    EXPECT_EQ(event_json(sample_event()).dump(),
+              R"({"version":2,"charger_type":"PD","pdo_raw_list":"","battery_care_flg":true,)"
+              R"("max_discharge_current":-3000,"full_count":0,"thermal_level_time":[11,0,13],)"
+              R"("arrhenius_lv":[4294967295,3],"fcc_mah":[1,2,3,4]})");
+    decode::Event many;
+    for (int i = 0; i < 10; i++) {
+        many.fields.push_back({"a_name_of_20_letters", 1, FieldUnit::COUNT, false, {uint64_t{0}}});
+    }
+    for (const std::string& line : event_lines(many)) {
+        EXPECT_LE(line.size(), 100U);
+    }
+    EXPECT_EQ(event_lines(many).size(), 3U);
+}
+
+// What is printed for all happenings, the status and the summary.
+std::string shown(Output output) {
+    const Settings settings = {"ordinary", "a day", "/d/cellwarden", "/s", 30, 60, 3600};
+    const Happening happenings[] = {
+        DaemonListens{},
+        PhoneChange{"load 5 mA"},
+        UeventSent{"power_supply", "usb"},
+        UeventSent{"thermal", "zone"},
+        CycleDone{true},
+        CycleDone{false},
+        AttributeWrite{"battery/soh", "96", "95"},
+        UnitStored{{2805, 2, "95"}},
+        UnitStored{{2491, 9728, ""}},
+        UnitStored{{2319, 1, "4"}},
+        EventSent{{"charging", "X", 1, {}, "is empty"}, "f"},
+        LogRecord{3, "hot"},
+    };
+    Display display{.output = output};
+    const PhoneStatus status = {48, 3.87654, -251.4, 25.04, "Full", 2, "PD 27 W", 93784};
+    Tally tally;
+    testing::internal::CaptureStdout();
+    show_settings(display, settings);
+    for (const Happening& happening : happenings) {
+        show_happening(display, 1.25, happening);
+        count_happening(tally, happening);
+    }
+    for (const double at_s : {0.0, 0.9, 1.0, 4.9, 5.0}) {
+        show_status(display, at_s, status);
+    }
+    show_summary(display, settings, {"the end", true, 30.5}, tally);
+    return testing::internal::GetCapturedStdout();
+}
+
+TEST(Display, in_lines_of_text) {
+    const std::string status = "48 %  3.877 V  -251 mA  25.0 °C  level 2  PD 27 W  Full  up 26:03:04\n";
+    EXPECT_EQ(shown(Output::PLAIN),
+              "Scenario ordinary: a day\n"
+              "  daemon             /d/cellwarden\n"
+              "  units and events   /s\n"
+              "  duration           30 s; battery time runs 60 times as fast\n"
+              "    1.2 s  daemon  listens for uevents; the timeline begins\n"
+              "    1.2 s  phone   load 5 mA\n"
+              "    1.2 s  uevent  usb\n"
+              "    1.2 s  uevent  thermal zone\n"
+              "    1.2 s  cycle   full\n"
+              "    1.2 s  cycle   light\n"
+              "    1.2 s  write   battery/soh  96 -> 95\n"
+              "    1.2 s  unit    2805 stored, 2 bytes: 95\n"
+              "    1.2 s  unit    2491 stored, 9728 bytes\n"
+              "    1.2 s  unit    2319 stored, 1 byte: 4\n"
+              "    1.2 s  event   charging.X, 1 byte; is empty\n"
+              "    1.2 s  log     hot\n"
+              "    0.0 s  status  " +
+                  status + "    5.0 s  status  " + status +
+                  "\nEnded after 30.5 s: the end.\n"
+                  "  uevents           2\n"
+                  "  cycles            1 full, 1 light\n"
+                  "  attribute writes  battery/soh 1\n"
+                  "  units stored      2319 1, 2491 1, 2805 1\n"
+                  "  events sent       X 1\n"
+                  "  log lines         1\n"
+                  "  files             /s\n");
+    EXPECT_NE(shown(Output::TERMINAL).find("\r\x1b[K    1.2 s  \x1b[31mlog     hot\x1b[0m\n"), std::string::npos);
+}
+
+TEST(Display, in_json) {
+    const std::string status = R"("what":"status","soc_percent":48,"voltage_v":3.877,"current_ma":-251.0,)"
+                               R"("temp_c":25.0,"charge_status":"Full","level":2,"source":"PD 27 W",)"
+                               R"("uptime_s":93784})"
+                               "\n";
+    EXPECT_EQ(shown(Output::JSON),
+              R"({"at_s":0.0,"what":"start","scenario":"ordinary","about":"a day",)"
+              R"("daemon":"/d/cellwarden","duration_s":30.0,"speed":60.0,"uptime_s":3600.0,)"
+              R"("state_dir":"/s"}
+{"at_s":1.25,"what":"listens"}
+{"at_s":1.25,"what":"phone","text":"load 5 mA"}
+{"at_s":1.25,"what":"uevent","subsystem":"power_supply","name":"usb"}
+{"at_s":1.25,"what":"uevent","subsystem":"thermal","name":"zone"}
+{"at_s":1.25,"what":"cycle","kind":"full"}
+{"at_s":1.25,"what":"cycle","kind":"light"}
+{"at_s":1.25,"what":"write","attribute":"battery/soh","old":"96","new":"95"}
+{"at_s":1.25,"what":"unit","unit":2805,"size":2,"value":"95"}
+{"at_s":1.25,"what":"unit","unit":2491,"size":9728}
+{"at_s":1.25,"what":"unit","unit":2319,"size":1,"value":"4"}
+{"at_s":1.25,"what":"event","category":"charging","name":"X","size":1,"file":"f","fields":{},"fault":"is empty"}
+{"at_s":1.25,"what":"log","level":3,"text":"hot"}
+)"
+              R"({"at_s":0.0,)" +
+                  status + R"({"at_s":1.0,)" + status + R"({"at_s":4.9,)" + status +
+                  R"({"at_s":30.5,"what":"summary","reason":"the end","daemon_ran":true,"uevents":2,)"
+                  R"("full_cycles":1,"light_cycles":1,"writes":{"battery/soh":1},)"
+                  R"("units":{"2319":1,"2491":1,"2805":1},"events":{"X":1},"log_lines":1,"state_dir":"/s"})"
+                  "\n");
+}
+
+TEST(Action, changes_the_phone_and_tells_of_it) {
+    const struct {
+        Action action;
+        const char* text;
+        const char* uevents;
+        double (*changed)(const phone::Phone&);
+        double wanted;
+    } rows[] = {
+        {PlugUsb{"PD", 27}, "USB charger plugged in: PD 27 W", "usb battery ",
+         [](const auto& phone) { return phone.charger.watts + (phone.charger.source == phone::Source::USB ? 100 : 0); },
+         127},
+        {PlugWireless{"EPP", 15.5}, "laid on a wireless charger: EPP 15.5 W", "wireless battery ",
+         [](const auto& phone) { return phone.charger.watts; }, 15.5},
+        {Unplug{}, "charger taken away", "battery ", [](const auto& phone) { return phone.charger.watts; }, 0},
+        {SetAmbient{-5}, "ambient temperature -5 °C", "", [](const auto& phone) { return phone.ambient_c; }, -5},
+        {SetBatteryTemp{44.5}, "battery temperature 44.5 °C", "battery ",
+         [](const auto& phone) { return phone.battery.temp_c; }, 44.5},
+        {SetLoad{700}, "load 700 mA", "", [](const auto& phone) { return phone.load_ma; }, 700},
+        {SetThermalLevel{9}, "thermal level 9", "battery ",
+         [](const auto& phone) { return double(phone.charger.thermal_level); }, 9},
+        {SetShutdownPhase{4}, "shutdown phase 4", "battery ",
+         [](const auto& phone) { return double(phone.shutdown_phase); }, 4},
+        {OverrideAttribute{"battery/health", "Hot"}, "battery/health held at 'Hot'", "", nullptr, 0},
+        {OverrideAttribute{"battery/health", {}}, "battery/health follows the phone again", "", nullptr, 0},
+        {SwitchFault{"imei", true}, "fault imei on", "", nullptr, 0},
+        {SwitchFault{"imei", false}, "fault imei off", "", nullptr, 0},
+        {SendUevent{"thermal", "zone"}, "uevent of thermal zone", "zone ", nullptr, 0},
+    };
+    for (const auto& row : rows) {
+        phone::Phone phone;
+        std::string uevents;
+        for (const UeventSent& uevent : change_phone(phone, row.action)) {
+            uevents += uevent.name + " ";
+        }
+        EXPECT_EQ(action_text(row.action), row.text);
+        EXPECT_EQ(uevents, row.uevents) << row.text;
+        EXPECT_TRUE(row.changed == nullptr || row.changed(phone) == row.wanted) << row.text;
+    }
+    phone::Phone phone;
+    (void)change_phone(phone, PlugUsb{"PD", 27});
+    EXPECT_EQ(source_text(phone.charger), "PD 27 W");
+    EXPECT_EQ(change_phone(phone, PlugWireless{"BPP", 5}).size(), 3U) << "the USB charger was taken away";
+    EXPECT_EQ(change_phone(phone, Unplug{}).front().name, "wireless");
+    EXPECT_EQ(source_text(phone.charger), "unplugged");
+}
+
+class StateDir : public testing::Test {
+  protected:
+    StateDir() : top(make_temporary_state_dir()) {}
+    ~StateDir() override { fs::remove_all(top); }
+    void write(const char* name, const std::string& bytes) const { std::ofstream(top / name) << bytes; }
+    [[nodiscard]] std::string read(const char* name) const {
+        std::ifstream stream(top / name);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+    const fs::path top;
+};
+
+TEST_F(StateDir, takes_the_scenario_and_keeps_an_earlier_run) {
+    Scenario scenario;
+    scenario.units = {{2802, "250101"}, {2319, "\x04"}};
+    scenario.properties = {{"ro.model", "PVX-40"}};
+    scenario.imei = "490154203237518";
+    fs::create_directory(top / "units");
+    write("units/2319", "\x05");
+    prepare_state_dir(top, scenario);
+    EXPECT_EQ(read("units/2802"), "250101");
+    EXPECT_EQ(read("units/2319"), "\x05");
+    EXPECT_EQ(read("properties/ro.model"), "PVX-40");
+    EXPECT_EQ(read("imei/1"), "490154203237518");
+    switch_fault(top, "imei", true);
+    EXPECT_TRUE(fs::exists(top / "faults/imei"));
+    switch_fault(top, "imei", false);
+    EXPECT_FALSE(fs::exists(top / "faults/imei"));
+}
+
+TEST_F(StateDir, reads_units_and_events) {
+    const struct {
+        std::string bytes;
+        const char* value;
+    } rows[] = {{"\x79", "121"},
+                {std::string("\x01\x02", 2), "513"},
+                {std::string("\x01\0\0\x80", 4), "2147483649"},
+                {"250401", "250401"},
+                {"\x01\x02\x03", ""},
+                {std::string(8, '\xff'), "18446744073709551615"}};
+    fs::create_directory(top / "units");
+    for (const auto& row : rows) {
+        write("units/2805", row.bytes);
+        const StoredUnit unit = read_stored_unit(top / "units/2805");
+        EXPECT_EQ(unit.unit, 2805U);
+        EXPECT_EQ(unit.size, row.bytes.size());
+        EXPECT_EQ(unit.value, row.value);
+    }
+    fs::create_directory(top / "outbox");
+    const char* const event = "outbox/20260301T071245Z-0002-charging-ChargerInsertionRemoval";
+    write(event, "\x08\x02");
+    const OutboxEvent sent = read_outbox_event(top / event);
+    EXPECT_EQ(sent.category + " " + sent.name + " " + std::to_string(sent.size), "charging ChargerInsertionRemoval 2");
+    EXPECT_EQ(event_json(sent.content).dump(), R"({"version":2})");
+    EXPECT_EQ(sent.fault, "");
+    write(event, "\x08");
+    EXPECT_NE(read_outbox_event(top / event).fault.find("the value of field version is cut"), std::string::npos);
+    EXPECT_THROW(read_outbox_event(top / "outbox/letter"), std::runtime_error);
+}
+
+TEST(Uevent, names_the_device_and_a_supply) {
+    using namespace std::string_literals;
+    EXPECT_EQ(uevent_text("power_supply", "usb"),
+              "change@/devices/platform/soc/power_supply/usb\0ACTION=change\0"
+              "DEVPATH=/devices/platform/soc/power_supply/usb\0SUBSYSTEM=power_supply\0POWER_SUPPLY_NAME=usb\0"s);
+    EXPECT_EQ(uevent_text("thermal", "z").find("POWER"), std::string::npos);
+}
+
+TEST(KernelLog, splits_what_is_read_at_once) {
+    std::string records;
+    for (const LogRecord& record : split_log_records("<3>a\n<4>b<12>\nplain\n<6>\n<8>c")) {
+        records += std::to_string(record.level) + "(" + record.text + ")";
+    }
+    EXPECT_EQ(records, "3(a)4(b<12>)-1(plain)6()-1(<8>c)");
+}
+
+// A device call that fails may change what follows from it, and nothing beside that.
+TEST(CallFault, explains_its_own_lines_alone) {
+    const char* const hash = "0123456789abcdef";
+    const struct {
+        const char* fault;
+        std::string line;
+        bool explained;
+    } rows[] = {
+        {"unit-read-2319", std::string("0 unit 2319 ") + hash, true},
+        {"unit-read-2319", std::string("0 unit 2491 ") + hash, false},
+        {"unit-read-2319", "0 unit 2319 no hash at all..", false},
+        {"unit-read-2319", std::string("0 event ChargerInsertionRemoval ") + hash, false},
+        {"unit-read-2491", "0 write battery/cycle_count 120", true},
+        {"unit-read-2491", "0 write battery/cycle_count 119", false},
+        {"unit-read-2491", "0 write usb/input_suspend 1", false},
+        {"unit-read-2491", "0 log cellwarden: Failed to save battery statistics", false},
+        {"log", "4 log cellwarden: Failed to get IMEI", false},
+        {"log", "4 write battery/manufacturing_date 1743465600", false},
+        {"unit-read-2312", "4 write battery/manufacturing_date 1743465600", false},
+        {"unit-write-2802", "1 write battery/manufacturing_date 1743465600", true},
+        {"unit-write-2802", "1 write battery/manufacturing_date 1735689600", false},
+    };
+    for (const auto& row : rows) {
+        for (const CallFault& fault : call_faults()) {
+            if (fault.name == std::string(row.fault)) {
+                EXPECT_EQ(unexplained(fault, {row.line}).empty(), row.explained) << row.fault << ": " << row.line;
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace cellwarden::bench
