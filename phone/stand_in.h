@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/device.h"
@@ -51,7 +52,8 @@ struct StandIn {
 
     std::function<void()> during_sleep{};
     std::function<int(int count, fd_set* readable, timeval* timeout)>
-        select{};  // unset: the real one
+        select{};               // unset: the real one
+    std::string_view unread{};  // of the attribute that is open
     char thermal_zone_temp_path[THERMAL_ZONE_PATH_SIZE] = "";
 };
 

@@ -1,18 +1,37 @@
-#include "platform/device.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cstring>
 
+#include "platform/device.h"
+
 namespace cellwarden {
 namespace {
 
+// A descriptor that names the directory and cannot read it.
+int open_directory(void* /*context*/, const char* path) {
+    return ::open(path, O_PATH | O_DIRECTORY | O_CLOEXEC);
+}
+
+int open_for_reading(void* /*context*/, int directory, const char* path, size_t name_at) {
+    return openat(directory, path + name_at, O_RDONLY | O_CLOEXEC);
+}
+
+ssize_t read_on(void* /*context*/, int fd, char* buffer, size_t room) {
+    return ::read(fd, buffer, room);
+}
+
+void close_file(void* /*context*/, int fd) {
+    ::close(fd);
+}
+
+// Writes the text, in as many pieces as the driver accepts it. A write that fails or accepts
+// nothing ends the attempt.
 int32_t write_text(int fd, const char* text) {
     size_t left = strlen(text);
     while (left > 0) {
-        const ssize_t count = write(fd, text, left);
-        if (count < 0) {
+        const ssize_t count = ::write(fd, text, left);
+        if (count <= 0) {
             return -1;
         }
         text += count;
@@ -21,31 +40,29 @@ int32_t write_text(int fd, const char* text) {
     return 0;
 }
 
-}  // namespace
-
-// An attribute returns all that fits in one read.
-size_t read_attribute_file(void* /*context*/, const char* path, char* buffer, size_t room) {
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        return 0;
-    }
-    const ssize_t count = read(fd, buffer, room);
-    close(fd);
-    return count > 0 ? static_cast<size_t>(count) : 0;
-}
-
-int32_t write_attribute_file(void* /*context*/, const char* path, const char* text) {
-    const int fd = open(path, O_WRONLY | O_CLOEXEC | O_TRUNC);
+int32_t replace_text(void* /*context*/, const char* path, const char* text) {
+    const int fd = ::open(path, O_WRONLY | O_CLOEXEC | (text != nullptr ? O_TRUNC : 0));
     if (fd < 0) {
         return -1;
     }
-    const int32_t result = write_text(fd, text);
-    close(fd);
+    const int32_t result = text != nullptr ? write_text(fd, text) : -1;
+    ::close(fd);
     return result;
 }
 
-bool attribute_file_is_writable(void* /*context*/, const char* path) {
+bool is_writable(void* /*context*/, const char* path) {
     return access(path, W_OK) == 0;
 }
+
+}  // namespace
+
+const AttributeAccess attribute_files = {
+    .open_directory = open_directory,
+    .open = open_for_reading,
+    .read = read_on,
+    .close = close_file,
+    .write = replace_text,
+    .is_writable = is_writable,
+};
 
 }  // namespace cellwarden

@@ -1,5 +1,7 @@
 #include "platform/sysfs_params.h"
 
+#include <string_view>
+
 #include "platform/thermal_zone.h"
 
 namespace cellwarden {
@@ -65,6 +67,11 @@ constexpr bool every_row_stands_at_its_id() {
 }
 static_assert(every_row_stands_at_its_id());
 
+// Where the last component of the path begins.
+constexpr size_t name_position(std::string_view path) {
+    return path.rfind('/') + 1;
+}
+
 }  // namespace
 
 constexpr std::array<SysfsParamDesc, SYSFS_PARAM_COUNT> SysfsParamTable = {{
@@ -72,7 +79,8 @@ constexpr std::array<SysfsParamDesc, SYSFS_PARAM_COUNT> SysfsParamTable = {{
     {.path_is_generated = 0,                                  \
      .path = (fixed_path),                                    \
      .format = FORMAT_##text_format,                          \
-     .enum_table = (table)},
+     .enum_table = (table),                                   \
+     .name_at = name_position(fixed_path)},
 #define SYSFS_GENERATED(id, name, generator, text_format, table) \
     {.path_is_generated = 1,                                     \
      .path_generator = (generator),                              \

@@ -85,6 +85,8 @@ struct SysfsParamDesc {
         int32_t (*to_integer)(const char* text);   // format 6
         const char* (*to_text)(const char* text);  // format 7
     };
+    size_t name_at =
+        0;  // where the attribute's name begins in a fixed path; 0: the path is generated
 };
 
 extern const std::array<SysfsParamDesc, SYSFS_PARAM_COUNT> SysfsParamTable;
