@@ -11,7 +11,8 @@ using AttributeTree = std::map<std::string, std::string>;
 
 // Gives an attribute a text, by a rename: who reads finds the old text or the new one, whole, and
 // nobody takes the change for a write of the daemon. Makes the file and its folder where there is
-// none; does nothing where the text is the same. Throws std::runtime_error.
+// none, that of a device (/sys/class/CLASS/DEVICE) as a link to one below /sys/devices; does
+// nothing where the text is the same. Throws std::runtime_error.
 void set_attribute(AttributeTree& tree, const std::string& path, const std::string& text);
 
 // Takes in what someone else wrote to the attribute; returns the text that it held before.

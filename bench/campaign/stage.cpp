@@ -105,7 +105,7 @@ void close_all(Stage& stage) {
 }
 
 void make_phone(Stage& stage) {
-    for (const char* folder : {"/sys/class", "/sys/power"}) {
+    for (const char* folder : {"/sys/class", "/sys/devices", "/sys/power"}) {
         fs::remove_all(folder);
     }
     stage.files = PhoneFiles{};
