@@ -53,7 +53,7 @@ int run(double years) {
     Profile profile = load_profile(CELLWARDEN_PROFILE_DIR "/overnight.json");
     profile.years = years;
     const auto directory = std::filesystem::temp_directory_path() / "cellwarden-lifetime-benchmark";
-    const volatile std::sig_atomic_t never = 0;
+    const std::atomic<int> never = 0;
 
     arguments.reserve(2 * static_cast<size_t>(SECONDS_PER_DAY));
     double bare_s = 0;

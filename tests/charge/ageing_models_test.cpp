@@ -12,7 +12,7 @@
 
 #include "charge/arrhenius_rate.h"
 #include "charge/model_constants.h"
-#include "support/sysfs.h"
+#include "support/phone.h"
 
 namespace cellwarden {
 namespace {

@@ -7,7 +7,6 @@
 
 #include "charge/grid_line.h"
 #include "support/phone.h"
-#include "support/sysfs.h"
 
 namespace cellwarden {
 namespace {
@@ -63,9 +62,10 @@ TEST(Grids, BookTimeAndChargeAlongTheLineSinceTheCallBefore) {
     ServiceState state, expected;
     for (const auto& step : steps) {
         state.cycle_boot_time = step.boot_time;
-        update_usage_tables(state, snapshot_of({{PARAM_BATTERY_TEMP, step.temperature_decic},
-                                                {PARAM_BATTERY_VOLTAGE_NOW, step.voltage_uv},
-                                                {PARAM_BATT_SOC, step.soc}}));
+        update_usage_tables(device, state,
+                            snapshot_of({{PARAM_BATTERY_TEMP, step.temperature_decic},
+                                         {PARAM_BATTERY_VOLTAGE_NOW, step.voltage_uv},
+                                         {PARAM_BATT_SOC, step.soc}}));
         for (const auto& [row, column, seconds] : step.seconds) {
             expected.vt_cet_table[row * 16 + column] += seconds;
         }
@@ -77,8 +77,7 @@ TEST(Grids, BookTimeAndChargeAlongTheLineSinceTheCallBefore) {
         EXPECT_EQ(state.ct_charge_table, expected.ct_charge_table) << step.name;
         EXPECT_EQ(state.total_cycle_count, expected.total_cycle_count) << step.name;
     }
-    EXPECT_EQ(phone.log, (std::vector<std::string>{
-                             "<3>cellwarden: batt_soc is not valid (11001), ct_charge_table is not updated\n",
+    EXPECT_EQ(logs(), (Calls{"<3>cellwarden: batt_soc is not valid (11001), ct_charge_table is not updated\n",
                              "<3>cellwarden: batt_soc is not valid (-1), ct_charge_table is not updated\n"}));
 }
 

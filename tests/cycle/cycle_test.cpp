@@ -9,7 +9,6 @@
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"
 #include "support/phone.h"
-#include "support/sysfs.h"
 
 namespace cellwarden {
 namespace {
@@ -52,34 +51,39 @@ struct Busy {
                                         {PARAM_SYSTEM_TEMP_LEVEL_MAX, 3},
                                         {PARAM_BOOTUP_SHUTDOWN_PHASE, 4}});
 
-    void run() { run_full_cycle(state, stat, connection, snapshot); }
+    Busy() {
+        for (const SysfsParamId id :
+             {PARAM_LRC_INPUT_SUSPEND, PARAM_RESTORED_CAPACITY, PARAM_BATT_AGING_LEVEL, PARAM_BATTERY_CYCLE_COUNT,
+              PARAM_BATTERY_CHARGE_FULL, PARAM_BATTERY_STATE_OF_HEALTH}) {
+            write_attribute(id, "");
+        }
+    }
+    void run() { run_full_cycle(device, state, stat, connection, snapshot); }
 };
-
-using Calls = std::vector<std::string>;
 
 TEST(Cycle, RulesRunInTheirOrder) {
     Busy busy;
     busy.run();
     const Calls order = {
-        "attribute 29 = 1",     // hold
-        "attribute 60 = 4400",  // restored capacity
+        "write battchg_ext/lrc_input_suspend = 1",     // hold
+        "write battchg_ext/restored_capacity = 4400",  // restored capacity
         "log <3>cellwarden: batt_soc is not valid (11001), ct_charge_table is not updated\n",
-        "attribute 32 = 0",  // soft charge
+        "write battchg_ext/batt_aging_level = 0",  // soft charge
         "log <3>cellwarden: batt_soc is not valid (11001), rapid_charge_count is not updated\n",
-        "write 2804",  // passport
-        "attribute 12 = 0",
-        "attribute 7 = 4480000",
-        "write 2805",
-        "attribute 13 = 100",
+        "write unit 2804",  // passport
+        "write battery/cycle_count = 0",
+        "write battery/charge_full = 4480000",
+        "write unit 2805",
+        "write battery/state_of_health = 100",
         "event BatteryDegradation2",
         "log <3>cellwarden: Sending ondra event for BatteryDegradation2\n",
         "event ChargerInsertionRemoval",
         "log <3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n",
-        "write 2491",
-        "write 2319",
-        "write 2310",
+        "write unit 2491",
+        "write unit 2319",
+        "write unit 2310",
     };
-    EXPECT_EQ(phone.calls, order);
+    EXPECT_EQ(calls(), order);
     // What an earlier rule found is in what a later one saved.
     EXPECT_EQ(busy.stat.online_time, 864'000);
     EXPECT_EQ(phone.units[UNIT_BATT_STAT], bytes_of(busy.stat));
@@ -92,45 +96,34 @@ TEST(Cycle, ABatteryIsKnownByModelCapacityAndCharge) {
         {"model compared unsigned", -1, 1, 1, true}, {"no design capacity", 5, 0, 1, false},
         {"empty battery", 5, 4'500'000, 0, false},
     };
-    const Calls without_battery = {"attribute 29 = 1",
+    const Calls without_battery = {"write battchg_ext/lrc_input_suspend = 1",
                                    "event ChargerInsertionRemoval",
                                    "log <3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n",
-                                   "write 2491",
-                                   "write 2319",
-                                   "write 2310"};
+                                   "write unit 2491",
+                                   "write unit 2319",
+                                   "write unit 2310"};
     for (const auto& [name, model, full_design, soc, known] : rows) {
-        phone = FakePhone{};
+        phone = StandIn{};
         Busy busy;
         set_param(busy.snapshot, {PARAM_BATTERY_MODEL_NAME, model});
         set_param(busy.snapshot, {PARAM_BATTERY_CHARGE_FULL_DESIGN, full_design});
         set_param(busy.snapshot, {PARAM_BATT_SOC, soc});
         busy.run();
         EXPECT_EQ(busy.state.restored_capacity_applied, known) << name;
-        EXPECT_EQ(phone.calls == without_battery, !known) << name;
+        EXPECT_EQ(calls() == without_battery, !known) << name;
     }
 }
 
 TEST(Cycle, StartUpLoadsTheRecordsThenTheDeviceModes) {
     phone.units = {{UNIT_HEAT_COUNT, "\7"}, {UNIT_STARTUP_PROCESS, "\xAB"}};
     Busy busy;
-    load_records(busy.state, busy.stat, busy.connection);
-    EXPECT_EQ(phone.calls,
-              (Calls{"read 2491", "read 2319", "read 2310", "read 2227",
-                     "log <3>cellwarden: This phone is in startup process now, battery charge is limited.\n",
-                     "read 66677", "read 2312"}));
+    load_records(device, busy.state, busy.stat, busy.connection);
+    EXPECT_EQ(calls(), (Calls{"read unit 2491 failed", "read unit 2319", "read unit 2310 failed", "read unit 2227",
+                              "log <3>cellwarden: This phone is in startup process now, battery charge is limited.\n",
+                              "read unit 66677 failed", "read unit 2312 failed"}));
     EXPECT_EQ(busy.state.usb_connector_heat_count, 7);
     EXPECT_EQ(busy.state.restore_capacity_mah, -1);
 }
 
 }  // namespace
 }  // namespace cellwarden
-
-extern "C" {
-
-// The linker sends the rules' calls of write_sysfs_integer() here: every attribute that the daemon
-// writes, in one order with the phone's other calls.
-int32_t __wrap__ZN10cellwarden19write_sysfs_integerENS_12SysfsParamIdEi(cellwarden::SysfsParamId id, int32_t value) {
-    cellwarden::test::phone.calls.push_back("attribute " + std::to_string(id) + " = " + std::to_string(value));
-    return 0;
-}
-}

@@ -11,7 +11,6 @@
 #include "cycle/cycle.h"
 #include "platform/unit_store.h"
 #include "support/phone.h"
-#include "support/sysfs.h"
 
 namespace cellwarden {
 namespace {
@@ -219,20 +218,33 @@ std::string digest_of(const std::string& bytes) {
     return std::to_string(digest);
 }
 
+std::string call_of(const Effect& effect) {
+    if (effect.kind != Effect::Kind::ATTRIBUTE) {
+        std::string line = line_of({effect.kind, effect.name, effect.bytes});
+        const size_t word = line.find(" unit ");
+        return effect.kind == Effect::Kind::LOG || word == line.npos ? line : line.erase(word, 5);
+    }
+    const auto* const row = std::find_if(
+        SysfsParamTable.begin(), SysfsParamTable.end(),
+        [&](const SysfsParamDesc& desc) { return desc.path_is_generated == 0 && effect.name == desc.path; });
+    return "attribute " + std::to_string(row - SysfsParamTable.begin()) + " = " +
+           effect.bytes.substr(0, effect.bytes.size() - 1);
+}
+
 // Adds what the phone saw since the last call.
 void take_calls(std::string& trace) {
-    for (const std::string& call : phone.calls) {
-        trace += call + "\n";
+    for (const Effect& effect : phone.effects) {
+        trace += call_of(effect) + "\n";
     }
-    for (const auto& [unit, bytes] : phone.unit_writes) {
-        trace += digest_of(bytes) + "\n";
+    for (const Effect& write : effects_of(Effect::Kind::UNIT_WRITE)) {
+        trace += digest_of(write.bytes) + "\n";
     }
-    for (const FakeEvent& event : phone.events) {
-        trace += event.category + " " + digest_of(event.data) + "\n";
+    for (const Effect& event : effects_of(Effect::Kind::EVENT)) {
+        if (!event.failed) {
+            trace += event.category + " " + digest_of(event.bytes) + "\n";
+        }
     }
-    phone.calls.clear();
-    phone.unit_writes.clear();
-    phone.events.clear();
+    clear_calls();
 }
 
 struct Life {
@@ -244,7 +256,7 @@ struct Life {
 void start(Life& life, int64_t boot_time, int64_t wall_time, Random& random) {
     life.state = ServiceState{.cycle_boot_time = boot_time, .cycle_wall_time = wall_time};
     strcpy(life.state.vendor_model, random.among({"", "XQ-7", "XQ-7", "dev_cdb"}));
-    load_records(life.state, life.stat, life.connection);
+    load_records(device, life.state, life.stat, life.connection);
 }
 
 int64_t pause_s(const Life& life, Random& random) {
@@ -270,7 +282,7 @@ int64_t pause_s(const Life& life, Random& random) {
 std::string trace_of_a_life(uint64_t seed) {
     Random random{seed};
     std::string trace;
-    phone = FakePhone{};
+    phone = StandIn{};
     set_units(random);
     static Life life;
     SysfsParams snapshot = snapshot_of({{PARAM_BATTERY_CHARGE_FULL_DESIGN, "5000000"}});
@@ -294,8 +306,8 @@ std::string trace_of_a_life(uint64_t seed) {
         change_readings(snapshot, random);
         life.state.cycle_boot_time = boot_time;
         life.state.cycle_wall_time = wall_time;
-        run_full_cycle(life.state, life.stat, life.connection, snapshot);
-        run_light_cycle(snapshot);
+        run_full_cycle(device, life.state, life.stat, life.connection, snapshot);
+        run_light_cycle(device, snapshot);
         take_calls(trace);
         trace += digest_of(bytes_of(life.stat)) + "\n";
     }

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <linux/netlink.h>
 #include <sys/resource.h>
-#include <sys/select.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -29,7 +28,7 @@ std::string uevent_of(const std::string& supply) {
 
 const std::string FOREIGN = "add@/devices/y\0ACTION=add\0SUBSYSTEM=block\0"s;
 
-// --- select(), which plays a script in place of waiting while there is one.
+// --- select(), which plays a script in place of waiting.
 
 enum Outcome { READABLE, TIMEOUT, INTERRUPTED, NOT_IN_SET, FAILED };
 
@@ -39,18 +38,11 @@ struct Step {
     std::optional<std::string> datagram{};  // READABLE: what has arrived, if anything has
 };
 
-bool scripted = false;
 std::deque<Step> steps;
 int sender = -1;    // where datagrams come from
 std::string trace;  // the timeouts handed to select, in us, and what the waits gave
 
-extern "C" {
-int __real_select(int count, fd_set* readable, fd_set* writable, fd_set* failed, timeval* timeout);
-
-int __wrap_select(int count, fd_set* readable, fd_set* writable, fd_set* failed, timeval* timeout) {
-    if (!scripted) {
-        return __real_select(count, readable, writable, failed, timeout);
-    }
+int select_by_script(int /*count*/, fd_set* readable, timeval* timeout) {
     trace += (timeout == nullptr ? "no limit" : std::to_string(timeout->tv_sec * 1'000'000 + timeout->tv_usec)) + " ";
     const Step step = steps.empty() ? Step{FAILED} : steps.front();
     if (!steps.empty()) {
@@ -68,7 +60,6 @@ int __wrap_select(int count, fd_set* readable, fd_set* writable, fd_set* failed,
     errno = step.outcome == INTERRUPTED ? EINTR : ENOMEM;
     return step.outcome == READABLE || step.outcome == NOT_IN_SET ? 1 : step.outcome == TIMEOUT ? 0 : -1;
 }
-}
 
 // Plays the steps through as many waits as they fill, and traces what each wait gave.
 void wait_through(const std::deque<Step>& played, int32_t timeout_s) {
@@ -76,10 +67,10 @@ void wait_through(const std::deque<Step>& played, int32_t timeout_s) {
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0, ends), 0);
     sender = ends[1];
     steps = played;
-    scripted = true;
+    phone.select = select_by_script;
     while (!steps.empty()) {
         char name[EVENT_NAME_SIZE] = "not written";
-        const bool done = wait_for_uevent(ends[0], timeout_s, name) == 0;
+        const bool done = wait_for_uevent(device, ends[0], timeout_s, name) == 0;
         trace += !done ? "failed " : name[0] == '\0' ? "period " : std::string(name) + " ";
     }
 }
@@ -120,11 +111,11 @@ TEST(WaitForUevent, CarriesTheRestOfThePeriodOver) {
         in_own_process([&row] {
             wait_through(row.steps, row.timeout_s);
             EXPECT_EQ(trace, row.trace);
-            EXPECT_EQ(phone.log.empty() ? "" : phone.log[0], row.log);
+            EXPECT_EQ(logs().empty() ? "" : logs()[0], row.log);
         });
     }
     char name[EVENT_NAME_SIZE] = "as before";
-    EXPECT_EQ(wait_for_uevent(-1, 10, name), -1);
+    EXPECT_EQ(wait_for_uevent(device, -1, 10, name), -1);
     EXPECT_STREQ(name, "as before");
 }
 
@@ -168,23 +159,23 @@ TEST(UeventSocket, HearsTheKernelAndReportsWhatItCannotHave) {
     in_own_process([] {
         enter_network_namespace();
         int32_t fd = -1;
-        ASSERT_EQ(create_uevent_socket(&fd), 0);
+        ASSERT_EQ(create_uevent_socket(device, &fd), 0);
         broadcast_through_kernel(FOREIGN);
         broadcast_through_kernel(uevent_of("wireless"));
         char name[EVENT_NAME_SIZE];
-        EXPECT_EQ(wait_for_uevent(fd, 10, name), 0);
+        EXPECT_EQ(wait_for_uevent(device, fd, 10, name), 0);
         EXPECT_STREQ(name, "wireless");
 
         int32_t second = -1;
-        EXPECT_EQ(create_uevent_socket(&second), -5);  // the port is the process's, and taken
+        EXPECT_EQ(create_uevent_socket(device, &second), -5);  // the port is the process's, and taken
         EXPECT_GT(second, fd);
         EXPECT_EQ(fcntl(second, F_GETFD), -1) << "closed again";
         const rlimit none{.rlim_cur = 0, .rlim_max = 0};
         ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-        EXPECT_EQ(create_uevent_socket(&second), -5);
+        EXPECT_EQ(create_uevent_socket(device, &second), -5);
         EXPECT_EQ(second, -1);
-        EXPECT_EQ(phone.log, (std::vector<std::string>{"<3>cellwarden: Unable to bind uevent socket\n",
-                                                       "<3>cellwarden: Unable to create uevent socket\n"}));
+        EXPECT_EQ(logs(), (Calls{"<3>cellwarden: Unable to bind uevent socket\n",
+                                 "<3>cellwarden: Unable to create uevent socket\n"}));
     });
 }
 

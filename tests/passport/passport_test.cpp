@@ -13,7 +13,6 @@
 #include "passport/production_date.h"
 #include "platform/unit_store.h"
 #include "support/phone.h"
-#include "support/sysfs.h"
 
 namespace cellwarden {
 namespace {
@@ -28,7 +27,12 @@ const std::string NO_IMEI = FAILED + "get IMEI";
 const std::string NO_DATE = FAILED + "read manufacturing_date in Tessera:2802";
 const std::string NO_FIRST_USAGE = FAILED + "read first_usage_date in Tessera:2803";
 
-using Calls = std::vector<std::string>;
+// Units and log lines; what was published is looked at in the attributes.
+Calls unit_calls() {
+    Calls lines = calls();
+    std::erase_if(lines, [](const std::string& line) { return line.starts_with("write battery/"); });
+    return lines;
+}
 
 struct Passport : testing::Test {
     ServiceState state{.passport = {.production_date_published = true,
@@ -39,18 +43,18 @@ struct Passport : testing::Test {
     // One call, and what an attribute holds after it; "-" where it was not written.
     std::string published(SysfsParamId id) {
         write_attribute(id, "-");
-        phone.calls.clear();
-        update_eu_eco_system_values(state);
+        clear_calls();
+        update_eu_eco_system_values(device, state);
         return read_attribute(id);
     }
 };
 
 TEST_F(Passport, ProductionDateIsRepairedAndPublishedOnce) {
     const std::string known = "350000000000060";  // in fixes.csv
-    const std::string read = "read 2802", write = "write 2802";
+    const std::string read = "read unit 2802", write = "write unit 2802", failed = " failed";
     const struct {
         const char* name;
-        std::map<int, std::string> imei;
+        std::map<int, std::optional<std::string>> imei;
         std::string unit;
         bool fails;  // the unit, read or written
         const char* published;
@@ -59,16 +63,16 @@ TEST_F(Passport, ProductionDateIsRepairedAndPublishedOnce) {
     } rows[] = {
         {"no IMEI", {}, "250401", false, "-", {NO_IMEI}, true},
         {"an IMEI in another slot", {{0, known}, {2, known}}, "250401", false, "-", {NO_IMEI}, true},
-        {"a write that fails", {{1, known}}, "250401", true, "-", {write, NOT_REPAIRED}, true},
+        {"a write that fails", {{1, known}}, "250401", true, "-", {write + failed, NOT_REPAIRED}, true},
         {"a known phone", {{1, known}}, "250401", false, "-1454480896\n", {write, REPAIRED, read}, false},
         {"an unknown phone", {{1, "35"}}, "250401", false, "1743465600\n", {read}, false},
-        {"unreadable", {{1, "35"}}, "250401", true, "-", {read, NO_DATE}, false},
+        {"unreadable", {{1, "35"}}, "250401", true, "-", {read + failed, NO_DATE}, false},
         {"five bytes", {{1, "35"}}, "25040", false, "-", {read, NO_DATE}, false},
         {"no date", {{1, "35"}}, "251301", false, "-", {read}, false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        phone = {};
+        phone = StandIn{};
         phone.units[UNIT_PRODUCTION_DATE] = row.unit;
         phone.imei = row.imei;
         if (row.fails) {
@@ -77,7 +81,7 @@ TEST_F(Passport, ProductionDateIsRepairedAndPublishedOnce) {
         state.passport.production_date_published = false;
         state.production_date_fix_pending = true;
         EXPECT_EQ(published(PARAM_BATTERY_MANUFACTURING_DATE), row.published);
-        EXPECT_EQ(phone.calls, row.calls);
+        EXPECT_EQ(unit_calls(), row.calls);
         EXPECT_EQ(state.production_date_fix_pending, row.fix_pending);
         EXPECT_EQ(state.passport.production_date_published, row.published != "-"s);
         if (state.passport.production_date_published) {
@@ -98,7 +102,8 @@ TEST_F(Passport, FirstUsageDateIsReadUntilItIsPublished) {
         phone.units[UNIT_FIRST_USAGE_DATE] = unit;
         phone.failing_reads = failing;
         EXPECT_EQ(published(PARAM_BATTERY_FIRST_USAGE_DATE), expected) << name;
-        EXPECT_EQ(phone.calls, expected == "-" ? Calls({"read 2803", NO_FIRST_USAGE}) : Calls{"read 2803"}) << name;
+        const std::string read = failing.empty() ? "read unit 2803" : "read unit 2803 failed";
+        EXPECT_EQ(unit_calls(), expected == "-" ? Calls({read, NO_FIRST_USAGE}) : Calls{read}) << name;
         EXPECT_EQ(published(PARAM_BATTERY_FIRST_USAGE_DATE), "-") << name << ", the second time";
     }
 }
@@ -126,18 +131,22 @@ TEST_F(Passport, FiguresAreRoundedStoredAndPublishedOnChange) {
         for (const SysfsParamId id : ids) {
             write_attribute(id, "-");
         }
-        phone.unit_writes.clear();
+        clear_calls();
         phone.failing_writes = step.failing;
         state.total_cycle_count = step.cycle_count;
         state.user_charge_full = step.charge_full;
         state.latest_user_soh = step.soh;
-        update_eu_eco_system_values(state);
+        update_eu_eco_system_values(device, state);
         std::string published;
         for (const SysfsParamId id : ids) {
             published += read_attribute(id);
         }
         EXPECT_EQ(published, step.published) << step.name;
-        EXPECT_EQ(phone.unit_writes, step.stored) << step.name;
+        std::vector<std::pair<uint32_t, std::string>> stored;
+        for (const Effect& write : effects_of(Effect::Kind::UNIT_WRITE)) {
+            stored.emplace_back(std::stoul(write.name), write.bytes);
+        }
+        EXPECT_EQ(stored, step.stored) << step.name;
     }
 }
 
@@ -145,9 +154,9 @@ TEST_F(Passport, NoFailureKeepsTheOthersFromBeingTried) {
     state = {};
     phone.failing_writes = {UNIT_CYCLE_COUNT, UNIT_STATE_OF_HEALTH};
     EXPECT_EQ(published(PARAM_BATTERY_CHARGE_FULL), "0\n");
-    EXPECT_EQ(phone.calls, (Calls{"read 2802", NO_DATE, "read 2803", NO_FIRST_USAGE, "write 2804",
-                                  FAILED + "save cycle_count in Tessera:2804", "write 2805",
-                                  FAILED + "save state_of_health in Tessera:2805"}));
+    EXPECT_EQ(unit_calls(), (Calls{"read unit 2802 failed", NO_DATE, "read unit 2803 failed", NO_FIRST_USAGE,
+                                   "write unit 2804 failed", FAILED + "save cycle_count in Tessera:2804",
+                                   "write unit 2805 failed", FAILED + "save state_of_health in Tessera:2805"}));
 }
 
 TEST(ProductionDate, IsReadInUtc) {

@@ -30,11 +30,11 @@ TEST(ProductionDateFixes, TableIsCheckedBeforeItBecomesCode) {
     for (const auto& [name, table, error] : rows) {
         SCOPED_TRACE(name);
         empty_sysfs();
-        write_attribute("/sys/table.csv", table);
+        write_file("/sys/table.csv", table);
         const CommandResult result = run_command(PYTHON " " MAKE_FIXES " /sys/table.csv /sys/made.cpp");
         EXPECT_EQ(result.output, error.empty() ? "" : "production-date fixes: /sys/table.csv" + error + "\n");
         EXPECT_EQ(result.exit_code, error.empty() ? 0 : 1);
-        EXPECT_EQ(read_attribute("/sys/made.cpp") == "(no file)", !error.empty());
+        EXPECT_EQ(read_file("/sys/made.cpp") == "(no file)", !error.empty());
     }
 }
 

@@ -1,13 +1,13 @@
 // The table of parameters, and how their values are read and written.
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cctype>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <map>
 #include <random>
 #include <set>
@@ -78,7 +78,7 @@ SysfsReadMask only(SysfsParamId id) {
 
 std::string read_text_of(SysfsParamId id) {
     SysfsParams snapshot;
-    read_sysfs_params(snapshot, only(id));
+    read_sysfs_params(device, snapshot, only(id));
     std::string text = snapshot[id].text;
     cleanup_sysfs_params(snapshot);
     return text;
@@ -163,33 +163,23 @@ TEST(SysfsRead, TextsUpTo4095Characters) {
         write_attribute(PARAM_WLS_TYPE, content);
         EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), text) << content.size() << " bytes";
     }
-    empty_sysfs();
-    EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), "") << "no file";
-    std::filesystem::create_directories(TEXT.path);
-    EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), "") << "a directory in place of the file";
+    phone.attributes.clear();
+    EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), "") << "no such attribute";
 }
 
-// The most that one write() takes; the linker sends the daemon's calls here.
-size_t piece_limit = SIZE_MAX;
-
-extern "C" {
-ssize_t __real_write(int fd, const void* buffer, size_t size);
-
-ssize_t __wrap_write(int fd, const void* buffer, size_t size) {
-    return __real_write(fd, buffer, std::min(size, piece_limit));
-}
-}
-
-// The definition of what is kept of a file: fgets line after line, each as long as its text.
-std::string gathered_by_fgets(const char* path) {
-    char buffer[SYSFS_BUFFER_SIZE] = "";
-    size_t length = 0;
-    FILE* file = fopen(path, "r");
-    while (length < 4095 && fgets(buffer + length, static_cast<int>(4096 - length), file) != nullptr) {
-        length += strlen(buffer + length);
+// The definition of what is kept of the first 4,095 bytes: fgets line after line, each as long as
+// its text.
+std::string gathered_by_fgets(std::string content) {
+    content.resize(std::min<size_t>(content.size(), 4095));
+    std::string text;
+    FILE* file = fmemopen(content.data(), content.size(), "r");
+    for (char line[4096]; file != nullptr && fgets(line, sizeof line, file) != nullptr;) {
+        text += line;
     }
-    (void)fclose(file);
-    return std::string(buffer, length - (length > 0 && buffer[length - 1] == '\n' ? 1 : 0));
+    if (file != nullptr) {
+        (void)fclose(file);
+    }
+    return text.ends_with('\n') ? text.substr(0, text.size() - 1) : text;
 }
 
 TEST(SysfsRead, AnyBytesAreGatheredAsByFgets) {
@@ -198,13 +188,13 @@ TEST(SysfsRead, AnyBytesAreGatheredAsByFgets) {
     for (int run = 0; run < 500 && !HasFailure(); run++) {
         // From nearly only letters to nearly only NULs and newlines, short or around the limit.
         const uint32_t specials = 1U << random() % 13;
-        std::string content(run % 2 == 0 ? random() % 40 : 4000 + random() % 6000, 'a');
+        std::string content(run % 2 == 0 ? 1 + random() % 40 : 4000 + random() % 200, 'a');
         for (char& c : content) {
             const uint32_t draw = static_cast<uint32_t>(random()) % 4096;
             c = draw >= specials ? 'a' : draw % 2 == 0 ? '\0' : '\n';
         }
         write_attribute(PARAM_WLS_TYPE, content);
-        EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), gathered_by_fgets(TEXT.path)) << "seed " << seed << ", run " << run;
+        EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), gathered_by_fgets(content)) << "seed " << seed << ", run " << run;
     }
 }
 
@@ -213,7 +203,7 @@ TEST(SysfsRead, TheMaskLeavesOtherSlotsUnread) {
     write_attribute(PARAM_SYSTEM_SOC, "43\n");
     SysfsParams snapshot;
     snapshot[PARAM_SYSTEM_SOC].value.integer = 7;
-    EXPECT_EQ(read_sysfs_params(snapshot, only(PARAM_BATT_SOC)), 134);
+    EXPECT_EQ(read_sysfs_params(device, snapshot, only(PARAM_BATT_SOC)), 134);
     EXPECT_STREQ(snapshot[PARAM_BATT_SOC].text, "42");
     EXPECT_EQ(snapshot[PARAM_SYSTEM_SOC].kind, KIND_NOT_READ);
     EXPECT_EQ(snapshot[PARAM_SYSTEM_SOC].value.integer, 7);
@@ -235,47 +225,71 @@ TEST(SysfsRead, OneHeapBlockPerFileThatHoldsSomething) {
     everything.fill(1);
     everything[PARAM_SDM_THERM_ZONE_TEMP] = 0;
     SysfsParams snapshot;
-    heap_blocks.clear();
-    read_sysfs_params(snapshot, everything);
-    EXPECT_EQ(heap_blocks, std::vector<size_t>(SYSFS_PARAM_COUNT - 3, 2));
+    read_sysfs_params(device, snapshot, everything);
+    EXPECT_EQ(phone.heap_blocks, std::vector<size_t>(SYSFS_PARAM_COUNT - 3, 2));
     cleanup_sysfs_params(snapshot);
 
-    heap_is_empty = true;
-    read_sysfs_params(snapshot, everything);
-    heap_is_empty = false;
+    phone.heap_is_empty = true;
+    read_sysfs_params(device, snapshot, everything);
     EXPECT_EQ(shown(snapshot[PARAM_BATT_SOC]), "integer 0");
     EXPECT_EQ(shown(snapshot[PARAM_WLS_TYPE]), "text ");
 }
 
-TEST(SysfsWrite, ReplacesWhatAFileHolds) {
-    write_attribute(PARAM_BATT_SOC, "what was there before\n");
-    EXPECT_EQ(write_sysfs_param(PARAM_BATT_SOC, {.kind = KIND_TEXT, .value = {.text = "7"}}), -1);
-    EXPECT_EQ(read_attribute(PARAM_BATT_SOC), "what was there before\n");
-    piece_limit = 2;
-    EXPECT_EQ(write_sysfs_integer(PARAM_BATT_SOC, 12345), 0);
-    piece_limit = SIZE_MAX;
+TEST(SysfsWrite, NeedsAParameterWithAPathAndAValueOfItsFormat) {
+    write_attribute(PARAM_BATT_SOC, "as before");
+    EXPECT_EQ(write_sysfs_param(device, PARAM_BATT_SOC, {.kind = KIND_TEXT, .value = {.text = "7"}}), -1);
+    EXPECT_EQ(write_sysfs_param(device, SYSFS_PARAM_COUNT, {.kind = KIND_INTEGER}), -1);
+    EXPECT_EQ(calls(), Calls{});
+    EXPECT_EQ(write_sysfs_integer(device, PARAM_BATT_SOC, 12345), 0);
     EXPECT_EQ(read_attribute(PARAM_BATT_SOC), "12345\n");
+    EXPECT_EQ(write_sysfs_integer(device, PARAM_BATT_AGING_LEVEL, 7), -1) << "no such attribute";
+    EXPECT_EQ(write_sysfs_integer(device, PARAM_SDM_THERM_ZONE_TEMP, 7), -1) << "no thermal zone";
+}
 
-    EXPECT_EQ(write_sysfs_integer(PARAM_BATT_AGING_LEVEL, 7), -1);
-    EXPECT_EQ(read_attribute(PARAM_BATT_AGING_LEVEL), "(no file)");
-    EXPECT_EQ(write_sysfs_integer(PARAM_SDM_THERM_ZONE_TEMP, 7), -1) << "no thermal zone";
-    EXPECT_EQ(write_sysfs_param(SYSFS_PARAM_COUNT, {.kind = KIND_INTEGER}), -1);
+// --- Attributes as files.
+
+TEST(AttributeFile, IsReadUpToTheRoom) {
+    const char* path = "/sys/class/x/y";
+    char buffer[] = "....";
+    EXPECT_EQ(read_attribute_file(nullptr, path, buffer, 4), 0U) << "no file";
+    write_file(path, "12345");
+    EXPECT_EQ(read_attribute_file(nullptr, path, buffer, 4), 4U);
+    EXPECT_STREQ(buffer, "1234");
+    EXPECT_EQ(read_attribute_file(nullptr, "/sys/class/x", buffer, 4), 0U) << "a directory";
+}
+
+TEST(AttributeFile, IsReplacedAndNeverCreated) {
+    const char* path = "/sys/class/x/y";
+    EXPECT_EQ(write_attribute_file(nullptr, path, "7\n"), -1);
+    EXPECT_EQ(read_file(path), "(no file)");
+    EXPECT_FALSE(attribute_file_is_writable(nullptr, path));
+    write_file(path, "what was there before\n");
+    EXPECT_TRUE(attribute_file_is_writable(nullptr, path));
+    EXPECT_EQ(write_attribute_file(nullptr, path, "12345\n"), 0);
+    EXPECT_EQ(read_file(path), "12345\n");
+    // The kernel takes two bytes and then refuses.
+    in_own_process([path] {
+        (void)signal(SIGXFSZ, SIG_IGN);
+        const rlimit two{.rlim_cur = 2, .rlim_max = 2};
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &two), 0);
+        EXPECT_EQ(write_attribute_file(nullptr, path, "67890\n"), -1);
+    });
+    EXPECT_EQ(read_file(path), "67");
 }
 
 TEST(SysfsReady, OneLookASecondThirtyAtMost) {
-    const std::vector<std::string> given_up = {
+    const Calls given_up = {
         "<3>cellwarden: Reached retry max to wait for sysfs ready, so give up waiting. "
         "Probably, all writes to sysfs will fail.\n"};
     for (const size_t appears_during_sleep : {29U, 30U}) {
-        phone = {.during_sleep = [&] {
+        phone = StandIn{.during_sleep = [&] {
             if (phone.sleeps.size() == appears_during_sleep) {
                 write_attribute(PARAM_USB_INPUT_SUSPEND, "0\n");
             }
         }};
-        empty_sysfs();
-        wait_sysfs_ready();
+        wait_sysfs_ready(device);
         EXPECT_EQ(phone.sleeps, std::vector<unsigned>(30, 1)) << appears_during_sleep;
-        EXPECT_EQ(phone.log, appears_during_sleep == 30 ? given_up : std::vector<std::string>{});
+        EXPECT_EQ(logs(), appears_during_sleep == 30 ? given_up : Calls{});
     }
 }
 

@@ -8,7 +8,6 @@
 
 #include "platform/wakelock.h"
 #include "support/phone.h"
-#include "support/process.h"
 #include "support/sysfs.h"
 
 namespace cellwarden {
@@ -33,18 +32,15 @@ TEST(ThermalZone, IsFoundByItsType) {
         {"the first of two; more lines", {{12, "sdm_therm\n"}, {3, "sdm_therm\nmore\n"}}, zone(3, "temp")},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        // The path, once found, is kept for the process's life; until then it is looked for.
-        in_own_process([&row] {
-            EXPECT_STREQ(sdm_therm_path_gen(), "");
-            for (const auto& [number, type] : row.zones) {
-                write_attribute(zone(number, "type"), type);
-            }
-            EXPECT_EQ(sdm_therm_path_gen(), row.expected);
-            empty_sysfs();
-            EXPECT_EQ(sdm_therm_path_gen(), row.expected);
-        });
-        empty_sysfs();
+        phone = StandIn{};
+        EXPECT_STREQ(sdm_therm_path_gen(device), "") << row.name;
+        for (const auto& [number, type] : row.zones) {
+            phone.attributes[zone(number, "type")] = type;
+        }
+        // The path, once found, is kept; until then it is looked for.
+        EXPECT_EQ(sdm_therm_path_gen(device), row.expected) << row.name;
+        phone.attributes.clear();
+        EXPECT_EQ(sdm_therm_path_gen(device), row.expected) << row.name;
     }
 }
 
@@ -67,23 +63,23 @@ TEST(ExternalThermalData, IsForwardedWhereItDiffers) {
             snapshot_of({{PARAM_SDM_THERM_ZONE_TEMP, row.zone_temp}, {PARAM_SDM_THERM, row.driver_has}});
         snapshot[PARAM_SDM_THERM_ZONE_TEMP].kind = row.zone_kind;
         snapshot[PARAM_SDM_THERM].kind = row.driver_kind;
-        provide_external_thermal_data(snapshot);
+        provide_external_thermal_data(device, snapshot);
         EXPECT_EQ(read_attribute(PARAM_SDM_THERM), row.driver_gets) << row.name;
     }
 }
 
 TEST(Wakelock, NameIsWrittenAndAFailureLogged) {
-    take_wakelock();
-    drop_wakelock();
-    EXPECT_EQ(phone.log, (std::vector<std::string>{"<3>cellwarden: Unable to open: '/sys/power/wake_lock'",
-                                                   "<3>cellwarden: Unable to open: '/sys/power/wake_unlock'"}));
-    write_attribute("/sys/power/wake_lock", "other ");
-    write_attribute("/sys/power/wake_unlock", "");
-    take_wakelock();
-    EXPECT_EQ(read_attribute("/sys/power/wake_lock"), "other cellwarden-wakelock");
-    drop_wakelock();
-    EXPECT_EQ(read_attribute("/sys/power/wake_unlock"), "cellwarden-wakelock");
-    EXPECT_EQ(phone.log.size(), 2U);
+    take_wakelock(device);
+    drop_wakelock(device);
+    EXPECT_EQ(logs(), (Calls{"<3>cellwarden: Unable to open: '/sys/power/wake_lock'",
+                             "<3>cellwarden: Unable to open: '/sys/power/wake_unlock'"}));
+    write_file("/sys/power/wake_lock", "other ");
+    write_file("/sys/power/wake_unlock", "");
+    take_wakelock(device);
+    EXPECT_EQ(read_file("/sys/power/wake_lock"), "other cellwarden-wakelock");
+    drop_wakelock(device);
+    EXPECT_EQ(read_file("/sys/power/wake_unlock"), "cellwarden-wakelock");
+    EXPECT_EQ(logs().size(), 2U);
 }
 
 }  // namespace

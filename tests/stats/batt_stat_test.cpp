@@ -11,15 +11,12 @@
 #include "platform/unit_store.h"
 #include "stats/soft_charge_history.h"
 #include "support/phone.h"
-#include "support/sysfs.h"
 
 namespace cellwarden {
 namespace {
 
 using namespace test;
 using namespace std::string_literals;
-
-using Calls = std::vector<std::string>;
 
 constexpr size_t RECORD_SIZE = 9728;
 
@@ -46,7 +43,7 @@ struct Loaded {
     explicit Loaded(const std::string& stored) {
         phone.units[UNIT_BATT_STAT] = stored;
         memset(&stat, 0xFF, sizeof stat);
-        init_batt_stat(state, stat);
+        init_batt_stat(device, state, stat);
     }
 };
 
@@ -80,7 +77,8 @@ TEST(BattStatLoad, AcceptsUpgradesOrResetsTheStoredRecord) {
         EXPECT_EQ(loaded.state.production_date_fix_pending, row.fix_pending) << row.name;
         EXPECT_EQ(loaded.state.restore_capacity_mah, row.restore) << row.name;
     }
-    EXPECT_TRUE(phone.log.empty() && phone.unit_writes.empty());
+    EXPECT_EQ(logs(), Calls{});
+    EXPECT_EQ(phone.effects.size(), std::size(rows)) << "one read each, no writes";
 }
 
 TEST(BattStatLoad, AndTheCopyBackChangeNothing) {
@@ -147,12 +145,12 @@ TEST(BattStatSave, ComesOnceADayAtShutdownAndAfterLearning) {
         ServiceState state;
         BattStat stat{};
         for (const Call& call : calls) {
-            phone.calls.clear();
+            clear_calls();
             state.cycle_boot_time = call.boot_time;
             stat.last_learning_time = call.learning_time;
-            save_batt_stat_if_is_timing(state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, call.phase}}), stat);
-            const Calls saved = {"write 2491", "log <3>cellwarden: Failed to save battery statistics"};
-            EXPECT_EQ(phone.calls, call.saved ? saved : Calls{}) << name << ", at " << call.boot_time;
+            save_batt_stat_if_is_timing(device, state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, call.phase}}), stat);
+            const Calls saved = {"write unit 2491 failed", "log <3>cellwarden: Failed to save battery statistics"};
+            EXPECT_EQ(test::calls(), call.saved ? saved : Calls{}) << name << ", at " << call.boot_time;
         }
     }
 }

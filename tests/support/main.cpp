@@ -9,6 +9,7 @@
 
 namespace {
 
+using namespace cellwarden;
 using namespace cellwarden::test;
 
 int lowest_free_descriptor() {
@@ -19,12 +20,13 @@ int lowest_free_descriptor() {
 
 class FreshPhone : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo& /*info*/) override {
-        phone = FakePhone{};
+        phone = StandIn{};
         empty_sysfs();
         free_descriptor = lowest_free_descriptor();
     }
     void OnTestEnd(const testing::TestInfo& /*info*/) override {
         EXPECT_EQ(lowest_free_descriptor(), free_descriptor) << "a descriptor is left open";
+        EXPECT_EQ(phone.open_handles, 0) << "a handle of the event library is left open";
     }
 
     int free_descriptor = 0;

@@ -1,58 +1,42 @@
-// The phone's libraries as the tests see them: fakes, linked in place of the real ones, that note
-// what the daemon does and fail when told to. Everything starts afresh before every test.
+// The phone of a test: the stand-in, fresh before every test.
 #pragma once
 
-#include <cstdint>
-#include <functional>
-#include <map>
-#include <set>
 #include <string>
-#include <utility>
+#include <variant>
 #include <vector>
+
+#include "phone/stand_in.h"
+#include "platform/sysfs_params.h"
 
 namespace cellwarden::test {
 
-struct FakeEvent {
-    std::string category;
-    std::string name;
-    std::string data;
+extern StandIn phone;
+extern const Device device;  // the seam on it
+
+using Calls = std::vector<std::string>;
+
+// Every effect since the test's start or the last clear_calls(), as line_of shows it; an attribute
+// by the last two parts of its path.
+Calls calls();
+void clear_calls();
+
+// Texts of the log lines among them, and the events and units written, failed ones included.
+Calls logs();
+std::vector<Effect> effects_of(Effect::Kind kind);
+
+// Makes or replaces an attribute, and its text now, or "(no file)".
+void write_attribute(SysfsParamId id, const std::string& text);
+std::string read_attribute(SysfsParamId id);
+
+// A parameter's value as a test gives it: an integer, or the text of its attribute, from which the
+// value then follows as in the daemon. The text must outlive the snapshot.
+struct Given {
+    SysfsParamId id;
+    std::variant<int32_t, const char*> value;
 };
+void set_param(SysfsParams& snapshot, const Given& given);
 
-struct FakePhone {
-    // What was asked of the libraries, in one order: "log <text>", "read <unit>", "write <unit>",
-    // "event <name>"
-    std::vector<std::string> calls{};
-
-    // libcutils
-    std::vector<std::string> log{};  // texts of klog_write, in order
-    std::map<std::string, std::string> properties{};
-
-    // libtessera; a read copies what fits the buffer and reports the unit's whole size
-    std::map<uint32_t, std::string> units{};
-    std::set<uint32_t> failing_reads{};                           // such a read fails when all is copied
-    std::set<uint32_t> failing_writes{};                          // such a write changes nothing
-    std::vector<std::pair<uint32_t, std::string>> unit_writes{};  // in order, failed ones included
-
-    // libondra
-    bool ondra_missing = false;
-    int ondra_active = 1;  // what ondra_is_active() returns
-    bool ondra_refuses = false;
-    int open_handles = 0;             // ondra_create less ondra_destroy
-    std::vector<FakeEvent> events{};  // in order, refused ones excluded
-
-    // libquillon_vendor: by modem slot; without an entry the call fails
-    std::map<int, std::string> imei{};
-
-    // C library: what sleep() was asked for; it returns at once, and runs `during_sleep` if set
-    std::vector<unsigned> sleeps{};
-    std::function<void()> during_sleep{};
-};
-extern FakePhone phone;
-
-// The bytes of a value, as a unit holds them.
-template <typename T>
-std::string bytes_of(const T& value) {
-    return std::string(reinterpret_cast<const char*>(&value), sizeof value);
-}
+// The snapshot of a full cycle on a phone that has only the given attributes.
+SysfsParams snapshot_of(const std::vector<Given>& given);
 
 }  // namespace cellwarden::test

@@ -8,18 +8,6 @@
 
 namespace cellwarden::test {
 
-bool heap_is_empty = false;
-std::vector<size_t> heap_blocks;
-
-extern "C" {
-void* __real_malloc(size_t size);
-
-void* __wrap_malloc(size_t size) {
-    heap_blocks.push_back(size);
-    return heap_is_empty ? nullptr : __real_malloc(size);
-}
-}
-
 void in_own_process(const std::function<void()>& body) {
     (void)fflush(nullptr);
     const pid_t child = fork();

@@ -6,7 +6,6 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/sysfs_io.h"
 #include "support/namespaces.h"
 
 namespace cellwarden::test {
@@ -18,44 +17,14 @@ void empty_sysfs() {
     mounted = true;
 }
 
-void write_attribute(const std::string& path, const std::string& text) {
+void write_file(const std::string& path, const std::string& text) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path, std::ios::binary) << text;
 }
 
-void write_attribute(SysfsParamId id, const std::string& text) {
-    write_attribute(SysfsParamTable[id].path, text);
-}
-
-std::string read_attribute(const std::string& path) {
+std::string read_file(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     return file ? std::string(std::istreambuf_iterator(file), {}) : "(no file)";
-}
-
-std::string read_attribute(SysfsParamId id) {
-    return read_attribute(SysfsParamTable[id].path);
-}
-
-void set_param(SysfsParams& snapshot, const Given& given) {
-    SysfsParamValue& slot = snapshot[given.id];
-    if (const char* const* text = std::get_if<const char*>(&given.value)) {
-        slot.text = *text;
-        parse_sysfs_value(SysfsParamTable[given.id], slot);
-    } else {
-        slot.kind = KIND_INTEGER;
-        slot.value.integer = std::get<int32_t>(given.value);
-    }
-}
-
-SysfsParams snapshot_of(const std::vector<Given>& given) {
-    SysfsParams snapshot;
-    for (uint32_t id = 0; id < SYSFS_PARAM_COUNT; id++) {
-        set_param(snapshot, {static_cast<SysfsParamId>(id), ""});
-    }
-    for (const Given& one : given) {
-        set_param(snapshot, one);
-    }
-    return snapshot;
 }
 
 }  // namespace cellwarden::test

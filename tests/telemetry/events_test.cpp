@@ -13,7 +13,6 @@
 
 #include "support/command.h"
 #include "support/phone.h"
-#include "support/process.h"
 #include "support/sysfs.h"
 #include "telemetry/batt_degradation2.h"
 #include "telemetry/charger_insertion_removal.h"
@@ -31,19 +30,29 @@ constexpr int64_t WALL_CLOCK_SET = 1'483'228'800;
 // its values in protoc's text form, in order.
 using Fields = std::map<std::string, std::vector<std::string>>;
 
+// Category and name of the events that were not refused.
+Calls events_sent() {
+    Calls names;
+    for (const Effect& event : effects_of(Effect::Kind::EVENT)) {
+        if (!event.failed) {
+            names.push_back(event.category + " " + event.name);
+        }
+    }
+    return names;
+}
+
 // The fields of the one event that the phone has got, which protoc encodes to the same bytes.
 Fields decoded(const std::string& name) {
-    EXPECT_EQ(phone.events.size(), 1U);
-    EXPECT_EQ(phone.events.back().name, name);
-    write_attribute("/sys/event", phone.events.back().data);
-    phone.events.clear();
+    EXPECT_EQ(events_sent(), Calls{"charging " + name});
+    write_file("/sys/event", effects_of(Effect::Kind::EVENT).back().bytes);
+    clear_calls();
     const std::string code = "code=charging." + name + " --proto_path=" PROTO_FOLDER " " PROTO_FOLDER "/charging.proto";
     const CommandResult result =
         run_command("cd /sys && " PROTOC " --de" + code + " < event > text && " PROTOC " --en" + code +
                     " < text > again && cmp event again");
     EXPECT_EQ(result.exit_code, 0) << result.output;
     Fields fields;
-    std::istringstream text(read_attribute("/sys/text"));
+    std::istringstream text(read_file("/sys/text"));
     for (std::string line; std::getline(text, line);) {
         const size_t colon = line.find(": ");
         fields[line.substr(0, colon)].push_back(line.substr(colon + 2));
@@ -116,7 +125,7 @@ TEST(BattDegradation2, CarriesTheRecordFieldByField) {
         ServiceState state{.cycle_wall_time = WALL_CLOCK_SET, .batt_degr2_report = {.last_reported_period = -2}};
         state.usb_connector_heat_count = row.heat_count;
         state.usb_connector_heat_time = -1;
-        send_ondra_batt_degr2_if_is_timing(state, stat);
+        send_ondra_batt_degr2_if_is_timing(device, state, stat);
 
         Fields expected = expected_fields(record);
         expected["version"] = {row.shown_version};
@@ -154,11 +163,11 @@ TEST(BattDegradation2, IsSentOncePerTenDayMark) {
     ServiceState state;
     BattStat stat{};
     for (const auto& step : steps) {
-        phone = {.ondra_missing = step.library_missing};
+        phone = StandIn{.ondra_missing = step.library_missing};
         state.cycle_wall_time = step.wall_time;
         stat.online_time = step.online_time;
-        send_ondra_batt_degr2_if_is_timing(state, stat);
-        EXPECT_EQ(phone.events.size(), step.sent ? 1U : 0U) << step.name;
+        send_ondra_batt_degr2_if_is_timing(device, state, stat);
+        EXPECT_EQ(events_sent().size(), step.sent ? 1U : 0U) << step.name;
     }
 }
 
@@ -195,7 +204,7 @@ TEST(ChargerInsertionRemoval, CarriesTheConnectionFieldByField) {
         expected["thermal_level_time"].push_back(std::to_string(UINT32_MAX - (left - 1)));
     }
     ChgInsertionRemovalData connection = removed_connection();
-    send_ondra_chg_insertion_removal_if_is_timing(state, connection, snapshot_of({}));
+    send_ondra_chg_insertion_removal_if_is_timing(device, state, connection, snapshot_of({}));
     EXPECT_EQ(decoded("ChargerInsertionRemoval"), expected);
 }
 
@@ -228,7 +237,7 @@ TEST(ChargerInsertionRemoval, IsSentOnceForEachReason) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        phone = {.ondra_missing = row.library_missing};
+        phone = StandIn{.ondra_missing = row.library_missing};
         ServiceState state{.cycle_wall_time = WALL_CLOCK_SET, .usb_long_insertion_counter = row.days};
         strcpy(state.vendor_model, row.model);
         state.insertion_removal_report = {row.days_before, row.phase_before, row.level_before};
@@ -238,9 +247,9 @@ TEST(ChargerInsertionRemoval, IsSentOnceForEachReason) {
         const SysfsParams snapshot = snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, row.phase},
                                                   {PARAM_SYSTEM_TEMP_LEVEL, row.level},
                                                   {PARAM_SYSTEM_TEMP_LEVEL_MAX, row.level_max}});
-        send_ondra_chg_insertion_removal_if_is_timing(state, connection, snapshot);
+        send_ondra_chg_insertion_removal_if_is_timing(device, state, connection, snapshot);
 
-        EXPECT_EQ(phone.events.size(), row.sent ? 1U : 0U);
+        EXPECT_EQ(events_sent().size(), row.sent ? 1U : 0U);
         EXPECT_EQ(connection.usb_insertion_time == 0, row.sent) << "cleared";
         EXPECT_EQ(bytes_of(state.insertion_removal_report),
                   bytes_of(InsertionRemovalReportMemory{static_cast<int32_t>(row.days), row.phase, row.level}));
@@ -264,40 +273,35 @@ const ProtobufCMessage* fill(void* opaque) {
 TEST(SendEvent, EveryOutcome) {
     struct Row {
         const char* name;
-        FakePhone given;
+        StandIn given;
         bool done;
         const char* log;
         int fills = 1;
         size_t blocks = 1, events = 0;
         uint32_t version = 300;
-        bool heap_is_empty = false;
     };
     const Row rows[] = {
         {"no library", {.ondra_missing = true}, false, "100 % missing", 0, 0},
         {"not active", {.ondra_active = 0}, false, "<3>cellwarden: ondra_is_active: 0\n", 0, 0},
         {"no bytes", {}, true, "<3>cellwarden: ONDRA log Could not serialize message data\n", 1, 0, 0, 0},
-        {"no memory", {}, true, "<3>cellwarden: malloc failed\n", 1, 1, 0, 300, true},
+        {"no memory", {.heap_is_empty = true}, true, "<3>cellwarden: malloc failed\n"},
         {"refused", {.ondra_refuses = true}, true, "100 % sent"},
         {"sent", {.ondra_active = 2}, true, "100 % sent", 1, 1, 1},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         phone = row.given;
-        heap_blocks.clear();
-        heap_is_empty = row.heap_is_empty;
         fills = 0;
         Charging__ChargerInsertionRemoval message = CHARGING__CHARGER_INSERTION_REMOVAL__INIT;
         message.version = row.version;
-        EXPECT_EQ(send_event(KIND, fill, &message), SendResult{row.done});
-        heap_is_empty = false;
-        EXPECT_EQ(phone.log, std::vector<std::string>{row.log});
+        EXPECT_EQ(send_event(device, KIND, fill, &message), SendResult{row.done});
+        EXPECT_EQ(logs(), Calls{row.log});
         EXPECT_EQ(fills, row.fills);
-        EXPECT_EQ(heap_blocks, std::vector<size_t>(row.blocks, 3));
+        EXPECT_EQ(phone.heap_blocks, std::vector<size_t>(row.blocks, 3));
         EXPECT_EQ(phone.open_handles, 0);
-        EXPECT_EQ(phone.events.size(), row.events);
+        EXPECT_EQ(events_sent(), Calls(row.events, "charging Name"));
     }
-    EXPECT_EQ(phone.events.back().category + phone.events.back().name, "chargingName");
-    EXPECT_EQ(phone.events.back().data, "\x08\xAC\x02");
+    EXPECT_EQ(effects_of(Effect::Kind::EVENT).back().bytes, "\x08\xAC\x02");
 }
 
 TEST(Reporting, NeedsAReportingModelAndAClock) {

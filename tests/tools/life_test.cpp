@@ -7,7 +7,6 @@
 #include "common/json_reader.h"
 #include "program.h"
 #include "stats/soft_charge_history.h"
-#include "tools/lifetime/device.h"
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/run.h"
 #include "tools/lifetime/run_directory.h"
@@ -35,16 +34,13 @@ Profile small_profile(const std::string& patch) {
 
 class LifeTest : public test::ToolTest {
   protected:
-    ~LifeTest() override { device = Device{}; }
-
     void run_into(const char* name, uint64_t seed, const char* patch = "{}") const {
-        const volatile std::sig_atomic_t never = 0;
+        const std::atomic<int> never = 0;
         EXPECT_EQ(run_profile(small_profile(patch), seed, top / name, never, [](const Life&) {}), Ending::COMPLETE);
     }
     Life& begin(const char* patch) {
         profile_ = small_profile(patch);
-        connect_device(life_.emplace(begin_life(profile_, 1)));
-        return *life_;
+        return life_.emplace(begin_life(profile_, 1));
     }
     void live_until(int64_t time_s) {
         while (life_->time_s < time_s) {
