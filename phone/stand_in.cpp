@@ -33,7 +33,7 @@ void record(StandIn& phone, Effect effect) {
     }
 }
 
-// Directories need no opening: an attribute is found by its path. One attribute is open at a time.
+// Directories need no opening: an attribute is found by its path. The latest to be opened is read.
 int open_directory(void* /*context*/, const char* /*path*/) {
     return 0;
 }
@@ -55,7 +55,7 @@ ssize_t read_attribute(void* context, int /*fd*/, char* buffer, size_t room) {
     return static_cast<ssize_t>(count);
 }
 
-void close_attribute(void* /*context*/, int /*fd*/) {}
+void close_attributes(void* /*context*/, int /*first*/, int /*last*/) {}
 
 bool attribute_is_writable(void* context, const char* path) {
     const StandIn& phone = phone_of(context);
@@ -199,7 +199,7 @@ Device device_of(StandIn& phone) {
             .attributes = {.open_directory = open_directory,
                            .open = open_attribute,
                            .read = read_attribute,
-                           .close = close_attribute,
+                           .close = close_attributes,
                            .write = write_attribute,
                            .is_writable = attribute_is_writable},
             .klog_write = klog_write,

@@ -53,7 +53,7 @@ struct StandIn {
     std::function<void()> during_sleep{};
     std::function<int(int count, fd_set* readable, timeval* timeout)>
         select{};               // unset: the real one
-    std::string_view unread{};  // of the attribute that is open
+    std::string_view unread{};  // of the attribute that was opened last
     char thermal_zone_temp_path[THERMAL_ZONE_PATH_SIZE] = "";
 };
 

@@ -23,8 +23,8 @@ struct AttributeAccess {
     int (*open)(void* context, int directory, const char* path, size_t name_at);
     // Reads on where the read before ended, as read().
     ssize_t (*read)(void* context, int fd, char* buffer, size_t room);
-    // Closes what open or open_directory opened.
-    void (*close)(void* context, int fd);
+    // Closes the descriptors `first` to `last`, all of them opened by open or open_directory.
+    void (*close)(void* context, int first, int last);
 
     // Replaces the attribute's text. Returns 0, or -1 where it cannot be opened, or refuses the
     // text or a part of it. A null text is refused: the attribute is opened and keeps its text.

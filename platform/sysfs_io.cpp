@@ -74,16 +74,16 @@ bool share_directory(const SysfsParamDesc& one, const SysfsParamDesc& other) {
 
 void leave_directory(const Device& device, OpenDirectory& directory) {
     if (directory.fd >= 0) {
-        device.attributes.close(device.context, directory.fd);
+        device.attributes.close(device.context, directory.fd, directory.fd);
     }
     directory = OpenDirectory{};
 }
 
 // Whether the mask selects more parameters of the directory after `id`: the table has those of one
 // directory one after another.
-bool more_follow(uint32_t id, const SysfsReadMask& mask) {
-    const SysfsParamDesc& desc = SysfsParamTable[id];
-    for (id++; id < SYSFS_PARAM_COUNT && share_directory(desc, SysfsParamTable[id]); id++) {
+bool more_follow(const SysfsParamDescs& table, uint32_t id, const SysfsReadMask& mask) {
+    const SysfsParamDesc& desc = table[id];
+    for (id++; id < SYSFS_PARAM_COUNT && share_directory(desc, table[id]); id++) {
         if (mask[id] != 0) {
             return true;
         }
@@ -93,25 +93,48 @@ bool more_follow(uint32_t id, const SysfsReadMask& mask) {
 
 // Makes `directory` that of the parameter. A parameter that is alone in its directory is reached by
 // its path, as one whose path is generated: AT_FDCWD.
-void enter_directory(const Device& device, uint32_t id, const SysfsReadMask& mask,
-                     OpenDirectory& directory) {
-    const SysfsParamDesc& desc = SysfsParamTable[id];
+void enter_directory(const Device& device, const SysfsParamDescs& table, uint32_t id,
+                     const SysfsReadMask& mask, OpenDirectory& directory) {
+    const SysfsParamDesc& desc = table[id];
     if (directory.shared_by != nullptr && share_directory(*directory.shared_by, desc)) {
         return;
     }
     leave_directory(device, directory);
     directory = {.shared_by = &desc, .fd = AT_FDCWD};
-    if (more_follow(id, mask)) {
+    if (more_follow(table, id, mask)) {
         char path[PATH_MAX];
         (void)snprintf(path, sizeof path, "%.*s", static_cast<int>(desc.name_at), desc.path);
         directory.fd = device.attributes.open_directory(device.context, path);
     }
 }
 
+// Attributes that have been read and not closed: together that costs the kernel less. Each holds a
+// page of its memory until then.
+struct ReadAttributes {
+    static constexpr int MOST = 16;
+    int first = 0;  // their descriptors follow one another
+    int count = 0;
+};
+
+void close_attributes(const Device& device, ReadAttributes& read) {
+    if (read.count > 0) {
+        device.attributes.close(device.context, read.first, read.first + read.count - 1);
+    }
+    read.count = 0;
+}
+
+void add_attribute(const Device& device, ReadAttributes& read, int fd) {
+    if (read.count == ReadAttributes::MOST || fd != read.first + read.count) {
+        close_attributes(device, read);
+        read.first = fd;
+    }
+    read.count++;
+}
+
 // Reads the attribute into `buffer` and returns the length of its text; 0 where it cannot be
 // opened.
 size_t read_text(const Device& device, int directory, const char* path, size_t name_at,
-                 char (&buffer)[SYSFS_BUFFER_SIZE]) {
+                 ReadAttributes& read, char (&buffer)[SYSFS_BUFFER_SIZE]) {
     const AttributeAccess& attributes = device.attributes;
     const int fd = attributes.open(device.context, directory, path, name_at);
     if (fd < 0) {
@@ -125,7 +148,7 @@ size_t read_text(const Device& device, int directory, const char* path, size_t n
         more = count == static_cast<ssize_t>(room);
         gatherer.take(count > 0 ? static_cast<size_t>(count) : 0);
     }
-    attributes.close(device.context, fd);
+    add_attribute(device, read, fd);
     return gatherer.length;
 }
 
@@ -243,9 +266,11 @@ const char* format_sysfs_value(const SysfsParamDesc& desc, const SysfsParamValue
     }
 }
 
-int32_t read_sysfs_params(const Device& device, SysfsParams& snapshot, const SysfsReadMask& mask) {
+int32_t read_sysfs_params(const Device& device, SysfsParams& snapshot, const SysfsReadMask& mask,
+                          const SysfsParamDescs& table) {
     char sysfs_read_buffer[SYSFS_BUFFER_SIZE];
     OpenDirectory directory;
+    ReadAttributes read;
     for (uint32_t id = 0; id < SYSFS_PARAM_COUNT; id++) {
         SysfsParamValue& slot = snapshot[id];
         slot.raw = nullptr;
@@ -254,19 +279,20 @@ int32_t read_sysfs_params(const Device& device, SysfsParams& snapshot, const Sys
         if (mask[id] == 0) {
             continue;
         }
-        const SysfsParamDesc& desc = SysfsParamTable[id];
+        const SysfsParamDesc& desc = table[id];
         const char* path = path_of(device, desc);
         if (path == nullptr) {
             continue;
         }
-        enter_directory(device, id, mask, directory);
+        enter_directory(device, table, id, mask, directory);
         const size_t name_at = directory.fd != AT_FDCWD ? desc.name_at : 0;
-        const size_t length =
-            directory.fd != -1 ? read_text(device, directory.fd, path, name_at, sysfs_read_buffer)
-                               : 0;
+        const size_t length = directory.fd != -1 ? read_text(device, directory.fd, path, name_at,
+                                                             read, sysfs_read_buffer)
+                                                 : 0;
         keep_text(device, slot, sysfs_read_buffer, length);
         parse_sysfs_value(desc, slot);
     }
+    close_attributes(device, read);
     leave_directory(device, directory);
     return static_cast<int32_t>(SYSFS_PARAM_COUNT);
 }

@@ -74,7 +74,7 @@ constexpr size_t name_position(std::string_view path) {
 
 }  // namespace
 
-constexpr std::array<SysfsParamDesc, SYSFS_PARAM_COUNT> SysfsParamTable = {{
+constexpr SysfsParamDescs SysfsParamTable = {{
 #define SYSFS_FIXED(id, name, fixed_path, text_format, table) \
     {.path_is_generated = 0,                                  \
      .path = (fixed_path),                                    \

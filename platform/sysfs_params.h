@@ -89,7 +89,8 @@ struct SysfsParamDesc {
         0;  // where the attribute's name begins in a fixed path; 0: the path is generated
 };
 
-extern const std::array<SysfsParamDesc, SYSFS_PARAM_COUNT> SysfsParamTable;
+using SysfsParamDescs = std::array<SysfsParamDesc, SYSFS_PARAM_COUNT>;
+extern const SysfsParamDescs SysfsParamTable;
 
 // The integer of a parameter in this cycle; 0 where it was not read or its file is missing.
 inline int32_t param_integer(const SysfsParams& snapshot, SysfsParamId id) {

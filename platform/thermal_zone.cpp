@@ -26,7 +26,7 @@ bool zone_type_matches(const Device& device, const char* path) {
     // One character more than the type and a newline tells a longer name.
     char line[ZONE_TYPE.size() + 2] = {};
     const ssize_t count = attributes.read(device.context, fd, line, sizeof line - 1);
-    attributes.close(device.context, fd);
+    attributes.close(device.context, fd, fd);
     line[strcspn(line, "\n")] = '\0';
     return count > 0 && ZONE_TYPE == line;
 }
