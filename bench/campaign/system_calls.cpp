@@ -48,8 +48,9 @@ void print_system_calls(Stage& stage) {
     ptrace(PTRACE_DETACH, pid, nullptr, nullptr);
     finish_cycle(stage);
     const int opened = calls[SYS_openat];
+    const int closed = calls[SYS_close] + calls[SYS_close_range];
     printf("system calls of a full cycle %d: open %d, read %d, close %d, other %d\n", total, opened,
-           calls[SYS_read], calls[SYS_close], total - opened - calls[SYS_read] - calls[SYS_close]);
+           calls[SYS_read], closed, total - opened - calls[SYS_read] - closed);
 }
 
 }  // namespace cellwarden::bench
