@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <array>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -111,24 +112,26 @@ void enter_directory(const Device& device, const SysfsParamDescs& table, uint32_
 // Attributes that have been read and not closed: together that costs the kernel less. Each holds a
 // page of its memory until then.
 struct ReadAttributes {
-    static constexpr int MOST = 16;
-    int first = 0;  // their descriptors follow one another
-    int count = 0;
+    std::array<int, 16> fds;
+    size_t count = 0;
 };
 
+// Descriptors that follow one another are closed by one call; those between are someone else's.
 void close_attributes(const Device& device, ReadAttributes& read) {
-    if (read.count > 0) {
-        device.attributes.close(device.context, read.first, read.first + read.count - 1);
+    for (size_t begin = 0, end = 0; begin < read.count; begin = end) {
+        for (end = begin + 1; end < read.count && read.fds[end] == read.fds[end - 1] + 1;) {
+            end++;
+        }
+        device.attributes.close(device.context, read.fds[begin], read.fds[end - 1]);
     }
     read.count = 0;
 }
 
-void add_attribute(const Device& device, ReadAttributes& read, int fd) {
-    if (read.count == ReadAttributes::MOST || fd != read.first + read.count) {
+void close_later(const Device& device, ReadAttributes& read, int fd) {
+    if (read.count == read.fds.size()) {
         close_attributes(device, read);
-        read.first = fd;
     }
-    read.count++;
+    read.fds[read.count++] = fd;
 }
 
 // Reads the attribute into `buffer` and returns the length of its text; 0 where it cannot be
@@ -148,7 +151,7 @@ size_t read_text(const Device& device, int directory, const char* path, size_t n
         more = count == static_cast<ssize_t>(room);
         gatherer.take(count > 0 ? static_cast<size_t>(count) : 0);
     }
-    add_attribute(device, read, fd);
+    close_later(device, read, fd);
     return gatherer.length;
 }
 

@@ -320,9 +320,9 @@ Device device_that_counts() {
     counting.attributes.open = [](void*, int, const char*, size_t name_at) {
         (name_at == 0 ? openings.by_path : openings.relative)++;
         // Now and then a descriptor between is someone else's.
-        openings.next_fd += openings.relative % 10 == 9 ? 2 : 1;
+        openings.next_fd += openings.relative % 10 == 9 ? 1 : 0;
         openings.open.insert(openings.next_fd);
-        return openings.next_fd;
+        return openings.next_fd++;
     };
     counting.attributes.read = [](void*, int, char*, size_t) -> ssize_t { return 0; };
     counting.attributes.close = [](void*, int first, int last) {
