@@ -2,8 +2,10 @@
 // reading of its snapshot.
 #include "benchmarks/figure.h"
 #include "cycle/cycle.h"
+#include "phone/stand_in.h"
 #include "platform/sysfs_io.h"
 #include "support/namespaces.h"
+#include "support/snapshot.h"
 #include "support/sysfs.h"
 
 namespace cellwarden {
@@ -13,11 +15,11 @@ constexpr int ROUNDS = 101;
 constexpr int CALLS = 20;
 constexpr int32_t SECONDS_BETWEEN = 60;
 
-void make_attributes() {
-    test::write_attribute("/sys/class/thermal/thermal_zone0/type", "sdm_therm\n");
+void make_attributes(const Device& device) {
+    test::write_file("/sys/class/thermal/thermal_zone0/type", "sdm_therm\n");
     for (const SysfsParamDesc& desc : SysfsParamTable) {
-        const char* path = desc.path_is_generated == 1 ? desc.path_generator() : desc.path;
-        test::write_attribute(path, "4123000\n");
+        const char* path = desc.path_is_generated == 1 ? desc.path_generator(device) : desc.path;
+        test::write_file(path, "4123000\n");
     }
     const struct {
         SysfsParamId id;
@@ -38,7 +40,7 @@ void make_attributes() {
         {PARAM_BOOTUP_SHUTDOWN_PHASE, "3\n"},
     };
     for (const auto& [id, text] : battery) {
-        test::write_attribute(id, text);
+        test::write_file(SysfsParamTable[id].path, text);
     }
 }
 
@@ -61,29 +63,32 @@ struct Daemon {
         state.cycle_boot_time = 1000;
     }
 
-    void run(SysfsParams& snapshot) {
+    void run(const Device& device, SysfsParams& snapshot) {
         const auto minute = static_cast<int32_t>(state.cycle_boot_time / SECONDS_BETWEEN);
         test::set_param(snapshot, {PARAM_BATT_SOC, 1 + minute * 7 % 11'000});
         test::set_param(snapshot, {PARAM_BATTERY_VOLTAGE_NOW, 3'700'000 + minute * 997 % 700'000});
         test::set_param(snapshot, {PARAM_BATTERY_TEMP, 250 + minute % 100});
         state.cycle_boot_time += SECONDS_BETWEEN;
         state.cycle_wall_time = 1'800'000'000 + state.cycle_boot_time;
-        run_full_cycle(state, stat, connection, snapshot);
+        run_full_cycle(device, state, stat, connection, snapshot);
     }
 };
 
 int run() {
     test::enter_namespaces();
     test::empty_sysfs();
-    make_attributes();
+    StandIn phone{.records_effects = false};
+    Device device = device_of(phone);
+    device.attributes = attribute_files;
+    make_attributes(device);
     SysfsParams snapshot;
     SysfsParams read;
-    read_sysfs_params(snapshot, full_cycle_mask());
+    read_sysfs_params(device, snapshot, full_cycle_mask());
     static Daemon daemon;
     const std::vector<double> us =
-        benchmark::median_cpu_us({[&] { daemon.run(snapshot); },
+        benchmark::median_cpu_us({[&] { daemon.run(device, snapshot); },
                                   [&] {
-                                      read_sysfs_params(read, full_cycle_mask());
+                                      read_sysfs_params(device, read, full_cycle_mask());
                                       cleanup_sysfs_params(read);
                                   }},
                                  ROUNDS, CALLS);

@@ -1,6 +1,6 @@
 // A save of the statistics record that is due, against the bare copy of its bytes into the store.
 #include "benchmarks/figure.h"
-#include "platform/device/tessera.h"
+#include "phone/stand_in.h"
 #include "platform/unit_store.h"
 #include "state/batt_stat.h"
 
@@ -13,6 +13,8 @@ constexpr int CALLS = 2000;
 constexpr int32_t SHUTDOWN = 4;  // at which every save is due
 
 int run() {
+    StandIn phone{.records_effects = false};
+    const Device device = device_of(phone);
     static BattStat stat;
     reset_batt_stat(stat);
     ServiceState state;
@@ -20,8 +22,8 @@ int run() {
     snapshot[PARAM_BOOTUP_SHUTDOWN_PHASE].kind = KIND_INTEGER;
     snapshot[PARAM_BOOTUP_SHUTDOWN_PHASE].value.integer = SHUTDOWN;
     const std::vector<double> us = benchmark::median_cpu_us(
-        {[&] { save_batt_stat_if_is_timing(state, snapshot, stat); },
-         [&] { (void)tessera_write_unit(UNIT_BATT_STAT, &stat, sizeof stat); }},
+        {[&] { save_batt_stat_if_is_timing(device, state, snapshot, stat); },
+         [&] { (void)tessera_write_unit(device, UNIT_BATT_STAT, &stat, sizeof stat); }},
         ROUNDS, CALLS);
     return benchmark::report_figure("record save, CPU; limit 1.25 x bare copy of 9,728 bytes",
                                     1000 * us[0], 1000 * LIMIT_OVER_BARE_COPY * us[1], "ns");

@@ -2,6 +2,7 @@
 // against a plain walk over every second of that day.
 #include "benchmarks/figure.h"
 #include "charge/usage_accounting.h"
+#include "phone/stand_in.h"
 
 namespace cellwarden {
 namespace {
@@ -42,9 +43,11 @@ void walk(decltype(ServiceState::vt_cet_table)& table) {
 }
 
 int run() {
+    StandIn phone{.records_effects = false};
+    const Device device = device_of(phone);
     ServiceState state;
     state.cycle_boot_time = EVENING.boot_time;
-    update_usage_tables(state, snapshot_of(EVENING));
+    update_usage_tables(device, state, snapshot_of(EVENING));
     const SoftChargeMemory evening = state.soft_charge;
     const SysfsParams next_evening = snapshot_of(NEXT_EVENING);
     state.cycle_boot_time = NEXT_EVENING.boot_time;
@@ -53,7 +56,7 @@ int run() {
     const std::vector<double> us =
         benchmark::median_cpu_us({[&] {
                                       state.soft_charge = evening;
-                                      update_usage_tables(state, next_evening);
+                                      update_usage_tables(device, state, next_evening);
                                   },
                                   [&] { walk(walked); }},
                                  ROUNDS, CALLS);

@@ -6,6 +6,7 @@
 
 #include "daemon/uevent.h"
 #include "fuzz/fuzzing.h"
+#include "phone/stand_in.h"
 
 namespace cellwarden::fuzz {
 namespace {
@@ -40,7 +41,8 @@ std::string supply_of_wait(const std::string& message) {
                 "send");
     }
     char name[EVENT_NAME_SIZE] = {};
-    promise(wait_for_uevent(ends[0], 0, name) == 0, "waiting does not fail");
+    static StandIn phone{.records_effects = false};
+    promise(wait_for_uevent(device_of(phone), ends[0], 0, name) == 0, "waiting does not fail");
     char rest[EVENT_NAME_SIZE * 4];
     (void)recv(ends[0], rest, sizeof rest, MSG_DONTWAIT);
     return name;

@@ -1,7 +1,5 @@
 #include "fuzz/fuzzing.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,8 +32,6 @@ std::string Input::text(size_t length) {
 
 // libFuzzer calls this once, before anything else.
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
-    // What the fakes of the phone's libraries expect of the daemon is a promise too.
-    GTEST_FLAG_SET(break_on_failure, true);
     if (*argc == 3 && strcmp((*argv)[1], "--seeds") == 0) {
         const std::filesystem::path folder = (*argv)[2];
         int count = 0;

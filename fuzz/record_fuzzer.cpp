@@ -19,13 +19,12 @@
 #include <functional>
 
 #include "cycle/cycle.h"
-#include "fuzz/attribute_files.h"
 #include "fuzz/fuzzing.h"
 #include "phone/phone_attributes.h"
+#include "phone/stand_in.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"
 #include "stats/soft_charge_history.h"
-#include "support/phone.h"
 
 namespace cellwarden::fuzz {
 namespace {
@@ -33,9 +32,11 @@ namespace {
 enum Opcode : uint8_t { FULL_CYCLE = 134, LIGHT_CYCLE = 135, RESTART = 136, FAULTS = 137 };
 
 constexpr uint8_t NO_FILE = 255;
+constexpr const char* ZONE_TYPE_PATH = "/sys/class/thermal/thermal_zone7/type";
 constexpr int64_t SECONDS_PER_DAY = 86'400;
 
 struct Life {
+    StandIn phone;
     ServiceState state;
     BattStat stat;
     ChgInsertionRemovalData connection;
@@ -134,7 +135,7 @@ bool levels_are_sane(const BattStat& stat) {
 }
 
 void check_cycle(Life& life) {
-    promise(verdict_of(test::bytes_of(life.stat)) == BattStatVerdict::ACCEPTED,
+    promise(verdict_of(bytes_of(life.stat)) == BattStatVerdict::ACCEPTED,
             "the record is accepted again");
     promise(!life.started_sane || (life.state.soft_charge_mode >= 0 &&
                                    life.state.soft_charge_mode <= 5 && levels_are_sane(life.stat)),
@@ -155,23 +156,23 @@ const char* path_of(uint8_t id) {
                                            : SysfsParamTable[id].path;
 }
 
-void set_attribute(uint8_t id, Input& steps) {
+void set_attribute(StandIn& phone, uint8_t id, Input& steps) {
     const uint8_t length = steps.byte();
     if (length == NO_FILE) {
-        attribute_files.erase(path_of(id));
+        phone.attributes.erase(path_of(id));
     } else {
-        attribute_files[path_of(id)] = steps.text(length);
+        phone.attributes[path_of(id)] = steps.text(length);
     }
 }
 
-void switch_faults(uint8_t bits) {
-    test::phone.failing_writes.clear();
+void switch_faults(StandIn& phone, uint8_t bits) {
+    phone.failing_writes.clear();
     if ((bits & 1) != 0) {
-        test::phone.failing_writes = {UNIT_BATT_STAT, UNIT_HEAT_TIME, UNIT_CYCLE_COUNT};
+        phone.failing_writes = {UNIT_BATT_STAT, UNIT_HEAT_TIME, UNIT_CYCLE_COUNT};
     }
-    test::phone.ondra_missing = (bits & 2) != 0;
-    test::phone.ondra_refuses = (bits & 4) != 0;
-    test::phone.ondra_active = (bits & 8) != 0 ? 0 : 1;
+    phone.ondra_missing = (bits & 2) != 0;
+    phone.ondra_refuses = (bits & 4) != 0;
+    phone.ondra_active = (bits & 8) != 0 ? 0 : 1;
 }
 
 void full_cycle(Life& life, uint32_t times) {
@@ -179,17 +180,19 @@ void full_cycle(Life& life, uint32_t times) {
     const int32_t days = static_cast<int16_t>(times) >> 10;
     life.state.cycle_boot_time += seconds;
     life.state.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
+    const Device device = device_of(life.phone);
     SysfsParams snapshot{};
-    read_sysfs_params(snapshot, full_cycle_mask());
-    run_full_cycle(life.state, life.stat, life.connection, snapshot);
+    read_sysfs_params(device, snapshot, full_cycle_mask());
+    run_full_cycle(device, life.state, life.stat, life.connection, snapshot);
     cleanup_sysfs_params(snapshot);
     check_cycle(life);
 }
 
-void light_cycle() {
+void light_cycle(Life& life) {
+    const Device device = device_of(life.phone);
     SysfsParams snapshot{};
-    read_sysfs_params(snapshot, light_cycle_mask());
-    run_light_cycle(snapshot);
+    read_sysfs_params(device, snapshot, light_cycle_mask());
+    run_light_cycle(device, snapshot);
     cleanup_sysfs_params(snapshot);
 }
 
@@ -198,8 +201,8 @@ void restart(Life& life) {
     life.state = ServiceState{.cycle_boot_time = life.state.cycle_boot_time,
                               .cycle_wall_time = life.state.cycle_wall_time};
     life.connection = {};
-    load_records(life.state, life.stat, life.connection);
-    check_load(test::phone.units[UNIT_BATT_STAT], life);
+    load_records(device_of(life.phone), life.state, life.stat, life.connection);
+    check_load(life.phone.units[UNIT_BATT_STAT], life);
     if (!life.totals.empty()) {
         life.totals = totals_of(life.stat);
     }
@@ -208,9 +211,9 @@ void restart(Life& life) {
 // A phone with no attributes and the given bytes in the record's unit, and the daemon started on
 // it.
 void start_life(Life& life, const std::string& record) {
-    test::phone = test::FakePhone{};
-    test::phone.units[UNIT_BATT_STAT] = record;
-    attribute_files = {{"/sys/class/thermal/thermal_zone7/type", "sdm_therm\n"}};
+    life.phone = StandIn{.attributes = {{ZONE_TYPE_PATH, "sdm_therm\n"}},
+                         .units = {{UNIT_BATT_STAT, record}},
+                         .records_effects = false};
     life.state.cycle_boot_time = 86'000;  // the daily save is near
     life.state.cycle_wall_time = 1'700'000'000;
     restart(life);
@@ -221,17 +224,16 @@ void start_life(Life& life, const std::string& record) {
 void take_step(Life& life, Input& input) {
     const uint8_t opcode = input.byte();
     if (opcode < SYSFS_PARAM_COUNT) {
-        set_attribute(opcode, input);
+        set_attribute(life.phone, opcode, input);
     } else if (opcode == FULL_CYCLE) {
         full_cycle(life, input.number(2));
     } else if (opcode == LIGHT_CYCLE) {
-        light_cycle();
+        light_cycle(life);
     } else if (opcode == RESTART) {
         restart(life);
     } else if (opcode == FAULTS) {
-        switch_faults(input.byte());
+        switch_faults(life.phone, input.byte());
     }
-    promise(!attribute_file_is_open(), "every attribute file is closed again");
 }
 
 // --- Inputs to start from.
@@ -247,7 +249,7 @@ void append_cycle(std::string& steps, const phone::Phone& phone, uint16_t second
         append_attribute(steps, attribute.id, attribute.text);
     }
     steps += static_cast<char>(FULL_CYCLE);
-    steps += test::bytes_of(seconds);
+    steps += bytes_of(seconds);
 }
 
 // The attributes of the bench's phone, then full cycles in which it charges, heats up and empties,
@@ -272,7 +274,7 @@ std::string ordinary_steps() {
 }
 
 std::string input_of(const std::string& image) {
-    return test::bytes_of(static_cast<uint16_t>(image.size())) + image + ordinary_steps();
+    return bytes_of(static_cast<uint16_t>(image.size())) + image + ordinary_steps();
 }
 
 }  // namespace
@@ -280,7 +282,7 @@ std::string input_of(const std::string& image) {
 std::vector<std::string> seeds() {
     static BattStat stat;
     reset_batt_stat(stat);
-    const std::string fresh = test::bytes_of(stat);
+    const std::string fresh = bytes_of(stat);
     stat.version[2] = 3;
     stat.online_time = 107 * PERIOD_S - 30;
     stat.soft_charge_mode = 3;
@@ -293,7 +295,7 @@ std::vector<std::string> seeds() {
     std::fill_n(stat.full_stay_capacity_degradation_aging_lv.begin(), 106, uint8_t{3});
     stat.cycle_degradation_per_10days.fill(90'000);
     stat.total_cycle_count = 3'000'000;
-    return {input_of(fresh), input_of(test::bytes_of(stat)), input_of(""), input_of("\xFF"),
+    return {input_of(fresh), input_of(bytes_of(stat)), input_of(""), input_of("\xFF"),
             input_of(fresh.substr(0, 100))};
 }
 
@@ -307,6 +309,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     while (!input.empty()) {
         take_step(life, input);
     }
-    fuzz::promise(test::phone.open_handles == 0, "every handle of the event library is given back");
+    fuzz::promise(life.phone.open_handles == 0, "every handle of the event library is given back");
     return 0;
 }

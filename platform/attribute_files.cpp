@@ -31,27 +31,12 @@ void close_files(void* /*context*/, int first, int last) {
     }
 }
 
-// Writes the text, in as many pieces as the driver accepts it. A write that fails or accepts
-// nothing ends the attempt.
-int32_t write_text(int fd, const char* text) {
-    size_t left = strlen(text);
-    while (left > 0) {
-        const ssize_t count = ::write(fd, text, left);
-        if (count <= 0) {
-            return -1;
-        }
-        text += count;
-        left -= static_cast<size_t>(count);
-    }
-    return 0;
-}
-
 int32_t replace_text(void* /*context*/, const char* path, const char* text) {
     const int fd = ::open(path, O_WRONLY | O_CLOEXEC | (text != nullptr ? O_TRUNC : 0));
     if (fd < 0) {
         return -1;
     }
-    const int32_t result = text != nullptr ? write_text(fd, text) : -1;
+    const int32_t result = text != nullptr ? write_text(fd, text, ::write) : -1;
     ::close(fd);
     return result;
 }
@@ -61,6 +46,19 @@ bool is_writable(void* /*context*/, const char* path) {
 }
 
 }  // namespace
+
+int32_t write_text(int fd, const char* text, ssize_t (*write)(int, const void*, size_t)) {
+    size_t left = strlen(text);
+    while (left > 0) {
+        const ssize_t count = write(fd, text, left);
+        if (count <= 0) {
+            return -1;
+        }
+        text += count;
+        left -= static_cast<size_t>(count);
+    }
+    return 0;
+}
 
 const AttributeAccess attribute_files = {
     .open_directory = open_directory,

@@ -62,4 +62,8 @@ extern const Device phone_device;
 // Its attributes: files.
 extern const AttributeAccess attribute_files;
 
+// Writes the text with as many calls of `write` as it takes. A call that fails or accepts nothing
+// ends the attempt, with -1.
+int32_t write_text(int fd, const char* text, ssize_t (*write)(int, const void*, size_t));
+
 }  // namespace cellwarden

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "phone/stand_in.h"
 #include "platform/sysfs_params.h"
+#include "support/snapshot.h"
 
 namespace cellwarden::test {
 
@@ -27,16 +27,5 @@ std::vector<Effect> effects_of(Effect::Kind kind);
 // Makes or replaces an attribute, and its text now, or "(no file)".
 void write_attribute(SysfsParamId id, const std::string& text);
 std::string read_attribute(SysfsParamId id);
-
-// A parameter's value as a test gives it: an integer, or the text of its attribute, from which the
-// value then follows as in the daemon. The text must outlive the snapshot.
-struct Given {
-    SysfsParamId id;
-    std::variant<int32_t, const char*> value;
-};
-void set_param(SysfsParams& snapshot, const Given& given);
-
-// The snapshot of a full cycle on a phone that has only the given attributes.
-SysfsParams snapshot_of(const std::vector<Given>& given);
 
 }  // namespace cellwarden::test
