@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "platform/device.h"
 #include "platform/log.h"
@@ -192,78 +193,66 @@ const char* enum_text_at(const SysfsEnumEntry* row, int32_t position) {
     return row->text;
 }
 
+// The kind of a format's value.
+constexpr SysfsKind KIND_OF_FORMAT[] = {
+    KIND_INTEGER, KIND_INTEGER, KIND_FLOAT,   KIND_TEXT,
+    KIND_INTEGER, KIND_TEXT,    KIND_INTEGER, KIND_TEXT,
+};
+
 }  // namespace
 
 void parse_sysfs_value(const SysfsParamDesc& desc, SysfsParamValue& slot) {
+    if (desc.format >= std::size(KIND_OF_FORMAT)) {
+        return;
+    }
+    slot.kind = KIND_OF_FORMAT[desc.format];
+    SysfsValue& value = slot.value;
     switch (desc.format) {
         case FORMAT_DECIMAL:
-            slot.kind = KIND_INTEGER;
-            slot.value.integer = static_cast<int32_t>(strtol(slot.text, nullptr, 10));
+            value.integer = static_cast<int32_t>(strtol(slot.text, nullptr, 10));
             break;
         case FORMAT_HEX:
-            slot.kind = KIND_INTEGER;
-            slot.value.integer = static_cast<int32_t>(strtol(slot.text, nullptr, 16));
+            value.integer = static_cast<int32_t>(strtol(slot.text, nullptr, 16));
             break;
         case FORMAT_FLOAT:
-            slot.kind = KIND_FLOAT;
-            slot.value.real = strtof(slot.text, nullptr);
+            value.real = strtof(slot.text, nullptr);
             break;
         case FORMAT_TEXT:
-            slot.kind = KIND_TEXT;
-            slot.value.text = slot.text;
-            break;
-        case FORMAT_ENUM:
-            slot.kind = KIND_INTEGER;
-            slot.value.integer = match_enum(desc.enum_table, slot.text).value.integer;
-            break;
-        case FORMAT_ENUM_TEXT:
-            slot.kind = KIND_TEXT;
-            slot.value.text = match_enum(desc.enum_table, slot.text).value.text;
+            value.text = slot.text;
             break;
         case FORMAT_CONVERTED_INT:
-            slot.kind = KIND_INTEGER;
-            slot.value.integer = desc.to_integer(slot.text);
+            value.integer = desc.to_integer(slot.text);
             break;
         case FORMAT_CONVERTED_TEXT:
-            slot.kind = KIND_TEXT;
-            slot.value.text = desc.to_text(slot.text);
+            value.text = desc.to_text(slot.text);
             break;
-        default:
-            break;
+        default:  // both kinds of enum
+            value = match_enum(desc.enum_table, slot.text).value;
     }
 }
 
 const char* format_sysfs_value(const SysfsParamDesc& desc, const SysfsParamValue& record,
                                char (&buffer)[SYSFS_BUFFER_SIZE]) {
+    if (desc.format >= std::size(KIND_OF_FORMAT) || record.kind != KIND_OF_FORMAT[desc.format]) {
+        return nullptr;
+    }
+    const SysfsValue& value = record.value;
     switch (desc.format) {
         case FORMAT_DECIMAL:
-            if (record.kind != KIND_INTEGER) {
-                return nullptr;
-            }
-            (void)snprintf(buffer, sizeof buffer, "%d\n", record.value.integer);
+            (void)snprintf(buffer, sizeof buffer, "%d\n", value.integer);
             return buffer;
         case FORMAT_HEX:
-            if (record.kind != KIND_INTEGER) {
-                return nullptr;
-            }
-            (void)snprintf(buffer, sizeof buffer, "0x%x\n",
-                           static_cast<uint32_t>(record.value.integer));
+            (void)snprintf(buffer, sizeof buffer, "0x%x\n", static_cast<uint32_t>(value.integer));
             return buffer;
         case FORMAT_FLOAT:
-            if (record.kind != KIND_FLOAT) {
-                return nullptr;
-            }
-            (void)snprintf(buffer, sizeof buffer, "%f\n", static_cast<double>(record.value.real));
+            (void)snprintf(buffer, sizeof buffer, "%f\n", static_cast<double>(value.real));
             return buffer;
         case FORMAT_TEXT:
-            return record.kind == KIND_TEXT ? record.value.text : nullptr;
+            return value.text;
         case FORMAT_ENUM:
-            return record.kind == KIND_INTEGER ? enum_text_at(desc.enum_table, record.value.integer)
-                                               : nullptr;
+            return enum_text_at(desc.enum_table, value.integer);
         case FORMAT_ENUM_TEXT:
-            return record.kind == KIND_TEXT && record.value.text != nullptr
-                       ? match_enum(desc.enum_table, record.value.text).text
-                       : nullptr;
+            return value.text != nullptr ? match_enum(desc.enum_table, value.text).text : nullptr;
         default:
             return nullptr;
     }

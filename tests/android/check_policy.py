@@ -12,7 +12,7 @@ from pathlib import Path
 from checking import ROOT, expect_equal, failures, finish, need_programs, run
 
 POLICY = ROOT / "android/sepolicy"
-WRITING_CALL = r"\b(?:write_sysfs_param|write_sysfs_integer|set_switch)\((?:snapshot, )?PARAM_(\w+)"
+WRITING_CALL = r"\b(?:write_sysfs_param|write_sysfs_integer|set_switch)\((?:device, )?(?:snapshot, )?PARAM_(\w+)"
 DAEMON_FOLDERS = ("platform", "state", "charge", "stats", "telemetry", "passport", "cycle", "daemon")
 
 
