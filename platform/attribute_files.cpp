@@ -23,10 +23,8 @@ ssize_t read_on(void* /*context*/, int fd, char* buffer, size_t room) {
 
 // A kernel before 5.9 closes one at a time.
 void close_files(void* /*context*/, int first, int last) {
-    if (close_range(static_cast<unsigned>(first), static_cast<unsigned>(last), 0) == 0) {
-        return;
-    }
-    for (int fd = first; fd <= last; fd++) {
+    const int failed = close_range(static_cast<unsigned>(first), static_cast<unsigned>(last), 0);
+    for (int fd = first; failed != 0 && fd <= last; fd++) {
         ::close(fd);
     }
 }
