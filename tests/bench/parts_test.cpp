@@ -32,7 +32,7 @@ decode::Event sample_event() {
             .absent = {"moment_max_vbatt"}};
 }
 
-TEST(EventText, tells_what_there_is_and_names_what_there_is_not) {
+TEST(EventText, TellsWhatThereIsAndNamesWhatThereIsNot) {
     const auto name = [](std::string text) { return text.resize(42, ' '), text; };
     const std::vector<std::string> wanted = {
         name("version") + "2",
@@ -91,7 +91,7 @@ std::string shown(Output output) {
     return testing::internal::GetCapturedStdout();
 }
 
-TEST(Display, in_lines_of_text) {
+TEST(Display, InLinesOfText) {
     const std::string status = "48 %  3.877 V  -251 mA  25.0 °C  level 2  PD 27 W  Full  up 26:03:04\n";
     EXPECT_EQ(shown(Output::PLAIN),
               "Scenario ordinary: a day\n"
@@ -123,7 +123,7 @@ TEST(Display, in_lines_of_text) {
     EXPECT_NE(shown(Output::TERMINAL).find("\r\x1b[K    1.2 s  \x1b[31mlog     hot\x1b[0m\n"), std::string::npos);
 }
 
-TEST(Display, in_json) {
+TEST(Display, InJson) {
     const std::string status = R"("what":"status","soc_percent":48,"voltage_v":3.877,"current_ma":-251.0,)"
                                R"("temp_c":25.0,"charge_status":"Full","level":2,"source":"PD 27 W",)"
                                R"("uptime_s":93784})"
@@ -153,7 +153,7 @@ TEST(Display, in_json) {
                   "\n");
 }
 
-TEST(Action, changes_the_phone_and_tells_of_it) {
+TEST(Action, ChangesThePhoneAndTellsOfIt) {
     const struct {
         Action action;
         const char* text;
@@ -211,7 +211,7 @@ class StateDir : public testing::Test {
     const fs::path top;
 };
 
-TEST_F(StateDir, takes_the_scenario_and_keeps_an_earlier_run) {
+TEST_F(StateDir, TakesTheScenarioAndKeepsAnEarlierRun) {
     Scenario scenario;
     scenario.units = {{2802, "250101"}, {2319, "\x04"}};
     scenario.properties = {{"ro.model", "PVX-40"}};
@@ -229,7 +229,7 @@ TEST_F(StateDir, takes_the_scenario_and_keeps_an_earlier_run) {
     EXPECT_FALSE(fs::exists(top / "faults/imei"));
 }
 
-TEST_F(StateDir, reads_units_and_events) {
+TEST_F(StateDir, ReadsUnitsAndEvents) {
     const struct {
         std::string bytes;
         const char* value;
@@ -259,7 +259,7 @@ TEST_F(StateDir, reads_units_and_events) {
     EXPECT_THROW(read_outbox_event(top / "outbox/letter"), std::runtime_error);
 }
 
-TEST(Uevent, names_the_device_and_a_supply) {
+TEST(Uevent, NamesTheDeviceAndASupply) {
     using namespace std::string_literals;
     EXPECT_EQ(uevent_text("power_supply", "usb"),
               "change@/devices/platform/soc/power_supply/usb\0ACTION=change\0"
@@ -267,7 +267,7 @@ TEST(Uevent, names_the_device_and_a_supply) {
     EXPECT_EQ(uevent_text("thermal", "z").find("POWER"), std::string::npos);
 }
 
-TEST(KernelLog, splits_what_is_read_at_once) {
+TEST(KernelLog, SplitsWhatIsReadAtOnce) {
     std::string records;
     for (const LogRecord& record : split_log_records("<3>a\n<4>b<12>\nplain\n<6>\n<8>c")) {
         records += std::to_string(record.level) + "(" + record.text + ")";
@@ -276,7 +276,7 @@ TEST(KernelLog, splits_what_is_read_at_once) {
 }
 
 // A device call that fails may change what follows from it, and nothing beside that.
-TEST(CallFault, explains_its_own_lines_alone) {
+TEST(CallFault, ExplainsItsOwnLinesAlone) {
     const char* const hash = "0123456789abcdef";
     const struct {
         const char* fault;

@@ -11,7 +11,7 @@ namespace {
 
 using enum FieldUnit;
 
-TEST(Reading, of_every_unit) {
+TEST(Reading, OfEveryUnit) {
     const struct {
         FieldUnit unit;
         int64_t stored;
@@ -63,7 +63,7 @@ TEST(Reading, of_every_unit) {
     EXPECT_EQ(offset_text(0x2C) + offset_text(0x12345), "0x002C0x12345");
 }
 
-TEST(Label, of_the_elements_of_arrays) {
+TEST(Label, OfTheElementsOfArrays) {
     const struct {
         const char* field;
         size_t index;
@@ -105,7 +105,7 @@ TEST(Label, of_the_elements_of_arrays) {
     }
 }
 
-TEST(Layout, an_offset_has_its_field_element_and_bytes) {
+TEST(Layout, AnOffsetHasItsFieldElementAndBytes) {
     const struct {
         size_t offset;
         const char* place;

@@ -24,7 +24,7 @@ Phone plugged(Source source, const char* type, double watts, double soc = 0.5) {
     return phone;
 }
 
-TEST(Battery, open_circuit_voltage_rises_with_the_charge_and_leads_back_to_it) {
+TEST(Battery, OpenCircuitVoltageRisesWithTheChargeAndLeadsBackToIt) {
     const std::pair<double, double> rows[] = {{-0.1, 3.30}, {0, 3.30},    {0.01, 3.40}, {0.5, 3.88},
                                               {0.75, 4.14}, {0.95, 4.40}, {1, 4.47},    {1.2, 4.47}};
     for (const auto& [soc, volts] : rows) {
@@ -40,7 +40,7 @@ TEST(Battery, open_circuit_voltage_rises_with_the_charge_and_leads_back_to_it) {
     EXPECT_EQ(soc_at_open_circuit(5'000'000), 1);
 }
 
-TEST(Battery, counts_charge_against_the_capacity_that_is_left) {
+TEST(Battery, CountsChargeAgainstTheCapacityThatIsLeft) {
     const struct {
         const char* name;
         double health, soc, current_ua, seconds, wanted_soc;
@@ -58,7 +58,7 @@ TEST(Battery, counts_charge_against_the_capacity_that_is_left) {
     }
 }
 
-TEST(Battery, warms_by_8_K_per_watt_in_800_s) {
+TEST(Battery, WarmsBy8KPerWattIn800S) {
     constexpr double FOREVER_S = 1e6;
     constexpr double SHARE = 0.6321205588;  // 1 - 1/e
     const struct {
@@ -80,7 +80,7 @@ TEST(Battery, warms_by_8_K_per_watt_in_800_s) {
     }
 }
 
-TEST(Charger, limits_current_and_voltage_by_level_and_temperature) {
+TEST(Charger, LimitsCurrentAndVoltageByLevelAndTemperature) {
     const struct {
         int ageing_level, thermal_level;
         double temp_c, wanted_ma, wanted_v;
@@ -100,7 +100,7 @@ TEST(Charger, limits_current_and_voltage_by_level_and_temperature) {
 }
 
 // At 50 % the open-circuit voltage is 3.88 V; a load of 250 mA takes 0.97 W.
-TEST(Charger, shares_the_power_of_its_source) {
+TEST(Charger, SharesThePowerOfItsSource) {
     constexpr bool LIMITED = true;
     const struct {
         const char* name;
@@ -143,7 +143,7 @@ TEST(Charger, shares_the_power_of_its_source) {
 }
 
 // Full at 0.05C x 60 mOhm = 15 mV below the float voltage, again from 40 mV below that.
-TEST(Charger, stays_full_until_the_charge_has_sunk) {
+TEST(Charger, StaysFullUntilTheChargeHasSunk) {
     Phone phone = plugged(Source::USB, "PD", 27, 0.9965);
     const auto status_at = [&](double soc) {
         phone.battery.soc = soc;
@@ -166,7 +166,7 @@ TEST(Charger, stays_full_until_the_charge_has_sunk) {
     EXPECT_EQ((phone.battery.soc = 0.93, capacity_percent(phone)), 100);
 }
 
-TEST(Phone, a_charge_puts_in_what_the_battery_gains_and_ends_full) {
+TEST(Phone, AChargePutsInWhatTheBatteryGainsAndEndsFull) {
     for (const int level : {0, 5}) {
         Phone phone = plugged(Source::USB, "PD", 27, 0.2);
         phone.charger.ageing_level = level;
@@ -190,7 +190,7 @@ TEST(Phone, a_charge_puts_in_what_the_battery_gains_and_ends_full) {
 }
 
 // 2 A at 3.88 V: 15 % of the load and 5 % of what the source gives warm the battery.
-TEST(Phone, load_and_converter_warm_the_battery) {
+TEST(Phone, LoadAndConverterWarmTheBattery) {
     Phone phone = plugged(Source::USB, "PD", 27);
     phone.charger.lrc_charge_disable = true;
     phone.load_ma = 2000;
@@ -200,7 +200,7 @@ TEST(Phone, load_and_converter_warm_the_battery) {
     EXPECT_NEAR(board_temp_c(phone) - phone.battery.temp_c, 3 + 4 * 2, 1e-9);
 }
 
-TEST(Phone, words_of_the_kernel) {
+TEST(Phone, WordsOfTheKernel) {
     const std::pair<double, const char*> rows[] = {{-0.1, "Cold"}, {0, "Good"},    {44.9, "Good"},
                                                    {45, "Warm"},   {59.9, "Warm"}, {60, "Hot"}};
     for (const auto& [temp_c, text] : rows) {
@@ -233,7 +233,7 @@ void expect_texts(const Phone& phone, const std::string& wanted) {
 
 // 50 %, state of health 90 %, 46 degC: the driver halves 0.9C, takes 10 % off for level 2 and 18 %
 // for thermal level 3 of 15.
-TEST(Attributes, show_the_charging_phone) {
+TEST(Attributes, ShowTheChargingPhone) {
     Phone phone = plugged(Source::USB, "PD", 27);
     phone.battery.state_of_health = 0.9;
     phone.battery.temp_c = 46.04;
@@ -268,7 +268,7 @@ TEST(Attributes, show_the_charging_phone) {
         qcom-battery/charge_full 4700000; battchg_ext/learned_capacity 4700; usb/current_now 555556;)");
 }
 
-TEST(Attributes, show_a_wireless_charger_and_none) {
+TEST(Attributes, ShowAWirelessChargerAndNone) {
     Phone phone = plugged(Source::WIRELESS, "EPP", 15.9);
     advance_phone(phone, 0);
     expect_texts(phone, R"(
@@ -286,7 +286,7 @@ TEST(Attributes, show_a_wireless_charger_and_none) {
         battchg_ext/active_charger_type 0; battchg_ext/charger_max_wattage 0; thermal_zone12/temp 29000;)");
 }
 
-TEST(Attributes, know_each_kind_of_charger) {
+TEST(Attributes, KnowEachKindOfCharger) {
     const struct {
         const char* type;
         const char* number;
@@ -312,7 +312,7 @@ TEST(Attributes, know_each_kind_of_charger) {
         battchg_ext/active_charger_type 21; wireless/voltage_now 5000000;)");
 }
 
-TEST(Attributes, every_parameter_has_a_text_and_no_path_two) {
+TEST(Attributes, EveryParameterHasATextAndNoPathTwo) {
     const Phone phone;
     std::map<std::string, std::string> texts;
     std::set<SysfsParamId> ids;
@@ -329,7 +329,7 @@ TEST(Attributes, every_parameter_has_a_text_and_no_path_two) {
     EXPECT_EQ(attribute_name("c"), "c");
 }
 
-TEST(Attributes, the_driver_obeys_four_of_them) {
+TEST(Attributes, TheDriverObeysFourOfThem) {
     const auto after = [](SysfsParamId id, const char* text) {
         Phone phone;
         obey_attribute_write(phone, id, text);

@@ -2,6 +2,7 @@
 #include "tools/lifetime/life.h"
 
 #include <cstring>
+#include <map>
 #include <sstream>
 
 #include "common/json_reader.h"
@@ -46,6 +47,28 @@ class LifeTest : public test::ToolTest {
         connect_device(life_.emplace(begin_life(profile_, 1)));
         return *life_;
     }
+    // Every file of a directory by its path in it.
+    [[nodiscard]] std::map<std::string, std::string> all_files(const char* name) const {
+        std::map<std::string, std::string> files;
+        for (const auto& entry : fs::recursive_directory_iterator(top / name)) {
+            if (entry.is_regular_file()) {
+                files[fs::relative(entry.path(), top / name)] = read(fs::relative(entry.path(), top));
+            }
+        }
+        return files;
+    }
+    [[nodiscard]] std::vector<std::vector<std::string>> rows_of(const char* name) const {
+        std::vector<std::vector<std::string>> rows;
+        std::istringstream lines(read(name));
+        for (std::string line; std::getline(lines, line);) {
+            std::istringstream cells(line);
+            rows.emplace_back();
+            for (std::string cell; std::getline(cells, cell, ',');) {
+                rows.back().push_back(cell);
+            }
+        }
+        return rows;
+    }
     void live_until(int64_t time_s) {
         while (life_->time_s < time_s) {
             live_on(*life_);
@@ -60,21 +83,132 @@ class LifeTest : public test::ToolTest {
 TEST_F(LifeTest, TheSeedGivesEveryByteOfARun) {
     run_into("a", 7);
     run_into("b", 7);
-    EXPECT_EQ(run("diff -r a b").output, "");
+    const std::map<std::string, std::string> first = all_files("a");
+    EXPECT_EQ(all_files("b"), first);
     run_into("b", 8);
-    EXPECT_EQ(run("cmp -s a/units/2491 b/units/2491").exit_code, 1);
+    EXPECT_NE(read("b/units/2491"), read("a/units/2491"));
     run_into("b", 7);
-    EXPECT_EQ(run("diff -r a b").output, "") << "into the directory of an earlier run";
+    EXPECT_EQ(all_files("b"), first) << "into the directory of an earlier run";
 }
 
 TEST_F(LifeTest, SendsTheEventsAndWritesTheDays) {
     // Twelve days: one ten-day mark, and a charger each evening.
     run_into("a", 1, R"({"years": 0.033, "cycle_s": 600})");
-    EXPECT_EQ(run("ls a/outbox | head -n 1; ls a/outbox | sed 's/.*-//' | sort | uniq -c; wc -l <a/series.csv; "
-                  "grep -c 'Phone online time has reached 10 days' a/daemon.log")
-                  .output,
-              "20260102T030000Z-0001-charging-ChargerInsertionRemoval\n"
-              "      1 BatteryDegradation2\n     12 ChargerInsertionRemoval\n13\n1\n");
+    std::map<std::string, int> events;
+    for (const fs::path& file : files_of(top / "a/outbox")) {
+        const std::string name = file.filename();
+        events[name.substr(name.rfind('-') + 1)]++;
+    }
+    EXPECT_EQ(events, (std::map<std::string, int>{{"BatteryDegradation2", 1}, {"ChargerInsertionRemoval", 12}}));
+    EXPECT_EQ(files_of(top / "a/outbox").front().filename(), "20260102T030000Z-0001-charging-ChargerInsertionRemoval");
+    EXPECT_EQ(rows_of("a/series.csv").size(), 13U) << "the names of the columns, and a row for each day";
+    const std::string log = read("a/daemon.log");
+    const std::string mark = "Phone online time has reached 10 days";
+    EXPECT_EQ(log.find(mark), log.rfind(mark));
+    EXPECT_EQ(log.substr(log.rfind('\n', log.find(mark)) + 1, 13), "2026-01-11T00");
+}
+
+// What a run tells, against the record that its daemon has stored and the life itself.
+TEST_F(LifeTest, FiguresAndColumnsAreThoseOfTheRecord) {
+    const Profile profile = small_profile(R"({"years": 0.085, "cycle_s": 900, "restarts_per_month": 3,
+        "battery": {"soc_percent": 20, "design_mah": 3000}, "fade": {"calendar_percent": 40},
+        "gauge": {"learns_below_percent": 90}, "places": {"house": {"mean_c": 34, "day_c": 4}}, "occasions": [
+            {"at": "02:00", "for_min": 180, "suspended": true},
+            {"at": "08:00", "for_min": 300, "load_ma": 900, "place": "house"},
+            {"at": "21:00", "for_min": 300, "charger": "fast"}]})");
+    double true_percent = 0;
+    double lived_days = 0;
+    const volatile std::sig_atomic_t never = 0;
+    (void)run_profile(profile, 3, top / "a", never, [&](const Life& life) {
+        true_percent = 100 * life.phone.battery.state_of_health;
+        lived_days = static_cast<double>(life.time_s) / 86'400;
+    });
+    BattStat stat;
+    const std::string record = read("a/units/2491");
+    ASSERT_EQ(record.size(), sizeof stat);
+    memcpy(&stat, record.data(), sizeof stat);
+    uint32_t attachments = 0;
+    for (const DevAttachEntry& entry : stat.dev_attach) {
+        attachments += entry.dev_attach_count;
+    }
+    const auto summary = nlohmann::ordered_json::parse(read("a/run.json"));
+    const auto events = static_cast<double>(files_of(top / "a/outbox").size());
+    const size_t period = stat.online_time / 864'000;
+    const double level = stat.soft_charge_mode;
+    const double arrhenius_level = stat.arrhenius_lv.at(period);
+    const double full_stay_level = stat.full_stay_capacity_degradation_aging_lv.at(period);
+    const double arrhenius = stat.total_arrhenius;
+    const auto hours = [](uint64_t seconds) { return static_cast<double>(seconds) / 3600; };
+    const std::pair<const char*, double> wanted[] = {
+        {"days lived", lived_days},
+        {"days online", stat.online_time / 86'400.0},
+        {"level", level},
+        {"level by throughput", 0},
+        {"level by Arrhenius", arrhenius_level},
+        {"level by full stay", full_stay_level},
+        {"state of health, true, %", true_percent},
+        {"state of health, user, %", stat.latest_user_soh / 500.0},
+        {"state of health, raw, %", stat.latest_raw_soh / 500.0},
+        {"state of health, filtered, %", stat.latest_filtered_soh / 500.0},
+        {"state of health, predicted, %", stat.latest_predicted_soh / 500.0},
+        {"full charges put in", stat.total_cycle_count / 1e4},
+        {"Arrhenius ageing, s at 45 degC", arrhenius},
+        {"lost by full stay, %", stat.total_full_stay_cap_degradation / 1e6},
+        {"lost by charging, %", stat.total_cycle_degradation / 1e6},
+        {"hours at full charge", hours(stat.soc_full_total_time)},
+        {"hours warm (45 degC or more)", hours(stat.jeita_warm_total_time)},
+        {"hours charging at 0.8C or more", hours(stat.over_08c_total_time)},
+        {"highest battery temperature, degC", stat.max_temp / 10.0},
+        {"lowest battery temperature, degC", stat.min_temp / 10.0},
+        {"charger attachments", attachments},
+        {"shutdowns with an empty battery", stat.soc0_shutdown_cnt},
+        {"capacity-learning events", stat.learning_total_count},
+        {"events sent", events},
+    };
+    const auto& figures = summary.at("figures");
+    for (const auto& [name, value] : wanted) {
+        ASSERT_TRUE(figures.contains(name)) << name;
+        EXPECT_NEAR(figures.at(name).get<double>(), value, 0.003) << name;
+    }
+    EXPECT_GT(figures.at("restarts"), 0);
+    EXPECT_EQ(summary.at("profile"), "small");
+    EXPECT_EQ(summary.at("seed"), 3);
+    EXPECT_TRUE(summary.at("complete").get<bool>());
+    ASSERT_FALSE(summary.at("levels").empty());
+    EXPECT_EQ(summary.at("levels").back().at("level"), stat.soft_charge_mode);
+
+    // The last row shows the day before its midnight, at most a day before the record.
+    const auto rows = rows_of("a/series.csv");
+    const struct {
+        const char* column;
+        double wanted, tolerance;
+    } cells[] = {
+        {"online_days", hours(stat.online_time) / 24, 1},
+        {"level", level, 0},
+        {"level_by_throughput", 0, 0},
+        {"level_by_arrhenius", arrhenius_level, 0},
+        {"level_by_full_stay", full_stay_level, 0},
+        {"full_charges", stat.total_cycle_count / 1e4, 1},
+        {"true_soh", true_percent, 0.5},
+        {"user_soh", stat.latest_user_soh / 500.0, 0.1},
+        {"raw_soh", stat.latest_raw_soh / 500.0, 3},
+        {"filtered_soh", stat.latest_filtered_soh / 500.0, 3},
+        {"predicted_soh", stat.latest_predicted_soh / 500.0, 0.1},
+        {"arrhenius", arrhenius, 0.04 * arrhenius},
+        {"full_stay_loss", stat.total_full_stay_cap_degradation / 1e6, 0.04},
+        {"cycle_loss", stat.total_cycle_degradation / 1e6, 0.02},
+        {"temp_min_c", 30, 1},
+        {"temp_mean_c", 36, 2},
+        {"temp_max_c", 44, 3},
+        {"voltage_max_v", 4.46, 0.03},
+    };
+    for (const auto& cell : cells) {
+        const auto column = std::find(rows.front().begin(), rows.front().end(), cell.column) - rows.front().begin();
+        ASSERT_LT(column, rows.back().size()) << cell.column;
+        EXPECT_NEAR(std::stod(rows.back().at(static_cast<size_t>(column))), cell.wanted, cell.tolerance) << cell.column;
+    }
+    EXPECT_EQ(rows.back().front(), "2026-02-01");
+    EXPECT_EQ(rows.back().size(), 1 + std::size(cells));
 }
 
 TEST_F(LifeTest, RefusesADirectoryThatIsNoRun) {

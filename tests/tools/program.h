@@ -21,6 +21,10 @@ class ToolTest : public testing::Test {
         std::filesystem::create_directories((top / name).parent_path());
         std::ofstream(top / name, std::ios::binary) << bytes;
     }
+    [[nodiscard]] std::string read(const std::string& name) const {
+        std::ifstream stream(top / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
     CommandResult run(const std::string& command) const { return run_command("cd " + top.string() + " && " + command); }
 
     const std::filesystem::path top =
