@@ -163,8 +163,7 @@ TEST_F(LifeTest, FiguresAndColumnsAreThoseOfTheRecord) {
         {"charger attachments", attachments},
         {"shutdowns with an empty battery", stat.soc0_shutdown_cnt},
         {"capacity-learning events", stat.learning_total_count},
-        {"events sent", events},
-    };
+        {"events sent", events}};
     const auto& figures = summary.at("figures");
     for (const auto& [name, value] : wanted) {
         ASSERT_TRUE(figures.contains(name)) << name;
@@ -182,26 +181,24 @@ TEST_F(LifeTest, FiguresAndColumnsAreThoseOfTheRecord) {
     const struct {
         const char* column;
         double wanted, tolerance;
-    } cells[] = {
-        {"online_days", hours(stat.online_time) / 24, 1},
-        {"level", level, 0},
-        {"level_by_throughput", 0, 0},
-        {"level_by_arrhenius", arrhenius_level, 0},
-        {"level_by_full_stay", full_stay_level, 0},
-        {"full_charges", stat.total_cycle_count / 1e4, 1},
-        {"true_soh", true_percent, 0.5},
-        {"user_soh", stat.latest_user_soh / 500.0, 0.1},
-        {"raw_soh", stat.latest_raw_soh / 500.0, 3},
-        {"filtered_soh", stat.latest_filtered_soh / 500.0, 3},
-        {"predicted_soh", stat.latest_predicted_soh / 500.0, 0.1},
-        {"arrhenius", arrhenius, 0.04 * arrhenius},
-        {"full_stay_loss", stat.total_full_stay_cap_degradation / 1e6, 0.04},
-        {"cycle_loss", stat.total_cycle_degradation / 1e6, 0.02},
-        {"temp_min_c", 30, 1},
-        {"temp_mean_c", 36, 2},
-        {"temp_max_c", 44, 3},
-        {"voltage_max_v", 4.46, 0.03},
-    };
+    } cells[] = {{"online_days", hours(stat.online_time) / 24, 1},
+                 {"level", level, 0},
+                 {"level_by_throughput", 0, 0},
+                 {"level_by_arrhenius", arrhenius_level, 0},
+                 {"level_by_full_stay", full_stay_level, 0},
+                 {"full_charges", stat.total_cycle_count / 1e4, 1},
+                 {"true_soh", true_percent, 0.5},
+                 {"user_soh", stat.latest_user_soh / 500.0, 0.1},
+                 {"raw_soh", stat.latest_raw_soh / 500.0, 3},
+                 {"filtered_soh", stat.latest_filtered_soh / 500.0, 3},
+                 {"predicted_soh", stat.latest_predicted_soh / 500.0, 0.1},
+                 {"arrhenius", arrhenius, 0.04 * arrhenius},
+                 {"full_stay_loss", stat.total_full_stay_cap_degradation / 1e6, 0.04},
+                 {"cycle_loss", stat.total_cycle_degradation / 1e6, 0.02},
+                 {"temp_min_c", 30, 1},
+                 {"temp_mean_c", 36, 2},
+                 {"temp_max_c", 44, 3},
+                 {"voltage_max_v", 4.46, 0.03}};
     for (const auto& cell : cells) {
         const auto column = std::find(rows.front().begin(), rows.front().end(), cell.column) - rows.front().begin();
         ASSERT_LT(column, rows.back().size()) << cell.column;
@@ -297,8 +294,7 @@ TEST(Profile, AMistakeIsNamedWithItsPlace) {
         {"an hour too late", R"({"occasions": [{"at": "24:00", "for_min": 5}]})",
          "occasions[0].at: expected a time of day such as \"07:30\", found \"24:00\""},
         {"an unknown charger", R"({"occasions": [{"at": "07:30", "for_min": 5, "charger": "x"}]})",
-         "occasions[0].charger: expected one of: fast, slow, found \"x\""},
-    };
+         "occasions[0].charger: expected one of: fast, slow, found \"x\""}};
     for (const auto& row : rows) {
         try {
             (void)small_profile(row.patch);

@@ -138,14 +138,12 @@ TEST(Usage, SeasonsAndHours) {
         const char* start;
         int64_t hour;
         double wanted_c;
-    } rows[] = {
-        {"a July afternoon", "2026-07-20", 15, 10 + 8 + 4},
-        {"a July night", "2026-07-20", 3, 10 + 8 - 4},
-        {"a January afternoon", "2026-01-18", 15, 10 - 8 + 4},
-        {"a January night", "2026-01-18", 3, 10 - 8 - 4},
-        {"a spring morning", "2026-04-20", 9, 10},
-        {"an autumn evening", "2026-10-19", 21, 10},
-    };
+    } rows[] = {{"a July afternoon", "2026-07-20", 15, 10 + 8 + 4},
+                {"a July night", "2026-07-20", 3, 10 + 8 - 4},
+                {"a January afternoon", "2026-01-18", 15, 10 - 8 + 4},
+                {"a January night", "2026-01-18", 3, 10 - 8 - 4},
+                {"a spring morning", "2026-04-20", 9, 10},
+                {"an autumn evening", "2026-10-19", 21, 10}};
     for (const auto& row : rows) {
         const Profile profile =
             profile_of("[]", R"({"places": {"house": {"mean_c": 10, "season_c": 8, "day_c": 4}}, "start": ")" +
@@ -172,14 +170,12 @@ TEST(FadeModel, FollowsItsEquation) {
     const struct {
         const char* name;
         double temp_c, voltage_v, charges, years, wanted_percent;
-    } rows[] = {
-        {"a year at 25 degC and 3.9 V", 25, 3.9, 0, 1, 2.5},
-        {"four years: the square root of time", 25, 3.9, 0, 4, 5},
-        {"12 K halve the time", 37, 3.9, 0, 1, 2.5 * std::sqrt(2)},
-        {"and double it", 13, 3.9, 0, 1, 2.5 / std::sqrt(2)},
-        {"a volt: exp(1.5)", 25, 4.9, 0, 1, 2.5 * std::exp(0.75)},
-        {"200 charges", 25, 3.9, 200, 0, 2},
-    };
+    } rows[] = {{"a year at 25 degC and 3.9 V", 25, 3.9, 0, 1, 2.5},
+                {"four years: the square root of time", 25, 3.9, 0, 4, 5},
+                {"12 K halve the time", 37, 3.9, 0, 1, 2.5 * std::sqrt(2)},
+                {"and double it", 13, 3.9, 0, 1, 2.5 / std::sqrt(2)},
+                {"a volt: exp(1.5)", 25, 4.9, 0, 1, 2.5 * std::exp(0.75)},
+                {"200 charges", 25, 3.9, 200, 0, 2}};
     for (const auto& row : rows) {
         Fade fade;
         advance_fade(fade, FadeModel{}, row.temp_c, row.voltage_v, row.charges, row.years * YEAR_S);

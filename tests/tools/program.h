@@ -25,6 +25,11 @@ class ToolTest : public testing::Test {
         std::ifstream stream(top / name, std::ios::binary);
         return {std::istreambuf_iterator<char>(stream), {}};
     }
+    // The expected text in a file of this folder.
+    [[nodiscard]] static std::string expected(const char* name) {
+        std::ifstream stream(std::string(TOOLS_TESTS "/") + name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
     CommandResult run(const std::string& command) const { return run_command("cd " + top.string() + " && " + command); }
 
     const std::filesystem::path top =
