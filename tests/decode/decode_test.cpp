@@ -1,32 +1,15 @@
 // How stored numbers read, and what the elements of arrays stand for.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
-#include <sstream>
 
 #include "decode/labels.h"
 #include "decode/reading.h"
 #include "decode/record_layout.h"
-#include "decode/verdict.h"
+#include "support/rows.h"
 
 namespace cellwarden::decode {
 namespace {
-
-// The rows of a file of this folder, without the names of its columns.
-std::vector<std::vector<std::string>> rows_of(const char* name) {
-    std::ifstream file(std::string(DECODE_TESTS "/") + name);
-    std::vector<std::vector<std::string>> rows;
-    for (std::string line; std::getline(file, line);) {
-        std::istringstream cells(line + ";");
-        rows.emplace_back();
-        for (std::string cell; std::getline(cells, cell, ';');) {
-            rows.back().push_back(cell);
-        }
-    }
-    rows.erase(rows.begin());
-    return rows;
-}
 
 // The units that no field of the record has are named here.
 FieldUnit unit_named(const std::string& name) {
@@ -38,7 +21,7 @@ FieldUnit unit_named(const std::string& name) {
 }
 
 TEST(Reading, OfEveryUnit) {
-    for (const auto& row : rows_of("readings.csv")) {
+    for (const test::Row& row : test::values_of(DECODE_TESTS "/readings.csv")) {
         const FieldUnit unit = unit_named(row.at(0));
         const int64_t stored = std::stoll(row.at(1));
         EXPECT_EQ(reading_text(unit, stored), row.at(2));
@@ -52,7 +35,7 @@ TEST(Reading, OfEveryUnit) {
 }
 
 TEST(Label, OfTheElementsOfArrays) {
-    for (const auto& row : rows_of("labels.csv")) {
+    for (const test::Row& row : test::values_of(DECODE_TESTS "/labels.csv")) {
         EXPECT_EQ(element_label(row.at(0), std::stoul(row.at(1))), row.at(2)) << row.at(0) << "[" << row.at(1) << "]";
     }
 }

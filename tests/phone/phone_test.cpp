@@ -9,6 +9,7 @@
 #include <set>
 
 #include "phone/phone_attributes.h"
+#include "support/rows.h"
 
 namespace cellwarden::phone {
 namespace {
@@ -97,43 +98,19 @@ TEST(Charger, LimitsCurrentAndVoltageByLevelAndTemperature) {
 
 // At 50 % the open-circuit voltage is 3.88 V; a load of 250 mA takes 0.97 W.
 TEST(Charger, SharesThePowerOfItsSource) {
-    constexpr bool LIMITED = true;
-    const struct {
-        const char* name;
-        Source source;
-        double watts, soc;
-        bool usb_suspend, lrc_suspend, disable;
-        double wanted_ma, wanted_w;
-        bool limited;
-        ChargeStatus status;
-    } rows[] = {
-        {"unplugged", Source::NONE, 0, 0.5, false, false, false, -250, 0, false, ChargeStatus::DISCHARGING},
-        {"USB, enough", Source::USB, 27, 0.5, false, false, false, 4500, 4.75 * 3.88 / 0.9, false,
-         ChargeStatus::CHARGING},
-        {"USB, weak", Source::USB, 5, 0.5, false, false, false, 4500 / 3.88 - 250, 5, LIMITED, ChargeStatus::CHARGING},
-        {"wireless", Source::WIRELESS, 10, 0.5, false, false, false, 7500 / 3.88 - 250, 10, LIMITED,
-         ChargeStatus::CHARGING},
-        {"constant voltage: 24 mV over 60 mOhm", Source::USB, 27, 0.99, false, false, false, 400, 0.65 * 4.456 / 0.9,
-         false, ChargeStatus::CHARGING},
-        {"under 0.05C", Source::USB, 27, 0.9965, false, false, false, 0, 0.25 * 4.4651 / 0.9, false,
-         ChargeStatus::FULL},
-        {"charging disabled", Source::USB, 27, 0.5, false, false, true, 0, 0.97 / 0.9, false,
-         ChargeStatus::NOT_CHARGING},
-        {"USB suspended", Source::USB, 27, 0.5, true, false, false, -250, 0, false, ChargeStatus::DISCHARGING},
-        {"USB's switch and wireless", Source::WIRELESS, 10, 0.5, true, false, false, 7500 / 3.88 - 250, 10, LIMITED,
-         ChargeStatus::CHARGING},
-        {"every input suspended", Source::WIRELESS, 10, 0.5, false, true, false, -250, 0, false,
-         ChargeStatus::DISCHARGING}};
-    for (const auto& row : rows) {
-        Phone phone = plugged(row.source, "", row.watts, row.soc);
-        phone.charger.usb_input_suspend = row.usb_suspend;
-        phone.charger.lrc_input_suspend = row.lrc_suspend;
-        phone.charger.lrc_charge_disable = row.disable;
+    for (const test::Row& row : test::values_of(PHONE_TESTS "/power.csv")) {
+        const Source source = row.at(1) == "USB"        ? Source::USB
+                              : row.at(1) == "wireless" ? Source::WIRELESS
+                                                        : Source::NONE;
+        Phone phone = plugged(source, "", test::number(row, 2), test::number(row, 3));
+        phone.charger.usb_input_suspend = row.at(4) == "usb";
+        phone.charger.lrc_input_suspend = row.at(4) == "input";
+        phone.charger.lrc_charge_disable = row.at(4) == "charge";
         const PowerFlow flow = share_power(phone.charger, phone.battery, 250e3);
-        EXPECT_NEAR(flow.battery_ua, row.wanted_ma * 1e3, 1) << row.name;
-        EXPECT_NEAR(flow.input_w, row.wanted_w, 1e-4) << row.name;
-        EXPECT_EQ(flow.input_limited, row.limited) << row.name;
-        EXPECT_EQ(flow.status, row.status) << row.name;
+        EXPECT_NEAR(flow.battery_ua, test::number(row, 5) * 1e3, 1) << row.at(0);
+        EXPECT_NEAR(flow.input_w, test::number(row, 6), 1e-4) << row.at(0);
+        EXPECT_EQ(flow.input_limited, row.at(7) == "yes") << row.at(0);
+        EXPECT_EQ(status_text(flow.status), row.at(8)) << row.at(0);
     }
 }
 
@@ -195,16 +172,12 @@ TEST(Phone, LoadAndConverterWarmTheBattery) {
     EXPECT_NEAR(board_temp_c(phone) - phone.battery.temp_c, 3 + 4 * 2, 1e-9);
 }
 
-TEST(Phone, WordsOfTheKernel) {
+TEST(Phone, HealthFollowsTheTemperature) {
     const std::pair<double, const char*> rows[] = {{-0.1, "Cold"}, {0, "Good"},    {44.9, "Good"},
                                                    {45, "Warm"},   {59.9, "Warm"}, {60, "Hot"}};
     for (const auto& [temp_c, text] : rows) {
         EXPECT_STREQ(health_text(temp_c), text) << temp_c;
     }
-    EXPECT_STREQ(status_text(ChargeStatus::DISCHARGING), "Discharging");
-    EXPECT_STREQ(status_text(ChargeStatus::NOT_CHARGING), "Not charging");
-    EXPECT_STREQ(status_text(ChargeStatus::CHARGING), "Charging");
-    EXPECT_STREQ(status_text(ChargeStatus::FULL), "Full");
 }
 
 std::map<std::string, std::string> texts_of(const Phone& phone) {
@@ -218,7 +191,7 @@ std::map<std::string, std::string> texts_of(const Phone& phone) {
 // Compares with the lines "NAME TEXT" of that section of attributes.txt.
 void expect_texts(const Phone& phone, const std::string& section) {
     const auto texts = texts_of(phone);
-    std::ifstream file(ATTRIBUTE_TEXTS);
+    std::ifstream file(PHONE_TESTS "/attributes.txt");
     std::string line;
     while (std::getline(file, line) && line != "[" + section + "]") {
     }

@@ -6,8 +6,10 @@
 #include <sstream>
 
 #include "common/json_reader.h"
+#include "decode/record_layout.h"
 #include "program.h"
 #include "stats/soft_charge_history.h"
+#include "support/rows.h"
 #include "tools/lifetime/device.h"
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/run.h"
@@ -57,18 +59,6 @@ class LifeTest : public test::ToolTest {
         }
         return files;
     }
-    [[nodiscard]] std::vector<std::vector<std::string>> rows_of(const char* name) const {
-        std::vector<std::vector<std::string>> rows;
-        std::istringstream lines(read(name));
-        for (std::string line; std::getline(lines, line);) {
-            std::istringstream cells(line);
-            rows.emplace_back();
-            for (std::string cell; std::getline(cells, cell, ',');) {
-                rows.back().push_back(cell);
-            }
-        }
-        return rows;
-    }
     void live_until(int64_t time_s) {
         while (life_->time_s < time_s) {
             live_on(*life_);
@@ -101,7 +91,8 @@ TEST_F(LifeTest, SendsTheEventsAndWritesTheDays) {
     }
     EXPECT_EQ(events, (std::map<std::string, int>{{"BatteryDegradation2", 1}, {"ChargerInsertionRemoval", 12}}));
     EXPECT_EQ(files_of(top / "a/outbox").front().filename(), "20260102T030000Z-0001-charging-ChargerInsertionRemoval");
-    EXPECT_EQ(rows_of("a/series.csv").size(), 13U) << "the names of the columns, and a row for each day";
+    EXPECT_EQ(test::rows_of(top / "a/series.csv", ',').size(), 13U)
+        << "the names of the columns, and a row for each day";
     const std::string log = read("a/daemon.log");
     const std::string mark = "Phone online time has reached 10 days";
     EXPECT_EQ(log.find(mark), log.rfind(mark));
@@ -127,85 +118,58 @@ TEST_F(LifeTest, FiguresAndColumnsAreThoseOfTheRecord) {
     const std::string record = read("a/units/2491");
     ASSERT_EQ(record.size(), sizeof stat);
     memcpy(&stat, record.data(), sizeof stat);
+    const auto summary = nlohmann::ordered_json::parse(read("a/run.json"));
+    const auto figure = [&](const std::string& name) { return summary.at("figures").at(name).get<double>(); };
+    const auto rows = test::rows_of(top / "a/series.csv", ',');
+    // The last row shows the day before its midnight, so it lags by a day at most.
+    const auto cell = [&](const std::string& column) {
+        const auto at = std::find(rows.front().begin(), rows.front().end(), column) - rows.front().begin();
+        return std::stod(rows.back().at(static_cast<size_t>(at)));
+    };
+    for (const test::Row& row : test::values_of(TOOLS_TESTS "/figures.csv")) {
+        const auto stored = static_cast<double>(decode::stored_value(stat, *decode::find_record_field(row.at(1)), 0));
+        EXPECT_NEAR(figure(row.at(0)), stored / test::number(row, 2), 0.003) << row.at(0);
+        if (row.size() > 3) {
+            EXPECT_NEAR(cell(row.at(3)), figure(row.at(0)), test::number(row, 4)) << row.at(3);
+        }
+    }
     uint32_t attachments = 0;
     for (const DevAttachEntry& entry : stat.dev_attach) {
         attachments += entry.dev_attach_count;
     }
-    const auto summary = nlohmann::ordered_json::parse(read("a/run.json"));
-    const auto events = static_cast<double>(files_of(top / "a/outbox").size());
     const size_t period = stat.online_time / 864'000;
-    const double level = stat.soft_charge_mode;
-    const double arrhenius_level = stat.arrhenius_lv.at(period);
-    const double full_stay_level = stat.full_stay_capacity_degradation_aging_lv.at(period);
-    const double arrhenius = stat.total_arrhenius;
-    const auto hours = [](uint64_t seconds) { return static_cast<double>(seconds) / 3600; };
-    const std::pair<const char*, double> wanted[] = {
-        {"days lived", lived_days},
-        {"days online", stat.online_time / 86'400.0},
-        {"level", level},
-        {"level by throughput", 0},
-        {"level by Arrhenius", arrhenius_level},
-        {"level by full stay", full_stay_level},
-        {"state of health, true, %", true_percent},
-        {"state of health, user, %", stat.latest_user_soh / 500.0},
-        {"state of health, raw, %", stat.latest_raw_soh / 500.0},
-        {"state of health, filtered, %", stat.latest_filtered_soh / 500.0},
-        {"state of health, predicted, %", stat.latest_predicted_soh / 500.0},
-        {"full charges put in", stat.total_cycle_count / 1e4},
-        {"Arrhenius ageing, s at 45 degC", arrhenius},
-        {"lost by full stay, %", stat.total_full_stay_cap_degradation / 1e6},
-        {"lost by charging, %", stat.total_cycle_degradation / 1e6},
-        {"hours at full charge", hours(stat.soc_full_total_time)},
-        {"hours warm (45 degC or more)", hours(stat.jeita_warm_total_time)},
-        {"hours charging at 0.8C or more", hours(stat.over_08c_total_time)},
-        {"highest battery temperature, degC", stat.max_temp / 10.0},
-        {"lowest battery temperature, degC", stat.min_temp / 10.0},
-        {"charger attachments", attachments},
-        {"shutdowns with an empty battery", stat.soc0_shutdown_cnt},
-        {"capacity-learning events", stat.learning_total_count},
-        {"events sent", events}};
-    const auto& figures = summary.at("figures");
-    for (const auto& [name, value] : wanted) {
-        ASSERT_TRUE(figures.contains(name)) << name;
-        EXPECT_NEAR(figures.at(name).get<double>(), value, 0.003) << name;
+    const struct {
+        const char* figure;
+        double wanted;
+        const char* column;
+        double growth;
+    } others[] = {{"days lived", lived_days, nullptr, 0},
+                  {"charger attachments", static_cast<double>(attachments), nullptr, 0},
+                  {"events sent", static_cast<double>(files_of(top / "a/outbox").size()), nullptr, 0},
+                  {"level by throughput", 0, "level_by_throughput", 0},
+                  {"level by Arrhenius", double(stat.arrhenius_lv.at(period)), "level_by_arrhenius", 0},
+                  {"level by full stay", double(stat.full_stay_capacity_degradation_aging_lv.at(period)),
+                   "level_by_full_stay", 0},
+                  {"state of health, true, %", true_percent, "true_soh", 0.5},
+                  {nullptr, 30, "temp_min_c", 1},
+                  {nullptr, 36, "temp_mean_c", 2},
+                  {nullptr, 44, "temp_max_c", 3},
+                  {nullptr, 4.46, "voltage_max_v", 0.03}};
+    for (const auto& row : others) {
+        if (row.figure != nullptr) {
+            EXPECT_NEAR(figure(row.figure), row.wanted, 0.003) << row.figure;
+        }
+        if (row.column != nullptr) {
+            EXPECT_NEAR(cell(row.column), row.wanted, row.growth + 0.003) << row.column;
+        }
     }
-    EXPECT_GT(figures.at("restarts"), 0);
+    EXPECT_GT(figure("restarts"), 0);
     EXPECT_EQ(summary.at("profile"), "small");
     EXPECT_EQ(summary.at("seed"), 3);
     EXPECT_TRUE(summary.at("complete").get<bool>());
     ASSERT_FALSE(summary.at("levels").empty());
     EXPECT_EQ(summary.at("levels").back().at("level"), stat.soft_charge_mode);
-
-    // The last row shows the day before its midnight, at most a day before the record.
-    const auto rows = rows_of("a/series.csv");
-    const struct {
-        const char* column;
-        double wanted, tolerance;
-    } cells[] = {{"online_days", hours(stat.online_time) / 24, 1},
-                 {"level", level, 0},
-                 {"level_by_throughput", 0, 0},
-                 {"level_by_arrhenius", arrhenius_level, 0},
-                 {"level_by_full_stay", full_stay_level, 0},
-                 {"full_charges", stat.total_cycle_count / 1e4, 1},
-                 {"true_soh", true_percent, 0.5},
-                 {"user_soh", stat.latest_user_soh / 500.0, 0.1},
-                 {"raw_soh", stat.latest_raw_soh / 500.0, 3},
-                 {"filtered_soh", stat.latest_filtered_soh / 500.0, 3},
-                 {"predicted_soh", stat.latest_predicted_soh / 500.0, 0.1},
-                 {"arrhenius", arrhenius, 0.04 * arrhenius},
-                 {"full_stay_loss", stat.total_full_stay_cap_degradation / 1e6, 0.04},
-                 {"cycle_loss", stat.total_cycle_degradation / 1e6, 0.02},
-                 {"temp_min_c", 30, 1},
-                 {"temp_mean_c", 36, 2},
-                 {"temp_max_c", 44, 3},
-                 {"voltage_max_v", 4.46, 0.03}};
-    for (const auto& cell : cells) {
-        const auto column = std::find(rows.front().begin(), rows.front().end(), cell.column) - rows.front().begin();
-        ASSERT_LT(column, rows.back().size()) << cell.column;
-        EXPECT_NEAR(std::stod(rows.back().at(static_cast<size_t>(column))), cell.wanted, cell.tolerance) << cell.column;
-    }
     EXPECT_EQ(rows.back().front(), "2026-02-01");
-    EXPECT_EQ(rows.back().size(), 1 + std::size(cells));
 }
 
 TEST_F(LifeTest, RefusesADirectoryThatIsNoRun) {
