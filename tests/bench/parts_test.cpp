@@ -48,7 +48,7 @@ TEST(EventText, TellsWhatThereIsAndNamesWhatThereIsNot) {
         name("thermal_level_time") + "thermal level 0: 0 d 00:00:11; thermal level 2: 0 d 00:00:13",
         name("arrhenius_lv") + "10 days from day 10: 3",
         name("fcc_mah") + "[0]: 1 mAh; ... 2 more ...; [3]: 4 mAh",
-        "nothing yet in pdo_raw_list full_count"};
+        "empty: pdo_raw_list full_count"};
     EXPECT_EQ(event_lines(sample_event()), wanted);
     EXPECT_EQ(event_json(sample_event()).dump(),
               R"({"version":2,"charger_type":"PD","pdo_raw_list":"","battery_care_flg":true,)"
@@ -190,7 +190,7 @@ TEST_F(StateDir, ReadsUnitsAndEvents) {
     EXPECT_EQ(event_json(sent.content).dump(), R"({"version":2})");
     EXPECT_EQ(sent.fault, "");
     write(event, "\x08");
-    EXPECT_NE(read_outbox_event(top / event).fault.find("the value of field version is cut"), std::string::npos);
+    EXPECT_NE(read_outbox_event(top / event).fault.find("the value of field version is truncated"), std::string::npos);
     EXPECT_THROW(read_outbox_event(top / "outbox/letter"), std::runtime_error);
 }
 

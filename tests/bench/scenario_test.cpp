@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 
+#include "bench/actions.h"
 #include "state/batt_stat.h"
 
 namespace cellwarden::bench {
@@ -23,7 +25,8 @@ TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
         {R"({"units": {"-1": {"u8": 1}}})", "units.-1: expected a unit number"},
         {R"({"units": {"7": {"file": "none.bin"}}})", "tried some/none.bin"},
         {R"({"units": {"7": {"i64": 18446744073709551615}}})", "units.7.i64: expected a whole number from -92233"},
-        {R"({"units": {"2491": {"record": {"onlinetime": 1}}}})", "units.2491.record.onlinetime: expected a name of"},
+        {R"({"units": {"2491": {"record": {"onlinetime": 1}}}})",
+         "units.2491.record.onlinetime: expected the name of a record field"},
         {R"({"units": {"2491": {"record": {"fcc_mah": [1, 65536]}}}})",
          "units.2491.record.fcc_mah[1]: expected a whole number from 0 to 65535, found 65536"},
         {R"({"units": {"2491": {"record": {"fcc_mah": [1, 2, 3, 4, 5, 6]}}}})",
@@ -32,6 +35,12 @@ TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
          "a text of at most 15 bytes"},
         {R"({"properties": {"../x": "1"}})", "properties.../x: expected"},
         {R"({"faults": ["imei", "unit-read-"]})", "faults[1]: expected one of: unit-read-N"},
+        {R"({"timeline": [{"load_ma": 5}]})", "timeline[0]: expected an object with the key at_s"},
+        {R"({"timeline": [{"at_s": 1, "plug": {"type": "PD"}}]})", "plug: expected an object with the key watts"},
+        {R"({"timeline": [{"at_s": 1, "wireless": {"type": "PD", "watts": 5}}]})", "type: expected one of: BPP, EPP"},
+        {R"({"timeline": [{"at_s": 1, "fault": {"name": "imei"}}]})", "fault: expected an object with the key on"},
+        {R"({"timeline": [{"at_s": 1, "unplug": false}]})", "unplug: expected true, found false"},
+        {R"({"timeline": [{"at_s": 1, "load_ma": 10001}]})", "load_ma: expected a number from 0 to 10000"},
         {R"({"timeline": [{"at_s": 1, "load_ma": 5, "unplug": true}]})",
          "timeline[0]: expected at_s and exactly one of"},
         {R"({"timeline": [{"at_s": 1, "thermal_level": 8}], "phone": {"thermal_level_max": 7}})",
@@ -49,6 +58,54 @@ TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
         EXPECT_TRUE(error.starts_with("some/phone.json: ") && error.find(expected) != error.npos)
             << scenario << ": " << error;
     }
+}
+
+TEST(Scenario, EveryKeyReachesItsField) {
+    const Scenario scenario = parse_scenario(R"({"about": "x", "duration_s": 2, "speed": 3, "uptime_s": 4,
+        "driver_ready_s": 5, "battery_uevent_s": 6, "imei": "7", "faults": ["event-queue", "unit-write-8"],
+        "properties": {"ro.a": "b"}, "phone": {"model_name": "m", "charge_full_design_mah": 4000,
+            "state_of_health_percent": 90, "soc_percent": 11, "resistance_mohm": 12, "battery_temp_c": 13,
+            "ambient_c": 14, "load_ma": 15, "thermal_level": 6, "thermal_level_max": 17, "thermal_zone": 18,
+            "shutdown_phase": 4},
+        "timeline": [{"at_s": 1, "plug": {"type": "PD_PPS", "watts": 2}}, {"at_s": 2, "wireless": {"type": "BPP", "watts": 3}},
+            {"at_s": 3, "unplug": true}, {"at_s": 4, "ambient_c": 5}, {"at_s": 5, "battery_temp_c": 6},
+            {"at_s": 6, "load_ma": 7}, {"at_s": 7, "thermal_level": 8}, {"at_s": 8, "shutdown_phase": 9},
+            {"at_s": 9, "attribute": {"name": "battery/health", "text": "Hot"}},
+            {"at_s": 10, "attribute": {"name": "battery/health", "text": null}},
+            {"at_s": 11, "fault": {"name": "unit-read-12", "on": true}},
+            {"at_s": 12, "uevent": {"subsystem": "s", "name": "n"}}]})",
+                                             "phone.json");
+    const phone::Phone& phone = scenario.phone;
+    const std::pair<double, double> numbers[] = {{scenario.duration_s, 2},
+                                                 {scenario.speed, 3},
+                                                 {scenario.uptime_s, 4},
+                                                 {scenario.driver_ready_s, 5},
+                                                 {scenario.battery_uevent_s, 6},
+                                                 {phone.battery.charge_full_design_uah, 4e6},
+                                                 {phone.battery.state_of_health, 0.9},
+                                                 {phone.battery.soc, 0.11},
+                                                 {phone.battery.resistance_mohm, 12},
+                                                 {phone.battery.temp_c, 13},
+                                                 {phone.ambient_c, 14},
+                                                 {phone.load_ma, 15},
+                                                 {phone.charger.thermal_level, 6},
+                                                 {phone.charger.thermal_level_max, 17},
+                                                 {phone.thermal_zone, 18},
+                                                 {phone.shutdown_phase, 4}};
+    for (const auto& [found, wanted] : numbers) {
+        EXPECT_DOUBLE_EQ(found, wanted);
+    }
+    EXPECT_EQ(scenario.about + scenario.imei + phone.model_name + scenario.properties.at("ro.a"), "x7mb");
+    EXPECT_EQ(scenario.faults, (std::vector<std::string>{"event-queue", "unit-write-8"}));
+    std::string actions;
+    for (const TimedAction& timed : scenario.timeline) {
+        actions += std::to_string(std::lround(timed.at_s)) + " " + action_text(timed.action) + "\n";
+    }
+    EXPECT_EQ(actions,
+              "1 USB charger plugged in: PD_PPS 2 W\n2 phone placed on a wireless charger: BPP 3 W\n"
+              "3 charger removed\n4 ambient temperature 5 °C\n5 battery temperature 6 °C\n6 load 7 mA\n"
+              "7 thermal level 8\n8 shutdown phase 9\n9 battery/health held at 'Hot'\n"
+              "10 battery/health follows the phone again\n11 fault unit-read-12 on\n12 uevent from s n\n");
 }
 
 TEST(Scenario, TakesUnitsInEveryForm) {

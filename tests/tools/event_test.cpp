@@ -90,14 +90,15 @@ TEST_F(EventTest, FaultsTellOffsetAndReason) {
         const char* fault;
     } rows[] = {
         {"empty", "", "is empty"},
-        {"cut in the last value", good.substr(0, 10), "the value of field latest_user_soh is cut"},
+        {"cut in the last value", good.substr(0, 10), "the value of field latest_user_soh is truncated"},
         {"text longer than the rest", "\x08\x02\x12\x7fPD",
-         "offset 0x0003: field charger_type is 127 bytes long, and 2 are left"},
-        {"unknown field", good + "\xb8\x3e\x01", "there is no field 999"},
+         "offset 0x0003: field charger_type is 127 bytes long, but only 2 remain"},
+        {"unknown field", good + "\xb8\x3e\x01", "unknown field 999"},
         {"text where a number is due", "\x08\x02\x1a\x01\x41",
-         "offset 0x0002: field usb_insertion_time has encoding 2, it wants 0"},
-        {"key cut", good + "\x80", "the key of a field is cut"},
-        {"varint of eleven bytes", "\x08" + std::string(10, '\xff') + "\x01", "the value of field version is cut"},
+         "offset 0x0002: field usb_insertion_time has encoding 2, expected 0"},
+        {"key cut", good + "\x80", "the key of a field is truncated"},
+        {"varint of eleven bytes", "\x08" + std::string(10, '\xff') + "\x01",
+         "the value of field version is truncated"},
     };
     for (const auto& row : rows) {
         write("event", row.bytes);

@@ -36,12 +36,12 @@ TEST_F(InspectTest, SaysWhatTheDaemonWouldMakeOfARecord) {
         {"erased", changed(good, 0, '\xff'), 1, "marker at offset 0x0000 is 0xFF"},
         {"never written", changed(good, 0, 0), 1, "marker at offset 0x0000 is 0x00"},
         {"one byte short", good.substr(0, good.size() - 1), 1,
-         "9,727 bytes, a record has 9,728: it ends at offset 0x25FF, in reserved bytes"},
+         "9,727 bytes, expected 9,728: it ends at offset 0x25FF, in reserved bytes"},
         {"cut in a field", good.substr(0, 0x2321), 1, "0x2321, in filtered_soh_per_10days[144]"},
         {"cut in an entry", good.substr(0, 0x0F14), 1, "in dev_attach_total_time[1]"},
         {"one byte long", good + "x", 1, "bytes follow it from offset 0x2600"},
-        {"three bytes", good.substr(0, 3), 1, "3 bytes, and marker and version alone take 4"},
-        {"empty", "", 1, "no bytes at all"},
+        {"three bytes", good.substr(0, 3), 1, "3 bytes, expected at least 4 for marker and version"},
+        {"empty", "", 1, "0 bytes"},
         {"reserved byte", changed(good, 0x2C, 9), 0, "Odd: offset 0x002C, reserved bytes: 9"},
         {"level of 77", changed(good, 0x1400, 77), 0, "Odd: offset 0x1400, arrhenius_lv[0]: 77"},
     };
@@ -86,9 +86,12 @@ TEST_F(InspectTest, MisuseEndsWith2AndSaysWhy) {
         const char* arguments;
         const char* message;
     } rows[] = {
-        {"diff a erased", "erased: no record to compare"}, {"diff a", "file"},
-        {"record absent", "absent: No such file"},         {"record a >/dev/full", "standard output"},
-        {"surely-not", "A subcommand is required"},        {"units absent", "absent: No such file"},
+        {"diff a erased", "erased: not a record that the daemon would keep"},
+        {"diff a", "file"},
+        {"record absent", "absent: No such file"},
+        {"record a >/dev/full", "standard output"},
+        {"surely-not", "A subcommand is required"},
+        {"units absent", "absent: No such file"},
     };
     for (const auto& row : rows) {
         const auto outcome = run(INSPECT + std::string(" ") + row.arguments);
@@ -123,8 +126,8 @@ TEST_F(InspectTest, ThePageShowsGridsChargersAndPeriods) {
     EXPECT_EQ(page.substr(page.find("vt_cet_table")), expected("record_page.txt"));
     write("record", fresh_record());
     const std::string fresh = run(INSPECT " record record").output;
-    EXPECT_THAT(fresh, HasSubstr("battery temperature\n  nothing counted yet\n"));
-    EXPECT_THAT(fresh, HasSubstr("  no period has begun to count yet\n"));
+    EXPECT_THAT(fresh, HasSubstr("battery temperature\n  no counts yet\n"));
+    EXPECT_THAT(fresh, HasSubstr("  no counts yet\n"));
 }
 
 // A value that the daemon stores is not odd, the next one beyond is.
@@ -202,13 +205,13 @@ TEST_F(InspectTest, UnitStore) {
         EXPECT_THAT(sound.output, HasSubstr(row.at(2)));
     }
     EXPECT_THAT(sound.output, HasSubstr("statistics record                9,728 bytes  accepted at the next start"));
-    EXPECT_THAT(sound.output, HasSubstr("4711   not the daemon's                     2 bytes"));
+    EXPECT_THAT(sound.output, HasSubstr("4711   unknown to the daemon                2 bytes"));
     for (const test::Row& row : rows) {
         write("units/" + row.at(0), content(row) + "1234");
         const auto longer = run(INSPECT " units units");
         EXPECT_EQ(longer.exit_code, row.size() > 3 ? 1 : 0) << row.at(0);
         if (row.size() > 3) {
-            EXPECT_THAT(longer.output, HasSubstr("bytes, the daemon wants " + row.at(3) + "\n")) << row.at(0);
+            EXPECT_THAT(longer.output, HasSubstr("bytes, expected " + row.at(3) + "\n")) << row.at(0);
         }
         write("units/" + row.at(0), content(row));
     }
