@@ -2,6 +2,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <regex>
+#include <utility>
 
 #include "program.h"
 
