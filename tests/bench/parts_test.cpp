@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -11,6 +12,7 @@
 #include "bench/display.h"
 #include "bench/event_text.h"
 #include "bench/uevent_sender.h"
+#include "support/rows.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -212,32 +214,11 @@ TEST(KernelLog, SplitsWhatIsReadAtOnce) {
 
 // A device call that fails may change what follows from it, and nothing beside that.
 TEST(CallFault, ExplainsItsOwnLinesAlone) {
-    const char* const hash = "0123456789abcdef";
-    const struct {
-        const char* fault;
-        std::string line;
-        bool explained;
-    } rows[] = {
-        {"unit-read-2319", std::string("0 unit 2319 ") + hash, true},
-        {"unit-read-2319", std::string("0 unit 2491 ") + hash, false},
-        {"unit-read-2319", "0 unit 2319 no hash at all..", false},
-        {"unit-read-2319", std::string("0 event ChargerInsertionRemoval ") + hash, false},
-        {"unit-read-2491", "0 write battery/cycle_count 120", true},
-        {"unit-read-2491", "0 write battery/cycle_count 119", false},
-        {"unit-read-2491", "0 write usb/input_suspend 1", false},
-        {"unit-read-2491", "0 log cellwarden: Failed to save battery statistics", false},
-        {"log", "4 log cellwarden: Failed to get IMEI", false},
-        {"log", "4 write battery/manufacturing_date 1743465600", false},
-        {"unit-read-2312", "4 write battery/manufacturing_date 1743465600", false},
-        {"unit-write-2802", "1 write battery/manufacturing_date 1743465600", true},
-        {"unit-write-2802", "1 write battery/manufacturing_date 1735689600", false},
-    };
-    for (const auto& row : rows) {
-        for (const CallFault& fault : call_faults()) {
-            if (fault.name == std::string(row.fault)) {
-                EXPECT_EQ(unexplained(fault, {row.line}).empty(), row.explained) << row.fault << ": " << row.line;
-            }
-        }
+    for (const test::Row& row : test::values_of(BENCH_TESTS "/explained.csv")) {
+        const auto fault = std::find_if(call_faults().begin(), call_faults().end(),
+                                        [&](const CallFault& one) { return one.name == row.at(0); });
+        ASSERT_NE(fault, call_faults().end()) << row.at(0);
+        EXPECT_EQ(unexplained(*fault, {row.at(1)}).empty(), row.at(2) == "yes") << row.at(0) << ": " << row.at(1);
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <fstream>
 
 #include "bench/actions.h"
 #include "state/batt_stat.h"
@@ -15,40 +16,9 @@ namespace {
 using namespace std::string_literals;
 
 TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
-    // The scenario, and the error after the file's name.
-    const std::pair<const char*, const char*> rows[] = {
-        {"{\n  \"speed\": }", "line 2, column 12"},
-        {R"({"speed": 86E400})", "86E400"},
-        {R"({"sped": 1})", "sped: unknown key, expected one of: about,"},
-        {R"({"phone": {"thermal_zone": 1}})", "phone.thermal_zone: expected a whole number from 2 to 99, found 1"},
-        {R"({"phone": {"thermal_level": 16}})", "phone: expected a thermal_level of at most thermal_level_max"},
-        {R"({"units": {"-1": {"u8": 1}}})", "units.-1: expected a unit number"},
-        {R"({"units": {"7": {"file": "none.bin"}}})", "tried some/none.bin"},
-        {R"({"units": {"7": {"i64": 18446744073709551615}}})", "units.7.i64: expected a whole number from -92233"},
-        {R"({"units": {"2491": {"record": {"onlinetime": 1}}}})",
-         "units.2491.record.onlinetime: expected the name of a record field"},
-        {R"({"units": {"2491": {"record": {"fcc_mah": [1, 65536]}}}})",
-         "units.2491.record.fcc_mah[1]: expected a whole number from 0 to 65535, found 65536"},
-        {R"({"units": {"2491": {"record": {"fcc_mah": [1, 2, 3, 4, 5, 6]}}}})",
-         "expected an array of at most 5 numbers"},
-        {R"({"units": {"2491": {"record": {"battery_model_name": "0123456789abcdef"}}}})",
-         "a text of at most 15 bytes"},
-        {R"({"properties": {"../x": "1"}})", "properties.../x: expected"},
-        {R"({"faults": ["imei", "unit-read-"]})", "faults[1]: expected one of: unit-read-N"},
-        {R"({"timeline": [{"load_ma": 5}]})", "timeline[0]: expected an object with the key at_s"},
-        {R"({"timeline": [{"at_s": 1, "plug": {"type": "PD"}}]})", "plug: expected an object with the key watts"},
-        {R"({"timeline": [{"at_s": 1, "wireless": {"type": "PD", "watts": 5}}]})", "type: expected one of: BPP, EPP"},
-        {R"({"timeline": [{"at_s": 1, "fault": {"name": "imei"}}]})", "fault: expected an object with the key on"},
-        {R"({"timeline": [{"at_s": 1, "unplug": false}]})", "unplug: expected true, found false"},
-        {R"({"timeline": [{"at_s": 1, "load_ma": 10001}]})", "load_ma: expected a number from 0 to 10000"},
-        {R"({"timeline": [{"at_s": 1, "load_ma": 5, "unplug": true}]})",
-         "timeline[0]: expected at_s and exactly one of"},
-        {R"({"timeline": [{"at_s": 1, "thermal_level": 8}], "phone": {"thermal_level_max": 7}})",
-         "timeline[0].thermal_level: expected a whole number from 0 to 7"},
-        {R"({"timeline": [{"at_s": 1, "attribute": {"name": "battery/colour", "text": ""}}]})",
-         "timeline[0].attribute.name: expected the name of a parameter's attribute"},
-    };
-    for (const auto& [scenario, expected] : rows) {
+    // A line with a scenario, then the error after the file's name.
+    std::ifstream rows(BENCH_TESTS "/scenario_errors.txt");
+    for (std::string scenario, expected; std::getline(rows, scenario) && std::getline(rows >> std::ws, expected);) {
         std::string error;
         try {
             (void)parse_scenario(scenario, "some/phone.json");
@@ -61,20 +31,7 @@ TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
 }
 
 TEST(Scenario, EveryKeyReachesItsField) {
-    const Scenario scenario = parse_scenario(R"({"about": "x", "duration_s": 2, "speed": 3, "uptime_s": 4,
-        "driver_ready_s": 5, "battery_uevent_s": 6, "imei": "7", "faults": ["event-queue", "unit-write-8"],
-        "properties": {"ro.a": "b"}, "phone": {"model_name": "m", "charge_full_design_mah": 4000,
-            "state_of_health_percent": 90, "soc_percent": 11, "resistance_mohm": 12, "battery_temp_c": 13,
-            "ambient_c": 14, "load_ma": 15, "thermal_level": 6, "thermal_level_max": 17, "thermal_zone": 18,
-            "shutdown_phase": 4},
-        "timeline": [{"at_s": 1, "plug": {"type": "PD_PPS", "watts": 2}}, {"at_s": 2, "wireless": {"type": "BPP", "watts": 3}},
-            {"at_s": 3, "unplug": true}, {"at_s": 4, "ambient_c": 5}, {"at_s": 5, "battery_temp_c": 6},
-            {"at_s": 6, "load_ma": 7}, {"at_s": 7, "thermal_level": 8}, {"at_s": 8, "shutdown_phase": 9},
-            {"at_s": 9, "attribute": {"name": "battery/health", "text": "Hot"}},
-            {"at_s": 10, "attribute": {"name": "battery/health", "text": null}},
-            {"at_s": 11, "fault": {"name": "unit-read-12", "on": true}},
-            {"at_s": 12, "uevent": {"subsystem": "s", "name": "n"}}]})",
-                                             "phone.json");
+    const Scenario scenario = load_scenario(BENCH_TESTS "/every_key.json");
     const phone::Phone& phone = scenario.phone;
     const std::pair<double, double> numbers[] = {{scenario.duration_s, 2},
                                                  {scenario.speed, 3},
