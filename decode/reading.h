@@ -22,7 +22,7 @@ enum class FieldUnit : uint8_t {
     LEVEL,  // 255, in events 4294967295 = not decided
     SOC,    // 0.01 % of state of charge; 10000 = one full charge
     MA,
-    DECIC,  // 0.1 degC; -32768 and 32767 = none yet
+    DECIC,  // 0.1 degC; -32768 and 32767: no value yet
     CELL_MV,
     CODE,  // the soft-charge override
     CHARGER,

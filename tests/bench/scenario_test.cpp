@@ -1,4 +1,4 @@
-// Scenario files: what they give, and where their faults are told to be.
+// Scenario files: every key, and the messages about their errors.
 #include "bench/scenario.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// How stored numbers read, and what the elements of arrays stand for.
+// Stored numbers as text and JSON, and the labels of array elements.
 #include <gtest/gtest.h>
 
 #include <map>

@@ -73,7 +73,7 @@ TEST_F(EventTest, AnOutboxBecomesALinePerEvent) {
     pack("outbox/20260301T071245Z-0002-charging-ChargerInsertionRemoval", CHARGER_FIELDS);
     write("outbox/20260301T071244Z-0001-charging-ChargerInsertionRemoval", "\x80");
     const auto outcome = run(INSPECT " event --json-lines outbox 2>/dev/null");
-    EXPECT_EQ(outcome.exit_code, 1);  // one of the two is none
+    EXPECT_EQ(outcome.exit_code, 1);  // one of the two files is not an event
     EXPECT_EQ(outcome.output, R"({"file":"outbox/20260301T071245Z-0002-charging-ChargerInsertionRemoval",)"
                               R"("time":"2026-03-01T07:12:45Z","event":"ChargerInsertionRemoval","version":2,)"
                               R"("charger_type":"PD","usb_insertion_time":3661,"pdo_raw_list":"",)"

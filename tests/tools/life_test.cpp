@@ -99,7 +99,7 @@ TEST_F(LifeTest, SendsTheEventsAndWritesTheDays) {
     EXPECT_EQ(log.substr(log.rfind('\n', log.find(mark)) + 1, 13), "2026-01-11T00");
 }
 
-// What a run tells, against the record that its daemon has stored and the life itself.
+// The figures and the series of a run against the stored record and the life itself.
 TEST_F(LifeTest, FiguresAndColumnsAreThoseOfTheRecord) {
     const Profile profile = small_profile(R"({"years": 0.085, "cycle_s": 900, "restarts_per_month": 3,
         "battery": {"soc_percent": 20, "design_mah": 3000}, "fade": {"calendar_percent": 40},
@@ -247,7 +247,7 @@ TEST(Comparison, ShowsBothValuesTheirDifferenceAndTheLevels) {
 TEST(Profile, AMistakeIsNamedWithItsPlace) {
     const struct {
         const char* name;
-        const char* patch;  // of the small profile; null takes a key away
+        const char* patch;  // of the small profile; null removes a key
         const char* message;
     } rows[] = {
         {"no such day", R"({"start": "2026-13-01"})", "small.json: start: expected a date"},
@@ -267,7 +267,7 @@ TEST(Profile, AMistakeIsNamedWithItsPlace) {
             EXPECT_THAT(error.what(), testing::HasSubstr(row.message)) << row.name;
         }
     }
-    for (const auto& file : fs::directory_iterator(CELLWARDEN_PROFILE_DIR)) {  // what ships is none
+    for (const auto& file : fs::directory_iterator(CELLWARDEN_PROFILE_DIR)) {  // the shipped profiles have no error
         EXPECT_FALSE(load_profile(file.path()).about.empty()) << file.path();
     }
 }

@@ -1,4 +1,4 @@
-// A test with a directory of its own, in which the programs run as a shell starts them.
+// A test that runs programs in its own directory.
 #pragma once
 
 #include <gmock/gmock.h>

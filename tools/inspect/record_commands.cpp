@@ -45,7 +45,7 @@ void print_json_record(const std::string& path, size_t size, const Judgement& ju
 }
 
 struct Difference {
-    std::string name;  // "fcc_mah[0]", with what the element stands for
+    std::string name;  // "first_soh_time[8] (below 20 %)"
     std::string a;
     std::string b;
     std::string change;
