@@ -9,7 +9,7 @@ UeventSent supply_uevent(const char* name) {
     return {"power_supply", name};
 }
 
-// A source that is attached takes the place of another.
+// A new source replaces the one that is connected.
 std::vector<UeventSent> attach(phone::Phone& phone, phone::Source source, const std::string& type,
                                double watts) {
     std::vector<UeventSent> uevents;
@@ -75,9 +75,9 @@ struct Teller {
         return "USB charger plugged in: " + plug.type + " " + number(plug.watts, "W");
     }
     std::string operator()(const PlugWireless& plug) const {
-        return "laid on a wireless charger: " + plug.type + " " + number(plug.watts, "W");
+        return "phone placed on a wireless charger: " + plug.type + " " + number(plug.watts, "W");
     }
-    std::string operator()(const Unplug&) const { return "charger taken away"; }
+    std::string operator()(const Unplug&) const { return "charger removed"; }
     std::string operator()(const SetAmbient& ambient) const {
         return "ambient temperature " + number(ambient.temp_c, "°C");
     }
@@ -101,7 +101,7 @@ struct Teller {
         return "fault " + fault.name + (fault.on ? " on" : " off");
     }
     std::string operator()(const SendUevent& uevent) const {
-        return "uevent of " + uevent.subsystem + " " + uevent.name;
+        return "uevent from " + uevent.subsystem + " " + uevent.name;
     }
 };
 

@@ -14,7 +14,7 @@ int64_t lowest(const RecordField& field) {
     return field.is_signed ? -(int64_t{1} << (8 * field.element_size - 1)) : 0;
 }
 
-// A number of 64 bits is taken up to the highest signed one.
+// 64-bit numbers are limited to the highest signed one.
 int64_t highest(const RecordField& field) {
     const size_t bits = 8 * field.element_size - (field.is_signed ? 1 : 0);
     return bits > 62 ? std::numeric_limits<int64_t>::max() : (int64_t{1} << bits) - 1;
@@ -58,14 +58,13 @@ std::string read_record(const JsonPlace& place) {
     reset_batt_stat(stat);
     std::string record(reinterpret_cast<const char*>(&stat), sizeof stat);
     if (!place.value.is_object()) {
-        fail(place, "an object with names of the record's fields");
+        fail(place, "an object whose keys are fields of the record");
     }
     for (const auto& item : place.value.items()) {
         const JsonPlace value = member(place, item.key());
         const RecordField* const field = decode::find_record_field(item.key());
         if (field == nullptr) {
-            fail(value,
-                 "a name of one of the record's fields as the key (docs/record.md has them)");
+            fail(value, "the name of a record field as the key (see docs/record.md)");
         }
         set_field(value, *field, record);
     }

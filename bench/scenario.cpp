@@ -270,7 +270,7 @@ void read_faults(const JsonPlace& place, std::vector<std::string>& faults) {
 }
 
 void read_scenario(const JsonPlace& top, Scenario& scenario) {
-    // The timeline is checked against the phone, wherever in the file the phone stands.
+    // The timeline is checked against the phone, which may follow it in the file.
     if (top.value.is_object() && top.value.contains("phone")) {
         read_phone(member(top, "phone"), scenario.phone);
     }

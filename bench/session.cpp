@@ -24,8 +24,8 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto TICK = std::chrono::milliseconds(100);
-constexpr double LISTEN_LIMIT_S = 90;       // a daemon that does not listen by then never will
-constexpr double BATTERY_UEVENT_GAP_S = 1;  // the battery's own uevents come no faster
+constexpr double LISTEN_LIMIT_S = 90;       // after this time the daemon counts as hung
+constexpr double BATTERY_UEVENT_GAP_S = 1;  // minimum time between the battery's own uevents
 
 struct Session : Rig {
     Scenario scenario;
@@ -33,12 +33,12 @@ struct Session : Rig {
     Clock::time_point start;
 
     double now_s = 0;             // since the start
-    double listens_since_s = -1;  // when the daemon was first seen to listen; -1: not yet
-    double battery_uevent_s = 0;  // of the latest uevent of the battery
-    int told_capacity = -1;       // what that uevent told
+    double listens_since_s = -1;  // when the daemon began to listen; -1: not yet
+    double battery_uevent_s = 0;  // time of the latest battery uevent
+    int told_capacity = -1;       // reported by that uevent
     phone::ChargeStatus told_status = phone::ChargeStatus::DISCHARGING;
     size_t next_action = 0;
-    std::set<std::string> faults;  // that the scenario has switched on
+    std::set<std::string> faults;  // activated by the scenario
 
     Display display;
     Tally tally;

@@ -133,9 +133,9 @@ def measure_cellwarden(pause_ms):
                           env=dict(os.environ, LD_PRELOAD=""), capture_output=True,
                           text=True).stdout
     number = {name: float(re.search(rf"{words} (-?[\d.]+)", text)[1]) for name, words in (
-        ("cpu_us", "CPU per battery uevent"), ("foreign_us", "per foreign uevent"),
+        ("cpu_us", "CPU per battery uevent"), ("foreign_us", "per uevent of another subsystem"),
         ("start_ms", "CPU of the start"), ("calls", "system calls of a full cycle"))}
-    last = next(line.split() for line in text.splitlines() if line.startswith("  after foreign"))
+    last = next(line.split() for line in text.splitlines() if line.startswith("  after other subsystems"))
     return number | {"resident": int(last[4]), "private": int(last[5])}
 
 

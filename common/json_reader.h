@@ -1,6 +1,6 @@
-// Values of a JSON file that a person wrote, together with where they stand, so that whatever is
-// wrong with one is told with its place. All functions throw InputError where the value is not what
-// they read.
+// Reads values from a JSON file that a person wrote, and remembers where each value is in the file,
+// so that an error message can name the place. Every function throws InputError if the value does
+// not have the type or range that it reads.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,7 @@ struct JsonPlace {
 JsonPlace member(const JsonPlace& parent, const std::string& key);
 JsonPlace element(const JsonPlace& parent, size_t index);
 
-// Fails where the value is no object with that key.
+// Throws unless the value is an object with that key.
 void require(const JsonPlace& place, const char* key);
 
 double read_number(const JsonPlace& place, double low, double high);
@@ -39,17 +39,17 @@ std::string read_text(const JsonPlace& place);
 std::string read_choice(const JsonPlace& place, const std::vector<std::string>& choices);
 bool read_flag(const JsonPlace& place);
 
-// What to do with each member of an object.
+// Reads one member of an object.
 using Handler = std::function<void(const JsonPlace&)>;
 using Handlers = std::map<std::string, Handler>;
 
-// Hands each member of an object to its key's handler; an unknown key is an error.
+// Passes each member of an object to the handler of its key. Throws if a key has no handler.
 void read_object(const JsonPlace& place, const Handlers& handlers);
 
-// The keys, for a message.
+// Returns the keys, separated by commas, for a message.
 std::string key_list(const Handlers& handlers);
 
-// Handlers that store what they read; `target` must outlive them.
+// Return handlers that store the value in `target`, which must outlive them.
 Handler number_into(double& target, double low, double high, double factor = 1);
 Handler integer_into(int& target, int low, int high);
 Handler text_into(std::string& target);

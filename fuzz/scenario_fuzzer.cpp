@@ -1,6 +1,6 @@
-// Any scenario file of the bench: it is refused with a message that names the file, or gives a
-// phone and a timeline that can be played: in order, within the ranges, its battery between empty
-// and full.
+// Fuzzes scenario files of the bench: a file is either rejected with a message that contains its
+// name, or the scenario can be played with its timeline in order, its values in range, and the
+// battery between empty and full.
 #include <algorithm>
 #include <cmath>
 

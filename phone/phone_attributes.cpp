@@ -13,7 +13,7 @@ namespace {
 
 constexpr double SECONDS_PER_HOUR = 3600;
 
-// Of each parameter: its path (nullptr where it depends on the phone) and the format of its text.
+// Path of each parameter (nullptr if it depends on the phone), and the format of its text.
 struct FileForm {
     const char* path;
     SysfsFormat format;
@@ -31,7 +31,8 @@ struct StartText {
     const char* text;
 };
 
-// Attributes that do not follow from the phone's state. Registers hold what a phone at rest shows.
+// Start texts of the attributes that do not follow the phone's state. Registers have the values of
+// a phone at rest.
 constexpr StartText start_texts[] = {
     {PARAM_BATTERY_MANUFACTURING_DATE, "0"},
     {PARAM_BATTERY_FIRST_USAGE_DATE, "0"},
@@ -194,7 +195,7 @@ void add_source_attributes(const Phone& phone, std::vector<AttributeValue>& valu
         number(PARAM_AICL_RESULT, usb ? limit_ua / 1e3 : 0),
         number(PARAM_CHARGER_MAX_WATTAGE, charger.watts * 1e6),
         number(PARAM_ACTIVE_CHARGER_TYPE, kind.active_type),
-        // Bit 0: the search for the input current has ended; bit 2: the source has given way.
+        // Bit 0: the search for the input current has ended. Bit 2: the source limits the current.
         number(PARAM_REG_AICL_STATUS, (usb ? 1 : 0) + (phone.flow.input_limited ? 4 : 0)),
     };
     values.insert(values.end(), std::begin(rows), std::end(rows));

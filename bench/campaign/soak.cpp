@@ -13,12 +13,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int FOREIGN_BURST = 100;  // foreign uevents before one of the phone's
+constexpr int FOREIGN_BURST = 100;  // uevents of other subsystems per battery uevent
 
 struct ProcessUsage {
     long resident_kb = 0;
     long private_kb = 0;
-    long written_kb = 0;  // of the private memory, what no file backs
+    long written_kb = 0;  // private memory that is not backed by a file
     long descriptors = 0;
     double cpu_s = 0;
 };
@@ -52,7 +52,7 @@ void print_usage(const char* when, int uevents, const ProcessUsage& usage) {
     fflush(stdout);
 }
 
-// On a phone nobody watches the attributes, and what a watch costs falls on whoever opens them.
+// A watch adds cost to every open of a file. Nobody watches the attributes of a real phone.
 void leave_attributes_alone(FolderWatch& watch) {
     std::erase_if(watch.folders, [&watch](const auto& folder) {
         return folder.second != "/sys/power" && inotify_rm_watch(watch.fd, folder.first) == 0;
@@ -102,15 +102,17 @@ int run_soak(Stage& stage, int uevents, int pause_ms) {
         }
     }
     const ProcessUsage end = usage_of(stage.daemon_pid);
-    print_usage("after foreign ones", 2 * uevents, end);
+    print_usage("after other subsystems", 2 * uevents, end);
     print_system_calls(stage);
     kill_daemon(stage);
     const double flood_us = 1e6 * (end.cpu_s - before.cpu_s) / uevents - cycle_us / FOREIGN_BURST;
     printf("CPU of the start %.2f ms\n", start_ms);
-    printf("CPU per battery uevent %.0f us, per foreign uevent %.1f us\n", cycle_us, flood_us);
-    // Pages of the program and its libraries come in when they are first used: they are no growth.
+    printf("CPU per battery uevent %.0f us, per uevent of another subsystem %.1f us\n", cycle_us,
+           flood_us);
+    // Pages of the program and its libraries are loaded at first use and do not count as growth.
     const bool grew = end.written_kb > start.written_kb || end.descriptors != start.descriptors;
-    printf("%s\n\n", grew ? "WRONG: memory or descriptors grew" : "nothing grew");
+    printf("%s\n\n",
+           grew ? "ERROR: memory or descriptors grew" : "memory and descriptors did not grow");
     return grew ? 1 : 0;
 }
 

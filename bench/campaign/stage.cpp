@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int CYCLE_LIMIT_MS = 60'000;  // a cycle that has not ended by then never will
+constexpr int CYCLE_LIMIT_MS = 60'000;  // after this time the cycle counts as hung
 constexpr int LISTEN_LIMIT_MS = 60'000;
 
 void set_clock(const Stage& stage) {
@@ -88,11 +88,11 @@ void wait_for_listener(const Stage& stage) {
             return;
         }
         if (waitpid(stage.daemon_pid, nullptr, WNOHANG) == stage.daemon_pid) {
-            throw StageError("the daemon ended at its start");
+            throw StageError("the daemon ended at start-up");
         }
         usleep(1000);
     }
-    throw StageError("the daemon does not listen");
+    throw StageError("the daemon does not listen for uevents");
 }
 
 void close_all(Stage& stage) {
@@ -191,7 +191,7 @@ void break_attribute(Stage& stage, const std::string& path, AttributeFault fault
     }
     fs::remove(path);
     if (fault == AttributeFault::UNREADABLE) {
-        fs::create_directory(path);  // it can be opened, and every read of it fails
+        fs::create_directory(path);  // open succeeds, every read fails
     }
 }
 

@@ -2,14 +2,17 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "bench/actions.h"
 #include "bench/campaign/call_faults.h"
 #include "bench/display.h"
 #include "bench/event_text.h"
 #include "bench/uevent_sender.h"
+#include "support/rows.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -17,6 +20,11 @@ namespace {
 namespace fs = std::filesystem;
 using decode::EventField;
 using decode::FieldUnit;
+
+std::string expected(const char* name) {
+    std::ifstream file(std::string(BENCH_TESTS "/") + name);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
 
 decode::Event sample_event() {
     return {.name = "ChargerInsertionRemoval",
@@ -32,7 +40,7 @@ decode::Event sample_event() {
             .absent = {"moment_max_vbatt"}};
 }
 
-TEST(EventText, tells_what_there_is_and_names_what_there_is_not) {
+TEST(EventText, TellsWhatThereIsAndNamesWhatThereIsNot) {
     const auto name = [](std::string text) { return text.resize(42, ' '), text; };
     const std::vector<std::string> wanted = {
         name("version") + "2",
@@ -42,7 +50,7 @@ TEST(EventText, tells_what_there_is_and_names_what_there_is_not) {
         name("thermal_level_time") + "thermal level 0: 0 d 00:00:11; thermal level 2: 0 d 00:00:13",
         name("arrhenius_lv") + "10 days from day 10: 3",
         name("fcc_mah") + "[0]: 1 mAh; ... 2 more ...; [3]: 4 mAh",
-        "nothing yet in pdo_raw_list full_count"};
+        "empty: pdo_raw_list full_count"};
     EXPECT_EQ(event_lines(sample_event()), wanted);
     EXPECT_EQ(event_json(sample_event()).dump(),
               R"({"version":2,"charger_type":"PD","pdo_raw_list":"","battery_care_flg":true,)"
@@ -91,112 +99,41 @@ std::string shown(Output output) {
     return testing::internal::GetCapturedStdout();
 }
 
-TEST(Display, in_lines_of_text) {
-    const std::string status = "48 %  3.877 V  -251 mA  25.0 °C  level 2  PD 27 W  Full  up 26:03:04\n";
-    EXPECT_EQ(shown(Output::PLAIN),
-              "Scenario ordinary: a day\n"
-              "  daemon             /d/cellwarden\n"
-              "  units and events   /s\n"
-              "  duration           30 s; battery time runs 60 times as fast\n"
-              "    1.2 s  daemon  listens for uevents; the timeline begins\n"
-              "    1.2 s  phone   load 5 mA\n"
-              "    1.2 s  uevent  usb\n"
-              "    1.2 s  uevent  thermal zone\n"
-              "    1.2 s  cycle   full\n"
-              "    1.2 s  cycle   light\n"
-              "    1.2 s  write   battery/soh  96 -> 95\n"
-              "    1.2 s  unit    2805 stored, 2 bytes: 95\n"
-              "    1.2 s  unit    2491 stored, 9728 bytes\n"
-              "    1.2 s  unit    2319 stored, 1 byte: 4\n"
-              "    1.2 s  event   charging.X, 1 byte; is empty\n"
-              "    1.2 s  log     hot\n"
-              "    0.0 s  status  " +
-                  status + "    5.0 s  status  " + status +
-                  "\nEnded after 30.5 s: the end.\n"
-                  "  uevents           2\n"
-                  "  cycles            1 full, 1 light\n"
-                  "  attribute writes  battery/soh 1\n"
-                  "  units stored      2319 1, 2491 1, 2805 1\n"
-                  "  events sent       X 1\n"
-                  "  log lines         1\n"
-                  "  files             /s\n");
+TEST(Display, PrintsLinesOrJson) {
+    EXPECT_EQ(shown(Output::PLAIN), expected("display.txt"));
+    EXPECT_EQ(shown(Output::JSON), expected("display.jsonl"));
     EXPECT_NE(shown(Output::TERMINAL).find("\r\x1b[K    1.2 s  \x1b[31mlog     hot\x1b[0m\n"), std::string::npos);
 }
 
-TEST(Display, in_json) {
-    const std::string status = R"("what":"status","soc_percent":48,"voltage_v":3.877,"current_ma":-251.0,)"
-                               R"("temp_c":25.0,"charge_status":"Full","level":2,"source":"PD 27 W",)"
-                               R"("uptime_s":93784})"
-                               "\n";
-    EXPECT_EQ(shown(Output::JSON),
-              R"({"at_s":0.0,"what":"start","scenario":"ordinary","about":"a day",)"
-              R"("daemon":"/d/cellwarden","duration_s":30.0,"speed":60.0,"uptime_s":3600.0,)"
-              R"("state_dir":"/s"}
-{"at_s":1.25,"what":"listens"}
-{"at_s":1.25,"what":"phone","text":"load 5 mA"}
-{"at_s":1.25,"what":"uevent","subsystem":"power_supply","name":"usb"}
-{"at_s":1.25,"what":"uevent","subsystem":"thermal","name":"zone"}
-{"at_s":1.25,"what":"cycle","kind":"full"}
-{"at_s":1.25,"what":"cycle","kind":"light"}
-{"at_s":1.25,"what":"write","attribute":"battery/soh","old":"96","new":"95"}
-{"at_s":1.25,"what":"unit","unit":2805,"size":2,"value":"95"}
-{"at_s":1.25,"what":"unit","unit":2491,"size":9728}
-{"at_s":1.25,"what":"unit","unit":2319,"size":1,"value":"4"}
-{"at_s":1.25,"what":"event","category":"charging","name":"X","size":1,"file":"f","fields":{},"fault":"is empty"}
-{"at_s":1.25,"what":"log","level":3,"text":"hot"}
-)"
-              R"({"at_s":0.0,)" +
-                  status + R"({"at_s":1.0,)" + status + R"({"at_s":4.9,)" + status +
-                  R"({"at_s":30.5,"what":"summary","reason":"the end","daemon_ran":true,"uevents":2,)"
-                  R"("full_cycles":1,"light_cycles":1,"writes":{"battery/soh":1},)"
-                  R"("units":{"2319":1,"2491":1,"2805":1},"events":{"X":1},"log_lines":1,"state_dir":"/s"})"
-                  "\n");
-}
-
-TEST(Action, changes_the_phone_and_tells_of_it) {
-    const struct {
-        Action action;
-        const char* text;
-        const char* uevents;
-        double (*changed)(const phone::Phone&);
-        double wanted;
-    } rows[] = {
-        {PlugUsb{"PD", 27}, "USB charger plugged in: PD 27 W", "usb battery ",
-         [](const auto& phone) { return phone.charger.watts + (phone.charger.source == phone::Source::USB ? 100 : 0); },
-         127},
-        {PlugWireless{"EPP", 15.5}, "laid on a wireless charger: EPP 15.5 W", "wireless battery ",
-         [](const auto& phone) { return phone.charger.watts; }, 15.5},
-        {Unplug{}, "charger taken away", "battery ", [](const auto& phone) { return phone.charger.watts; }, 0},
-        {SetAmbient{-5}, "ambient temperature -5 °C", "", [](const auto& phone) { return phone.ambient_c; }, -5},
-        {SetBatteryTemp{44.5}, "battery temperature 44.5 °C", "battery ",
-         [](const auto& phone) { return phone.battery.temp_c; }, 44.5},
-        {SetLoad{700}, "load 700 mA", "", [](const auto& phone) { return phone.load_ma; }, 700},
-        {SetThermalLevel{9}, "thermal level 9", "battery ",
-         [](const auto& phone) { return double(phone.charger.thermal_level); }, 9},
-        {SetShutdownPhase{4}, "shutdown phase 4", "battery ",
-         [](const auto& phone) { return double(phone.shutdown_phase); }, 4},
-        {OverrideAttribute{"battery/health", "Hot"}, "battery/health held at 'Hot'", "", nullptr, 0},
-        {OverrideAttribute{"battery/health", {}}, "battery/health follows the phone again", "", nullptr, 0},
-        {SwitchFault{"imei", true}, "fault imei on", "", nullptr, 0},
-        {SwitchFault{"imei", false}, "fault imei off", "", nullptr, 0},
-        {SendUevent{"thermal", "zone"}, "uevent of thermal zone", "zone ", nullptr, 0},
-    };
-    for (const auto& row : rows) {
-        phone::Phone phone;
-        std::string uevents;
-        for (const UeventSent& uevent : change_phone(phone, row.action)) {
-            uevents += uevent.name + " ";
-        }
-        EXPECT_EQ(action_text(row.action), row.text);
-        EXPECT_EQ(uevents, row.uevents) << row.text;
-        EXPECT_TRUE(row.changed == nullptr || row.changed(phone) == row.wanted) << row.text;
-    }
+// One after the other, on one phone: what is said, which uevents are sent, and the phone after it.
+TEST(Action, ChangesThePhoneAndTellsOfIt) {
+    const Action actions[] = {PlugUsb{"PD", 27},
+                              SetAmbient{-5},
+                              SetBatteryTemp{44.5},
+                              SetLoad{700},
+                              SetThermalLevel{9},
+                              SetShutdownPhase{4},
+                              PlugWireless{"EPP", 15.5},
+                              Unplug{},
+                              Unplug{},
+                              OverrideAttribute{"battery/health", "Hot"},
+                              OverrideAttribute{"battery/health", {}},
+                              SwitchFault{"imei", true},
+                              SwitchFault{"imei", false},
+                              SendUevent{"thermal", "zone"}};
     phone::Phone phone;
-    (void)change_phone(phone, PlugUsb{"PD", 27});
-    EXPECT_EQ(source_text(phone.charger), "PD 27 W");
-    EXPECT_EQ(change_phone(phone, PlugWireless{"BPP", 5}).size(), 3U) << "the USB charger was taken away";
-    EXPECT_EQ(change_phone(phone, Unplug{}).front().name, "wireless");
-    EXPECT_EQ(source_text(phone.charger), "unplugged");
+    std::ostringstream told;
+    for (const Action& action : actions) {
+        const std::vector<UeventSent> uevents = change_phone(phone, action);
+        told << action_text(action) << " |";
+        for (const UeventSent& uevent : uevents) {
+            told << ' ' << uevent.subsystem << '/' << uevent.name;
+        }
+        told << " | " << source_text(phone.charger) << ", " << phone.ambient_c << " and " << phone.battery.temp_c
+             << " degC, " << phone.load_ma << " mA, level " << phone.charger.thermal_level << ", phase "
+             << phone.shutdown_phase << '\n';
+    }
+    EXPECT_EQ(told.str(), expected("actions.txt"));
 }
 
 class StateDir : public testing::Test {
@@ -211,7 +148,7 @@ class StateDir : public testing::Test {
     const fs::path top;
 };
 
-TEST_F(StateDir, takes_the_scenario_and_keeps_an_earlier_run) {
+TEST_F(StateDir, TakesTheScenarioAndKeepsAnEarlierRun) {
     Scenario scenario;
     scenario.units = {{2802, "250101"}, {2319, "\x04"}};
     scenario.properties = {{"ro.model", "PVX-40"}};
@@ -229,7 +166,7 @@ TEST_F(StateDir, takes_the_scenario_and_keeps_an_earlier_run) {
     EXPECT_FALSE(fs::exists(top / "faults/imei"));
 }
 
-TEST_F(StateDir, reads_units_and_events) {
+TEST_F(StateDir, ReadsUnitsAndEvents) {
     const struct {
         std::string bytes;
         const char* value;
@@ -255,11 +192,11 @@ TEST_F(StateDir, reads_units_and_events) {
     EXPECT_EQ(event_json(sent.content).dump(), R"({"version":2})");
     EXPECT_EQ(sent.fault, "");
     write(event, "\x08");
-    EXPECT_NE(read_outbox_event(top / event).fault.find("the value of field version is cut"), std::string::npos);
+    EXPECT_NE(read_outbox_event(top / event).fault.find("the value of field version is truncated"), std::string::npos);
     EXPECT_THROW(read_outbox_event(top / "outbox/letter"), std::runtime_error);
 }
 
-TEST(Uevent, names_the_device_and_a_supply) {
+TEST(Uevent, NamesTheDeviceAndASupply) {
     using namespace std::string_literals;
     EXPECT_EQ(uevent_text("power_supply", "usb"),
               "change@/devices/platform/soc/power_supply/usb\0ACTION=change\0"
@@ -267,7 +204,7 @@ TEST(Uevent, names_the_device_and_a_supply) {
     EXPECT_EQ(uevent_text("thermal", "z").find("POWER"), std::string::npos);
 }
 
-TEST(KernelLog, splits_what_is_read_at_once) {
+TEST(KernelLog, SplitsWhatIsReadAtOnce) {
     std::string records;
     for (const LogRecord& record : split_log_records("<3>a\n<4>b<12>\nplain\n<6>\n<8>c")) {
         records += std::to_string(record.level) + "(" + record.text + ")";
@@ -276,33 +213,12 @@ TEST(KernelLog, splits_what_is_read_at_once) {
 }
 
 // A device call that fails may change what follows from it, and nothing beside that.
-TEST(CallFault, explains_its_own_lines_alone) {
-    const char* const hash = "0123456789abcdef";
-    const struct {
-        const char* fault;
-        std::string line;
-        bool explained;
-    } rows[] = {
-        {"unit-read-2319", std::string("0 unit 2319 ") + hash, true},
-        {"unit-read-2319", std::string("0 unit 2491 ") + hash, false},
-        {"unit-read-2319", "0 unit 2319 no hash at all..", false},
-        {"unit-read-2319", std::string("0 event ChargerInsertionRemoval ") + hash, false},
-        {"unit-read-2491", "0 write battery/cycle_count 120", true},
-        {"unit-read-2491", "0 write battery/cycle_count 119", false},
-        {"unit-read-2491", "0 write usb/input_suspend 1", false},
-        {"unit-read-2491", "0 log cellwarden: Failed to save battery statistics", false},
-        {"log", "4 log cellwarden: Failed to get IMEI", false},
-        {"log", "4 write battery/manufacturing_date 1743465600", false},
-        {"unit-read-2312", "4 write battery/manufacturing_date 1743465600", false},
-        {"unit-write-2802", "1 write battery/manufacturing_date 1743465600", true},
-        {"unit-write-2802", "1 write battery/manufacturing_date 1735689600", false},
-    };
-    for (const auto& row : rows) {
-        for (const CallFault& fault : call_faults()) {
-            if (fault.name == std::string(row.fault)) {
-                EXPECT_EQ(unexplained(fault, {row.line}).empty(), row.explained) << row.fault << ": " << row.line;
-            }
-        }
+TEST(CallFault, ExplainsItsOwnLinesAlone) {
+    for (const test::Row& row : test::values_of(BENCH_TESTS "/explained.csv")) {
+        const auto fault = std::find_if(call_faults().begin(), call_faults().end(),
+                                        [&](const CallFault& one) { return one.name == row.at(0); });
+        ASSERT_NE(fault, call_faults().end()) << row.at(0);
+        EXPECT_EQ(unexplained(*fault, {row.at(1)}).empty(), row.at(2) == "yes") << row.at(0) << ": " << row.at(1);
     }
 }
 

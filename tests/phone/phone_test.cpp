@@ -4,11 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <map>
 #include <set>
-#include <sstream>
 
 #include "phone/phone_attributes.h"
+#include "support/rows.h"
 
 namespace cellwarden::phone {
 namespace {
@@ -24,7 +25,7 @@ Phone plugged(Source source, const char* type, double watts, double soc = 0.5) {
     return phone;
 }
 
-TEST(Battery, open_circuit_voltage_rises_with_the_charge_and_leads_back_to_it) {
+TEST(Battery, OpenCircuitVoltageRisesWithTheChargeAndLeadsBackToIt) {
     const std::pair<double, double> rows[] = {{-0.1, 3.30}, {0, 3.30},    {0.01, 3.40}, {0.5, 3.88},
                                               {0.75, 4.14}, {0.95, 4.40}, {1, 4.47},    {1.2, 4.47}};
     for (const auto& [soc, volts] : rows) {
@@ -40,15 +41,15 @@ TEST(Battery, open_circuit_voltage_rises_with_the_charge_and_leads_back_to_it) {
     EXPECT_EQ(soc_at_open_circuit(5'000'000), 1);
 }
 
-TEST(Battery, counts_charge_against_the_capacity_that_is_left) {
+TEST(Battery, CountsChargeAgainstTheCapacityThatIsLeft) {
     const struct {
         const char* name;
         double health, soc, current_ua, seconds, wanted_soc;
-    } rows[] = {
-        {"half an hour at 1C", 1, 0.2, 5e6, HOUR_S / 2, 0.7}, {"an aged cell fills faster", 0.8, 0.2, 2e6, HOUR_S, 0.7},
-        {"and empties faster", 0.8, 0.7, -2e6, HOUR_S, 0.2},  {"no more than full", 1, 0.9, 5e6, HOUR_S, 1},
-        {"no less than empty", 1, 0.1, -5e6, HOUR_S, 0},
-    };
+    } rows[] = {{"half an hour at 1C", 1, 0.2, 5e6, HOUR_S / 2, 0.7},
+                {"an aged cell fills faster", 0.8, 0.2, 2e6, HOUR_S, 0.7},
+                {"and empties faster", 0.8, 0.7, -2e6, HOUR_S, 0.2},
+                {"no more than full", 1, 0.9, 5e6, HOUR_S, 1},
+                {"no less than empty", 1, 0.1, -5e6, HOUR_S, 0}};
     for (const auto& row : rows) {
         Battery battery{.state_of_health = row.health, .soc = row.soc};
         advance_battery(battery, row.current_ua, 25, 0, row.seconds);
@@ -58,21 +59,19 @@ TEST(Battery, counts_charge_against_the_capacity_that_is_left) {
     }
 }
 
-TEST(Battery, warms_by_8_K_per_watt_in_800_s) {
+TEST(Battery, WarmsBy8KPerWattIn800S) {
     constexpr double FOREVER_S = 1e6;
     constexpr double SHARE = 0.6321205588;  // 1 - 1/e
     const struct {
         const char* name;
         double start_c, current_ua, ambient_c, other_w, seconds, wanted_c;
-    } rows[] = {
-        {"at rest it stays", 25, 0, 25, 0, FOREVER_S, 25},
-        {"its own resistance: 4 A^2 x 60 mOhm", 25, 2e6, 25, 0, FOREVER_S, 25 + 8 * 0.24},
-        {"the same while discharging", 25, -2e6, 25, 0, FOREVER_S, 25 + 8 * 0.24},
-        {"other heat", 25, 0, 25, 1.5, FOREVER_S, 37},
-        {"one time constant up", 20, 0, 20, 1, 800, 20 + 8 * SHARE},
-        {"one time constant down", 45, 0, 25, 0, 800, 45 - 20 * SHARE},
-        {"no time", 45, 2e6, 25, 5, 0, 45},
-    };
+    } rows[] = {{"at rest it stays", 25, 0, 25, 0, FOREVER_S, 25},
+                {"its own resistance: 4 A^2 x 60 mOhm", 25, 2e6, 25, 0, FOREVER_S, 25 + 8 * 0.24},
+                {"the same while discharging", 25, -2e6, 25, 0, FOREVER_S, 25 + 8 * 0.24},
+                {"other heat", 25, 0, 25, 1.5, FOREVER_S, 37},
+                {"one time constant up", 20, 0, 20, 1, 800, 20 + 8 * SHARE},
+                {"one time constant down", 45, 0, 25, 0, 800, 45 - 20 * SHARE},
+                {"no time", 45, 2e6, 25, 5, 0, 45}};
     for (const auto& row : rows) {
         Battery battery{.temp_c = row.start_c};
         advance_battery(battery, row.current_ua, row.ambient_c, row.other_w, row.seconds);
@@ -80,15 +79,13 @@ TEST(Battery, warms_by_8_K_per_watt_in_800_s) {
     }
 }
 
-TEST(Charger, limits_current_and_voltage_by_level_and_temperature) {
+TEST(Charger, LimitsCurrentAndVoltageByLevelAndTemperature) {
     const struct {
         int ageing_level, thermal_level;
         double temp_c, wanted_ma, wanted_v;
-    } rows[] = {
-        {0, 0, 25, 4500, 4.48},   {1, 0, 25, 4275, 4.46},  {5, 0, 25, 3375, 4.38},   {0, 5, 25, 3150, 4.48},
-        {0, 15, 25, 450, 4.48},   {3, 10, 25, 1530, 4.42}, {0, 0, -0.1, 0, 4.48},    {0, 0, 0, 4500, 4.48},
-        {0, 0, 44.9, 4500, 4.48}, {0, 0, 45, 2250, 4.48},  {0, 0, 59.9, 2250, 4.48}, {0, 0, 60, 0, 4.48},
-    };
+    } rows[] = {{0, 0, 25, 4500, 4.48},   {1, 0, 25, 4275, 4.46},  {5, 0, 25, 3375, 4.38},   {0, 5, 25, 3150, 4.48},
+                {0, 15, 25, 450, 4.48},   {3, 10, 25, 1530, 4.42}, {0, 0, -0.1, 0, 4.48},    {0, 0, 0, 4500, 4.48},
+                {0, 0, 44.9, 4500, 4.48}, {0, 0, 45, 2250, 4.48},  {0, 0, 59.9, 2250, 4.48}, {0, 0, 60, 0, 4.48}};
     for (const auto& row : rows) {
         Charger charger;
         charger.thermal_level = row.thermal_level;
@@ -100,50 +97,25 @@ TEST(Charger, limits_current_and_voltage_by_level_and_temperature) {
 }
 
 // At 50 % the open-circuit voltage is 3.88 V; a load of 250 mA takes 0.97 W.
-TEST(Charger, shares_the_power_of_its_source) {
-    constexpr bool LIMITED = true;
-    const struct {
-        const char* name;
-        Source source;
-        double watts, soc;
-        bool usb_suspend, lrc_suspend, disable;
-        double wanted_ma, wanted_w;
-        bool limited;
-        ChargeStatus status;
-    } rows[] = {
-        {"unplugged", Source::NONE, 0, 0.5, false, false, false, -250, 0, false, ChargeStatus::DISCHARGING},
-        {"USB, enough", Source::USB, 27, 0.5, false, false, false, 4500, 4.75 * 3.88 / 0.9, false,
-         ChargeStatus::CHARGING},
-        {"USB, weak", Source::USB, 5, 0.5, false, false, false, 4500 / 3.88 - 250, 5, LIMITED, ChargeStatus::CHARGING},
-        {"wireless", Source::WIRELESS, 10, 0.5, false, false, false, 7500 / 3.88 - 250, 10, LIMITED,
-         ChargeStatus::CHARGING},
-        {"constant voltage: 24 mV over 60 mOhm", Source::USB, 27, 0.99, false, false, false, 400, 0.65 * 4.456 / 0.9,
-         false, ChargeStatus::CHARGING},
-        {"under 0.05C", Source::USB, 27, 0.9965, false, false, false, 0, 0.25 * 4.4651 / 0.9, false,
-         ChargeStatus::FULL},
-        {"charging disabled", Source::USB, 27, 0.5, false, false, true, 0, 0.97 / 0.9, false,
-         ChargeStatus::NOT_CHARGING},
-        {"USB suspended", Source::USB, 27, 0.5, true, false, false, -250, 0, false, ChargeStatus::DISCHARGING},
-        {"USB's switch and wireless", Source::WIRELESS, 10, 0.5, true, false, false, 7500 / 3.88 - 250, 10, LIMITED,
-         ChargeStatus::CHARGING},
-        {"every input suspended", Source::WIRELESS, 10, 0.5, false, true, false, -250, 0, false,
-         ChargeStatus::DISCHARGING},
-    };
-    for (const auto& row : rows) {
-        Phone phone = plugged(row.source, "", row.watts, row.soc);
-        phone.charger.usb_input_suspend = row.usb_suspend;
-        phone.charger.lrc_input_suspend = row.lrc_suspend;
-        phone.charger.lrc_charge_disable = row.disable;
+TEST(Charger, SharesThePowerOfItsSource) {
+    for (const test::Row& row : test::values_of(PHONE_TESTS "/power.csv")) {
+        const Source source = row.at(1) == "USB"        ? Source::USB
+                              : row.at(1) == "wireless" ? Source::WIRELESS
+                                                        : Source::NONE;
+        Phone phone = plugged(source, "", test::number(row, 2), test::number(row, 3));
+        phone.charger.usb_input_suspend = row.at(4) == "usb";
+        phone.charger.lrc_input_suspend = row.at(4) == "input";
+        phone.charger.lrc_charge_disable = row.at(4) == "charge";
         const PowerFlow flow = share_power(phone.charger, phone.battery, 250e3);
-        EXPECT_NEAR(flow.battery_ua, row.wanted_ma * 1e3, 1) << row.name;
-        EXPECT_NEAR(flow.input_w, row.wanted_w, 1e-4) << row.name;
-        EXPECT_EQ(flow.input_limited, row.limited) << row.name;
-        EXPECT_EQ(flow.status, row.status) << row.name;
+        EXPECT_NEAR(flow.battery_ua, test::number(row, 5) * 1e3, 1) << row.at(0);
+        EXPECT_NEAR(flow.input_w, test::number(row, 6), 1e-4) << row.at(0);
+        EXPECT_EQ(flow.input_limited, row.at(7) == "yes") << row.at(0);
+        EXPECT_EQ(status_text(flow.status), row.at(8)) << row.at(0);
     }
 }
 
 // Full at 0.05C x 60 mOhm = 15 mV below the float voltage, again from 40 mV below that.
-TEST(Charger, stays_full_until_the_charge_has_sunk) {
+TEST(Charger, StaysFullUntilTheChargeHasSunk) {
     Phone phone = plugged(Source::USB, "PD", 27, 0.9965);
     const auto status_at = [&](double soc) {
         phone.battery.soc = soc;
@@ -166,7 +138,7 @@ TEST(Charger, stays_full_until_the_charge_has_sunk) {
     EXPECT_EQ((phone.battery.soc = 0.93, capacity_percent(phone)), 100);
 }
 
-TEST(Phone, a_charge_puts_in_what_the_battery_gains_and_ends_full) {
+TEST(Phone, AChargePutsInWhatTheBatteryGainsAndEndsFull) {
     for (const int level : {0, 5}) {
         Phone phone = plugged(Source::USB, "PD", 27, 0.2);
         phone.charger.ageing_level = level;
@@ -190,7 +162,7 @@ TEST(Phone, a_charge_puts_in_what_the_battery_gains_and_ends_full) {
 }
 
 // 2 A at 3.88 V: 15 % of the load and 5 % of what the source gives warm the battery.
-TEST(Phone, load_and_converter_warm_the_battery) {
+TEST(Phone, LoadAndConverterWarmTheBattery) {
     Phone phone = plugged(Source::USB, "PD", 27);
     phone.charger.lrc_charge_disable = true;
     phone.load_ma = 2000;
@@ -200,16 +172,12 @@ TEST(Phone, load_and_converter_warm_the_battery) {
     EXPECT_NEAR(board_temp_c(phone) - phone.battery.temp_c, 3 + 4 * 2, 1e-9);
 }
 
-TEST(Phone, words_of_the_kernel) {
+TEST(Phone, HealthFollowsTheTemperature) {
     const std::pair<double, const char*> rows[] = {{-0.1, "Cold"}, {0, "Good"},    {44.9, "Good"},
                                                    {45, "Warm"},   {59.9, "Warm"}, {60, "Hot"}};
     for (const auto& [temp_c, text] : rows) {
         EXPECT_STREQ(health_text(temp_c), text) << temp_c;
     }
-    EXPECT_STREQ(status_text(ChargeStatus::DISCHARGING), "Discharging");
-    EXPECT_STREQ(status_text(ChargeStatus::NOT_CHARGING), "Not charging");
-    EXPECT_STREQ(status_text(ChargeStatus::CHARGING), "Charging");
-    EXPECT_STREQ(status_text(ChargeStatus::FULL), "Full");
 }
 
 std::map<std::string, std::string> texts_of(const Phone& phone) {
@@ -220,20 +188,25 @@ std::map<std::string, std::string> texts_of(const Phone& phone) {
     return texts;
 }
 
-// `wanted` has an entry "NAME TEXT;" for each attribute to look at.
-void expect_texts(const Phone& phone, const std::string& wanted) {
+// Compares with the lines "NAME TEXT" of that section of attributes.txt.
+void expect_texts(const Phone& phone, const std::string& section) {
     const auto texts = texts_of(phone);
-    std::istringstream entries(wanted);
-    for (std::string entry; std::getline(entries >> std::ws, entry, ';');) {
-        const size_t blank = entry.find(' ');
-        const auto found = texts.find(entry.substr(0, blank));
-        EXPECT_EQ(found == texts.end() ? "" : found->second, entry.substr(blank + 1)) << entry;
+    std::ifstream file(PHONE_TESTS "/attributes.txt");
+    std::string line;
+    while (std::getline(file, line) && line != "[" + section + "]") {
     }
+    int count = 0;
+    for (; std::getline(file, line) && line[0] != '['; count++) {
+        const size_t blank = line.find(' ');
+        const auto found = texts.find(line.substr(0, blank));
+        EXPECT_EQ(found == texts.end() ? "" : found->second, line.substr(blank + 1)) << section << ": " << line;
+    }
+    EXPECT_GT(count, 0) << section;
 }
 
 // 50 %, state of health 90 %, 46 degC: the driver halves 0.9C, takes 10 % off for level 2 and 18 %
-// for thermal level 3 of 15.
-TEST(Attributes, show_the_charging_phone) {
+// for thermal level 3 of 15. Level 2 ends the charge at 96.786 %.
+TEST(Attributes, ShowTheChargingPhone) {
     Phone phone = plugged(Source::USB, "PD", 27);
     phone.battery.state_of_health = 0.9;
     phone.battery.temp_c = 46.04;
@@ -243,76 +216,31 @@ TEST(Attributes, show_the_charging_phone) {
     phone.shutdown_phase = 1;
     phone.learning_count = 6;
     advance_phone(phone, 0);
-    expect_texts(phone, R"(
-        battery/capacity 52; battery/status Charging; battery/health Warm; battery/temp 460;
-        battery/voltage_now 3979630; battery/current_now 1660500; battery/model_name PELLAMIR_VOSKA;
-        battery/charge_full_design 5000000; battery/time_to_full_now 4878; qcom-battery/resistance 60000;
-        qcom-battery/charge_full 4500000; battchg_ext/batt_soc 5000; battchg_ext/system_soc 5000;
-        battchg_ext/monotonic_soc 5000; battchg_ext/real_nom_cap 5000; battchg_ext/batt_temp 460;
-        battchg_ext/real_temp 460; battchg_ext/vcell_max 3980; battchg_ext/current_jeita_zone 1;
-        battchg_ext/learned_capacity 4500; battchg_ext/learning_counter 6; battchg_ext/ttf 4878;
-        thermal_zone7/temp 51040; usb/online 1; usb/current_now 1034906; usb/voltage_now 9000000;
-        usb/input_current_limit 3000000; wireless/online 0; wireless/voltage_now 0; wireless/current_max 0;
-        qcom-battery/usb_real_type PD; battchg_ext/typec_mode PD source attached; battchg_ext/wls_vrect 0;
-        battchg_ext/wls_vout 0; battchg_ext/wls_iout 0; battchg_ext/wls_type Unknown;
-        battchg_ext/wls_negotiated_pwr 0x00; battchg_ext/aicl_result 3000; battchg_ext/charger_max_wattage 27000000;
-        battchg_ext/active_charger_type 15; battman_dbg/reg_aicl_status 0x01; battchg_ext/bootup_shutdown_phase 1;
-        battchg_ext/system_temp_level 3; battchg_ext/system_temp_level_max 15; battchg_ext/batt_aging_level 2;
-        battchg_ext/current_step_phase 0; battchg_ext/battery_charger_status Charging; battchg_ext/icm_state 1;
-        battchg_ext/fv 4440000; battchg_ext/fcc 1660500; battchg_ext/vbat_full 4440;)");
+    expect_texts(phone, "charging");
     phone.gauge_uah = 4.7e6;
     phone.charger.watts = 5;  // too weak for the current that the battery may take
     advance_phone(phone, 0);
-    expect_texts(phone, R"(
-        battery/current_now 659794; battman_dbg/reg_aicl_status 0x05; battchg_ext/current_step_phase 1;
-        qcom-battery/charge_full 4700000; battchg_ext/learned_capacity 4700; usb/current_now 555556;)");
+    expect_texts(phone, "limited by its source");
 }
 
-TEST(Attributes, show_a_wireless_charger_and_none) {
+TEST(Attributes, ShowAWirelessChargerAndNone) {
     Phone phone = plugged(Source::WIRELESS, "EPP", 15.9);
     advance_phone(phone, 0);
-    expect_texts(phone, R"(
-        usb/online 0; usb/current_now 0; usb/voltage_now 0; usb/input_current_limit 0;
-        qcom-battery/usb_real_type Unknown; wireless/online 1; wireless/voltage_now 12000000;
-        wireless/current_max 1325000; battchg_ext/wls_vrect 12000000; battchg_ext/wls_vout 12000000;
-        battchg_ext/wls_iout 1325000; battchg_ext/wls_type EPP; battchg_ext/wls_negotiated_pwr 0x0f;
-        battchg_ext/aicl_result 0; battchg_ext/active_charger_type 22;
-        battchg_ext/typec_mode Nothing source attached; battman_dbg/reg_aicl_status 0x04;)");
+    expect_texts(phone, "wireless");
     phone = Phone{};
     phone.thermal_zone = 12;
     advance_phone(phone, 0);
-    expect_texts(phone, R"(
-        battery/current_now -250000; battery/time_to_full_now -1; battchg_ext/icm_state 0;
-        battchg_ext/active_charger_type 0; battchg_ext/charger_max_wattage 0; thermal_zone12/temp 29000;)");
+    expect_texts(phone, "unplugged");
 }
 
-TEST(Attributes, know_each_kind_of_charger) {
-    const struct {
-        const char* type;
-        const char* number;
-        const char* voltage;
-        const char* mode;
-    } rows[] = {
-        {"SDP", "2", "5000000", "Type-C source attached (default current)"},
-        {"DCP", "3", "5000000", "Type-C source attached (medium current)"},
-        {"CDP", "4", "5000000", "Type-C source attached (medium current)"},
-        {"C", "5", "5000000", "Type-C source attached (high current)"},
-        {"HVDCP", "7", "9000000", "Legacy source attached"},
-        {"HVDCP_3", "8", "9000000", "Legacy source attached"},
-        {"HVDCP_3P5", "9", "9000000", "Legacy source attached"},
-        {"PD_PPS", "16", "9000000", "PD source attached"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.type);
-        expect_texts(plugged(Source::USB, row.type, 10), "battchg_ext/active_charger_type " + std::string(row.number) +
-                                                             ";" + "usb/voltage_now " + std::string(row.voltage) + ";" +
-                                                             "battchg_ext/typec_mode " + std::string(row.mode) + ";");
+TEST(Attributes, KnowEachKindOfCharger) {
+    for (const char* const type : {"SDP", "DCP", "CDP", "C", "HVDCP", "HVDCP_3", "HVDCP_3P5", "PD_PPS"}) {
+        expect_texts(plugged(Source::USB, type, 10), type);
     }
-    expect_texts(plugged(Source::WIRELESS, "BPP", 5), R"(
-        battchg_ext/active_charger_type 21; wireless/voltage_now 5000000;)");
+    expect_texts(plugged(Source::WIRELESS, "BPP", 5), "BPP");
 }
 
-TEST(Attributes, every_parameter_has_a_text_and_no_path_two) {
+TEST(Attributes, EveryParameterHasATextAndNoPathTwo) {
     const Phone phone;
     std::map<std::string, std::string> texts;
     std::set<SysfsParamId> ids;
@@ -329,7 +257,7 @@ TEST(Attributes, every_parameter_has_a_text_and_no_path_two) {
     EXPECT_EQ(attribute_name("c"), "c");
 }
 
-TEST(Attributes, the_driver_obeys_four_of_them) {
+TEST(Attributes, TheDriverObeysFourOfThem) {
     const auto after = [](SysfsParamId id, const char* text) {
         Phone phone;
         obey_attribute_write(phone, id, text);
