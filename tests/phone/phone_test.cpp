@@ -182,8 +182,10 @@ TEST(Phone, HealthFollowsTheTemperature) {
 
 std::map<std::string, std::string> texts_of(const Phone& phone) {
     std::map<std::string, std::string> texts;
-    for (const AttributeText& attribute : live_attributes(phone)) {
-        texts[std::string(attribute_name(attribute_path(phone, attribute.id)))] = attribute.text;
+    for (const auto& attributes : {live_attributes(phone), start_attributes(phone)}) {
+        for (const AttributeText& attribute : attributes) {
+            texts[std::string(attribute_name(attribute_path(phone, attribute.id)))] = attribute.text;
+        }
     }
     return texts;
 }
@@ -225,12 +227,14 @@ TEST(Attributes, ShowTheChargingPhone) {
 
 TEST(Attributes, ShowAWirelessChargerAndNone) {
     Phone phone = plugged(Source::WIRELESS, "EPP", 15.9);
+    phone.battery.temp_c = 45;
     advance_phone(phone, 0);
     expect_texts(phone, "wireless");
     phone = Phone{};
     phone.thermal_zone = 12;
     advance_phone(phone, 0);
     expect_texts(phone, "unplugged");
+    expect_texts(phone, "start");
 }
 
 TEST(Attributes, KnowEachKindOfCharger) {

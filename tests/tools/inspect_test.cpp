@@ -72,7 +72,12 @@ TEST_F(InspectTest, DifferencesHaveNamesAndUnitsThatPeopleRead) {
     stat.dev_attach[4].dev_attach_count = 7;
     stat.dev_attach[11].dev_attach_total_time = 8;
     stat.dev_attach[12].dev_charge_count = 9;
-    write("a", changed(fresh_record(), offsetof(BattStat, soft_charge_override), '\xD2'));
+    BattStat before;
+    reset_batt_stat(before);
+    before.soft_charge_override = 0xD2;
+    before.fcc_mah[4] = 0x1000;
+    before.online_time = 86'400 + 4000;
+    write("a", test::bytes_of(before));
     write("b", test::bytes_of(stat));
     EXPECT_EQ(run(INSPECT " diff a b").output, expected("record_differences.txt"));
     EXPECT_EQ(run(INSPECT " diff a b").exit_code, 1);
@@ -123,6 +128,7 @@ TEST_F(InspectTest, ThePageShowsGridsChargersAndPeriods) {
     EXPECT_THAT(page, HasSubstr("  fcc_mah\n    [0]                                     4810 mAh\n"
                                 "    [1]                                     4800 mAh\n"));
     EXPECT_THAT(page, HasSubstr("  max_temp                                  none yet\n"));
+    EXPECT_THAT(page, HasSubstr("    below 20 %                              not yet\n"));
     EXPECT_EQ(page.substr(page.find("vt_cet_table")), expected("record_page.txt"));
     write("record", fresh_record());
     const std::string fresh = run(INSPECT " record record").output;

@@ -6,6 +6,7 @@
 
 #include "common/json_reader.h"
 #include "program.h"
+#include "support/rows.h"
 #include "tools/lifetime/fade.h"
 #include "tools/lifetime/gauge.h"
 #include "tools/lifetime/profile.h"
@@ -275,6 +276,21 @@ TEST(ProfileFile, EveryKeyReachesItsField) {
     }
     EXPECT_EQ(profile.about + profile.name + profile.battery_model + profile.chargers.at(1).type,
               "xdaysPELLAMIR_VOSKABPP");
+}
+
+TEST(ProfileFile, ValuesOutOfRangeAreNamedWithTheRange) {
+    for (const test::Row& row : test::values_of(TOOLS_TESTS "/ranges.csv")) {
+        nlohmann::json document = nlohmann::json::parse(R"({"start": "2026-01-01", "home": "house",
+            "places": {"house": {"mean_c": 22}}, "chargers": {"fast": {"usb": "PD", "watts": 30}},
+            "occasions": [{"at": "07:00", "for_min": 5}]})");
+        document[nlohmann::json::json_pointer(row.at(0))] = 1e9;
+        try {
+            (void)parse_profile(document.dump(), "x.json");
+            ADD_FAILURE() << row.at(0) << ": was accepted";
+        } catch (const InputError& error) {
+            EXPECT_THAT(error.what(), testing::HasSubstr(": expected " + row.at(1))) << row.at(0);
+        }
+    }
 }
 
 }  // namespace

@@ -137,6 +137,7 @@ TEST_F(ReportTest, NeedsNothingBesideItsPage) {
     ASSERT_EQ(run(REPORT " run -o page").exit_code, 0);
     const std::string page = read("page");
     const std::string markup = page.substr(0, page.find("<script>"));
+    EXPECT_THAT(markup, HasSubstr("@media (prefers-color-scheme")) << "only @NAME@ marks a text to insert";
     for (const char* const outside : {"src=", "href=", "@import", "url("}) {
         EXPECT_EQ(count(markup, outside), 0) << outside;
     }
