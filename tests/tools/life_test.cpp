@@ -105,7 +105,7 @@ TEST_F(LifeTest, FiguresAndColumnsAreThoseOfTheRecord) {
             {"at": "21:00", "for_min": 300, "charger": "fast"}]})");
     double true_percent = 0;
     double lived_days = 0;
-    const volatile std::sig_atomic_t never = 0;
+    const std::atomic<int> never = 0;
     (void)run_profile(profile, 3, top / "a", never, [&](const Life& life) {
         true_percent = 100 * life.phone.battery.state_of_health;
         lived_days = static_cast<double>(life.time_s) / 86'400;
