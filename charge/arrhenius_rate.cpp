@@ -24,12 +24,12 @@ constexpr ArrheniusFixed to_fixed(extended value, int unit = UNIT) {
     return static_cast<ArrheniusFixed>(value * static_cast<extended>(ArrheniusFixed{1} << unit));
 }
 
-// Of a value of 2^64 or more.
+// Returns the number of significant bits. Requires value >= 2^64.
 int width_of(ArrheniusFixed value) {
     return 128 - std::countl_zero(static_cast<uint64_t>(value >> 64));
 }
 
-// To 113 significant bits, to nearest, ties to even.
+// Rounds to 113 significant bits, to nearest, ties to even. Requires value >= 2^64.
 ArrheniusFixed round_to_precision(ArrheniusFixed value) {
     const int excess = width_of(value) - PRECISION;
     if (excess <= 0) {
@@ -40,7 +40,7 @@ ArrheniusFixed round_to_precision(ArrheniusFixed value) {
     return (value + half - 1 + last_kept) >> excess << excess;
 }
 
-// Of a value of 2^64 or more that needs no rounding.
+// Requires value >= 2^64 with at most 113 significant bits.
 extended to_extended(ArrheniusFixed value) {
     constexpr int EXPONENT_BIAS = 16'383;
     const int width = width_of(value);

@@ -22,7 +22,7 @@ struct Effect {
     std::string name;   // attribute: its path; unit: its number; event: its name; log: empty
     std::string bytes;  // log: the line; attribute: the text; unit written, event: the bytes
     std::string category = "";  // of an event
-    bool failed = false;        // the daemon was told so, and nothing changed
+    bool failed = false;        // the call reported a failure and changed nothing
 };
 
 struct StandIn {

@@ -38,7 +38,7 @@ struct Occasion {
     double spread_s = 0;    // start varies by up to +-spread_s
     double for_s = 3600;    // duration
     Days days = Days::ALL;  // days on which it starts
-    double chance = 1;      // probability per such day
+    double chance = 1;      // probability on each of these days
 
     std::optional<double> load_ma;
     std::optional<size_t> place;     // index into Profile::places
