@@ -9,17 +9,18 @@ UeventSent supply_uevent(const char* name) {
     return {"power_supply", name};
 }
 
-// A source that is attached takes the place of another.
-std::vector<UeventSent> attach(Phone& phone, Source source, const std::string& type, double watts) {
+// A new source replaces the one that is connected.
+std::vector<UeventSent> attach(phone::Phone& phone, phone::Source source, const std::string& type,
+                               double watts) {
     std::vector<UeventSent> uevents;
-    const Source before = phone.charger.source;
+    const phone::Source before = phone.charger.source;
     phone.charger.source = source;
     phone.charger.type = type;
     phone.charger.watts = watts;
-    if (before == Source::USB || source == Source::USB) {
+    if (before == phone::Source::USB || source == phone::Source::USB) {
         uevents.push_back(supply_uevent("usb"));
     }
-    if (before == Source::WIRELESS || source == Source::WIRELESS) {
+    if (before == phone::Source::WIRELESS || source == phone::Source::WIRELESS) {
         uevents.push_back(supply_uevent("wireless"));
     }
     uevents.push_back(supply_uevent("battery"));
@@ -27,17 +28,17 @@ std::vector<UeventSent> attach(Phone& phone, Source source, const std::string& t
 }
 
 struct Changer {
-    Phone& phone;
+    phone::Phone& phone;
 
     using Uevents = std::vector<UeventSent>;
 
     Uevents operator()(const PlugUsb& plug) const {
-        return attach(phone, Source::USB, plug.type, plug.watts);
+        return attach(phone, phone::Source::USB, plug.type, plug.watts);
     }
     Uevents operator()(const PlugWireless& plug) const {
-        return attach(phone, Source::WIRELESS, plug.type, plug.watts);
+        return attach(phone, phone::Source::WIRELESS, plug.type, plug.watts);
     }
-    Uevents operator()(const Unplug&) const { return attach(phone, Source::NONE, "", 0); }
+    Uevents operator()(const Unplug&) const { return attach(phone, phone::Source::NONE, "", 0); }
     Uevents operator()(const SetAmbient& ambient) const {
         phone.ambient_c = ambient.temp_c;
         return {};
@@ -74,9 +75,9 @@ struct Teller {
         return "USB charger plugged in: " + plug.type + " " + number(plug.watts, "W");
     }
     std::string operator()(const PlugWireless& plug) const {
-        return "laid on a wireless charger: " + plug.type + " " + number(plug.watts, "W");
+        return "phone placed on a wireless charger: " + plug.type + " " + number(plug.watts, "W");
     }
-    std::string operator()(const Unplug&) const { return "charger taken away"; }
+    std::string operator()(const Unplug&) const { return "charger removed"; }
     std::string operator()(const SetAmbient& ambient) const {
         return "ambient temperature " + number(ambient.temp_c, "°C");
     }
@@ -100,13 +101,13 @@ struct Teller {
         return "fault " + fault.name + (fault.on ? " on" : " off");
     }
     std::string operator()(const SendUevent& uevent) const {
-        return "uevent of " + uevent.subsystem + " " + uevent.name;
+        return "uevent from " + uevent.subsystem + " " + uevent.name;
     }
 };
 
 }  // namespace
 
-std::vector<UeventSent> change_phone(Phone& phone, const Action& action) {
+std::vector<UeventSent> change_phone(phone::Phone& phone, const Action& action) {
     return std::visit(Changer{phone}, action);
 }
 
@@ -114,9 +115,9 @@ std::string action_text(const Action& action) {
     return std::visit(Teller{}, action);
 }
 
-std::string source_text(const Charger& charger) {
-    return charger.source == Source::NONE ? "unplugged"
-                                          : charger.type + " " + number(charger.watts, "W");
+std::string source_text(const phone::Charger& charger) {
+    return charger.source == phone::Source::NONE ? "unplugged"
+                                                 : charger.type + " " + number(charger.watts, "W");
 }
 
 }  // namespace cellwarden::bench

@@ -1,4 +1,4 @@
-// What a scenario's action does to the phone.
+// Applies the actions of a scenario to the phone.
 #pragma once
 
 #include <string>
@@ -10,14 +10,14 @@
 
 namespace cellwarden::bench {
 
-// Changes the phone as the action says; actions on files and faults change nothing here. Returns
-// the uevents by which a phone tells of the change.
-std::vector<UeventSent> change_phone(Phone& phone, const Action& action);
+// Applies an action to the phone. Actions on attribute files and faults have no effect here.
+// Returns the uevents that a phone sends after the change.
+std::vector<UeventSent> change_phone(phone::Phone& phone, const Action& action);
 
-// One line for people.
+// Returns a line that describes the action.
 std::string action_text(const Action& action);
 
-// "PD 27 W", or "unplugged".
-std::string source_text(const Charger& charger);
+// Returns "PD 27 W", or "unplugged".
+std::string source_text(const phone::Charger& charger);
 
 }  // namespace cellwarden::bench

@@ -10,6 +10,27 @@ namespace cellwarden::bench {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+const fs::path CLASSES = "/sys/class";
+const fs::path CHARGER = "devices/platform/soc/soc:pmic_glink/soc:pmic_glink:battery_charger";
+
+// Attributes of a class lie in the class's own folder; those of a device lie in the device's, to
+// which the class has a link.
+void create_folder(const fs::path& folder) {
+    const fs::path class_folder = folder.parent_path();
+    if (class_folder.parent_path() != CLASSES || fs::exists(folder)) {
+        fs::create_directories(folder);
+        return;
+    }
+    const fs::path device = CHARGER / class_folder.filename() / folder.filename();
+    fs::create_directories("/sys" / device);
+    fs::create_directories(class_folder);
+    fs::create_directory_symlink("../.." / device, folder);
+}
+
+}  // namespace
+
 void set_attribute(AttributeTree& tree, const std::string& path, const std::string& text) {
     const auto known = tree.find(path);
     if (known != tree.end() && known->second == text) {
@@ -17,7 +38,7 @@ void set_attribute(AttributeTree& tree, const std::string& path, const std::stri
     }
     const fs::path target = path;
     const fs::path fresh = target.parent_path() / ("." + target.filename().string());
-    fs::create_directories(target.parent_path());
+    create_folder(target.parent_path());
     std::ofstream stream(fresh, std::ios::trunc);
     stream << text << '\n';
     stream.close();

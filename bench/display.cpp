@@ -12,10 +12,10 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr const char* CLEAR_LINE = "\r\x1b[K";
-constexpr size_t EVENT_INDENT = 20;  // its fields stand below its name
+constexpr size_t EVENT_INDENT = 20;  // column of the fields of an event
 constexpr const char* NO_COLOUR = "\x1b[0m";
 
-// A line's first word, its colour on a terminal, and the rest.
+// A line: its first word, its colour on a terminal, and its text.
 struct Line {
     const char* what;
     const char* colour;
@@ -28,7 +28,7 @@ std::string plural(uint64_t count, const char* noun) {
 
 struct LineMaker {
     Line operator()(const DaemonListens&) const {
-        return {"daemon", "\x1b[1m", "listens for uevents; the timeline begins"};
+        return {"daemon", "\x1b[1m", "listens for uevents; the timeline starts"};
     }
     Line operator()(const PhoneChange& change) const { return {"phone", "\x1b[1m", change.text}; }
     Line operator()(const UeventSent& uevent) const {
@@ -108,7 +108,7 @@ double rounded(double value, double steps_per_one) {
 void print_json(double at_s, const Json& facts) {
     Json object = {{"at_s", rounded(at_s, 1e3)}};
     object.update(facts);
-    // What a file or a log line holds need not be UTF-8.
+    // Texts of files and log lines may be invalid UTF-8.
     const std::string text = object.dump(-1, ' ', false, Json::error_handler_t::replace);
     printf("%s\n", text.c_str());
     (void)fflush(stdout);
@@ -158,7 +158,7 @@ Json counts_json(const std::map<Key, int>& counts) {
     return object;
 }
 
-Json summary_json(const Settings& settings, const Ending& ending, const Tally& tally) {
+Json summary_json(const Settings& settings, const SessionEnd& ending, const Tally& tally) {
     return {{"what", "summary"},
             {"reason", ending.reason},
             {"daemon_ran", ending.daemon_ran},
@@ -204,7 +204,7 @@ void show_settings(const Display& display, const Settings& settings) {
     printf("Scenario %s: %s\n", settings.scenario.c_str(), settings.about.c_str());
     printf("  daemon             %s\n", settings.daemon.c_str());
     printf("  units and events   %s\n", settings.state_dir.c_str());
-    printf("  duration           %g s; battery time runs %g times as fast\n", settings.duration_s,
+    printf("  duration           %g s; the battery lives %g times as fast\n", settings.duration_s,
            settings.speed);
     (void)fflush(stdout);
 }
@@ -235,7 +235,7 @@ void show_status(Display& display, double at_s, const PhoneStatus& status) {
     }
 }
 
-void show_summary(const Display& display, const Settings& settings, const Ending& ending,
+void show_summary(const Display& display, const Settings& settings, const SessionEnd& ending,
                   const Tally& tally) {
     if (display.output == Output::JSON) {
         print_json(ending.seconds, summary_json(settings, ending, tally));

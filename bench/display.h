@@ -1,4 +1,4 @@
-// What the bench prints: a line for each happening, a status line, a summary.
+// Prints the progress of a run: a line for each happening, a status line, a summary.
 #pragma once
 
 #include <filesystem>
@@ -9,24 +9,24 @@
 namespace cellwarden::bench {
 
 enum class Output {
-    TERMINAL,  // colours; the status line stays at the bottom
-    PLAIN,     // lines of text; the status as a line of its own every five seconds
-    JSON,      // one JSON object per line; the status every second
+    TERMINAL,  // with colours; the status line stays at the bottom
+    PLAIN,     // lines of text; a status line every five seconds
+    JSON,      // one JSON object per line; a status object every second
 };
 
 struct Settings {
     std::string scenario;
     std::string about;
-    std::string daemon;  // the command
+    std::string daemon;  // command line
     std::filesystem::path state_dir;
     double duration_s = 0;
     double speed = 0;
     double uptime_s = 0;
 };
 
-struct Ending {
-    std::string reason;      // "the scenario's end"
-    bool daemon_ran = true;  // until the bench ended it
+struct SessionEnd {
+    std::string reason;      // for people: "the scenario's end"
+    bool daemon_ran = true;  // it was still running when the bench ended it
     double seconds = 0;
 };
 
@@ -37,13 +37,13 @@ struct Display {
 
 void show_settings(const Display& display, const Settings& settings);
 
-// `at_s`: seconds since the daemon's start, here and below.
+// `at_s` is the time since the daemon's start in seconds, here and below.
 void show_happening(const Display& display, double at_s, const Happening& happening);
 
-// Shows the status when it is due.
+// Prints the status if it is due.
 void show_status(Display& display, double at_s, const PhoneStatus& status);
 
-void show_summary(const Display& display, const Settings& settings, const Ending& ending,
+void show_summary(const Display& display, const Settings& settings, const SessionEnd& ending,
                   const Tally& tally);
 
 }  // namespace cellwarden::bench

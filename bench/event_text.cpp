@@ -13,10 +13,10 @@ using decode::EventValue;
 
 constexpr size_t NAME_WIDTH = 42;
 constexpr size_t LINE_WIDTH = 100;
-constexpr size_t MOST_ELEMENTS = 3;  // of an array that are all shown
+constexpr size_t MOST_ELEMENTS = 3;  // longer arrays are shortened
 constexpr uint64_t UNDECIDED_LEVEL = std::numeric_limits<uint32_t>::max();
 
-bool tells_something(const EventValue& value) {
+bool has_content(const EventValue& value) {
     if (const auto* text = std::get_if<std::string>(&value)) {
         return !text->empty();
     }
@@ -30,12 +30,12 @@ bool tells_something(const EventValue& value) {
     return number != 0 && number != UNDECIDED_LEVEL;
 }
 
-// "level 1: 84 d 03:00:00"; of many elements the first and the last, so of a history the newest.
-// Empty where no element tells anything.
+// Returns "level 1: 84 d 03:00:00; ..."; of more than three elements only the first and the last,
+// which is the newest of a history. Returns an empty text if all elements are zero or undecided.
 std::string array_text(const EventField& field) {
     std::vector<std::string> texts;
     for (size_t i = 0; i < field.values.size(); i++) {
-        if (tells_something(field.values[i])) {
+        if (has_content(field.values[i])) {
             texts.push_back(decode::element_label(field.name, i) + ": " +
                             decode::value_text(field, i));
         }
@@ -55,12 +55,12 @@ std::string field_text(const EventField& field) {
     if (field.repeated) {
         return array_text(field);
     }
-    return tells_something(field.values.front()) ? decode::value_text(field, 0) : "";
+    return has_content(field.values.front()) ? decode::value_text(field, 0) : "";
 }
 
-// Adds the names as lines that are not too long.
+// Adds the names, wrapped at the line width.
 void add_name_lines(std::vector<std::string>& lines, const std::vector<std::string>& names) {
-    std::string line = "nothing yet in";
+    std::string line = "empty:";
     for (const std::string& name : names) {
         if (line.size() + 1 + name.size() > LINE_WIDTH) {
             lines.push_back(line);

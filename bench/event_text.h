@@ -1,4 +1,4 @@
-// A telemetry event as the bench shows it.
+// Telemetry events as text and as JSON.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -9,12 +9,12 @@
 
 namespace cellwarden::bench {
 
-// One line for each field that has something to tell, with its name and its value in units people
-// read; of an array the elements that are not zero. The names of the fields that are zero, empty or
-// undecided follow together.
+// Returns one line for each field that is not zero, empty or undecided: its name and its value with
+// unit, for arrays the elements that are not zero. The last lines list the names of all other
+// fields.
 std::vector<std::string> event_lines(const decode::Event& event);
 
-// Every field by its name, as it was sent.
+// Returns every field by name, as sent.
 nlohmann::ordered_json event_json(const decode::Event& event);
 
 }  // namespace cellwarden::bench

@@ -1,4 +1,4 @@
-// What the bench tells of: one record for each kind of happening, and their tally.
+// What can happen during a run: one record for each kind of happening, and a tally of them.
 #pragma once
 
 #include <cstdint>
@@ -12,9 +12,9 @@
 
 namespace cellwarden::bench {
 
-struct DaemonListens {};  // for uevents, for the first time
+struct DaemonListens {};  // the daemon has opened its uevent socket
 struct PhoneChange {
-    std::string text;  // what the scenario did
+    std::string text;  // action of the scenario, for people
 };
 struct UeventSent {
     std::string subsystem;
@@ -34,7 +34,7 @@ struct EventSent {
 using Happening = std::variant<DaemonListens, PhoneChange, UeventSent, CycleDone, AttributeWrite,
                                UnitStored, EventSent, LogRecord>;
 
-// How often each kind happened.
+// Number of happenings of each kind.
 struct Tally {
     int uevents = 0;
     int full_cycles = 0;
@@ -47,13 +47,13 @@ struct Tally {
 
 void count_happening(Tally& tally, const Happening& happening);
 
-// What the status line shows.
+// Content of the status line.
 struct PhoneStatus {
     int capacity_percent = 0;
     double voltage_v = 0;
     double current_ma = 0;  // positive: charging
     double temp_c = 0;
-    std::string charge_status;  // "Charging", as the battery's status attribute has it
+    std::string charge_status;  // text of the battery's status attribute
     int ageing_level = 0;
     std::string source;  // "PD 27 W", or "unplugged"
     int64_t uptime_s = 0;

@@ -40,7 +40,7 @@ LogRecord parse_record(std::string_view bytes) {
 }  // namespace
 
 int open_kernel_log() {
-    // For reading and writing: so the other side can always be opened, and never sees an end.
+    // Opened for reading and writing, so that the daemon can always open the other side.
     const int fd = open("/dev/kmsg", O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         throw std::system_error(errno, std::generic_category(), "/dev/kmsg");
@@ -49,7 +49,7 @@ int open_kernel_log() {
 }
 
 std::vector<LogRecord> read_kernel_log(int fd) {
-    // As large as the pipe: no record is read in two pieces.
+    // As large as the pipe, so that no record is split between two reads.
     char buffer[64 * 1024];
     const ssize_t length = read(fd, buffer, sizeof buffer);
     return split_log_records({buffer, static_cast<size_t>(std::max<ssize_t>(length, 0))});

@@ -32,9 +32,9 @@ struct Options {
 
 constexpr const char* FOOTER =
     "Exit codes:\n"
-    "  0   the daemon ran to the end\n"
-    "  1   it did not\n"
-    "  2   wrong usage or input, or the bench could not run it";
+    "  0   the daemon ran until the end\n"
+    "  1   the daemon ended by itself or never listened for uevents\n"
+    "  2   wrong usage or input, or the bench could not start the daemon";
 
 const fs::path scenario_folder = CELLWARDEN_SCENARIO_DIR;
 
@@ -46,23 +46,23 @@ fs::path program_folder() {
 void add_options(CLI::App& app, Options& options) {
     app.option_defaults()->take_last();
     app.add_option("--scenario", options.scenario,
-                   "A scenario by its name (see --list), or a scenario file")
+                   "Name of a shipped scenario (see --list), or a scenario file")
         ->capture_default_str();
-    app.add_flag("--list", options.list, "List the scenarios and end");
+    app.add_flag("--list", options.list, "Print the shipped scenarios and exit");
     app.add_flag("--json", options.json, "Print one JSON object per line");
     app.add_option("--duration", options.duration_s,
-                   "Seconds to run, in place of the scenario's own")
+                   "Duration of the run in seconds; default: that of the scenario")
         ->check(CLI::Range(1.0, 1e6));
     app.add_option("--state", options.state_dir,
-                   "Keep units, outbox, properties and faults in this directory, and start from "
-                   "the units in it; without it, a new temporary directory is made and kept");
+                   "Directory for units, outbox, properties and faults; the run starts from the "
+                   "units in it. Default: a new temporary directory, which is kept");
     app.add_option("--daemon", options.daemon,
-                   "The daemon's program, in place of the one beside this program");
+                   "Program of the daemon; default: the one beside this program");
     app.add_option("--device-libs", options.device_libraries,
-                   "The directory with the stand-in device libraries, in place of the one beside "
-                   "this program");
+                   "Directory with the stand-in device libraries; default: the one beside this "
+                   "program");
     app.add_option("--run-with", options.run_with,
-                   "Words to put before the daemon's program, as in \"qemu-aarch64\"");
+                   "Command that runs the daemon's program, for example \"qemu-aarch64\"");
 }
 
 fs::path scenario_file(const std::string& name) {
@@ -72,9 +72,9 @@ fs::path scenario_file(const std::string& name) {
     }
     fs::path file = scenario_folder / (name + ".json");
     if (!fs::exists(file)) {
-        throw ScenarioError("no scenario '" + name +
-                            "'; cellwarden-bench --list shows those there "
-                            "are, and a file is named with a '/' or with '.json' at its end");
+        throw InputError("scenario '" + name +
+                         "' does not exist; cellwarden-bench --list prints the shipped scenarios. "
+                         "The path of a scenario file contains a '/' or ends with '.json'");
     }
     return file;
 }
@@ -126,8 +126,8 @@ int run(const Options& options) {
     for (const fs::path& needed : {options.daemon, options.device_libraries / "libcutils.so"}) {
         if (!fs::exists(needed)) {
             throw std::runtime_error(needed.string() +
-                                     " is not there; build the project first, or "
-                                     "say where it is (--daemon, --device-libs)");
+                                     " does not exist; build the project, or set "
+                                     "--daemon and --device-libs");
         }
     }
     enter_sandbox();

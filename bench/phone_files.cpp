@@ -15,8 +15,9 @@ bool belongs_to_driver(const std::string& path) {
     return fs::path(path).parent_path() == DRIVER_FOLDER;
 }
 
-void set_texts(PhoneFiles& files, const Phone& phone, const std::vector<AttributeText>& texts) {
-    for (const AttributeText& attribute : texts) {
+void set_texts(PhoneFiles& files, const phone::Phone& phone,
+               const std::vector<phone::AttributeText>& texts) {
+    for (const phone::AttributeText& attribute : texts) {
         const std::string path = attribute_path(phone, attribute.id);
         if (files.held.count(path) == 0 && (files.driver_ready || !belongs_to_driver(path))) {
             set_attribute(files.tree, path, attribute.text);
@@ -24,7 +25,7 @@ void set_texts(PhoneFiles& files, const Phone& phone, const std::vector<Attribut
     }
 }
 
-void create_thermal_zones(PhoneFiles& files, const Phone& phone) {
+void create_thermal_zones(PhoneFiles& files, const phone::Phone& phone) {
     const std::string zone = "/sys/class/thermal/thermal_zone";
     set_attribute(files.tree, zone + "0/type", "cpu-0-0");
     set_attribute(files.tree, zone + "0/temp", "38000");
@@ -33,7 +34,7 @@ void create_thermal_zones(PhoneFiles& files, const Phone& phone) {
     set_attribute(files.tree, zone + std::to_string(phone.thermal_zone) + "/type", "sdm_therm");
 }
 
-void watch_phone_folders(const PhoneFiles& files, Watch& watch) {
+void watch_phone_folders(const PhoneFiles& files, FolderWatch& watch) {
     std::set<fs::path> folders = {DRIVER_FOLDER, fs::path(WAKE_LOCK_PATH).parent_path()};
     for (const auto& [path, id] : files.ids) {
         folders.insert(fs::path(path).parent_path());
@@ -41,13 +42,13 @@ void watch_phone_folders(const PhoneFiles& files, Watch& watch) {
     const fs::path full_cycle_folder = fs::path(FULL_CYCLE_PATH).parent_path();
     for (const fs::path& folder : folders) {
         watch_folder(watch, folder,
-                     folder == full_cycle_folder ? FileDeed::OPENED : FileDeed::WRITTEN);
+                     folder == full_cycle_folder ? FileAction::OPENED : FileAction::WRITTEN);
     }
 }
 
 }  // namespace
 
-void create_phone_files(PhoneFiles& files, const Phone& phone, Watch& watch) {
+void create_phone_files(PhoneFiles& files, const phone::Phone& phone, FolderWatch& watch) {
     for (uint32_t id = 0; id < SYSFS_PARAM_COUNT; id++) {
         const auto param = static_cast<SysfsParamId>(id);
         files.ids.emplace(attribute_path(phone, param), param);
@@ -61,20 +62,20 @@ void create_phone_files(PhoneFiles& files, const Phone& phone, Watch& watch) {
     watch_phone_folders(files, watch);
 }
 
-void show_driver_files(PhoneFiles& files, const Phone& phone) {
+void show_driver_files(PhoneFiles& files, const phone::Phone& phone) {
     files.driver_ready = true;
     set_texts(files, phone, start_attributes(phone));
     refresh_phone_files(files, phone);
 }
 
-void refresh_phone_files(PhoneFiles& files, const Phone& phone) {
+void refresh_phone_files(PhoneFiles& files, const phone::Phone& phone) {
     set_texts(files, phone, live_attributes(phone));
 }
 
-void hold_attribute(PhoneFiles& files, const Phone& phone, const std::string& name,
+void hold_attribute(PhoneFiles& files, const phone::Phone& phone, const std::string& name,
                     const std::optional<std::string>& text) {
     for (const auto& [path, id] : files.ids) {
-        if (attribute_name(path) != name) {
+        if (phone::attribute_name(path) != name) {
             continue;
         }
         if (text.has_value()) {
@@ -87,7 +88,7 @@ void hold_attribute(PhoneFiles& files, const Phone& phone, const std::string& na
     refresh_phone_files(files, phone);
 }
 
-std::optional<AttributeWrite> take_attribute_write(PhoneFiles& files, Phone& phone,
+std::optional<AttributeWrite> take_attribute_write(PhoneFiles& files, phone::Phone& phone,
                                                    const std::string& path) {
     const auto id = files.ids.find(path);
     if (id == files.ids.end()) {
@@ -96,7 +97,7 @@ std::optional<AttributeWrite> take_attribute_write(PhoneFiles& files, Phone& pho
     const std::string old_text = take_written_attribute(files.tree, path);
     const std::string& new_text = files.tree[path];
     obey_attribute_write(phone, id->second, new_text);
-    return AttributeWrite{std::string(attribute_name(path)), old_text, new_text};
+    return AttributeWrite{std::string(phone::attribute_name(path)), old_text, new_text};
 }
 
 }  // namespace cellwarden::bench

@@ -15,27 +15,30 @@ namespace cellwarden::bench {
 
 inline constexpr const char* WAKE_LOCK_PATH = "/sys/power/wake_lock";
 inline constexpr const char* WAKE_UNLOCK_PATH = "/sys/power/wake_unlock";
-// Read in every full cycle and in no other.
+// The daemon reads it in full cycles only.
 inline constexpr const char* FULL_CYCLE_PATH = "/sys/class/power_supply/battery/capacity";
 
 struct PhoneFiles {
     AttributeTree tree;
-    std::map<std::string, SysfsParamId> ids;  // by path; the lower id where two share one
-    std::set<std::string> held;               // paths whose text a scenario holds
-    bool driver_ready = false;                // the charger driver's attributes are there
+    std::map<std::string, SysfsParamId>
+        ids;                     // by path; the lower id if two parameters share a path
+    std::set<std::string> held;  // paths with a text that the phone does not change
+    bool driver_ready = false;   // the attributes of the charger driver exist
 };
 
-// Makes all files but the charger driver's, whose folder stays empty, and watches every folder.
-void create_phone_files(PhoneFiles& files, const Phone& phone, Watch& watch);
+// Creates all files except those of the charger driver, whose folder is empty, and watches every
+// folder.
+void create_phone_files(PhoneFiles& files, const phone::Phone& phone, FolderWatch& watch);
 
-// The charger driver comes up: its attributes appear.
-void show_driver_files(PhoneFiles& files, const Phone& phone);
+// Creates the attributes of the charger driver.
+void show_driver_files(PhoneFiles& files, const phone::Phone& phone);
 
-// Lets the attributes follow the phone.
-void refresh_phone_files(PhoneFiles& files, const Phone& phone);
+// Updates the live attributes.
+void refresh_phone_files(PhoneFiles& files, const phone::Phone& phone);
 
-// Holds the attribute of that name ("battery/health") at `text`, or lets it follow the phone again.
-void hold_attribute(PhoneFiles& files, const Phone& phone, const std::string& name,
+// Holds the attribute with that name ("battery/health") at `text`; without a text it follows the
+// phone again.
+void hold_attribute(PhoneFiles& files, const phone::Phone& phone, const std::string& name,
                     const std::optional<std::string>& text);
 
 struct AttributeWrite {
@@ -44,8 +47,9 @@ struct AttributeWrite {
     std::string new_text;
 };
 
-// Takes in a write of the daemon and lets the phone obey it; none where the path is no parameter's.
-std::optional<AttributeWrite> take_attribute_write(PhoneFiles& files, Phone& phone,
+// Reads what the daemon wrote and passes it to the phone. Returns nullopt if the path does not
+// belong to a parameter.
+std::optional<AttributeWrite> take_attribute_write(PhoneFiles& files, phone::Phone& phone,
                                                    const std::string& path);
 
 }  // namespace cellwarden::bench

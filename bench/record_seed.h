@@ -1,4 +1,4 @@
-// The statistics record that a scenario's unit store starts with.
+// The statistics record in the unit store of a scenario.
 #pragma once
 
 #include <string>
@@ -7,10 +7,9 @@
 
 namespace cellwarden::bench {
 
-// Reads an object with names of the record's fields, and gives the record's stored bytes: those of
-// a record that knows nothing of its battery, with the named fields set. A field takes a number, an
-// array its first elements, a text field a text; all as they are stored.
-// Throws InputError with the place of a name that is none or of a value that does not fit.
-std::string read_record(const Place& place);
+// Reads an object whose keys are fields of the record. Returns the bytes of a fresh record with
+// those fields set. A field takes the stored number, an array its first elements, a text field a
+// text. Throws InputError with the position of an unknown field name or of a value out of range.
+std::string read_record(const JsonPlace& place);
 
 }  // namespace cellwarden::bench

@@ -36,25 +36,25 @@ void write_setting(const char* path, const std::string& text) {
     }
 }
 
-// What to change where unshare fails with `error`.
+// Returns the setting to change if unshare fails with `error`.
 std::string unshare_advice(int error, bool is_root) {
     if (error == ENOSPC) {
-        return "A limit of this machine is reached, often set to 0 on purpose. These show and "
-               "raise it:\n"
+        return "This machine limits the number of namespaces, often to 0 on purpose. Show and "
+               "raise the limits with:\n"
                "  sysctl -a | grep 'user.max_.*_namespaces'\n"
                "  sudo sysctl user.max_user_namespaces=10000     (or the one that is too low)";
     }
     if (is_root) {
-        return "This machine lets not even root make namespaces, as inside most containers. Run "
-               "the bench\noutside, or in a container that may (docker run --privileged).";
+        return "This machine does not allow namespaces even for root, like most containers. Run "
+               "the bench\noutside, or in a container with more rights (docker run --privileged).";
     }
-    return "This machine does not let ordinary users make namespaces. Run the bench as root, or\n"
-           "allow it with the setting that this system has:\n"
+    return "This machine does not allow namespaces for ordinary users. Run the bench as root, or\n"
+           "change the setting that exists on this system:\n"
            "  sudo sysctl kernel.unprivileged_userns_clone=1\n"
            "  sudo sysctl kernel.apparmor_restrict_unprivileged_userns=0";
 }
 
-// Root needs no user namespace, unless it is a root without capabilities.
+// Root needs no user namespace unless it lacks capabilities.
 void enter_namespaces() {
     const uid_t uid = geteuid();
     const gid_t gid = getegid();
@@ -63,7 +63,7 @@ void enter_namespaces() {
         return;
     }
     if (unshare(CLONE_NEWUSER | NAMESPACES) != 0) {
-        fail("cannot make the phone's namespaces", errno, unshare_advice(errno, uid == 0));
+        fail("cannot create the namespaces of the phone", errno, unshare_advice(errno, uid == 0));
     }
     write_setting("/proc/self/setgroups", "deny");
     write_setting("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
@@ -81,13 +81,13 @@ void mount_phone_files() {
         fail(KERNEL_LOG_FIFO, errno);
     }
     if (mount(KERNEL_LOG_FIFO, KERNEL_LOG, nullptr, MS_BIND, nullptr) != 0) {
-        fail(
-            std::string("cannot replace ") + KERNEL_LOG, errno,
-            std::string("The file ") + KERNEL_LOG + " must exist: the phone's log is put over it.");
+        fail(std::string("cannot replace ") + KERNEL_LOG, errno,
+             std::string("The file ") + KERNEL_LOG +
+                 " must exist: the phone's log is mounted over it.");
     }
 }
 
-// What a child that could not become the daemon tells the bench.
+// Report of a child process that failed to become the daemon.
 struct StartFailure {
     char step[64];
     int error;
@@ -100,8 +100,8 @@ struct StartFailure {
     _exit(127);
 }
 
-// Moves this process to a time namespace in which the phone was booted `uptime_s` ago. The offset
-// can be set only while no process is in the namespace.
+// Moves this process into a time namespace in which the phone booted `uptime_s` ago. The offset
+// must be set before a process enters the namespace.
 bool enter_time_namespace(double uptime_s) {
     timespec boot = {};
     clock_gettime(CLOCK_BOOTTIME, &boot);
@@ -119,12 +119,13 @@ bool enter_time_namespace(double uptime_s) {
 
 [[noreturn]] void become_daemon(const DaemonCommand& command, double uptime_s, int report_fd) {
     if (!enter_time_namespace(uptime_s)) {
-        give_up(report_fd, "cannot make a time namespace (Linux 5.6, CONFIG_TIME_NS)");
+        give_up(report_fd,
+                "cannot create a time namespace (requires Linux 5.6 and CONFIG_TIME_NS)");
     }
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    // A session of its own: the terminal's Ctrl-C is for the bench.
+    // A new session, so that Ctrl-C in the terminal reaches the bench only.
     if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || setsid() < 0 ||
         setenv("LD_LIBRARY_PATH", command.device_libraries.c_str(), 1) != 0 ||
         setenv("CELLWARDEN_BENCH_DIR", command.state_dir.c_str(), 1) != 0) {

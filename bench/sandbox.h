@@ -1,9 +1,8 @@
-// The namespaces that the phone lives in, and the daemon's process inside them.
+// The namespaces of the simulated phone, and the daemon's process inside them.
 //
-// The bench itself enters the user (unless it is root), mount and network namespaces, so that it
-// can change the phone's files and send uevents; the daemon is started in the time and PID
-// namespaces as well. Nothing of this is seen outside, and the kernel takes all of it away when
-// the bench ends, however it ends.
+// The bench enters new user (unless it is root), mount and network namespaces, so that it can
+// change the phone's files and send uevents. The daemon also gets new time and PID namespaces.
+// Processes outside see none of this, and the kernel removes it when the bench ends for any reason.
 #pragma once
 
 #include <sys/types.h>
@@ -15,23 +14,23 @@
 
 namespace cellwarden::bench {
 
-// The machine does not let the bench do this; the text says what and what can be changed.
+// The machine does not allow a step. The text names the step and the setting to change.
 struct SandboxError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Enters the namespaces. /sys is an empty file system afterwards, /dev/kmsg a FIFO. May be called
-// once, from a process with one thread. Throws SandboxError.
+// Enters the namespaces. Afterwards /sys is an empty file system and /dev/kmsg a FIFO. Call it
+// once, in a process with one thread. Throws SandboxError.
 void enter_sandbox();
 
 struct DaemonCommand {
     std::vector<std::string> words;          // path and arguments
-    std::filesystem::path device_libraries;  // where the loader finds them
-    std::filesystem::path state_dir;         // what the stand-in libraries work in
+    std::filesystem::path device_libraries;  // directory of the stand-in libraries
+    std::filesystem::path state_dir;         // directory for the data of the stand-in libraries
 };
 
-// Starts the daemon, which dies with the bench; it finds itself started `uptime_s` after the
-// phone's boot. Throws SandboxError.
+// Starts the daemon `uptime_s` after the boot of the phone. The kernel kills it when the bench
+// ends. Returns its process ID. Throws SandboxError.
 pid_t start_daemon(const DaemonCommand& command, double uptime_s);
 
 }  // namespace cellwarden::bench

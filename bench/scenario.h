@@ -1,4 +1,4 @@
-// A scenario: the phone as it is at the start, and what happens to it, read from a JSON file.
+// A scenario: the phone at the start and a timeline of actions, read from a JSON file.
 // docs/bench.md describes the file.
 #pragma once
 
@@ -39,16 +39,16 @@ struct SetThermalLevel {
 struct SetShutdownPhase {
     int phase = 0;
 };
-// Holds an attribute at a text of its own; no text lets it follow the phone again.
+// Holds an attribute at a text; without a text the attribute follows the phone again.
 struct OverrideAttribute {
     std::string name;  // "battery/health"
     std::optional<std::string> text;
 };
 struct SwitchFault {
-    std::string name;  // as the stand-in libraries name it: "unit-write-2491"
+    std::string name;  // of the stand-in libraries: "unit-write-2491"
     bool on = false;
 };
-// A uevent that follows from nothing else.
+// Sends a uevent without changing the phone.
 struct SendUevent {
     std::string subsystem;
     std::string name;
@@ -59,33 +59,30 @@ using Action =
                  SetThermalLevel, SetShutdownPhase, OverrideAttribute, SwitchFault, SendUevent>;
 
 struct TimedAction {
-    double at_s = 0;  // real seconds since the daemon listens for uevents
+    double at_s = 0;  // real seconds after the daemon has started to listen for uevents
     Action action;
 };
 
 struct Scenario {
     std::string about;
-    double duration_s = 30;       // real seconds since the daemon listens
-    double speed = 1;             // seconds of the battery's life in one real second
-    double uptime_s = 3600;       // the phone's uptime when the daemon starts
-    double driver_ready_s = 0;    // real seconds after the daemon's start until the driver is there
-    double battery_uevent_s = 5;  // period of the battery's own uevents; 0: none without a change
-    Phone phone;
-    std::map<uint32_t, std::string> units;  // bytes of the units that the store starts with
+    double duration_s = 30;       // real seconds after the daemon has started to listen
+    double speed = 1;             // battery seconds per real second
+    double uptime_s = 3600;       // uptime of the phone when the daemon starts
+    double driver_ready_s = 0;    // real seconds from the daemon's start until the driver exists
+    double battery_uevent_s = 5;  // period of the battery's uevents; 0: no periodic uevents
+    phone::Phone phone;
+    std::map<uint32_t, std::string> units;  // initial content of the unit store, by unit number
     std::map<std::string, std::string> properties;
-    std::string imei;                   // empty: the phone has none
-    std::vector<std::string> faults;    // that are on when the daemon starts
+    std::string imei;                   // empty: the phone has no IMEI
+    std::vector<std::string> faults;    // active when the daemon starts
     std::vector<TimedAction> timeline;  // sorted by time
 };
 
-// A scenario that cannot be used.
-using ScenarioError = InputError;
-
-// Reads a scenario from the text of its file; `file` serves messages and, as the folder of the
-// files that the scenario names, finding them. Throws ScenarioError.
+// Reads a scenario from the text of its file. `file` is used in messages, and its folder to find
+// the files that the scenario names. Throws InputError.
 Scenario parse_scenario(const std::string& text, const std::filesystem::path& file);
 
-// The same from a file. Throws ScenarioError.
+// Reads a scenario file. Throws InputError.
 Scenario load_scenario(const std::filesystem::path& file);
 
 }  // namespace cellwarden::bench

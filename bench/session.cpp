@@ -13,6 +13,8 @@
 #include <system_error>
 
 #include "bench/actions.h"
+#include "bench/rig.h"
+#include "bench/state_dir.h"
 #include "bench/uevent_sender.h"
 
 namespace cellwarden::bench {
@@ -22,29 +24,21 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto TICK = std::chrono::milliseconds(100);
-constexpr double LISTEN_LIMIT_S = 90;       // a daemon that does not listen by then never will
-constexpr double BATTERY_UEVENT_GAP_S = 1;  // the battery's own uevents come no faster
+constexpr double LISTEN_LIMIT_S = 90;       // after this time the daemon counts as hung
+constexpr double BATTERY_UEVENT_GAP_S = 1;  // minimum time between the battery's own uevents
 
-struct Session {
+struct Session : Rig {
     Scenario scenario;
-    fs::path state_dir;
-    Phone phone;
-    PhoneFiles files;
-    Watch watch;
-    int log_fd = -1;
-    int uevent_fd = -1;
     int signal_fd = -1;
-    pid_t daemon_pid = -1;
     Clock::time_point start;
 
     double now_s = 0;             // since the start
-    double listens_since_s = -1;  // when the daemon was first seen to listen; -1: not yet
-    double battery_uevent_s = 0;  // of the latest uevent of the battery
-    int told_capacity = -1;       // what that uevent told
-    ChargeStatus told_status = ChargeStatus::DISCHARGING;
+    double listens_since_s = -1;  // when the daemon began to listen; -1: not yet
+    double battery_uevent_s = 0;  // time of the latest battery uevent
+    int told_capacity = -1;       // reported by that uevent
+    phone::ChargeStatus told_status = phone::ChargeStatus::DISCHARGING;
     size_t next_action = 0;
-    std::set<std::string> faults;  // that the scenario has switched on
-    bool cycle_is_full = false;
+    std::set<std::string> faults;  // activated by the scenario
 
     Display display;
     Tally tally;
@@ -63,7 +57,7 @@ void tell(Session& session, const Happening& happening) {
 
 void send(Session& session, const UeventSent& uevent) {
     tell(session, uevent);
-    send_uevent(session.uevent_fd, uevent_text(uevent.subsystem, uevent.name));
+    send_uevent(session, uevent);
     if (uevent.name == "battery") {
         session.battery_uevent_s = session.now_s;
         session.told_capacity = capacity_percent(session.phone);
@@ -73,26 +67,11 @@ void send(Session& session, const UeventSent& uevent) {
 
 // --- What the daemon does.
 
-void take_file_event(Session& session, const FileEvent& event) {
-    const fs::path path = event.path;
-    if (event.deed == FileDeed::OPENED) {
-        session.cycle_is_full = session.cycle_is_full || path == FULL_CYCLE_PATH;
-    } else if (path == WAKE_LOCK_PATH) {
-        session.cycle_is_full = false;
-    } else if (path == WAKE_UNLOCK_PATH) {
-        tell(session, CycleDone{session.cycle_is_full});
-    } else if (path.parent_path() == session.state_dir / "units") {
-        tell(session, UnitStored{read_stored_unit(path)});
-    } else if (path.parent_path() == session.state_dir / "outbox") {
-        tell(session, EventSent{read_outbox_event(path), path});
-    } else if (const auto write = take_attribute_write(session.files, session.phone, path)) {
-        tell(session, *write);
-    }
-}
-
 void take_what_the_daemon_did(Session& session) {
     for (const FileEvent& event : read_file_events(session.watch)) {
-        take_file_event(session, event);
+        if (const auto happening = take_file_event(session, event)) {
+            tell(session, *happening);
+        }
     }
     for (const LogRecord& record : read_kernel_log(session.log_fd)) {
         tell(session, record);
@@ -122,21 +101,12 @@ void take_signals(Session& session) {
 
 // --- What happens to the phone.
 
-void set_fault(Session& session, const std::string& fault, bool on) {
-    switch_fault(session.state_dir, fault, on);
-    session.faults.insert(fault);
-}
-
 void act(Session& session, const Action& action) {
     tell(session, PhoneChange{action_text(action)});
-    const std::vector<UeventSent> uevents = change_phone(session.phone, action);
-    if (const auto* attribute = std::get_if<OverrideAttribute>(&action)) {
-        hold_attribute(session.files, session.phone, attribute->name, attribute->text);
-    } else if (const auto* fault = std::get_if<SwitchFault>(&action)) {
-        set_fault(session, fault->name, fault->on);
+    const std::vector<UeventSent> uevents = apply_action(session, action);
+    if (const auto* fault = std::get_if<SwitchFault>(&action)) {
+        session.faults.insert(fault->name);
     }
-    advance_phone(session.phone, 0);
-    refresh_phone_files(session.files, session.phone);
     for (const UeventSent& uevent : uevents) {
         send(session, uevent);
     }
@@ -184,7 +154,7 @@ void wait_for_listener(Session& session) {
 }
 
 PhoneStatus phone_status(const Session& session) {
-    const Phone& phone = session.phone;
+    const phone::Phone& phone = session.phone;
     return {.capacity_percent = capacity_percent(phone),
             .voltage_v = terminal_uv(phone.battery) / 1e6,
             .current_ma = phone.battery.current_ua / 1e3,
@@ -227,19 +197,14 @@ int block_and_watch_signals() {
 
 void start_phone(Session& session) {
     session.phone = session.scenario.phone;
-    advance_phone(session.phone, 0);
-    session.log_fd = open_kernel_log();
-    session.uevent_fd = open_uevent_sender();
-    session.watch = open_watch();
-    create_phone_files(session.files, session.phone, session.watch);
+    set_up_rig(session);
     if (session.scenario.driver_ready_s <= 0) {
         show_driver_files(session.files, session.phone);
     }
     for (const std::string& fault : session.scenario.faults) {
-        set_fault(session, fault, true);
+        switch_fault(session.state_dir, fault, true);
+        session.faults.insert(fault);
     }
-    watch_folder(session.watch, session.state_dir / "units", FileDeed::REPLACED);
-    watch_folder(session.watch, session.state_dir / "outbox", FileDeed::REPLACED);
 }
 
 void run_until_end(Session& session) {
@@ -260,10 +225,7 @@ void run_until_end(Session& session) {
 }
 
 void end_daemon(Session& session) {
-    if (session.daemon_pid > 0) {
-        kill(session.daemon_pid, SIGKILL);
-        waitpid(session.daemon_pid, nullptr, 0);
-    }
+    kill_daemon_process(session);
     take_what_the_daemon_did(session);
     for (const std::string& fault : session.faults) {
         switch_fault(session.state_dir, fault, false);

@@ -1,4 +1,4 @@
-// One run of the bench: the phone, the daemon and the timeline, from start to summary.
+// One run of the bench, from the start of the daemon to the summary.
 #pragma once
 
 #include "bench/display.h"
@@ -14,8 +14,9 @@ struct SessionOptions {
     Output output = Output::PLAIN;
 };
 
-// Runs, inside the sandbox, until the scenario's end, the daemon's end, or SIGINT, SIGTERM or
-// SIGHUP. Returns true when the daemon ran to the end. Throws SandboxError and std::system_error.
+// Runs until the scenario or the daemon ends, or until SIGINT, SIGTERM or SIGHUP. Call it inside
+// the sandbox. Returns whether the daemon ran until the end. Throws SandboxError and
+// std::system_error.
 bool run_session(const SessionOptions& options);
 
 }  // namespace cellwarden::bench

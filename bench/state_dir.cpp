@@ -27,7 +27,7 @@ std::string read_file(const fs::path& path) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// Units of 1, 2, 4 and 8 bytes hold a number, little-endian; none of them goes below zero.
+// Units of 1, 2, 4 and 8 bytes contain a little-endian number that is never negative.
 std::string unit_value(const std::string& bytes) {
     if (bytes.size() <= sizeof(uint64_t) && std::has_single_bit(bytes.size())) {
         uint64_t number = 0;
@@ -89,7 +89,8 @@ OutboxEvent read_outbox_event(const fs::path& file) {
     const size_t category = name.find('-', number + 1);
     const size_t event = name.find('-', category + 1);
     if (number == name.npos || category == name.npos || event == name.npos) {
-        throw std::runtime_error(file.string() + ": no event of the outbox");
+        throw std::runtime_error(file.string() +
+                                 ": not an event file; expected TIME-NUMBER-CATEGORY-NAME");
     }
     const std::string bytes = read_file(file);
     OutboxEvent found{.category = name.substr(category + 1, event - category - 1),

@@ -1,5 +1,5 @@
-// The directory that the stand-in device libraries work in: the bench's side of it. Its layout is
-// in bench/device/bench_files.h.
+// The directory of the stand-in device libraries, as the bench uses it. bench/device/bench_files.h
+// describes its layout.
 #pragma once
 
 #include <cstdint>
@@ -11,31 +11,30 @@
 
 namespace cellwarden::bench {
 
-// Makes a new directory of its own under the system's temporary directory.
+// Creates a directory in the system's temporary directory. Returns its path.
 std::filesystem::path make_temporary_state_dir();
 
-// Makes the folders, and writes what the scenario says about units, properties and the IMEI. A unit
-// that the store already has keeps its content: it is what an earlier run left.
+// Creates the folders and writes the units, properties and the IMEI of the scenario. Units that
+// exist keep the content of the earlier run.
 void prepare_state_dir(const std::filesystem::path& top, const Scenario& scenario);
 
 void switch_fault(const std::filesystem::path& top, const std::string& fault, bool on);
 
-// One unit of the store, by its file.
+// One unit of the store.
 struct StoredUnit {
     uint32_t unit = 0;
     uint64_t size = 0;  // bytes
-    std::string
-        value;  // what is short reads as a number ("121") or a text ("250401"); empty: neither
+    std::string value;  // a short content as number ("121") or text ("250401"); else empty
 };
 StoredUnit read_stored_unit(const std::filesystem::path& file);
 
-// One event of the outbox, by its file.
+// One event of the outbox.
 struct OutboxEvent {
     std::string category;
     std::string name;
     uint64_t size = 0;      // bytes of the message
-    decode::Event content;  // without fields where the bytes are no event of that name
-    std::string fault;      // and why they are none
+    decode::Event content;  // without fields if the file is not an event of that name
+    std::string fault;      // the reason in that case; else empty
 };
 OutboxEvent read_outbox_event(const std::filesystem::path& file);
 

@@ -14,26 +14,26 @@ namespace {
     throw std::system_error(error, std::generic_category(), what);
 }
 
-uint32_t event_mask(FileDeed deed) {
-    switch (deed) {
-        case FileDeed::WRITTEN:
+uint32_t event_mask(FileAction action) {
+    switch (action) {
+        case FileAction::WRITTEN:
             return IN_CLOSE_WRITE;
-        case FileDeed::REPLACED:
+        case FileAction::REPLACED:
             return IN_MOVED_TO;
-        case FileDeed::OPENED:
+        case FileAction::OPENED:
             return IN_CLOSE_WRITE | IN_OPEN;
     }
     return 0;
 }
 
-FileDeed deed_of(uint32_t mask) {
+FileAction deed_of(uint32_t mask) {
     if ((mask & IN_CLOSE_WRITE) != 0) {
-        return FileDeed::WRITTEN;
+        return FileAction::WRITTEN;
     }
-    return (mask & IN_MOVED_TO) != 0 ? FileDeed::REPLACED : FileDeed::OPENED;
+    return (mask & IN_MOVED_TO) != 0 ? FileAction::REPLACED : FileAction::OPENED;
 }
 
-void add_event(const Watch& watch, const inotify_event& event, const char* name,
+void add_event(const FolderWatch& watch, const inotify_event& event, const char* name,
                std::vector<FileEvent>& events) {
     if ((event.mask & IN_Q_OVERFLOW) != 0) {
         fail("inotify lost events", EOVERFLOW);
@@ -46,8 +46,8 @@ void add_event(const Watch& watch, const inotify_event& event, const char* name,
 
 }  // namespace
 
-Watch open_watch() {
-    Watch watch;
+FolderWatch open_watch() {
+    FolderWatch watch;
     watch.fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     if (watch.fd < 0) {
         fail("inotify", errno);
@@ -55,15 +55,15 @@ Watch open_watch() {
     return watch;
 }
 
-void watch_folder(Watch& watch, const std::string& folder, FileDeed deed) {
-    const int number = inotify_add_watch(watch.fd, folder.c_str(), event_mask(deed) | IN_ONLYDIR);
+void watch_folder(FolderWatch& watch, const std::string& folder, FileAction action) {
+    const int number = inotify_add_watch(watch.fd, folder.c_str(), event_mask(action) | IN_ONLYDIR);
     if (number < 0) {
         fail(folder, errno);
     }
     watch.folders[number] = folder;
 }
 
-std::vector<FileEvent> read_file_events(const Watch& watch) {
+std::vector<FileEvent> read_file_events(const FolderWatch& watch) {
     std::vector<FileEvent> events;
     char buffer[64 * 1024];
     ssize_t length = 0;

@@ -1,4 +1,4 @@
-// What the daemon does to files, as inotify tells it, in the order in which it happened.
+// Watches what the daemon does to files, in order, with inotify.
 #pragma once
 
 #include <map>
@@ -7,30 +7,30 @@
 
 namespace cellwarden::bench {
 
-enum class FileDeed {
+enum class FileAction {
     WRITTEN,   // opened for writing and closed
-    REPLACED,  // a whole new file took the name
+    REPLACED,  // a new file was renamed to this name
     OPENED,
 };
 
 struct FileEvent {
-    FileDeed deed;
+    FileAction action;
     std::string path;
 };
 
-struct Watch {
+struct FolderWatch {
     int fd = -1;
-    std::map<int, std::string> folders;  // by inotify's number
+    std::map<int, std::string> folders;  // by watch descriptor
 };
 
-// Throws std::system_error, as all here.
-Watch open_watch();
+// Starts a watch without folders. All functions here throw std::system_error.
+FolderWatch open_watch();
 
-// Tells of files of the folder that are written (`deed` WRITTEN), written or opened (OPENED), or
-// replaced (REPLACED). Hidden files, those that begin with a dot, are not told of.
-void watch_folder(Watch& watch, const std::string& folder, FileDeed deed);
+// Reports files of the folder that are written (`action` WRITTEN), written or opened (OPENED), or
+// replaced (REPLACED). Hidden files, whose names begin with a dot, are not reported.
+void watch_folder(FolderWatch& watch, const std::string& folder, FileAction action);
 
-// What happened since the last call; does not wait.
-std::vector<FileEvent> read_file_events(const Watch& watch);
+// Returns the events since the last call, without waiting.
+std::vector<FileEvent> read_file_events(const FolderWatch& watch);
 
 }  // namespace cellwarden::bench

@@ -1,4 +1,4 @@
-// What every benchmark measures with and prints.
+// Measuring and printing for all benchmarks.
 #pragma once
 
 #include <functional>
@@ -9,16 +9,16 @@
 
 namespace cellwarden::benchmark {
 
-// CPU time in us that one call of each function takes: the median over `rounds` rounds, in each of
-// which every function is called `calls` times. The functions take turns, so that what else the
-// machine does falls on all of them.
+// Returns the CPU time in us per call of each function: the median of `rounds` rounds, each with
+// `calls` calls of every function. The functions alternate, so that other load on the machine
+// affects all of them.
 std::vector<double> median_cpu_us(const std::vector<std::function<void()>>& functions, int rounds,
                                   int calls);
 
-// The C library's exponential of the same precision.
+// Returns the C library's exponential, of the same precision.
 extended c_library_exp(extended x);
 
-// Prints one row of the table of figures. Returns the program's exit code: 0 where the limit holds.
+// Prints one row of the table. Returns the exit code of the program: 0 if the limit holds, else 1.
 int report_figure(const std::string& name, double measured, double limit, const std::string& unit);
 
 }  // namespace cellwarden::benchmark

@@ -80,7 +80,7 @@ int run() {
     test::empty_sysfs();
     StandIn phone{.records_effects = false};
     Device device = device_of(phone);
-    device.read_attribute = read_attribute_file;
+    device.attributes = attribute_files;
     make_attributes(device);
     SysfsParams snapshot;
     SysfsParams read;

@@ -16,7 +16,7 @@
 namespace cellwarden {
 
 // Borders of an axis, strictly falling: bin i holds the values above borders[i] and not above
-// borders[i - 1]; what is above none falls into the last bin, borders.size().
+// borders[i - 1]; values not above any border fall into the last bin, borders.size().
 using BinBorders = std::span<const int32_t>;
 
 constexpr size_t bin_of(BinBorders borders, int32_t value) {

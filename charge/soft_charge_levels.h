@@ -13,12 +13,12 @@ namespace cellwarden {
 // Level 0 to 5 from the charge put in over life, in 0.01 % (10000 = one full charge).
 int32_t soft_charge1_level_of(uint32_t total_cycle_count, const Policy& policy);
 
-// Arrhenius level of this cycle; decides, stores and logs it where the period has none yet.
+// Arrhenius level of this cycle; decides, stores and logs it if the period has no level yet.
 int32_t decide_arrhenius_level(const Device& device, LevelState& levels, const AgeingState& ageing,
                                int32_t online_time, const Policy& policy);
 
 // Full-stay level of this cycle, 0 to 4, judged against the battery's measured capacity; decides
-// and stores it where the period has none yet. Only while `soh` is known.
+// and stores it if the period has no level yet. Requires a known `soh`.
 int32_t decide_full_stay_level(LevelState& levels, const AgeingState& ageing,
                                const UsageState& usage, const Policy& policy);
 

@@ -1,4 +1,4 @@
-// What the command lines of all tools share.
+// The common part of all command lines: description, --version, --help-all, exit codes.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -10,7 +10,8 @@
 
 namespace cellwarden {
 
-// Help in a form that makes a man page as well: in the help of all commands each has a heading.
+// Formats help so that a manual page can be made from it: --help-all prints a heading for each
+// command.
 class ToolFormatter : public CLI::Formatter {
   public:
     std::string make_subcommands(const CLI::App* app, CLI::AppFormatMode mode) const override {
@@ -25,7 +26,7 @@ class ToolFormatter : public CLI::Formatter {
     }
 
   protected:
-    // The library starts a new line where the text has one.
+    // Breaks long descriptions: the library does not.
     std::string make_option_desc(const CLI::Option* option) const override {
         constexpr size_t LINE = 66;
         std::string text = option->get_description();
@@ -53,26 +54,26 @@ class ToolFormatter : public CLI::Formatter {
     }
 };
 
-// Gives the command line of a tool its description, --version and --help-all.
+// Sets the description of a program and adds --version and --help-all.
 inline void set_up_command_line(CLI::App& app) {
     app.name(CELLWARDEN_TOOL_NAME);
     app.description(CELLWARDEN_TOOL_ABOUT ".");
     app.formatter(std::make_shared<ToolFormatter>());
     app.get_formatter()->column_width(30);
     app.set_version_flag("--version", CELLWARDEN_TOOL_VERSION);
-    app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
+    app.set_help_all_flag("--help-all", "Print the help of every command and exit");
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
         return std::string(CELLWARDEN_TOOL_NAME ": ") + error.what() +
-               "\nRun it with --help for more information.\n";
+               "\nRun " CELLWARDEN_TOOL_NAME " --help for more information.\n";
     });
 }
 
-// Parses; returns -1 where the tool is to go on, else its exit code: 0 after help, 2 for wrong
-// usage.
+// Parses the command line. Returns -1 if the program should run, or its exit code: 0 after --help,
+// 2 for wrong usage.
 inline int parse_command_line(CLI::App& app, int argc, char** argv) {
     constexpr int WRONG_USAGE = 2;
     if (app.get_subcommands({}).empty()) {
-        app.get_option("--help-all")->group("");  // the same as --help: not listed
+        app.get_option("--help-all")->group("");  // a program without commands has --help alone
     }
     try {
         app.parse(argc, argv);
@@ -82,8 +83,8 @@ inline int parse_command_line(CLI::App& app, int argc, char** argv) {
     }
 }
 
-// The exit code of a tool that is done: 2 where its standard output could not take all of its
-// answer.
+// Returns the exit code of a finished program: `code`, or 2 if standard output could not be
+// written completely.
 inline int finish(int code) {
     constexpr int TROUBLE = 2;
     std::cout.flush();

@@ -1,11 +1,9 @@
 #include "common/json_reader.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
-namespace cellwarden::bench {
+namespace cellwarden {
 namespace {
 
 std::string short_number(double value) {
@@ -16,14 +14,6 @@ std::string short_number(double value) {
 
 }  // namespace
 
-std::string read_input_file(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        throw InputError(file.string() + ": cannot be read");
-    }
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 nlohmann::json parse_document(const std::string& text, const std::filesystem::path& file) {
     try {
         return nlohmann::json::parse(text);
@@ -33,7 +23,7 @@ nlohmann::json parse_document(const std::string& text, const std::filesystem::pa
     }
 }
 
-void fail(const Place& place, const std::string& expected) {
+void fail(const JsonPlace& place, const std::string& expected) {
     std::string found = place.value.dump();
     if (found.size() > 60) {
         found.resize(57);
@@ -44,12 +34,12 @@ void fail(const Place& place, const std::string& expected) {
                      found);
 }
 
-Place member(const Place& parent, const std::string& key) {
+JsonPlace member(const JsonPlace& parent, const std::string& key) {
     const std::string path = parent.path.empty() ? key : parent.path + "." + key;
     return {parent.value.at(key), path, parent.file};
 }
 
-Place element(const Place& parent, size_t index) {
+JsonPlace element(const JsonPlace& parent, size_t index) {
     return {parent.value.at(index), parent.path + "[" + std::to_string(index) + "]", parent.file};
 }
 
@@ -61,7 +51,7 @@ std::string key_list(const Handlers& handlers) {
     return list;
 }
 
-void read_object(const Place& place, const Handlers& handlers) {
+void read_object(const JsonPlace& place, const Handlers& handlers) {
     if (!place.value.is_object()) {
         fail(place, "an object with some of: " + key_list(handlers));
     }
@@ -76,7 +66,7 @@ void read_object(const Place& place, const Handlers& handlers) {
     }
 }
 
-double read_number(const Place& place, double low, double high) {
+double read_number(const JsonPlace& place, double low, double high) {
     if (!place.value.is_number() || place.value.get<double>() < low ||
         place.value.get<double>() > high) {
         fail(place, "a number from " + short_number(low) + " to " + short_number(high));
@@ -84,7 +74,7 @@ double read_number(const Place& place, double low, double high) {
     return place.value.get<double>();
 }
 
-int64_t read_integer(const Place& place, int64_t low, int64_t high) {
+int64_t read_integer(const JsonPlace& place, int64_t low, int64_t high) {
     // A whole number beyond 64 signed bits would come out as a negative one.
     const bool is_too_large = place.value.is_number_unsigned() &&
                               place.value.get<uint64_t>() > static_cast<uint64_t>(INT64_MAX);
@@ -95,14 +85,14 @@ int64_t read_integer(const Place& place, int64_t low, int64_t high) {
     return place.value.get<int64_t>();
 }
 
-std::string read_text(const Place& place) {
+std::string read_text(const JsonPlace& place) {
     if (!place.value.is_string()) {
         fail(place, "a text");
     }
     return place.value.get<std::string>();
 }
 
-bool read_flag(const Place& place) {
+bool read_flag(const JsonPlace& place) {
     if (!place.value.is_boolean()) {
         fail(place, "true or false");
     }
@@ -110,22 +100,22 @@ bool read_flag(const Place& place) {
 }
 
 Handler number_into(double& target, double low, double high, double factor) {
-    return [&target, low, high, factor](const Place& place) {
+    return [&target, low, high, factor](const JsonPlace& place) {
         target = read_number(place, low, high) * factor;
     };
 }
 
 Handler integer_into(int& target, int low, int high) {
-    return [&target, low, high](const Place& place) {
+    return [&target, low, high](const JsonPlace& place) {
         target = static_cast<int>(read_integer(place, low, high));
     };
 }
 
 Handler text_into(std::string& target) {
-    return [&target](const Place& place) { target = read_text(place); };
+    return [&target](const JsonPlace& place) { target = read_text(place); };
 }
 
-std::string read_choice(const Place& place, const std::vector<std::string>& choices) {
+std::string read_choice(const JsonPlace& place, const std::vector<std::string>& choices) {
     std::string text = place.value.is_string() ? place.value.get<std::string>() : "";
     if (std::find(choices.begin(), choices.end(), text) == choices.end()) {
         std::string list;
@@ -137,10 +127,10 @@ std::string read_choice(const Place& place, const std::vector<std::string>& choi
     return text;
 }
 
-void require(const Place& place, const char* key) {
+void require(const JsonPlace& place, const char* key) {
     if (!place.value.is_object() || !place.value.contains(key)) {
         fail(place, std::string("an object with the key ") + key);
     }
 }
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden

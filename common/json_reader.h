@@ -1,6 +1,6 @@
-// Values of a JSON file that a person wrote, together with where they stand, so that whatever is
-// wrong with one is told with its place. All functions throw InputError where the value is not what
-// they read.
+// Reads values from a JSON file that a person wrote, and remembers where each value is in the file,
+// so that an error message can name the place. Every function throws InputError if the value does
+// not have the type or range that it reads.
 #pragma once
 
 #include <cstdint>
@@ -8,56 +8,50 @@
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-namespace cellwarden::bench {
+#include "common/input.h"
 
-// An input file that cannot be used; the text names the file, the place in it and what was
-// expected.
-struct InputError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+namespace cellwarden {
 
-// The text of a file, and the document that a text holds.
-std::string read_input_file(const std::filesystem::path& file);
+// Returns the document in `text`; `file` serves messages.
 nlohmann::json parse_document(const std::string& text, const std::filesystem::path& file);
 
-struct Place {
+struct JsonPlace {
     const nlohmann::json& value;
     std::string path;  // "timeline[2].plug.watts"
     const std::filesystem::path& file;
 };
 
 // Throws InputError: "FILE: PATH: expected ..., found ...".
-[[noreturn]] void fail(const Place& place, const std::string& expected);
+[[noreturn]] void fail(const JsonPlace& place, const std::string& expected);
 
-Place member(const Place& parent, const std::string& key);
-Place element(const Place& parent, size_t index);
+JsonPlace member(const JsonPlace& parent, const std::string& key);
+JsonPlace element(const JsonPlace& parent, size_t index);
 
-// Fails where the value is no object with that key.
-void require(const Place& place, const char* key);
+// Throws unless the value is an object with that key.
+void require(const JsonPlace& place, const char* key);
 
-double read_number(const Place& place, double low, double high);
-int64_t read_integer(const Place& place, int64_t low, int64_t high);
-std::string read_text(const Place& place);
-std::string read_choice(const Place& place, const std::vector<std::string>& choices);
-bool read_flag(const Place& place);
+double read_number(const JsonPlace& place, double low, double high);
+int64_t read_integer(const JsonPlace& place, int64_t low, int64_t high);
+std::string read_text(const JsonPlace& place);
+std::string read_choice(const JsonPlace& place, const std::vector<std::string>& choices);
+bool read_flag(const JsonPlace& place);
 
-// What to do with each member of an object.
-using Handler = std::function<void(const Place&)>;
+// Reads one member of an object.
+using Handler = std::function<void(const JsonPlace&)>;
 using Handlers = std::map<std::string, Handler>;
 
-// Hands each member of an object to its key's handler; an unknown key is an error.
-void read_object(const Place& place, const Handlers& handlers);
+// Passes each member of an object to the handler of its key. Throws if a key has no handler.
+void read_object(const JsonPlace& place, const Handlers& handlers);
 
-// The keys, for a message.
+// Returns the keys, separated by commas, for a message.
 std::string key_list(const Handlers& handlers);
 
-// Handlers that store what they read; `target` must outlive them.
+// Return handlers that store the value in `target`, which must outlive them.
 Handler number_into(double& target, double low, double high, double factor = 1);
 Handler integer_into(int& target, int low, int high);
 Handler text_into(std::string& target);
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden

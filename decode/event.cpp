@@ -14,7 +14,7 @@ namespace {
 constexpr std::array EVENT_TYPES = {&charging__battery_degradation2__descriptor,
                                     &charging__charger_insertion_removal__descriptor};
 
-// Fields that have no field of that name and unit in the statistics record.
+// Units of the fields that the statistics record does not contain under the same name and unit.
 struct UnitOfField {
     std::string_view name;
     FieldUnit unit;
@@ -47,7 +47,7 @@ FieldUnit unit_of(const ProtobufCMessageDescriptor& type, std::string_view name)
     }
     const RecordField* const field = find_record_field(name);
     const FieldUnit unit = field == nullptr ? FieldUnit::COUNT : field->unit;
-    // The charger event has states of health at full resolution, and a plain number as its version.
+    // The charger event has states of health at full resolution, and its version is a plain number.
     if (&type == &charging__charger_insertion_removal__descriptor) {
         return unit == FieldUnit::HALF_SOH  ? FieldUnit::MILLI_SOH
                : unit == FieldUnit::VERSION ? FieldUnit::COUNT
@@ -76,7 +76,7 @@ EventValue value_at(ProtobufCType type, const char* elements, size_t index) {
         case PROTOBUF_C_TYPE_STRING:
             return std::string(element<const char*>(elements, index));
         default:
-            throw EventError("the schema has a field type that is not decoded here");
+            throw EventError("the schema has a field of an unsupported type");
     }
 }
 
@@ -120,20 +120,20 @@ Event event_of(const ProtobufCMessage& message) {
     return event;
 }
 
-// Throws EventError where the bytes are not wholly of that type.
+// Throws EventError unless all bytes belong to a message of that type.
 Event decode_as(const ProtobufCMessageDescriptor& type, std::span<const uint8_t> bytes) {
-    const std::string refusal = "is no " + std::string(type.short_name) + " event: ";
+    const std::string refusal = "is not a " + std::string(type.short_name) + " event: ";
     if (const auto fault = wire_fault(type, bytes)) {
         throw EventError(refusal + "offset " + offset_text(fault->offset) + ": " + fault->what);
     }
     const Message message(protobuf_c_message_unpack(&type, nullptr, bytes.size(), bytes.data()));
     if (!message) {
-        throw EventError(refusal + "it could not be unpacked");
+        throw EventError(refusal + "it cannot be unpacked");
     }
     return event_of(*message);
 }
 
-// The type whose fields go furthest in the bytes. Throws EventError where several take them all.
+// Returns the type that decodes the most bytes. Throws EventError if several types decode all.
 const ProtobufCMessageDescriptor& guess_type(std::span<const uint8_t> bytes) {
     const ProtobufCMessageDescriptor* best = EVENT_TYPES.front();
     size_t best_end = 0;
@@ -142,7 +142,7 @@ const ProtobufCMessageDescriptor& guess_type(std::span<const uint8_t> bytes) {
         const auto fault = wire_fault(*type, bytes);
         const size_t end = fault ? fault->offset : bytes.size();
         if (any && end == bytes.size() && best_end == end) {
-            throw EventError("could be either event: say which");
+            throw EventError("is valid as either event: use --type");
         }
         if (end > best_end) {
             best = type;
@@ -175,7 +175,7 @@ std::string_view event_name_of_file(std::string_view file_name) {
 
 Event decode_event(std::span<const uint8_t> bytes, std::string_view name) {
     if (bytes.empty()) {
-        throw EventError("is empty: an event has at least its version");
+        throw EventError("is empty; an event contains at least its version");
     }
     for (const ProtobufCMessageDescriptor* type : EVENT_TYPES) {
         if (name == type->short_name) {

@@ -1,4 +1,4 @@
-// The two telemetry events, field by field and by name, as their schema describes them.
+// Decodes the two telemetry events by their schema: each field with its name, unit and values.
 #pragma once
 
 #include <protobuf-c/protobuf-c.h>
@@ -23,34 +23,34 @@ struct EventField {
     uint32_t number;
     FieldUnit unit;
     bool repeated;
-    std::vector<EventValue> values;  // one where it is not repeated
+    std::vector<EventValue> values;  // one value if the field is not repeated
 };
 
 struct Event {
-    std::string_view name;           // "BatteryDegradation2"
-    std::vector<EventField> fields;  // those that are there, by number
-    std::vector<std::string_view> absent;
+    std::string_view name;                 // "BatteryDegradation2"
+    std::vector<EventField> fields;        // those in the message, sorted by number
+    std::vector<std::string_view> absent;  // names of the other fields of the schema
 };
 
-// The bytes are no event: the text says at which offset, and why.
+// The input is not an event. The text contains the offset and the reason.
 struct EventError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Names of the events, as an outbox file carries them at its end.
+// Returns the names of the events; the name of an outbox file ends with one of them.
 std::vector<std::string_view> event_names();
 
-// The event name at the end of an outbox file's name; empty where there is none.
+// Returns the event name at the end of an outbox file name; empty if there is no event name.
 std::string_view event_name_of_file(std::string_view file_name);
 
-// Decodes the event of that name. Without a name it is the one event that knows every field of the
-// bytes. Throws EventError.
+// Decodes an event. If `name` is empty, the type is the one that decodes all bytes. Throws
+// EventError.
 Event decode_event(std::span<const uint8_t> bytes, std::string_view name = {});
 
-// A value as it was sent, for JSON and SQL.
+// Returns the values as sent, for JSON and SQL.
 nlohmann::ordered_json sent_json(const EventField& field);
 
-// A value as people read it.
+// Returns a value as text with its unit.
 std::string value_text(const EventField& field, size_t index);
 
 }  // namespace cellwarden::decode

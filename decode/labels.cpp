@@ -44,8 +44,8 @@ std::string thermal_range_label(size_t index) {
                         : "thermal levels " + std::to_string(start) + " to " + std::to_string(end);
 }
 
-// What a discharge must not exceed, told as what it is below; the limits are the last readings that
-// count.
+// The limits are the last readings that match, so the label is the next value: 9.9 degC is "below
+// 10 degC".
 std::string discharge_label(const DischargeLimits& limits) {
     std::string label;
     if (limits.current_ua < -1) {
@@ -64,7 +64,7 @@ std::string discharge_label(const DischargeLimits& limits) {
 std::string charger_label(size_t charger_class) {
     std::string types;
     std::string wattage;
-    int32_t lower_uw = 0;  // where the wattage tells classes of one type apart
+    int32_t lower_uw = 0;  // of the class below, if a type has several classes
     for (const ChargerClassRow& row : CHARGER_CLASS_ROWS) {
         if (row.charger_class != static_cast<int32_t>(charger_class)) {
             continue;

@@ -1,4 +1,4 @@
-// What the elements of an array stand for, from the tables that the daemon's rules walk.
+// Labels of array elements, from the tables that the daemon's rules use.
 #pragma once
 
 #include <cstddef>
@@ -8,11 +8,12 @@
 
 namespace cellwarden::decode {
 
-// "below 95 %", "level 3", "types 15, 16 up to 20 W", "10 days from day 120"; "[2]" where an
-// element has no meaning of its own. Fields of the record and of the events, by name.
+// Returns the label of an element of a field of the record or of an event: "below 95 %", "level 3",
+// "class 7, type 15, 16, up to 20 W", "10 days from day 120"; "[2]" if the field has no labels.
 std::string element_label(std::string_view field, size_t index);
 
-// Range of a bin of the grids, in volts, degC and per cent: "3.8 to 3.9", "above 60", "up to -10".
+// Return the range of a bin of the grids, in V, degC and %: "3.80 to 3.90", "above 60", "up to
+// -10".
 std::string voltage_bin_label(size_t bin);
 std::string temperature_bin_label(size_t bin);
 std::string soc_bin_label(size_t bin);

@@ -12,13 +12,13 @@ constexpr int64_t SECONDS_PER_HOUR = 3600;
 constexpr int64_t SECONDS_PER_MINUTE = 60;
 constexpr int64_t LAST_SECOND = 253'402'300'799;  // of the year 9999
 
-struct UnitRow {
+struct ReadingForm {
     const char* text;
     double per_unit;  // stored numbers in one reading unit
     int digits;       // after the point
 };
 
-UnitRow row_of(FieldUnit unit) {
+ReadingForm row_of(FieldUnit unit) {
     switch (unit) {
         case FieldUnit::MAH:
             return {"mAh", 1, 0};
@@ -138,7 +138,7 @@ std::string reading_text(FieldUnit unit, int64_t stored) {
         default:
             break;
     }
-    const UnitRow row = row_of(unit);
+    const ReadingForm row = row_of(unit);
     char text[64];
     (void)snprintf(text, sizeof text, "%.*f%s%s", row.digits, reading_number(unit, stored),
                    row.text[0] == '\0' ? "" : " ", row.text);

@@ -1,4 +1,4 @@
-// How stored and sent numbers read: with their unit, as a date, as a length of time.
+// Converts stored and sent numbers for people: with a unit, as a date, as a duration.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace cellwarden::decode {
 
-// Units of the statistics record, as its field list names them, and those that only events have.
+// The units of the record's field list (state/batt_stat_fields.inc), and two that only events use.
 enum class FieldUnit : uint8_t {
     MARKER,
     VERSION,
@@ -22,7 +22,7 @@ enum class FieldUnit : uint8_t {
     LEVEL,  // 255, in events 4294967295 = not decided
     SOC,    // 0.01 % of state of charge; 10000 = one full charge
     MA,
-    DECIC,  // 0.1 degC; -32768 and 32767 = none yet
+    DECIC,  // 0.1 degC; -32768 and 32767: no value yet
     CELL_MV,
     CODE,  // the soft-charge override
     CHARGER,
@@ -32,29 +32,29 @@ enum class FieldUnit : uint8_t {
     UV,            // events only
 };
 
-// The unit of reading_number: "%", "degC", "full charges", "s"; empty for a plain number.
+// Returns the unit of reading_number: "%", "degC", "full charges", "s"; empty for a plain number.
 const char* reading_unit(FieldUnit unit);
 
-// A stored number in its reading unit: 49250 half units are 98.5 (%).
+// Returns the number in that unit: 49250 of HALF_SOH are 98.5 (%).
 double reading_number(FieldUnit unit, int64_t stored);
 
-// The same for JSON: dates as ISO 8601 text, null for what is not there yet.
+// Returns the number for JSON: dates as ISO 8601 text, null if there is no value yet.
 nlohmann::ordered_json reading_json(FieldUnit unit, int64_t stored);
 
-// The same for people, with the unit: "98.500 %", "2026-03-01 07:12:45 UTC", "12 d 07:00:31",
+// Returns the number as text with its unit: "98.500 %", "2026-03-01 07:12:45 UTC", "12 d 07:00:31",
 // "not decided".
 std::string reading_text(FieldUnit unit, int64_t stored);
 
-// "2026-03-01 07:12:45 UTC"; a number that no calendar has is shown as the number.
+// Returns "2026-03-01 07:12:45 UTC"; a time before 1970 or after 9999 as its number of seconds.
 std::string date_text(int64_t wall_s);
 
-// A number with so many digits after the point and none that say nothing: "98.5".
+// Returns the number with at most `digits` decimals, without trailing zeros: "98.5".
 std::string plain_number(double number, int digits);
 
-// Offset in a file, as in "0x0E9C".
+// Returns an offset as hexadecimal text: "0x0E9C".
 std::string offset_text(size_t offset);
 
-// 9728 as "9,728".
+// Returns the number with thousands separators: "9,728".
 std::string grouped(uint64_t number);
 
 }  // namespace cellwarden::decode

@@ -1,5 +1,5 @@
-// The fields of the statistics record by name, from the daemon's own list of them. Nothing here
-// knows an offset: record and list do.
+// The fields of the statistics record by name, from the daemon's own field list
+// (state/batt_stat_fields.inc).
 #pragma once
 
 #include <cstddef>
@@ -14,8 +14,8 @@
 
 namespace cellwarden::decode {
 
-// One named field: `count` numbers of `element_size` bytes, the next one `stride` bytes on. The
-// entries of dev_attach are three such fields, under the names of their members.
+// A named field: `count` numbers of `element_size` bytes, `stride` bytes apart. dev_attach appears
+// as three fields, one for each member of its entries.
 struct RecordField {
     std::string_view name;
     FieldUnit unit;
@@ -26,30 +26,30 @@ struct RecordField {
     bool is_signed;
 };
 
-// In the order of their offsets.
+// Returns all fields in the order of their offsets.
 const std::vector<RecordField>& record_fields();
 
-// The field of that name; nullptr where there is none.
+// Returns the field with that name; nullptr if there is no such field.
 const RecordField* find_record_field(std::string_view name);
 
-// Element `index` of a field, as it is stored. A 64-bit number is taken as signed: the daemon
-// stores online times with their sign carried into 64 bits, and times before 2262 are positive.
+// Returns the stored number of element `index`. 64-bit numbers are read as signed: the daemon
+// sign-extends online times, and wall times stay positive until 2262.
 int64_t stored_value(const BattStat& stat, const RecordField& field, size_t index);
 
-// The text of a field of unit TEXT, up to its zero byte or its whole length.
+// Returns the text of a field of unit TEXT, up to its first zero byte or its full length.
 std::string stored_text(const BattStat& stat, const RecordField& field);
 
-// The version bytes, as in "5.2.4".
+// Returns the three version bytes as text: "5.2.4".
 std::string version_text(const uint8_t* version);
 
-// A stretch of bytes that no field covers: zero in every record that the daemon wrote.
+// A range of bytes that belongs to no field; zero in records that the daemon writes.
 struct ReservedBytes {
     size_t offset;
     size_t size;
 };
 const std::vector<ReservedBytes>& reserved_bytes();
 
-// Where an offset of the record falls: "online_time", "fcc_mah[3]", "reserved bytes".
+// Returns the name of what an offset belongs to: "online_time", "fcc_mah[3]", "reserved bytes".
 std::string place_of(size_t offset);
 
 }  // namespace cellwarden::decode

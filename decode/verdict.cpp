@@ -14,13 +14,13 @@ std::string current_version() {
 
 std::string version_reason(std::span<const uint8_t> bytes) {
     return "layout version " + version_text(bytes.data() + offsetof(BattStat, version)) +
-           " at offset " + offset_text(offsetof(BattStat, version)) + ", known is " +
+           " at offset " + offset_text(offsetof(BattStat, version)) + ", expected " +
            current_version();
 }
 
 std::string size_reason(size_t size) {
     const std::string sizes =
-        grouped(size) + " bytes, a record has " + grouped(sizeof(BattStat)) + ": ";
+        grouped(size) + " bytes, expected " + grouped(sizeof(BattStat)) + ": ";
     return size < sizeof(BattStat)
                ? sizes + "it ends at offset " + offset_text(size) + ", in " + place_of(size)
                : sizes + "bytes follow it from offset " + offset_text(sizeof(BattStat));
@@ -30,18 +30,18 @@ std::string reason_of(BattStatVerdict verdict, std::span<const uint8_t> bytes) {
     const std::string marker = "the record-valid marker at offset " + offset_text(0) + " is ";
     switch (verdict) {
         case BattStatVerdict::ACCEPTED:
-            return "layout version " + current_version() + ", taken unchanged";
+            return "layout version " + current_version() + ", accepted unchanged";
         case BattStatVerdict::UPGRADED:
             return version_reason(bytes) +
-                   "; only these bytes change, and the production date is checked for repair";
+                   "; the version bytes change, and the production date may be repaired";
         case BattStatVerdict::TOO_SHORT:
-            return bytes.empty() ? "no bytes at all"
+            return bytes.empty() ? "0 bytes"
                                  : std::to_string(bytes.size()) +
-                                       " bytes, and marker and version alone take 4";
+                                       " bytes, expected at least 4 for marker and version";
         case BattStatVerdict::ERASED:
-            return marker + "0xFF, an erased unit; the driver is told to learn the capacity anew";
+            return marker + "0xFF, an erased unit; the driver is asked to learn the capacity again";
         case BattStatVerdict::ZERO_MARKER:
-            return marker + "0x00, never written";
+            return marker + "0x00, the unit was never written";
         case BattStatVerdict::WRONG_SIZE:
             return size_reason(bytes.size());
         case BattStatVerdict::UNKNOWN_VERSION:

@@ -1,4 +1,4 @@
-// What the daemon would make of stored bytes at its next start, and why.
+// The verdict of the daemon's start-up on stored bytes, and its reason.
 #pragma once
 
 #include <cstdint>
@@ -12,13 +12,13 @@ namespace cellwarden::decode {
 struct Judgement {
     BattStatVerdict verdict;
     std::string name;    // "accepted", "upgraded" or "reset"
-    std::string reason;  // with the offset, the value found and the value wanted
+    std::string reason;  // with the offset, the value found and the value expected
 };
 
-// Of the bytes of unit 2491; no bytes stand for an empty or unreadable unit.
+// Judges the content of unit 2491. An empty span means an empty or unreadable unit.
 Judgement judge_record(std::span<const uint8_t> bytes);
 
-// Whether the daemon keeps the record. Only then do the bytes have its layout.
+// Returns whether the daemon keeps the record. If not, the bytes may not have the record's layout.
 inline bool is_kept(const Judgement& judgement) {
     return judgement.verdict == BattStatVerdict::ACCEPTED ||
            judgement.verdict == BattStatVerdict::UPGRADED;

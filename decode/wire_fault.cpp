@@ -15,8 +15,8 @@ struct Reader {
     size_t at = 0;
 };
 
-// Seven bits a byte, the lowest first, at most ten bytes, of which the low 64 bits count; none
-// where the bytes end within it.
+// Seven bits per byte, the lowest first, at most ten bytes, of which the low 64 bits count. Returns
+// nullopt if the bytes end early.
 std::optional<uint64_t> read_varint(Reader& reader) {
     constexpr unsigned BITS = 7;
     constexpr unsigned MAX_SHIFT = 63;
@@ -32,12 +32,12 @@ std::optional<uint64_t> read_varint(Reader& reader) {
     return std::nullopt;
 }
 
-// Reads one field.
+// Reads one field. Returns its error, if any.
 std::optional<WireFault> field_fault(const ProtobufCMessageDescriptor& type, Reader& reader) {
     const size_t start = reader.at;
     const std::optional<uint64_t> key = read_varint(reader);
     if (!key) {
-        return WireFault{start, "the key of a field is cut"};
+        return WireFault{start, "the key of a field is truncated"};
     }
     const uint64_t number = *key >> WIRE_TYPE_BITS;
     const uint64_t encoding = *key & ((1U << WIRE_TYPE_BITS) - 1);
@@ -46,25 +46,25 @@ std::optional<WireFault> field_fault(const ProtobufCMessageDescriptor& type, Rea
             ? nullptr
             : protobuf_c_message_descriptor_get_field(&type, static_cast<unsigned>(number));
     if (field == nullptr) {
-        return WireFault{start, "there is no field " + std::to_string(number)};
+        return WireFault{start, "unknown field " + std::to_string(number)};
     }
     const std::string name = std::string("field ") + field->name;
     const uint64_t wanted = field->type == PROTOBUF_C_TYPE_STRING ? LENGTH_DELIMITED : VARINT;
     if (encoding != wanted) {
-        return WireFault{start, name + " has encoding " + std::to_string(encoding) + ", it wants " +
+        return WireFault{start, name + " has encoding " + std::to_string(encoding) + ", expected " +
                                     std::to_string(wanted)};
     }
     const size_t value_start = reader.at;
     const std::optional<uint64_t> value = read_varint(reader);
     if (!value) {
-        return WireFault{value_start, "the value of " + name + " is cut"};
+        return WireFault{value_start, "the value of " + name + " is truncated"};
     }
     if (wanted == LENGTH_DELIMITED) {
         const size_t left = reader.bytes.size() - reader.at;
         if (*value > left) {
             return WireFault{value_start, name + " is " + std::to_string(*value) +
-                                              " bytes long, and " + std::to_string(left) +
-                                              " are left"};
+                                              " bytes long, but only " + std::to_string(left) +
+                                              " remain"};
         }
         reader.at += *value;
     }

@@ -1,4 +1,4 @@
-// Where packed bytes stop being an event.
+// Finds the first error in a packed event.
 #pragma once
 
 #include <protobuf-c/protobuf-c.h>
@@ -16,8 +16,8 @@ struct WireFault {
     std::string what;
 };
 
-// The first fault of the bytes as a message of that type: a number or text that is cut, a field
-// that the message does not have, a field in another encoding. None where they are sound.
+// Returns the first error in the bytes as a message of that type: a truncated number or text, a
+// field that the message does not have, a wrong encoding. Returns nullopt if there is no error.
 std::optional<WireFault> wire_fault(const ProtobufCMessageDescriptor& type,
                                     std::span<const uint8_t> bytes);
 

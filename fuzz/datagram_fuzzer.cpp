@@ -1,5 +1,5 @@
-// Any datagram: the supply that it speaks of is the one that a plain reading of it gives, and the
-// wait ends for it alone.
+// Fuzzes uevent datagrams: the supply found must be the one that a straightforward parser finds,
+// and only such a datagram may end the wait.
 #include <sys/socket.h>
 
 #include <cstring>

@@ -1,5 +1,5 @@
-// What every fuzzing target shares. A target is one source that defines seeds() and
-// LLVMFuzzerTestOneInput(); libFuzzer brings the main function.
+// Common part of the fuzzing targets. A target is a source file that defines seeds() and
+// LLVMFuzzerTestOneInput(); libFuzzer provides the main function.
 #pragma once
 
 #include <cstdint>
@@ -9,15 +9,14 @@
 
 namespace cellwarden::fuzz {
 
-// Small inputs to start from, made by the code that knows their form. `TARGET --seeds FOLDER`
-// writes them there and ends.
+// Returns small initial inputs. `TARGET --seeds FOLDER` writes them to FOLDER and exits.
 std::vector<std::string> seeds();
 
-// Ends the process, and so keeps the input, where `holds` is false; `what` is the broken promise.
+// Aborts the process if `holds` is false, so that libFuzzer keeps the input. `what` names the
+// broken promise.
 void promise(bool holds, const char* what);
 
-// Takes an input apart from its front. What lies beyond the end reads as zeros or as the empty
-// text.
+// Reads an input from its front. Beyond its end, numbers are zero and texts are empty.
 class Input {
   public:
     Input(const uint8_t* data, size_t size) : rest_(reinterpret_cast<const char*>(data), size) {}

@@ -245,8 +245,8 @@ void append_attribute(std::string& steps, SysfsParamId id, const std::string& te
     steps += text + "\n";
 }
 
-void append_cycle(std::string& steps, const bench::Phone& phone, uint16_t seconds) {
-    for (const bench::AttributeText& attribute : bench::live_attributes(phone)) {
+void append_cycle(std::string& steps, const phone::Phone& phone, uint16_t seconds) {
+    for (const phone::AttributeText& attribute : phone::live_attributes(phone)) {
         append_attribute(steps, attribute.id, attribute.text);
     }
     steps += static_cast<char>(FULL_CYCLE);
@@ -256,9 +256,9 @@ void append_cycle(std::string& steps, const bench::Phone& phone, uint16_t second
 // The attributes of the bench's phone, then full cycles in which it charges, heats up and empties,
 // then a shutdown and a restart.
 std::string ordinary_steps() {
-    bench::Phone phone;
+    phone::Phone phone;
     std::string steps;
-    for (const bench::AttributeText& attribute : bench::start_attributes(phone)) {
+    for (const phone::AttributeText& attribute : phone::start_attributes(phone)) {
         append_attribute(steps, attribute.id, attribute.text);
     }
     append_cycle(steps, phone, 20);

@@ -1,6 +1,6 @@
-// Any scenario file of the bench: it is refused with a message that names the file, or gives a
-// phone and a timeline that can be played: in order, within the ranges, its battery between empty
-// and full.
+// Fuzzes scenario files of the bench: a file is either rejected with a message that contains its
+// name, or the scenario can be played with its timeline in order, its values in range, and the
+// battery between empty and full.
 #include <algorithm>
 #include <cmath>
 
@@ -12,10 +12,10 @@
 namespace cellwarden::fuzz {
 namespace {
 
-void check_phone(const bench::Phone& phone) {
+void check_phone(const phone::Phone& phone) {
     promise(phone.battery.soc >= 0 && phone.battery.soc <= 1, "the battery is 0 to 100 % full");
     promise(std::isfinite(phone.battery.temp_c), "the battery has a temperature");
-    for (const bench::AttributeText& attribute : bench::live_attributes(phone)) {
+    for (const phone::AttributeText& attribute : phone::live_attributes(phone)) {
         promise(attribute.text.find("nan") == std::string::npos &&
                     attribute.text.find("inf") == std::string::npos,
                 "attributes are numbers");
@@ -28,12 +28,12 @@ void play(const bench::Scenario& scenario) {
             "the timeline is in order");
     promise(scenario.duration_s >= 1 && scenario.speed >= 0 && scenario.uptime_s >= 1,
             "times are in their ranges");
-    bench::Phone phone = scenario.phone;
+    phone::Phone phone = scenario.phone;
     check_phone(phone);
     for (const bench::TimedAction& timed : scenario.timeline) {
         bench::change_phone(phone, timed.action);
         promise(!bench::action_text(timed.action).empty(), "an action has a line for people");
-        bench::advance_phone(phone, 60);
+        phone::advance_phone(phone, 60);
         check_phone(phone);
     }
 }
@@ -67,7 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text = fuzz::Input(data, size).text(size);
     try {
         fuzz::play(bench::parse_scenario(text, "build/fuzz/input.json"));
-    } catch (const bench::ScenarioError& error) {
+    } catch (const InputError& error) {
         fuzz::promise(std::string(error.what()).starts_with("build/fuzz/input.json: "),
                       "the message names the file");
     }

@@ -3,13 +3,14 @@
 
 #include <string_view>
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 
-// The last two components of a path, as people name an attribute: "battery/capacity".
+// Returns the last two components of a path, the name of an attribute in messages:
+// "battery/capacity".
 inline std::string_view attribute_name(std::string_view path) {
     const size_t file = path.rfind('/');
     const size_t folder = file == 0 || file == path.npos ? path.npos : path.rfind('/', file - 1);
     return folder == path.npos ? path : path.substr(folder + 1);
 }
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <iterator>
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 namespace {
 
 constexpr double THERMAL_RESISTANCE_K_PER_W = 8;
@@ -63,4 +63,4 @@ void advance_battery(Battery& battery, double current_ua, double ambient_c, doub
     battery.temp_c += (settled_c - battery.temp_c) * (1 - std::exp(-seconds / time_constant_s));
 }
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

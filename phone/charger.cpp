@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 namespace {
 
 constexpr double USB_EFFICIENCY = 0.90;
@@ -95,4 +95,4 @@ PowerFlow share_power(Charger& charger, const Battery& battery, double load_ua) 
     return flow;
 }
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

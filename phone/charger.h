@@ -1,5 +1,5 @@
-// The charger and its driver: what flows into the battery, given what is plugged in and what the
-// daemon wrote to the driver's switches.
+// The charger and its driver: the current into the battery as a function of the power source and of
+// the switches that the daemon writes.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 #include "phone/battery.h"
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 
 enum class Source { NONE, USB, WIRELESS };
 
@@ -15,22 +15,22 @@ enum class ChargeStatus { DISCHARGING, NOT_CHARGING, CHARGING, FULL };
 
 struct Charger {
     Source source = Source::NONE;
-    std::string
-        type;  // as the USB type attribute ("PD") or the wireless type attribute ("EPP") has it
-    double watts = 0;       // what the source can give
-    int thermal_level = 0;  // 0 to thermal_level_max; each step takes current away
+    std::string type;       // text of the USB type ("PD") or wireless type ("EPP") attribute
+    double watts = 0;       // maximum power of the source
+    int thermal_level = 0;  // 0 to thermal_level_max; each step reduces the current
     int thermal_level_max = 15;
 
-    // Switches that the daemon writes.
-    bool usb_input_suspend = false;   // nothing is drawn from USB
-    bool lrc_input_suspend = false;   // nothing is drawn from any source
-    bool lrc_charge_disable = false;  // the phone runs from the source, the battery rests
-    int ageing_level = 0;             // 0 to 5: lowers the charging voltage and current
+    // Switches of the driver, written by the daemon.
+    bool usb_input_suspend = false;   // USB is disconnected
+    bool lrc_input_suspend = false;   // every source is disconnected
+    bool lrc_charge_disable = false;  // the source feeds the phone, the battery is not charged
+    int ageing_level = 0;             // 0 to 5; each step reduces charging voltage and current
 
-    bool full = false;  // charging ended; stays until the charge has sunk, or the source is gone
+    bool full =
+        false;  // charging has ended; reset when the charge has fallen or the source is removed
 };
 
-// What flows during one step.
+// Power and current during one step.
 struct PowerFlow {
     double battery_ua = 0;       // positive: charging
     double input_w = 0;          // drawn from the source
@@ -38,24 +38,24 @@ struct PowerFlow {
     ChargeStatus status = ChargeStatus::DISCHARGING;
 };
 
-// Highest charging voltage: 4.48 V, and 20 mV less for each ageing level.
+// Returns the float voltage in µV: 4.48 V less 20 mV per ageing level.
 double float_voltage_uv(const Charger& charger);
 
-// The state of charge at which charging ends; an ageing level ends it earlier.
+// Returns the state of charge at which charging ends, which falls with the ageing level.
 double end_of_charge_soc(const Charger& charger, const Battery& battery);
 
-// Highest charging current for a healthy battery temperature: 0.9 C of the design capacity, 5 %
-// less for each ageing level, down to a tenth of that at the highest thermal level; half of it from
-// 45 °C up, none below 0 °C and from 60 °C up.
+// Returns the maximum charging current in µA: 0.9C of the design capacity, less 5 % per ageing
+// level; falls linearly with the thermal level, to a tenth at the highest one; half at 45 °C and
+// above; 0 below 0 °C and at 60 °C and above.
 double charge_current_limit_ua(const Charger& charger, const Battery& battery);
 
-// Whether the phone draws from its source.
+// Returns whether a source is connected and not suspended.
 bool draws_input(const Charger& charger);
 
-// Shares the source's power between the phone (`load_ua` at battery voltage) and the battery:
-// constant current, then constant voltage as I = (float voltage - OCV) / R, until the current falls
-// under 0.05 C; then `charger.full` is set. Charging starts again when the open-circuit voltage has
-// sunk by 40 mV.
+// Splits the power of the source between the phone (`load_ua` at battery voltage) and the battery.
+// Charging has a constant-current phase, then a constant-voltage phase with
+// I = (float voltage - OCV) / R until I falls below 0.05C, which sets `charger.full`. Charging
+// restarts when the open-circuit voltage has fallen by 40 mV.
 PowerFlow share_power(Charger& charger, const Battery& battery, double load_ua);
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 namespace {
 
 constexpr double LONGEST_STEP_S = 10;
@@ -60,4 +60,4 @@ const char* health_text(double temp_c) {
     return temp_c >= 45 ? "Warm" : "Good";
 }
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

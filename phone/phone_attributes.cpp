@@ -8,15 +8,19 @@
 
 #include "phone/source_kind.h"
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 namespace {
 
 constexpr double SECONDS_PER_HOUR = 3600;
 
-// Path of each parameter; none where it depends on the phone.
-constexpr const char* fixed_paths[] = {
-#define SYSFS_FIXED(id, name, path, format, table) path,
-#define SYSFS_GENERATED(id, name, generator, format, table) nullptr,
+// Path of each parameter (nullptr if it depends on the phone), and the format of its text.
+struct FileForm {
+    const char* path;
+    SysfsFormat format;
+};
+constexpr FileForm file_forms[] = {
+#define SYSFS_FIXED(id, name, path, format, table) {path, FORMAT_##format},
+#define SYSFS_GENERATED(id, name, generator, format, table) {nullptr, FORMAT_##format},
 #include "product/attributes.inc"
 #undef SYSFS_FIXED
 #undef SYSFS_GENERATED
@@ -27,7 +31,8 @@ struct StartText {
     const char* text;
 };
 
-// Attributes that do not follow from the phone's state. Registers hold what a phone at rest shows.
+// Start texts of the attributes that do not follow the phone's state. Registers have the values of
+// a phone at rest.
 constexpr StartText start_texts[] = {
     {PARAM_BATTERY_MANUFACTURING_DATE, "0"},
     {PARAM_BATTERY_FIRST_USAGE_DATE, "0"},
@@ -39,10 +44,8 @@ constexpr StartText start_texts[] = {
     {PARAM_LRC_CHARGE_DISABLE, "0"},
     {PARAM_LRC_INPUT_SUSPEND, "0"},
     {PARAM_BATT_ID, "1"},
-    {PARAM_BATT_AGING_LEVEL, "0"},
     {PARAM_SMART_CHARGING_STATUS, "0"},
     {PARAM_SDM_THERM, "0"},
-    {PARAM_LEARNING_COUNTER, "0"},
     {PARAM_RESTORED_CAPACITY, "-1"},
     {PARAM_USB_ICL_VOTABLE_STATUS, "USB_ICL: effective=DEFAULT_VOTER"},
     {PARAM_FCC_VOTABLE_STATUS, "FCC: effective=DEFAULT_VOTER"},
@@ -113,18 +116,14 @@ constexpr StartText start_texts[] = {
     {PARAM_FV_0_VOTABLE_STATUS, "FV_0: effective=DEFAULT_VOTER"},
 };
 
-std::string number(double value) {
-    return std::to_string(std::llround(value));
+constexpr const char* NO_TYPE = "Unknown";
+
+AttributeValue number(SysfsParamId id, double value) {
+    return {id, nullptr, std::llround(value)};
 }
 
-std::string hex(unsigned value) {
-    char text[16];
-    (void)snprintf(text, sizeof text, "0x%02x", value);
-    return text;
-}
-
-std::string flag(bool value) {
-    return value ? "1" : "0";
+AttributeValue word(SysfsParamId id, const char* text) {
+    return {id, text, 0};
 }
 
 double time_to_full_s(const Phone& phone) {
@@ -135,91 +134,103 @@ double time_to_full_s(const Phone& phone) {
     return missing_uah / phone.flow.battery_ua * SECONDS_PER_HOUR;
 }
 
-void add_battery_attributes(const Phone& phone, std::vector<AttributeText>& texts) {
+void add_battery_attributes(const Phone& phone, std::vector<AttributeValue>& values) {
     const Battery& battery = phone.battery;
-    const std::string decidegrees = number(battery.temp_c * 10);
-    const std::string soc = number(battery.soc * 10'000);
-    const std::string capacity = std::to_string(capacity_percent(phone));
-    const std::string ttf = number(time_to_full_s(phone));
-    const AttributeText rows[] = {
-        {PARAM_BATTERY_CAPACITY, capacity},
-        {PARAM_BATTERY_STATUS, status_text(phone.flow.status)},
-        {PARAM_BATTERY_HEALTH, health_text(battery.temp_c)},
-        {PARAM_BATTERY_TEMP, decidegrees},
-        {PARAM_BATTERY_VOLTAGE_NOW, number(terminal_uv(battery))},
-        {PARAM_BATTERY_CURRENT_NOW, number(battery.current_ua)},
-        {PARAM_BATTERY_MODEL_NAME, phone.model_name},
-        {PARAM_BATTERY_CHARGE_FULL_DESIGN, number(battery.charge_full_design_uah)},
-        {PARAM_BATTERY_TIME_TO_FULL_NOW, ttf},
-        {PARAM_QCOM_RESISTANCE, number(battery.resistance_mohm * 1e3)},
-        {PARAM_QCOM_CHARGE_FULL, number(charge_full_uah(battery))},
-        {PARAM_BATT_SOC, soc},
-        {PARAM_SYSTEM_SOC, soc},
-        {PARAM_MONOTONIC_SOC, soc},
-        {PARAM_REAL_NOM_CAP, number(battery.charge_full_design_uah / 1e3)},
-        {PARAM_BATT_TEMP, decidegrees},
-        {PARAM_REAL_TEMP, decidegrees},
-        {PARAM_VCELL_MAX, number(terminal_uv(battery) / 1e3)},
-        {PARAM_CURRENT_JEITA_ZONE, flag(battery.temp_c >= 45)},
-        {PARAM_LEARNED_CAPACITY, number(charge_full_uah(battery) / 1e3)},
-        {PARAM_TTF, ttf},
-        {PARAM_SDM_THERM_ZONE_TEMP, number(board_temp_c(phone) * 1e3)},
+    const double voltage_uv = terminal_uv(battery);
+    const double gauge_uah = phone.gauge_uah.value_or(charge_full_uah(battery));
+    const AttributeValue rows[] = {
+        number(PARAM_BATTERY_CAPACITY, capacity_percent(phone)),
+        word(PARAM_BATTERY_STATUS, status_text(phone.flow.status)),
+        word(PARAM_BATTERY_HEALTH, health_text(battery.temp_c)),
+        number(PARAM_BATTERY_TEMP, battery.temp_c * 10),
+        number(PARAM_BATTERY_VOLTAGE_NOW, voltage_uv),
+        number(PARAM_BATTERY_CURRENT_NOW, battery.current_ua),
+        word(PARAM_BATTERY_MODEL_NAME, phone.model_name.c_str()),
+        number(PARAM_BATTERY_CHARGE_FULL_DESIGN, battery.charge_full_design_uah),
+        number(PARAM_BATTERY_TIME_TO_FULL_NOW, time_to_full_s(phone)),
+        number(PARAM_QCOM_RESISTANCE, battery.resistance_mohm * 1e3),
+        number(PARAM_QCOM_CHARGE_FULL, gauge_uah),
+        number(PARAM_BATT_SOC, battery.soc * 10'000),
+        number(PARAM_SYSTEM_SOC, battery.soc * 10'000),
+        number(PARAM_MONOTONIC_SOC, battery.soc * 10'000),
+        number(PARAM_REAL_NOM_CAP, battery.charge_full_design_uah / 1e3),
+        number(PARAM_BATT_TEMP, battery.temp_c * 10),
+        number(PARAM_REAL_TEMP, battery.temp_c * 10),
+        number(PARAM_VCELL_MAX, voltage_uv / 1e3),
+        number(PARAM_CURRENT_JEITA_ZONE, battery.temp_c >= 45 ? 1 : 0),
+        number(PARAM_LEARNED_CAPACITY, gauge_uah / 1e3),
+        number(PARAM_LEARNING_COUNTER, phone.learning_count),
+        number(PARAM_TTF, time_to_full_s(phone)),
+        number(PARAM_SDM_THERM_ZONE_TEMP, board_temp_c(phone) * 1e3),
     };
-    texts.insert(texts.end(), std::begin(rows), std::end(rows));
+    values.insert(values.end(), std::begin(rows), std::end(rows));
 }
 
-void add_source_attributes(const Phone& phone, std::vector<AttributeText>& texts) {
+void add_source_attributes(const Phone& phone, std::vector<AttributeValue>& values) {
     const Charger& charger = phone.charger;
     const SourceKind& kind = source_kind_of(charger);
     const bool usb = charger.source == Source::USB;
     const bool wireless = charger.source == Source::WIRELESS;
     const double input_ua = kind.input_v > 0 ? phone.flow.input_w / kind.input_v * 1e6 : 0;
     const double limit_ua = kind.input_v > 0 ? charger.watts / kind.input_v * 1e6 : 0;
-    const std::string wireless_type = wireless ? charger.type : "Unknown";
-    const double wireless_v = wireless ? kind.input_v : 0;
-    const AttributeText rows[] = {
-        {PARAM_USB_ONLINE, flag(usb)},
-        {PARAM_USB_CURRENT_NOW, number(usb ? input_ua : 0)},
-        {PARAM_USB_VOLTAGE_NOW, number(usb ? kind.input_v * 1e6 : 0)},
-        {PARAM_USB_CHARGER_TYPE_DETERMINED, flag(usb)},
-        {PARAM_USB_INPUT_CURRENT_LIMIT, number(usb ? limit_ua : 0)},
-        {PARAM_WIRELESS_ONLINE, flag(wireless)},
-        {PARAM_WIRELESS_VOLTAGE_NOW, number(wireless_v * 1e6)},
-        {PARAM_WIRELESS_CURRENT_MAX, number(wireless ? limit_ua : 0)},
-        {PARAM_QCOM_USB_REAL_TYPE, usb ? charger.type : "Unknown"},
-        {PARAM_TYPEC_MODE, kind.typec_mode},
-        {PARAM_WLS_VRECT, number(wireless_v * 1e6)},
-        {PARAM_WLS_VOUT, number(wireless_v * 1e6)},
-        {PARAM_WLS_IOUT, number(wireless ? input_ua : 0)},
-        {PARAM_WLS_TYPE, wireless_type},
-        {PARAM_WLS_TYPE_TEXT, wireless_type},
-        {PARAM_WLS_NEGOTIATED_PWR, hex(wireless ? static_cast<unsigned>(charger.watts) : 0)},
-        {PARAM_AICL_RESULT, number(usb ? limit_ua / 1e3 : 0)},
-        {PARAM_CHARGER_MAX_WATTAGE, number(charger.watts * 1e6)},
-        {PARAM_ACTIVE_CHARGER_TYPE, std::to_string(kind.active_type)},
-        // Bit 0: the search for the input current has ended; bit 2: the source has given way.
-        {PARAM_REG_AICL_STATUS, hex((usb ? 1U : 0U) | (phone.flow.input_limited ? 4U : 0U))},
+    const char* const wireless_type = wireless ? charger.type.c_str() : NO_TYPE;
+    const double wireless_uv = wireless ? kind.input_v * 1e6 : 0;
+    const AttributeValue rows[] = {
+        number(PARAM_USB_ONLINE, usb ? 1 : 0),
+        number(PARAM_USB_CURRENT_NOW, usb ? input_ua : 0),
+        number(PARAM_USB_VOLTAGE_NOW, usb ? kind.input_v * 1e6 : 0),
+        number(PARAM_USB_CHARGER_TYPE_DETERMINED, usb ? 1 : 0),
+        number(PARAM_USB_INPUT_CURRENT_LIMIT, usb ? limit_ua : 0),
+        number(PARAM_WIRELESS_ONLINE, wireless ? 1 : 0),
+        number(PARAM_WIRELESS_VOLTAGE_NOW, wireless_uv),
+        number(PARAM_WIRELESS_CURRENT_MAX, wireless ? limit_ua : 0),
+        word(PARAM_QCOM_USB_REAL_TYPE, usb ? charger.type.c_str() : NO_TYPE),
+        word(PARAM_TYPEC_MODE, kind.typec_mode),
+        number(PARAM_WLS_VRECT, wireless_uv),
+        number(PARAM_WLS_VOUT, wireless_uv),
+        number(PARAM_WLS_IOUT, wireless ? input_ua : 0),
+        word(PARAM_WLS_TYPE, wireless_type),
+        word(PARAM_WLS_TYPE_TEXT, wireless_type),
+        number(PARAM_WLS_NEGOTIATED_PWR, wireless ? std::floor(charger.watts) : 0),
+        number(PARAM_AICL_RESULT, usb ? limit_ua / 1e3 : 0),
+        number(PARAM_CHARGER_MAX_WATTAGE, charger.watts * 1e6),
+        number(PARAM_ACTIVE_CHARGER_TYPE, kind.active_type),
+        // Bit 0: the search for the input current has ended. Bit 2: the source limits the current.
+        number(PARAM_REG_AICL_STATUS, (usb ? 1 : 0) + (phone.flow.input_limited ? 4 : 0)),
     };
-    texts.insert(texts.end(), std::begin(rows), std::end(rows));
+    values.insert(values.end(), std::begin(rows), std::end(rows));
 }
 
-void add_driver_attributes(const Phone& phone, std::vector<AttributeText>& texts) {
+void add_driver_attributes(const Phone& phone, std::vector<AttributeValue>& values) {
     const Charger& charger = phone.charger;
     const double limit_ua = charge_current_limit_ua(charger, phone.battery);
     const bool tapering =
         phone.flow.status == ChargeStatus::CHARGING && phone.flow.battery_ua < limit_ua;
-    const AttributeText rows[] = {
-        {PARAM_BOOTUP_SHUTDOWN_PHASE, std::to_string(phone.shutdown_phase)},
-        {PARAM_SYSTEM_TEMP_LEVEL, std::to_string(charger.thermal_level)},
-        {PARAM_SYSTEM_TEMP_LEVEL_MAX, std::to_string(charger.thermal_level_max)},
-        {PARAM_CURRENT_STEP_PHASE, flag(tapering)},
-        {PARAM_BATTERY_CHARGER_STATUS, status_text(phone.flow.status)},
-        {PARAM_ICM_STATE, flag(draws_input(charger))},
-        {PARAM_FV, number(float_voltage_uv(charger))},
-        {PARAM_FCC, number(limit_ua)},
-        {PARAM_VBAT_FULL, number(float_voltage_uv(charger) / 1e3)},
+    const AttributeValue rows[] = {
+        number(PARAM_BOOTUP_SHUTDOWN_PHASE, phone.shutdown_phase),
+        number(PARAM_SYSTEM_TEMP_LEVEL, charger.thermal_level),
+        number(PARAM_SYSTEM_TEMP_LEVEL_MAX, charger.thermal_level_max),
+        number(PARAM_BATT_AGING_LEVEL, charger.ageing_level),
+        number(PARAM_CURRENT_STEP_PHASE, tapering ? 1 : 0),
+        word(PARAM_BATTERY_CHARGER_STATUS, status_text(phone.flow.status)),
+        number(PARAM_ICM_STATE, draws_input(charger) ? 1 : 0),
+        number(PARAM_FV, float_voltage_uv(charger)),
+        number(PARAM_FCC, limit_ua),
+        number(PARAM_VBAT_FULL, float_voltage_uv(charger) / 1e3),
     };
-    texts.insert(texts.end(), std::begin(rows), std::end(rows));
+    values.insert(values.end(), std::begin(rows), std::end(rows));
+}
+
+std::string text_of(const AttributeValue& value) {
+    if (value.text != nullptr) {
+        return value.text;
+    }
+    if (file_forms[value.id].format != FORMAT_HEX) {
+        return std::to_string(value.number);
+    }
+    char hex[24];
+    (void)snprintf(hex, sizeof hex, "0x%02llx", static_cast<unsigned long long>(value.number));
+    return hex;
 }
 
 }  // namespace
@@ -228,14 +239,23 @@ std::string attribute_path(const Phone& phone, SysfsParamId id) {
     if (id == PARAM_SDM_THERM_ZONE_TEMP) {
         return "/sys/class/thermal/thermal_zone" + std::to_string(phone.thermal_zone) + "/temp";
     }
-    return fixed_paths[id];
+    return file_forms[id].path;
+}
+
+std::vector<AttributeValue> live_values(const Phone& phone) {
+    std::vector<AttributeValue> values;
+    values.reserve(64);
+    add_battery_attributes(phone, values);
+    add_source_attributes(phone, values);
+    add_driver_attributes(phone, values);
+    return values;
 }
 
 std::vector<AttributeText> live_attributes(const Phone& phone) {
     std::vector<AttributeText> texts;
-    add_battery_attributes(phone, texts);
-    add_source_attributes(phone, texts);
-    add_driver_attributes(phone, texts);
+    for (const AttributeValue& value : live_values(phone)) {
+        texts.push_back({value.id, text_of(value)});
+    }
     return texts;
 }
 
@@ -244,7 +264,8 @@ std::vector<AttributeText> start_attributes(const Phone& phone) {
     for (const StartText& row : start_texts) {
         texts.push_back({row.id, row.text});
     }
-    texts.push_back({PARAM_BATTERY_CHARGE_FULL, number(charge_full_uah(phone.battery))});
+    texts.push_back(
+        {PARAM_BATTERY_CHARGE_FULL, std::to_string(std::llround(charge_full_uah(phone.battery)))});
     return texts;
 }
 
@@ -268,4 +289,4 @@ void obey_attribute_write(Phone& phone, SysfsParamId id, const std::string& text
     }
 }
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

@@ -1,7 +1,8 @@
-// The texts of the phone's 134 attributes. Some follow from the phone's state; the others keep what
-// they start with until the daemon writes them, or for good.
+// The texts of the phone's 134 attributes. Live attributes follow the state of the phone; the
+// others keep their start text unless the daemon writes them.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,24 +11,33 @@
 #include "phone/phone.h"
 #include "platform/sysfs_params.h"
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 
 struct AttributeText {
     SysfsParamId id;
     std::string text;  // without a newline
 };
 
-// Path of a parameter's attribute file; the thermal zone's number is the phone's.
+// Returns the path of a parameter's attribute file. The phone provides the number of the thermal
+// zone.
 std::string attribute_path(const Phone& phone, SysfsParamId id);
 
-// The attributes that follow from the phone's state, as they read now.
+// The value of an attribute: a text or a number.
+struct AttributeValue {
+    SysfsParamId id;
+    const char* text;  // points into the phone; nullptr: the value is `number`
+    int64_t number;
+};
+
+// Return the live attributes, as values and as the texts of their files.
+std::vector<AttributeValue> live_values(const Phone& phone);
 std::vector<AttributeText> live_attributes(const Phone& phone);
 
-// All the others, as they read when the phone starts.
+// Returns the start texts of all other attributes.
 std::vector<AttributeText> start_attributes(const Phone& phone);
 
-// Hands what the daemon wrote to the charger driver. Attributes that the driver does not obey
-// change nothing.
+// Passes a text that the daemon wrote to the charger driver. Only the switches of Charger have an
+// effect.
 void obey_attribute_write(Phone& phone, SysfsParamId id, const std::string& text);
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 namespace {
 
 constexpr const char* NOTHING_ATTACHED = "Nothing source attached";
@@ -37,4 +37,4 @@ const SourceKind& source_kind_of(const Charger& charger) {
     return kind == std::end(source_kinds) ? other_kind : *kind;
 }
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

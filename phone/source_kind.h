@@ -1,19 +1,19 @@
-// How the charger driver names and numbers each kind of charger.
+// Texts and numbers that the charger driver uses for each kind of charger.
 #pragma once
 
 #include "phone/charger.h"
 
-namespace cellwarden::bench {
+namespace cellwarden::phone {
 
 struct SourceKind {
-    const char* type;  // as the USB type attribute or the wireless type attribute has it
-    int active_type;   // the driver's number
-    double input_v;    // the voltage that the charger is asked for
+    const char* type;  // text of the USB or wireless type attribute
+    int active_type;   // number of the driver's active_charger_type attribute
+    double input_v;    // the voltage that the phone requests
     const char* typec_mode;
 };
 
-// The kind of what is plugged in; a type that the driver does not know is a plain high-current
+// Returns the kind of the connected charger. A type without a row counts as a high-current Type-C
 // source.
 const SourceKind& source_kind_of(const Charger& charger);
 
-}  // namespace cellwarden::bench
+}  // namespace cellwarden::phone

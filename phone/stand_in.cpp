@@ -33,11 +33,29 @@ void record(StandIn& phone, Effect effect) {
     }
 }
 
-size_t read_attribute(void* context, const char* path, char* buffer, size_t room) {
-    const StandIn& phone = phone_of(context);
-    const auto found = phone.attributes.find(path);
-    return found != phone.attributes.end() ? found->second.copy(buffer, room) : 0;
+// Directories need no opening: an attribute is found by its path. The latest to be opened is read.
+int open_directory(void* /*context*/, const char* /*path*/) {
+    return 0;
 }
+
+int open_attribute(void* context, int /*directory*/, const char* path, size_t /*name_at*/) {
+    StandIn& phone = phone_of(context);
+    const auto found = phone.attributes.find(path);
+    if (found == phone.attributes.end()) {
+        return -1;
+    }
+    phone.unread = found->second;
+    return 0;
+}
+
+ssize_t read_attribute(void* context, int /*fd*/, char* buffer, size_t room) {
+    std::string_view& unread = phone_of(context).unread;
+    const size_t count = unread.copy(buffer, room);
+    unread.remove_prefix(count);
+    return static_cast<ssize_t>(count);
+}
+
+void close_attributes(void* /*context*/, int /*first*/, int /*last*/) {}
 
 bool attribute_is_writable(void* context, const char* path) {
     const StandIn& phone = phone_of(context);
@@ -45,6 +63,9 @@ bool attribute_is_writable(void* context, const char* path) {
 }
 
 int32_t write_attribute(void* context, const char* path, const char* text) {
+    if (text == nullptr) {
+        return -1;
+    }
     StandIn& phone = phone_of(context);
     const bool failed =
         !attribute_is_writable(context, path) || phone.refusing_attributes.contains(path);
@@ -175,9 +196,12 @@ int select(void* context, int count, fd_set* readable, timeval* timeout) {
 
 Device device_of(StandIn& phone) {
     return {.context = &phone,
-            .read_attribute = read_attribute,
-            .write_attribute = write_attribute,
-            .attribute_is_writable = attribute_is_writable,
+            .attributes = {.open_directory = open_directory,
+                           .open = open_attribute,
+                           .read = read_attribute,
+                           .close = close_attributes,
+                           .write = write_attribute,
+                           .is_writable = attribute_is_writable},
             .klog_write = klog_write,
             .property_get = property_get,
             .tessera_read_unit = tessera_read_unit,

@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/device.h"
@@ -21,7 +22,7 @@ struct Effect {
     std::string name;   // attribute: its path; unit: its number; event: its name; log: empty
     std::string bytes;  // log: the line; attribute: the text; unit written, event: the bytes
     std::string category = "";  // of an event
-    bool failed = false;        // the daemon was told so, and nothing changed
+    bool failed = false;        // the call reported a failure and changed nothing
 };
 
 struct StandIn {
@@ -52,7 +53,8 @@ struct StandIn {
 
     std::function<void()> during_sleep{};
     std::function<int(int count, fd_set* readable, timeval* timeout)>
-        select{};  // unset: the real one
+        select{};               // unset: the real one
+    std::string_view unread{};  // of the attribute that was opened last
     char thermal_zone_temp_path[THERMAL_ZONE_PATH_SIZE] = "";
 };
 

@@ -14,17 +14,28 @@ namespace cellwarden {
 
 inline constexpr size_t THERMAL_ZONE_PATH_SIZE = 128;
 
+// The kernel's attributes, by absolute path. None is ever created.
+struct AttributeAccess {
+    // Opens a directory, for `open` alone. Returns a descriptor, or -1.
+    int (*open_directory)(void* context, const char* path);
+    // Opens the attribute for reading. Its name begins at `path + name_at`, relative to
+    // `directory`; with AT_FDCWD and 0 the whole path leads to it. Returns a descriptor, or -1.
+    int (*open)(void* context, int directory, const char* path, size_t name_at);
+    // Reads on where the read before ended, as read().
+    ssize_t (*read)(void* context, int fd, char* buffer, size_t room);
+    // Closes the descriptors `first` to `last`, all of them opened by open or open_directory.
+    void (*close)(void* context, int first, int last);
+
+    // Replaces the attribute's text. Returns 0, or -1 where it cannot be opened, or refuses the
+    // text or a part of it. A null text is refused: the attribute is opened and keeps its text.
+    int32_t (*write)(void* context, const char* path, const char* text);
+    bool (*is_writable)(void* context, const char* path);
+};
+
 struct Device {
     void* context;  // the first argument of every function
 
-    // Reads the attribute's first bytes, at most `room`. Returns how many; 0 where it cannot be
-    // read.
-    size_t (*read_attribute)(void* context, const char* path, char* buffer, size_t room);
-    // Replaces the attribute's text. Returns 0, or -1 where it cannot be opened or refuses the
-    // text.
-    int32_t (*write_attribute)(void* context, const char* path, const char* text);
-    bool (*attribute_is_writable)(void* context, const char* path);
-
+    AttributeAccess attributes;
     void (*klog_write)(void* context, int level, const char* text);
     int (*property_get)(void* context, const char* key, char* value, const char* default_value);
     int32_t (*tessera_read_unit)(void* context, uint32_t unit, void* buffer, uint32_t* size);
@@ -48,10 +59,8 @@ struct Device {
 // The phone that the daemon runs on; the daemon alone links it.
 extern const Device phone_device;
 
-// Its attributes: files at their absolute paths, which are never created. They ignore the context.
-size_t read_attribute_file(void* context, const char* path, char* buffer, size_t room);
-int32_t write_attribute_file(void* context, const char* path, const char* text);
-bool attribute_file_is_writable(void* context, const char* path);
+// Its attributes: files.
+extern const AttributeAccess attribute_files;
 
 // Writes the text with as many calls of `write` as it takes. A call that fails or accepts nothing
 // ends the attempt, with -1.

@@ -32,9 +32,7 @@ int wait_readable(void* /*context*/, int count, fd_set* readable, timeval* timeo
 
 const Device phone_device = {
     .context = nullptr,
-    .read_attribute = read_attribute_file,
-    .write_attribute = write_attribute_file,
-    .attribute_is_writable = attribute_file_is_writable,
+    .attributes = attribute_files,
     .klog_write = write_log,
     .property_get = without_context<property_get>,
     .tessera_read_unit = without_context<tessera_read_unit>,

@@ -1,5 +1,9 @@
 #include "platform/sysfs_io.h"
 
+#include <fcntl.h>
+
+#include <array>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,22 +29,130 @@ const char* path_of(const Device& device, const SysfsParamDesc& desc) {
     }
 }
 
-// Drops what follows a NUL in its line, the newline included. Returns the length that is left.
-size_t drop_after_nul(char* text, size_t length) {
-    if (memchr(text, '\0', length) == nullptr) {
-        return length;
-    }
-    size_t kept = 0;
-    bool dropping = false;
-    for (size_t i = 0; i < length; i++) {
-        const char c = text[i];
-        dropping = dropping || c == '\0';
-        if (!dropping) {
-            text[kept++] = c;
+// Gathers a text line by line into a buffer of TEXT_MAX characters. A line that holds a NUL counts
+// up to the NUL only; what follows it in that line is dropped, newline included. A line is taken in
+// pieces of at most the room that is left, so a NUL drops no more than its own piece.
+struct TextGatherer {
+    char* text;
+    size_t length = 0;
+    size_t piece_room = TEXT_MAX;  // raw characters that the current piece may still take
+    bool cut = false;              // the current piece has met its NUL
+
+    // Takes `count` raw characters that lie at text + length.
+    void take(size_t count) {
+        const char* raw = text + length;
+        if (!cut && memchr(raw, '\0', count) == nullptr) {
+            length += count;
+            piece_room = TEXT_MAX - length;
+            return;
         }
-        dropping = dropping && c != '\n';
+        for (size_t i = 0; i < count && length < TEXT_MAX; i++) {
+            const char c = raw[i];
+            cut = cut || c == '\0';
+            if (!cut) {
+                text[length++] = c;
+            }
+            piece_room--;
+            if (c == '\n' || piece_room == 0) {
+                cut = false;
+                piece_room = TEXT_MAX - length;
+            }
+        }
     }
-    return kept;
+};
+
+// The directory whose attributes are being read. It is opened once for all of them, so its path is
+// walked once and all of them belong to the same device, whatever takes the path meanwhile.
+struct OpenDirectory {
+    const SysfsParamDesc* shared_by = nullptr;  // one of its parameters; null: none is open
+    int fd = -1;                                // -1: it cannot be opened
+};
+
+bool share_directory(const SysfsParamDesc& one, const SysfsParamDesc& other) {
+    return one.name_at > 0 && one.name_at == other.name_at &&
+           memcmp(one.path, other.path, one.name_at) == 0;
+}
+
+void leave_directory(const Device& device, OpenDirectory& directory) {
+    if (directory.fd >= 0) {
+        device.attributes.close(device.context, directory.fd, directory.fd);
+    }
+    directory = OpenDirectory{};
+}
+
+// Whether the mask selects more parameters of the directory after `id`: the table has those of one
+// directory one after another.
+bool more_follow(const SysfsParamDescs& table, uint32_t id, const SysfsReadMask& mask) {
+    const SysfsParamDesc& desc = table[id];
+    for (id++; id < SYSFS_PARAM_COUNT && share_directory(desc, table[id]); id++) {
+        if (mask[id] != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Makes `directory` that of the parameter. A parameter that is alone in its directory is reached by
+// its path, as one whose path is generated: AT_FDCWD.
+void enter_directory(const Device& device, const SysfsParamDescs& table, uint32_t id,
+                     const SysfsReadMask& mask, OpenDirectory& directory) {
+    const SysfsParamDesc& desc = table[id];
+    if (directory.shared_by != nullptr && share_directory(*directory.shared_by, desc)) {
+        return;
+    }
+    leave_directory(device, directory);
+    directory = {.shared_by = &desc, .fd = AT_FDCWD};
+    if (more_follow(table, id, mask)) {
+        char path[PATH_MAX];
+        (void)snprintf(path, sizeof path, "%.*s", static_cast<int>(desc.name_at), desc.path);
+        directory.fd = device.attributes.open_directory(device.context, path);
+    }
+}
+
+// Attributes that have been read and not closed: together that costs the kernel less. Each holds a
+// page of its memory until then.
+struct ReadAttributes {
+    std::array<int, 16> fds;
+    size_t count = 0;
+};
+
+// Descriptors that follow one another are closed by one call; those between are someone else's.
+void close_attributes(const Device& device, ReadAttributes& read) {
+    for (size_t begin = 0, end = 0; begin < read.count; begin = end) {
+        for (end = begin + 1; end < read.count && read.fds[end] == read.fds[end - 1] + 1;) {
+            end++;
+        }
+        device.attributes.close(device.context, read.fds[begin], read.fds[end - 1]);
+    }
+    read.count = 0;
+}
+
+void close_later(const Device& device, ReadAttributes& read, int fd) {
+    if (read.count == read.fds.size()) {
+        close_attributes(device, read);
+    }
+    read.fds[read.count++] = fd;
+}
+
+// Reads the attribute into `buffer` and returns the length of its text; 0 where it cannot be
+// opened.
+size_t read_text(const Device& device, int directory, const char* path, size_t name_at,
+                 ReadAttributes& read, char (&buffer)[SYSFS_BUFFER_SIZE]) {
+    const AttributeAccess& attributes = device.attributes;
+    const int fd = attributes.open(device.context, directory, path, name_at);
+    if (fd < 0) {
+        return 0;
+    }
+    TextGatherer gatherer{.text = buffer};
+    // An attribute gives what fits in one read: a read that leaves room has met its end.
+    for (bool more = true; more && gatherer.length < TEXT_MAX;) {
+        const size_t room = TEXT_MAX - gatherer.length;
+        const ssize_t count = attributes.read(device.context, fd, buffer + gatherer.length, room);
+        more = count == static_cast<ssize_t>(room);
+        gatherer.take(count > 0 ? static_cast<size_t>(count) : 0);
+    }
+    close_later(device, read, fd);
+    return gatherer.length;
 }
 
 void keep_text(const Device& device, SysfsParamValue& slot, const char* text, size_t length) {
@@ -145,8 +257,11 @@ const char* format_sysfs_value(const SysfsParamDesc& desc, const SysfsParamValue
     }
 }
 
-int32_t read_sysfs_params(const Device& device, SysfsParams& snapshot, const SysfsReadMask& mask) {
+int32_t read_sysfs_params(const Device& device, SysfsParams& snapshot, const SysfsReadMask& mask,
+                          const SysfsParamDescs& table) {
     char sysfs_read_buffer[SYSFS_BUFFER_SIZE];
+    OpenDirectory directory;
+    ReadAttributes read;
     for (uint32_t id = 0; id < SYSFS_PARAM_COUNT; id++) {
         SysfsParamValue& slot = snapshot[id];
         slot.raw = nullptr;
@@ -155,16 +270,21 @@ int32_t read_sysfs_params(const Device& device, SysfsParams& snapshot, const Sys
         if (mask[id] == 0) {
             continue;
         }
-        const SysfsParamDesc& desc = SysfsParamTable[id];
+        const SysfsParamDesc& desc = table[id];
         const char* path = path_of(device, desc);
         if (path == nullptr) {
             continue;
         }
-        const size_t length =
-            device.read_attribute(device.context, path, sysfs_read_buffer, TEXT_MAX);
-        keep_text(device, slot, sysfs_read_buffer, drop_after_nul(sysfs_read_buffer, length));
+        enter_directory(device, table, id, mask, directory);
+        const size_t name_at = directory.fd != AT_FDCWD ? desc.name_at : 0;
+        const size_t length = directory.fd != -1 ? read_text(device, directory.fd, path, name_at,
+                                                             read, sysfs_read_buffer)
+                                                 : 0;
+        keep_text(device, slot, sysfs_read_buffer, length);
         parse_sysfs_value(desc, slot);
     }
+    close_attributes(device, read);
+    leave_directory(device, directory);
     return static_cast<int32_t>(SYSFS_PARAM_COUNT);
 }
 
@@ -188,7 +308,7 @@ int32_t write_sysfs_param(const Device& device, uint32_t id, const SysfsParamVal
     }
     char sysfs_write_buffer[SYSFS_BUFFER_SIZE];
     const char* text = format_sysfs_value(desc, record, sysfs_write_buffer);
-    return text != nullptr ? device.write_attribute(device.context, path, text) : -1;
+    return device.attributes.write(device.context, path, text);
 }
 
 int32_t write_sysfs_integer(const Device& device, SysfsParamId id, int32_t value) {
@@ -200,7 +320,7 @@ int32_t write_sysfs_integer(const Device& device, SysfsParamId id, int32_t value
 
 void wait_sysfs_ready(const Device& device) {
     for (int look = 0; look < READINESS_LOOKS; look++) {
-        const bool writable = device.attribute_is_writable(
+        const bool writable = device.attributes.is_writable(
             device.context, SysfsParamTable[PARAM_USB_INPUT_SUSPEND].path);
         (void)device.sleep(device.context, 1);
         if (writable) {

@@ -11,8 +11,9 @@ namespace cellwarden {
 // nothing is parsed from the empty text (0, 0.0, "", or the enum table's no-match value). Of a
 // longer text the first 4,095 characters are kept. A slot that the mask leaves out gets
 // KIND_NOT_READ and keeps its value. The texts stay valid until cleanup_sysfs_params. Returns the
-// number of slots, 134.
-int32_t read_sysfs_params(const Device& device, SysfsParams& snapshot, const SysfsReadMask& mask);
+// number of slots, 134. `table` is another one where a benchmark measures on other attributes.
+int32_t read_sysfs_params(const Device& device, SysfsParams& snapshot, const SysfsReadMask& mask,
+                          const SysfsParamDescs& table = SysfsParamTable);
 
 // Frees the texts of the snapshot; the values stay.
 void cleanup_sysfs_params(SysfsParams& snapshot);

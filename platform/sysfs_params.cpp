@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string_view>
 
 #include "platform/thermal_zone.h"
 #include "product/attribute_texts.h"
@@ -46,14 +47,20 @@ constexpr bool every_row_stands_at_its_id() {
 }
 static_assert(every_row_stands_at_its_id());
 
+// Where the last component of the path begins.
+constexpr size_t name_position(std::string_view path) {
+    return path.rfind('/') + 1;
+}
+
 }  // namespace
 
-constexpr std::array<SysfsParamDesc, SYSFS_PARAM_COUNT> SysfsParamTable = {{
+constexpr SysfsParamDescs SysfsParamTable = {{
 #define SYSFS_FIXED(id, name, fixed_path, text_format, table) \
     {.path_is_generated = 0,                                  \
      .path = (fixed_path),                                    \
      .format = FORMAT_##text_format,                          \
-     .enum_table = (table)},
+     .enum_table = (table),                                   \
+     .name_at = name_position(fixed_path)},
 #define SYSFS_GENERATED(id, name, generator, text_format, table) \
     {.path_is_generated = 1,                                     \
      .path_generator = (generator),                              \

@@ -85,9 +85,12 @@ struct SysfsParamDesc {
         int32_t (*to_integer)(const char* text);   // format 6
         const char* (*to_text)(const char* text);  // format 7
     };
+    size_t name_at =
+        0;  // where the attribute's name begins in a fixed path; 0: the path is generated
 };
 
-extern const std::array<SysfsParamDesc, SYSFS_PARAM_COUNT> SysfsParamTable;
+using SysfsParamDescs = std::array<SysfsParamDesc, SYSFS_PARAM_COUNT>;
+extern const SysfsParamDescs SysfsParamTable;
 
 // The integer of a parameter in this cycle; 0 where it was not read or its file is missing.
 inline int32_t param_integer(const SysfsParams& snapshot, SysfsParamId id) {

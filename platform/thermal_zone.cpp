@@ -1,5 +1,7 @@
 #include "platform/thermal_zone.h"
 
+#include <fcntl.h>
+
 #include <cstdio>
 #include <cstring>
 
@@ -15,9 +17,15 @@ constexpr int32_t MILLIDEGREES_PER_DECIDEGREE = 100;
 
 // Whether the first line of the file is exactly the sensor's type.
 bool zone_type_matches(const Device& device, const char* path) {
+    const AttributeAccess& attributes = device.attributes;
+    const int fd = attributes.open(device.context, AT_FDCWD, path, 0);
+    if (fd < 0) {
+        return false;
+    }
     // One character more than the type and a newline tells a longer name.
     char line[THERMAL_ZONE_TYPE.size() + 2] = {};
-    const size_t count = device.read_attribute(device.context, path, line, sizeof line - 1);
+    const ssize_t count = attributes.read(device.context, fd, line, sizeof line - 1);
+    attributes.close(device.context, fd, fd);
     line[strcspn(line, "\n")] = '\0';
     return count > 0 && THERMAL_ZONE_TYPE == line;
 }

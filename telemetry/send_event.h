@@ -27,7 +27,7 @@ enum class SendResult : bool {
     DONE = true,       // the attempt was made, with or without success
 };
 
-// One attempt; every failure is one log line, and none is retried.
+// Tries once to send the event; logs one line per failure and does not retry.
 SendResult send_event(const Device& device, const EventKind& kind, FillMessage fill, void* report);
 
 }  // namespace cellwarden

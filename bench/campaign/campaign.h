@@ -1,5 +1,5 @@
-// The parts of cellwarden-campaign. Each prints what it tried and found, and returns the number of
-// faults that it cannot explain.
+// The campaigns of cellwarden-campaign. Each prints its attempts and results, and returns the
+// number of errors.
 #pragma once
 
 #include <cstdint>
@@ -8,26 +8,25 @@
 
 namespace cellwarden::bench {
 
-// Every call of a device library fails once, at each place of the history; every attribute is
-// missing once, and unreadable once. `brief`: only the first call of each kind, and every 32nd
-// attribute.
+// Makes every call of a device library in the history fail once, and makes every attribute missing
+// once and unreadable once. `brief`: only the first call of each kind and every 32nd attribute.
 int run_fault_campaign(Stage& stage, bool brief);
 
-// Kills the daemon `kills` times while it works and saves, and starts it again on what is left.
+// Kills the daemon `kills` times while it saves, and restarts it on the units that are left.
 int run_kill_campaign(Stage& stage, int kills, uint32_t seed);
 
-// Sends `uevents` of the phone and as many foreign ones, as fast as the daemon takes them, or with
-// a pause before each of the phone's.
+// Sends `uevents` battery uevents, then as many from other subsystems, as fast as the daemon
+// handles them or with a pause before each battery uevent. Growth of memory or descriptors is an
+// error.
 int run_soak(Stage& stage, int uevents, int pause_ms);
 
-// Lets the daemon do one full cycle, and prints how many system calls it makes from the wake-up to
-// the next wait.
+// Runs one full cycle and prints the number of system calls from the wake-up to the next wait.
 void print_system_calls(Stage& stage);
 
-// Puts the stage to the beginning of its history: units, outbox, faults, phone and clocks.
+// Resets units, outbox, faults, phone and clocks to the start of the history.
 void reset_stage(Stage& stage);
 
-// Whether the bytes are a record that the daemon accepts as it is.
+// Returns whether the bytes are a record that the daemon accepts unchanged.
 bool record_is_valid(const std::string& bytes);
 
 }  // namespace cellwarden::bench

@@ -1,6 +1,6 @@
-// Preloaded into the daemon: its wall clock and boot clock stand at what the campaign has set, so
-// that two runs of one history give the same bytes, and a history of weeks runs in a second. The
-// wait for the driver at the start takes no time. Waiting for uevents stays real.
+// Preloaded into the daemon. Wall clock and boot clock return the times that the campaign sets, so
+// that two runs of a history store the same bytes, and a history of weeks runs in a second. The
+// wait for the driver at the start returns at once. The wait for uevents is the real one.
 #include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// The file "clock" of the state directory, by which a campaign sets the daemon's clocks.
+// Content of the file "clock" in the state directory, which sets the daemon's clocks.
 #pragma once
 
 #include <cstdint>

@@ -5,6 +5,7 @@
 #include <functional>
 #include <iterator>
 
+#include "bench/campaign/call_faults.h"
 #include "bench/campaign/campaign.h"
 #include "phone/phone_attributes.h"
 #include "state/batt_stat.h"
@@ -15,59 +16,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int64_t START_WALL_S = 1'767'225'600;  // 2026-01-01
-// Before the period's first light cycle, which would come at another place in every run.
+// The first light cycle comes after 10 s, at a different place of the history in every run.
 constexpr auto SESSION_LIMIT = std::chrono::seconds(9);
 constexpr int ATTEMPTS = 5;
-
-// A device call that fails, and what may differ from a run without the fault: every line that
-// differs holds one of the texts.
-struct CallFault {
-    const char* name;
-    std::vector<const char*> explained;
-    const char* loss;  // what the fault costs
-};
-
-const std::vector<CallFault>& call_faults() {
-    static const std::vector<CallFault> faults = {
-        {"property", {"event "}, "the model in the events of that start"},
-        {"log", {"log "}, "that line of the log"},
-        {"unit-read-2227",
-         {"startup process", "lrc_", "unit 2491", "event ", "write "},
-         "the start-up hold of that start"},
-        {"unit-read-66677",
-         {"camera calibration", "lrc_", "unit 2491", "event ", "write "},
-         "the camera hold of that start"},
-        {"unit-read-2312", {}, "nothing: the hold was not set"},
-        {"unit-read-2319",
-         {"unit 2319", "event BatteryDegradation2"},
-         "the count of heat episodes"},
-        {"unit-read-2310", {"unit 2310"}, "the time of the latest heat episode"},
-        {"unit-read-2491", {""}, "the statistics, once the next save is due"},
-        {"unit-read-2802", {"Tessera:2802", "manufacturing_date"}, "nothing: a cycle later"},
-        {"unit-read-2803", {"Tessera:2803", "first_usage_date"}, "nothing: a cycle later"},
-        {"unit-write-2802",
-         {"PRODUCTION_DATE", "unit 2802", "repaired", "manufacturing_date"},
-         "nothing: a cycle later"},
-        {"unit-write-2804", {"Tessera:2804", "unit 2804", "cycle_count"}, "nothing: a cycle later"},
-        {"unit-write-2805",
-         {"Tessera:2805", "unit 2805", "state_of_health"},
-         "nothing: a cycle later"},
-        {"unit-write-2491",
-         {"save battery statistics", "unit 2491", "event ", "write ", "unit "},
-         "what came since the save before"},
-        {"unit-write-2319", {"heat count", "unit 2319"}, "episodes since the save before"},
-        {"unit-write-2310", {"heat time", "unit 2310"}, "the time since the save before"},
-        {"imei",
-         {"IMEI", "unit 2802", "repaired", "manufacturing_date", "Tessera:2802"},
-         "nothing: a cycle later"},
-        {"event-library", {"event ", "ONDRA", "ondra"}, "that event, or its place in time"},
-        {"event-library-inactive",
-         {"event ", "ONDRA", "ondra"},
-         "that event, or its place in time"},
-        {"event-queue", {"event "}, "that event"},
-    };
-    return faults;
-}
 
 std::string older_record() {
     BattStat stat{};
@@ -89,19 +40,19 @@ std::string older_record() {
 struct Outcome {
     Transcript transcript;
     Units units;
-    bool struck = true;  // the fault came to its turn
-    std::string error;   // the history could not be followed
+    bool struck = true;  // the failing call was reached
+    std::string error;   // empty: the history was played to its end
 };
 
 struct Fault {
-    std::string name;  // of a device call; empty: none
-    int call = 0;      // which call of it
-    std::string path;  // of an attribute; empty: none
+    std::string name;  // name of the failing device call; empty: no failing call
+    int call = 0;      // number of the failing call, from 1
+    std::string path;  // path of the broken attribute; empty: no broken attribute
     AttributeFault kind = AttributeFault::MISSING;
 };
 
-// The history, a kill in place of an orderly end, and a second start that must go on from what the
-// first one stored. Returns false where it took so long that a light cycle may have come.
+// Plays the history, kills the daemon, and starts it again on the stored units. Returns false if
+// the run took so long that a light cycle may have occurred.
 bool play_history(Stage& stage, const Fault& fault) {
     start_stage(stage);
     if (!fault.path.empty()) {
@@ -143,10 +94,10 @@ Outcome run_with(Stage& stage, const Fault& fault) {
         return {stage.transcript, read_units(stage), fault.name.empty() || !fs::exists(fault_file),
                 ""};
     }
-    return {{}, {}, true, "the machine is too slow: the history took more than 9 s"};
+    return {{}, {}, true, "the history took more than 9 s: the machine is too slow"};
 }
 
-// The lines that only one of the two has.
+// Returns the lines that only one of the two transcripts contains.
 Transcript difference(Transcript one, Transcript other) {
     std::sort(one.begin(), one.end());
     std::sort(other.begin(), other.end());
@@ -156,25 +107,16 @@ Transcript difference(Transcript one, Transcript other) {
     return lines;
 }
 
-Transcript unexplained(const Transcript& lines, const std::vector<const char*>& explained) {
-    Transcript left;
-    std::copy_if(lines.begin(), lines.end(), std::back_inserter(left), [&](const auto& line) {
-        return std::none_of(explained.begin(), explained.end(),
-                            [&](const char* text) { return line.find(text) != line.npos; });
-    });
-    return left;
-}
-
 int judge(const std::string& name, const Outcome& outcome, const Transcript& wrong) {
     const auto record = outcome.units.find(2491);
     const bool valid = record != outcome.units.end() && record_is_valid(record->second);
     if (outcome.error.empty() && wrong.empty() && valid) {
         return 0;
     }
-    printf("  WRONG: %s: %s%s\n", name.c_str(), outcome.error.c_str(),
-           valid ? "" : " no valid record is stored");
+    printf("  ERROR: %s: %s%s\n", name.c_str(), outcome.error.c_str(),
+           valid ? "" : " the stored record is not valid");
     for (const std::string& line : wrong) {
-        printf("    not explained: %s\n", line.c_str());
+        printf("    not explained by the fault: %s\n", line.c_str());
     }
     return 1;
 }
@@ -182,7 +124,7 @@ int judge(const std::string& name, const Outcome& outcome, const Transcript& wro
 int run_call_faults(Stage& stage, const Outcome& clean, bool brief) {
     int tried = 0;
     int wrong = 0;
-    printf("device calls, each failing once at every place   times   costs\n");
+    printf("failing device call                              times   loss\n");
     for (const CallFault& row : call_faults()) {
         int places = 0;
         for (int call = 1; !brief || call == 1; call++) {
@@ -191,20 +133,19 @@ int run_call_faults(Stage& stage, const Outcome& clean, bool brief) {
                 break;
             }
             places++;
-            wrong +=
-                judge(std::string(row.name) + " at call " + std::to_string(call), outcome,
-                      unexplained(difference(clean.transcript, outcome.transcript), row.explained));
+            wrong += judge(std::string(row.name) + " at call " + std::to_string(call), outcome,
+                           unexplained(row, difference(clean.transcript, outcome.transcript)));
         }
         printf("  %-46s %5d   %s\n", row.name, places, row.loss);
         fflush(stdout);
         tried += places;
     }
-    printf("device-call faults tried: %d, wrong: %d\n\n", tried, wrong);
+    printf("device-call faults tried: %d, errors: %d\n\n", tried, wrong);
     return wrong;
 }
 
-// An attribute that is missing and one that cannot be read both read as empty, and nothing else may
-// follow from the fault: no line of the log that a clean run has not.
+// A missing or unreadable attribute must have the same effect as an empty one, and must not cause a
+// log line that a run without faults does not have.
 int run_attribute_faults(Stage& stage, const Outcome& clean, bool brief) {
     const auto is_write_to = [](const std::string& line, const std::string& name) {
         return line.find(" write " + name + " ") != line.npos;
@@ -221,7 +162,7 @@ int run_attribute_faults(Stage& stage, const Outcome& clean, bool brief) {
     reset_stage(stage);
     for (uint32_t id = 0; id < SYSFS_PARAM_COUNT; id++) {
         const std::string path = attribute_path(stage.phone, static_cast<SysfsParamId>(id));
-        const std::string name(attribute_name(path));
+        const std::string name(phone::attribute_name(path));
         if (!seen.insert(path).second || (brief && id % 32 != 1)) {
             continue;
         }
@@ -237,7 +178,7 @@ int run_attribute_faults(Stage& stage, const Outcome& clean, bool brief) {
             tried++;
         }
     }
-    printf("attribute faults tried: %d (%zu attributes), wrong: %d\n\n", tried,
+    printf("attribute faults tried: %d (%zu attributes), errors: %d\n\n", tried,
            static_cast<size_t>(tried / 2), wrong);
     return wrong;
 }
@@ -267,8 +208,8 @@ int run_fault_campaign(Stage& stage, bool brief) {
               difference(clean.transcript, run_with(stage, {}).transcript)) != 0) {
         return 1;
     }
-    printf("the history: %d cycles, %zu lines of what the daemon does, twice the same\n\n",
-           stage.cycles, clean.transcript.size());
+    printf("history: %d cycles, %zu actions of the daemon, equal in two runs\n\n", stage.cycles,
+           clean.transcript.size());
     const int wrong = run_call_faults(stage, clean, brief);
     return wrong + run_attribute_faults(stage, clean, brief);
 }

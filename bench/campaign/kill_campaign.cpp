@@ -15,8 +15,8 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-constexpr int CYCLES = 4;          // of one session, each of which saves: the phone shuts down
-constexpr int KILLS_PER_SAVE = 8;  // from the same stored state
+constexpr int CYCLES = 4;          // per session; each saves, because the phone is shutting down
+constexpr int KILLS_PER_SAVE = 8;  // with the same stored units
 constexpr double CYCLE_TIME_S = 3600;
 
 // What the store holds after each cycle of a session without a kill, the first being the start.
@@ -36,10 +36,10 @@ struct Found {
     int wrong = 0;
 };
 
-// Everything that a start takes over: the store, the phone and the clocks.
+// The state at a start: store, phone and clocks.
 struct Start {
     Units units;
-    Phone phone;
+    phone::Phone phone;
     ClockTimes clock;
 };
 
@@ -84,19 +84,19 @@ bool half_made_unit_is_left(const Stage& stage) {
                        [](const auto& file) { return file.path().filename().string()[0] == '.'; });
 }
 
-void tell_wrong(Found& found, const char* what) {
-    printf("  WRONG: kill %d: %s\n", found.tried, what);
+void report_error(Found& found, const char* what) {
+    printf("  ERROR: kill %d: %s\n", found.tried, what);
     found.wrong++;
 }
 
-// A kill between opening and writing an attribute leaves it empty on the bench; in sysfs opening
-// changes nothing.
+// A kill between opening and writing an attribute leaves an empty file on the bench. In sysfs,
+// opening has no effect.
 bool is_write_broken_off(const std::string& line) {
     return line.find(" write ") == line.find(' ') && line.ends_with(' ');
 }
 
-// Each unit is as it was before the killed cycle or as that cycle leaves it, and the daemon had
-// said and done no more and nothing else than the reference up to the end of that cycle.
+// Checks that each unit has its content from before or after the killed cycle, and that every
+// action of the daemon is one of the reference run up to the end of that cycle.
 void judge_kill(const Stage& stage, const Reference& reference, size_t cycle, Found& found) {
     const Units& before = reference.after[cycle];
     const Units& after = reference.after[cycle + 1];
@@ -114,11 +114,11 @@ void judge_kill(const Stage& stage, const Reference& reference, size_t cycle, Fo
         const auto fresh = after.find(unit);
         if (!(old != before.end() && old->second == bytes) &&
             !(fresh != after.end() && fresh->second == bytes)) {
-            tell_wrong(found, "a unit is neither the old nor the new one");
+            report_error(found, "a unit has neither its old nor its new content");
         }
     }
     if (left.size() < before.size()) {
-        tell_wrong(found, "a unit is gone");
+        report_error(found, "a unit is missing");
     }
     Transcript did = stage.transcript;
     std::erase_if(did, is_write_broken_off);
@@ -131,7 +131,7 @@ void judge_kill(const Stage& stage, const Reference& reference, size_t cycle, Fo
     std::set_difference(did.begin(), did.end(), may.begin(), may.end(),
                         std::back_inserter(strange));
     for (const std::string& line : strange) {
-        tell_wrong(found, ("the run without a kill has not: " + line).c_str());
+        report_error(found, ("not in the run without a kill: " + line).c_str());
     }
 }
 
@@ -152,11 +152,11 @@ bool totals_have_fallen(const BattStat& before, const BattStat& after) {
                        [](const auto& old, const auto& fresh) { return old <= fresh; });
 }
 
-// The next start: it loads what is left, and saves it with nothing lost.
+// Checks that the next start continues from the stored record without losing anything.
 void judge_restart(Stage& stage, Found& found) {
     const Start left{read_units(stage), stage.phone, stage.clock};
     if (!record_is_valid(left.units.at(2491))) {
-        tell_wrong(found, "no valid record is stored");
+        report_error(found, "the stored record is not valid");
     }
     begin(stage, left);
     run_cycle(stage);
@@ -167,11 +167,11 @@ void judge_restart(Stage& stage, Found& found) {
         totals_have_fallen(record_of(left.units), record_of(saved)) ||
         record_of(saved).online_time !=
             record_of(left.units).online_time + uint64_t(CYCLE_TIME_S)) {
-        tell_wrong(found, "the next start has not gone on from the stored record");
+        report_error(found, "the restarted daemon did not continue from the stored record");
     }
     for (const std::string& line : stage.transcript) {
         if (line.find("Failed") != line.npos) {
-            tell_wrong(found, line.c_str());
+            report_error(found, line.c_str());
         }
     }
 }
@@ -184,7 +184,7 @@ int run_kill_campaign(Stage& stage, int kills, uint32_t seed) {
     double cycle_us = 0;
     reset_stage(stage);
     Start start{read_units(stage), stage.phone, stage.clock};
-    // One session first: from here on the record is of the present layout.
+    // The first session upgrades the record to the current layout.
     begin(stage, start);
     run_cycle(stage);
     kill_daemon(stage);
@@ -212,11 +212,11 @@ int run_kill_campaign(Stage& stage, int kills, uint32_t seed) {
     }
     printf(
         "kills while saving: %d (seed %u, at random within %.1f ms)\n"
-        "  nothing of the running cycle stored yet  %5d\n"
-        "  part of its units stored                 %5d\n"
-        "  all of it stored                         %5d\n"
-        "  a unit was being written                 %5d\n"
-        "  wrong, or stored before and lost         %5d\n\n",
+        "  no unit of the cycle stored              %5d\n"
+        "  some units of the cycle stored           %5d\n"
+        "  all units of the cycle stored            %5d\n"
+        "  killed while a unit was written          %5d\n"
+        "  errors                                   %5d\n\n",
         found.tried, seed, cycle_us / 1e3, found.running_cycle_lost, found.between,
         found.running_cycle_kept, found.inside_a_write, found.wrong);
     return found.wrong;

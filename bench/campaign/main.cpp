@@ -1,5 +1,4 @@
-// cellwarden-campaign: what the daemon does when the phone fails it, when it is killed, and when it
-// runs long.
+// cellwarden-campaign: tests the daemon with failing devices, kills, and long runs.
 
 #include <unistd.h>
 
@@ -21,9 +20,9 @@ namespace fs = std::filesystem;
 
 constexpr const char* FOOTER =
     "Exit codes:\n"
-    "  0   nothing was wrong\n"
-    "  1   something was\n"
-    "  2   wrong usage, or it could not run";
+    "  0   no errors were found\n"
+    "  1   errors were found\n"
+    "  2   wrong usage, or the campaign could not run";
 
 struct Options {
     bool faults = false;
@@ -36,7 +35,7 @@ struct Options {
 
 int run(const Options& options) {
     if (!options.faults && options.kills <= 0 && options.soak <= 0) {
-        throw std::runtime_error("nothing to do: say --faults, --kills or --soak");
+        throw std::runtime_error("no campaign selected: use --faults, --kills or --soak");
     }
     const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
     Stage stage;
@@ -49,7 +48,7 @@ int run(const Options& options) {
     if (options.soak > 0) {
         wrong += run_soak(stage, options.soak, options.pause_ms);
     }
-    // Only the daemons that are started from here on.
+    // Affects the daemons that are started from here on.
     setenv("LD_PRELOAD", (folder / "cellwarden_bench_clock.so").c_str(), 1);
     if (options.faults) {
         wrong += run_fault_campaign(stage, options.brief);
@@ -58,7 +57,7 @@ int run(const Options& options) {
         wrong += run_kill_campaign(stage, options.kills, options.seed);
     }
     fs::remove_all(stage.state_dir);
-    printf("%s\n", wrong == 0 ? "nothing wrong" : "WRONG, see above");
+    printf("%s\n", wrong == 0 ? "no errors" : "ERRORS, see above");
     return wrong == 0 ? 0 : 1;
 }
 
@@ -72,13 +71,19 @@ int main(int argc, char** argv) {
         cellwarden::set_up_command_line(app);
         app.footer(FOOTER);
         Options options;
-        app.add_flag("--faults", options.faults, "Let device calls and attributes fail");
+        app.add_flag("--faults", options.faults,
+                     "Make device calls and attributes fail, one at a time");
         app.add_flag("--brief", options.brief,
-                     "Only the first call of each kind, and every 32nd attribute");
-        app.add_option("--kills", options.kills, "Kill the daemon so often while it saves");
-        app.add_option("--seed", options.seed, "Of the random moments")->capture_default_str();
-        app.add_option("--soak", options.soak, "Send so many uevents, and as many foreign ones");
-        app.add_option("--pause-ms", options.pause_ms, "Before each uevent of the soak");
+                     "With --faults: only the first call of each kind and every 32nd attribute");
+        app.add_option("--kills", options.kills,
+                       "Kill the daemon N times while it saves, and restart it each time");
+        app.add_option("--seed", options.seed, "Seed of the random moments of the kills")
+            ->capture_default_str();
+        app.add_option("--soak", options.soak,
+                       "Send N battery uevents, then N uevents of other subsystems, and check that "
+                       "memory and descriptors do not grow");
+        app.add_option("--pause-ms", options.pause_ms,
+                       "With --soak: milliseconds to wait before each battery uevent");
         const int done = cellwarden::parse_command_line(app, argc, argv);
         if (done >= 0) {
             return done;

@@ -13,12 +13,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int FOREIGN_BURST = 100;  // foreign uevents before one of the phone's
+constexpr int FOREIGN_BURST = 100;  // uevents of other subsystems per battery uevent
 
-struct Usage {
+struct ProcessUsage {
     long resident_kb = 0;
     long private_kb = 0;
-    long written_kb = 0;  // of the private memory, what no file backs
+    long written_kb = 0;  // private memory that is not backed by a file
     long descriptors = 0;
     double cpu_s = 0;
 };
@@ -30,10 +30,10 @@ long smaps_kb(const std::string& smaps, const std::string& key) {
     return kb;
 }
 
-Usage usage_of(pid_t pid) {
+ProcessUsage usage_of(pid_t pid) {
     const fs::path folder = "/proc/" + std::to_string(pid);
     const std::string smaps = read_file(folder / "smaps_rollup");
-    Usage usage;
+    ProcessUsage usage;
     usage.resident_kb = smaps_kb(smaps, "Rss:");
     usage.private_kb = smaps_kb(smaps, "Private_Clean:") + smaps_kb(smaps, "Private_Dirty:");
     usage.written_kb = smaps_kb(smaps, "Private_Dirty:");
@@ -46,14 +46,14 @@ Usage usage_of(pid_t pid) {
     return usage;
 }
 
-void print_usage(const char* when, int uevents, const Usage& usage) {
+void print_usage(const char* when, int uevents, const ProcessUsage& usage) {
     printf("  %-22s %8d %12ld %12ld %12ld %12ld %10.2f\n", when, uevents, usage.resident_kb,
            usage.private_kb, usage.written_kb, usage.descriptors, usage.cpu_s);
     fflush(stdout);
 }
 
-// On a phone nobody watches the attributes, and what a watch costs falls on whoever opens them.
-void leave_attributes_alone(Watch& watch) {
+// A watch adds cost to every open of a file. Nobody watches the attributes of a real phone.
+void leave_attributes_alone(FolderWatch& watch) {
     std::erase_if(watch.folders, [&watch](const auto& folder) {
         return folder.second != "/sys/power" && inotify_rm_watch(watch.fd, folder.first) == 0;
     });
@@ -83,9 +83,9 @@ int run_soak(Stage& stage, int uevents, int pause_ms) {
     const double start_ms = 1e3 * usage_of(stage.daemon_pid).cpu_s;
     const int warm_up = uevents / 4;
     cycles(warm_up);
-    const Usage start = usage_of(stage.daemon_pid);
+    const ProcessUsage start = usage_of(stage.daemon_pid);
     print_usage("after the warm-up", warm_up, start);
-    Usage now;
+    ProcessUsage now;
     for (int part = 1; part <= 3; part++) {
         cycles((uevents - warm_up) / 3);
         now = usage_of(stage.daemon_pid);
@@ -93,7 +93,7 @@ int run_soak(Stage& stage, int uevents, int pause_ms) {
     }
     const double cycle_us = 1e6 * (now.cpu_s - start.cpu_s) / (uevents - warm_up);
 
-    const Usage before = usage_of(stage.daemon_pid);
+    const ProcessUsage before = usage_of(stage.daemon_pid);
     const std::string foreign = uevent_text("thermal", "thermal_zone0");
     for (int i = 0; i < uevents; i++) {
         send_uevent(stage.uevent_fd, foreign);
@@ -101,16 +101,18 @@ int run_soak(Stage& stage, int uevents, int pause_ms) {
             cycles(1);
         }
     }
-    const Usage end = usage_of(stage.daemon_pid);
-    print_usage("after foreign ones", 2 * uevents, end);
+    const ProcessUsage end = usage_of(stage.daemon_pid);
+    print_usage("after other subsystems", 2 * uevents, end);
     print_system_calls(stage);
     kill_daemon(stage);
     const double flood_us = 1e6 * (end.cpu_s - before.cpu_s) / uevents - cycle_us / FOREIGN_BURST;
     printf("CPU of the start %.2f ms\n", start_ms);
-    printf("CPU per battery uevent %.0f us, per foreign uevent %.1f us\n", cycle_us, flood_us);
-    // Pages of the program and its libraries come in when they are first used: they are no growth.
+    printf("CPU per battery uevent %.0f us, per uevent of another subsystem %.1f us\n", cycle_us,
+           flood_us);
+    // Pages of the program and its libraries are loaded at first use and do not count as growth.
     const bool grew = end.written_kb > start.written_kb || end.descriptors != start.descriptors;
-    printf("%s\n\n", grew ? "WRONG: memory or descriptors grew" : "nothing grew");
+    printf("%s\n\n",
+           grew ? "ERROR: memory or descriptors grew" : "memory and descriptors did not grow");
     return grew ? 1 : 0;
 }
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,9 +13,7 @@
 #include <iterator>
 #include <system_error>
 
-#include "bench/actions.h"
 #include "bench/kernel_log.h"
-#include "bench/state_dir.h"
 #include "bench/uevent_sender.h"
 #include "phone/phone_attributes.h"
 
@@ -25,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int CYCLE_LIMIT_MS = 60'000;  // a cycle that has not ended by then never will
+constexpr int CYCLE_LIMIT_MS = 60'000;  // after this time the cycle counts as hung
 constexpr int LISTEN_LIMIT_MS = 60'000;
 
 void set_clock(const Stage& stage) {
@@ -51,27 +48,37 @@ void take_log(Stage& stage) {
     }
 }
 
-// Returns whether the daemon has dropped its wakelock.
+std::string hash_of_file(const fs::path& path) {
+    return hash_of(read_file(path));
+}
+
+// Notes what the daemon did to one file; returns whether it has dropped its wakelock.
+bool take_event(Stage& stage, const FileEvent& event) {
+    if (event.action != FileAction::OPENED && stage.files.held.contains(event.path)) {
+        note(stage, "write " + std::string(phone::attribute_name(event.path)) + " to no avail");
+        stage.files.tree.erase(event.path);
+        set_attribute(stage.files.tree, event.path, "");
+        return false;
+    }
+    const std::optional<Happening> happening = take_file_event(stage, event);
+    if (!happening.has_value()) {
+        return false;
+    }
+    if (std::holds_alternative<UnitStored>(*happening)) {
+        const fs::path path = event.path;
+        note(stage, "unit " + path.filename().string() + " " + hash_of_file(path));
+    } else if (const auto* sent = std::get_if<EventSent>(&*happening)) {
+        note(stage, "event " + sent->event.name + " " + hash_of_file(event.path));
+    } else if (const auto* write = std::get_if<AttributeWrite>(&*happening)) {
+        note(stage, "write " + write->name + " " + write->new_text);
+    }
+    return std::holds_alternative<CycleDone>(*happening);
+}
+
 bool take_file_events(Stage& stage) {
     bool dropped = false;
     for (const FileEvent& event : read_file_events(stage.watch)) {
-        const fs::path path = event.path;
-        if (event.deed == FileDeed::OPENED) {
-            continue;
-        }
-        if (path == WAKE_UNLOCK_PATH) {
-            dropped = true;
-        } else if (path.parent_path() == stage.state_dir / "units") {
-            note(stage, "unit " + path.filename().string() + " " + hash_of(read_file(path)));
-        } else if (path.parent_path() == stage.state_dir / "outbox") {
-            note(stage, "event " + read_outbox_event(path).name + " " + hash_of(read_file(path)));
-        } else if (stage.files.held.contains(path)) {
-            note(stage, "write " + std::string(attribute_name(path.native())) + " to no avail");
-            stage.files.tree.erase(path);
-            set_attribute(stage.files.tree, path, "");
-        } else if (const auto write = take_attribute_write(stage.files, stage.phone, path)) {
-            note(stage, "write " + write->name + " " + write->new_text);
-        }
+        dropped = take_event(stage, event) || dropped;
     }
     return dropped;
 }
@@ -82,11 +89,11 @@ void wait_for_listener(const Stage& stage) {
             return;
         }
         if (waitpid(stage.daemon_pid, nullptr, WNOHANG) == stage.daemon_pid) {
-            throw StageError("the daemon ended at its start");
+            throw StageError("the daemon ended at start-up");
         }
         usleep(1000);
     }
-    throw StageError("the daemon does not listen");
+    throw StageError("the daemon does not listen for uevents");
 }
 
 void close_all(Stage& stage) {
@@ -99,17 +106,12 @@ void close_all(Stage& stage) {
 }
 
 void make_phone(Stage& stage) {
-    for (const char* folder : {"/sys/class", "/sys/power"}) {
+    for (const char* folder : {"/sys/class", "/sys/devices", "/sys/power"}) {
         fs::remove_all(folder);
     }
     stage.files = PhoneFiles{};
-    stage.watch = open_watch();
-    advance_phone(stage.phone, 0);
-    create_phone_files(stage.files, stage.phone, stage.watch);
+    set_up_rig(stage);
     show_driver_files(stage.files, stage.phone);
-    for (const char* folder : {"units", "outbox"}) {
-        watch_folder(stage.watch, stage.state_dir / folder, FileDeed::REPLACED);
-    }
 }
 
 }  // namespace
@@ -124,9 +126,7 @@ void start_stage(Stage& stage) {
     make_phone(stage);
     stage.clock_fd = open((stage.state_dir / "clock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
     set_clock(stage);
-    stage.log_fd = open_kernel_log();
     (void)read_kernel_log(stage.log_fd);
-    stage.uevent_fd = open_uevent_sender();
     stage.start = std::chrono::steady_clock::now();
     stage.daemon_pid = start_daemon(stage.daemon, static_cast<double>(stage.clock.boot_s));
     wait_for_listener(stage);
@@ -147,11 +147,8 @@ bool concerns_daemon(const std::string& subsystem, const std::string& name) {
 
 void play(Stage& stage, const TimedAction& entry, double since_s) {
     pass_time(stage, entry.at_s - since_s);
-    const std::vector<UeventSent> uevents = change_phone(stage.phone, entry.action);
-    advance_phone(stage.phone, 0);
-    refresh_phone_files(stage.files, stage.phone);
-    for (const UeventSent& uevent : uevents) {
-        send_uevent(stage.uevent_fd, uevent_text(uevent.subsystem, uevent.name));
+    for (const UeventSent& uevent : apply_action(stage, entry.action)) {
+        send_uevent(stage, uevent);
         if (concerns_daemon(uevent.subsystem, uevent.name)) {
             finish_cycle(stage);
         }
@@ -159,7 +156,7 @@ void play(Stage& stage, const TimedAction& entry, double since_s) {
 }
 
 void send_battery_uevent(Stage& stage) {
-    send_uevent(stage.uevent_fd, uevent_text("power_supply", "battery"));
+    send_uevent(stage, {"power_supply", "battery"});
 }
 
 void finish_cycle(Stage& stage) {
@@ -182,11 +179,7 @@ void finish_cycle(Stage& stage) {
 }
 
 void kill_daemon(Stage& stage) {
-    if (stage.daemon_pid > 0) {
-        kill(stage.daemon_pid, SIGKILL);
-        waitpid(stage.daemon_pid, nullptr, 0);
-        stage.daemon_pid = -1;
-    }
+    kill_daemon_process(stage);
     take_log(stage);
     (void)take_file_events(stage);
 }
@@ -199,7 +192,7 @@ void break_attribute(Stage& stage, const std::string& path, AttributeFault fault
     }
     fs::remove(path);
     if (fault == AttributeFault::UNREADABLE) {
-        fs::create_directory(path);  // it can be opened, and every read of it fails
+        fs::create_directory(path);  // open succeeds, every read fails
     }
 }
 

@@ -1,83 +1,67 @@
-// The phone and the daemon, driven cycle by cycle: a uevent is sent, and the stage waits until the
-// daemon has dropped its wakelock. With the clocks set by hand (clock.cpp), what the daemon does is
-// the same in every run of one history.
+// Drives the daemon cycle by cycle: sends a uevent and waits until the daemon has released its
+// wakelock. The clocks are set by hand (clock.cpp), so the daemon does the same in every run of a
+// history.
 #pragma once
-
-#include <sys/types.h>
 
 #include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "bench/campaign/call_faults.h"
 #include "bench/campaign/clock_times.h"
-#include "bench/phone_files.h"
-#include "bench/sandbox.h"
-#include "bench/scenario.h"
-#include "bench/watch.h"
+#include "bench/rig.h"
 
 namespace cellwarden::bench {
 
-// What the daemon did, one line each, in cycle order: "3 log ...", "3 write battery/soh 96",
-// "3 unit 2491 HASH", "3 event NAME HASH". The lines of one cycle are grouped by kind, because the
-// log and the files are told of by two ways.
-using Transcript = std::vector<std::string>;
-
-struct Stage {
+struct Stage : Rig {
     Scenario scenario;
-    std::filesystem::path state_dir;
     DaemonCommand daemon;
-    Phone phone;
-    PhoneFiles files;
-    Watch watch;
     ClockTimes clock;
     std::chrono::steady_clock::time_point start;  // of the daemon
     int clock_fd = -1;
-    int log_fd = -1;
-    int uevent_fd = -1;
-    pid_t daemon_pid = -1;
     int cycles = 0;
     Transcript transcript;
 };
 
-// A history that a run cannot follow: the daemon ended, or a cycle did not end.
+// The daemon ended, or a cycle did not end.
 struct StageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Makes the phone's files afresh and starts the daemon; the clocks go on from `stage.clock`.
+// Creates the phone's files and starts the daemon; the clocks continue from `stage.clock`.
 void start_stage(Stage& stage);
 
-// Lets `seconds` pass for the phone and on both clocks.
+// Advances the phone and both clocks by `seconds`.
 void pass_time(Stage& stage, double seconds);
 
-// Does one entry of the timeline: time up to it (`since_s` is that of the entry before), its
-// change, and a cycle for every uevent that concerns the daemon.
+// Plays one entry of the timeline: the time since the previous entry, which is at `since_s`, its
+// action, and a cycle for every uevent that concerns the daemon.
 void play(Stage& stage, const TimedAction& entry, double since_s);
 
-// Sends the battery's uevent and does not wait.
+// Sends a battery uevent without waiting for the cycle.
 void send_battery_uevent(Stage& stage);
 
-// Waits for the end of the cycle and takes in what the daemon did.
+// Waits for the end of the cycle and adds the actions of the daemon to the transcript.
 void finish_cycle(Stage& stage);
 
-// Ends the daemon with SIGKILL and takes in what it had done.
+// Kills the daemon with SIGKILL and adds its last actions to the transcript.
 void kill_daemon(Stage& stage);
 
-// Lets the attribute be missing, be there and fail at every read, or be empty, whatever is written
-// to it. Lasts until the next start.
+// Makes an attribute missing, unreadable (every read fails), or empty, until the next start. Writes
+// of the daemon have no effect on it.
 enum class AttributeFault { MISSING, UNREADABLE, EMPTY };
 void break_attribute(Stage& stage, const std::string& path, AttributeFault fault);
 
-// Whether a uevent of that subsystem and name begins a full cycle.
+// Returns whether a uevent of that subsystem and name starts a full cycle.
 bool concerns_daemon(const std::string& subsystem, const std::string& name);
 
-// The bytes of all units, by number.
+// The content of all units, by number.
 using Units = std::map<uint32_t, std::string>;
 Units read_units(const Stage& stage);
 void write_units(const Stage& stage, const Units& units);
 
-// The whole file as it is.
+// Returns the content of a file; empty if it does not exist.
 std::string read_file(const std::filesystem::path& path);
 
 }  // namespace cellwarden::bench

@@ -1,5 +1,4 @@
-// What one full cycle asks of the kernel, counted from outside: the daemon is stopped at every
-// system call.
+// Counts the system calls of one full cycle with ptrace.
 #include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
@@ -15,7 +14,7 @@
 namespace cellwarden::bench {
 namespace {
 
-// Lets the daemon run up to its next system call, over what lies between, and returns the number.
+// Runs the daemon to its next system call and returns the number of the call.
 uint64_t next_call(pid_t pid) {
     __ptrace_syscall_info info{};
     do {
@@ -37,7 +36,7 @@ void print_system_calls(Stage& stage) {
         throw std::system_error(errno, std::generic_category(), "cannot trace the daemon");
     }
     send_battery_uevent(stage);
-    // The wait that was broken off begins again; the cycle ends where the next wait begins.
+    // The interrupted wait is restarted first. The cycle ends at the start of the next wait.
     int total = 0;
     std::map<uint64_t, int> calls;
     for (uint64_t call = next_call(pid); call != SYS_pselect6 || calls[SYS_recvfrom] == 0;
@@ -48,8 +47,9 @@ void print_system_calls(Stage& stage) {
     ptrace(PTRACE_DETACH, pid, nullptr, nullptr);
     finish_cycle(stage);
     const int opened = calls[SYS_openat];
+    const int closed = calls[SYS_close] + calls[SYS_close_range];
     printf("system calls of a full cycle %d: open %d, read %d, close %d, other %d\n", total, opened,
-           calls[SYS_read], calls[SYS_close], total - opened - calls[SYS_read] - calls[SYS_close]);
+           calls[SYS_read], closed, total - opened - calls[SYS_read] - closed);
 }
 
 }  // namespace cellwarden::bench

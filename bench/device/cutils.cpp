@@ -1,5 +1,5 @@
-// Stand-in for libcutils: the log goes to /dev/kmsg, properties come from files. Faults: log (a
-// line is lost), property (no property is there).
+// Stand-in for libcutils. Log lines go to /dev/kmsg, properties are files. Faults: log (a line is
+// lost), property (the default value is returned).
 #include "platform/device/cutils.h"
 
 #include <fcntl.h>
@@ -13,9 +13,9 @@
 
 namespace {
 
-constexpr size_t LOG_LINE_SIZE = 512;  // a longer line is cut
+constexpr size_t LOG_LINE_SIZE = 512;  // longer lines are truncated
 constexpr size_t PROPERTY_SIZE = 92;   // terminator included
-constexpr int QUIETEST_LEVEL = 6;      // a less urgent line is dropped
+constexpr int QUIETEST_LEVEL = 6;      // less urgent lines are dropped
 
 int kernel_log_fd() {
     static const int fd = open("/dev/kmsg", O_WRONLY | O_CLOEXEC);
@@ -31,11 +31,11 @@ void klog_write(int level, const char* format, ...) {
     char line[LOG_LINE_SIZE];
     va_list values;
     va_start(values, format);
-    // The analyser does not see that va_start set the list.
+    // The analyser does not know that va_start sets the list.
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     (void)vsnprintf(line, sizeof line, format, values);
     va_end(values);
-    // One write is one record of the kernel log. There is nobody to tell when it fails.
+    // One write is one record of the kernel log. A failure cannot be reported.
     [[maybe_unused]] const ssize_t written = write(kernel_log_fd(), line, strlen(line));
 }
 

@@ -1,6 +1,6 @@
-// Stand-in for libondra: each event is a file in the outbox, named
-// TIME-NUMBER-CATEGORY-NAME (UTC, and the count of this process's events), so that the names sort
-// by age. Faults: event-library (no handle), event-library-inactive, event-queue.
+// Stand-in for libondra. Each event is a file in the outbox, named TIME-NUMBER-CATEGORY-NAME with
+// the time in UTC and the number of the event in this process, so that the names sort by age.
+// Faults: event-library (no handle), event-library-inactive, event-queue.
 #include "platform/device/ondra.h"
 
 #include <cstdio>
@@ -12,7 +12,7 @@ namespace {
 
 char library_handle;  // its address is the handle
 
-// Where the event's own name has a '/', the file's name has a '_'.
+// A '/' in the name of the event becomes a '_'.
 void set_event_file_name(char* name, size_t size, const char* category, const char* event) {
     static unsigned event_count = 0;
     const time_t now = time(nullptr);

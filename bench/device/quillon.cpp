@@ -1,4 +1,4 @@
-// Stand-in for libquillon_vendor: the IMEI of selector N is the text of imei/N. Fault: imei.
+// Stand-in for libquillon_vendor. The IMEI of selector N is the text of imei/N. Fault: imei.
 #include "platform/device/quillon.h"
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// Stand-in for libtessera: each unit is a file. Faults: unit-store (every call), unit-read-NUMBER,
+// Stand-in for libtessera. Each unit is a file. Faults: unit-store (every call), unit-read-NUMBER,
 // unit-write-NUMBER.
 #include "platform/device/tessera.h"
 

@@ -15,8 +15,8 @@ from checking import expect_equal, finish, run
 # C and POSIX calls that Android's C library has on all 64-bit levels, with the meaning that the
 # daemon relies on (select leaves the time left in its timeout: both are the kernel's own).
 SHARED = set("""
-    abort access bind clock_gettime close free getpid malloc memchr memcmp memcpy memmove memset
-    open read recvfrom select sleep snprintf socket strcmp strcspn strerror strlen strncmp strnlen
+    abort access bind clock_gettime close close_range free getpid malloc memchr memcmp memcpy memmove memset
+    open openat read recvfrom select sleep snprintf socket strcmp strcspn strerror strlen strncmp strnlen
     strstr strtof strtol time timegm vsnprintf write __cxa_finalize __stack_chk_fail
 """.split())
 

@@ -143,6 +143,7 @@ TEST_F(EndToEnd, AHundredDaysOfUse) {
     EXPECT_EQ(result.written("battery/cycle_count"), "120");
     EXPECT_EQ(result.all("status").back().at("level"), 1);  // the charger obeys
 
+    EXPECT_FALSE(result.all("log", "text", "cellwarden: Sending ondra event for BatteryDegradation2").empty());
     // The level that is at its highest is reported while the charger is there, and its removal.
     const auto connections = result.all("event", "name", "ChargerInsertionRemoval");
     ASSERT_EQ(connections.size(), 2U);

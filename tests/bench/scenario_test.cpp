@@ -1,10 +1,13 @@
-// Scenario files: what they give, and where their faults are told to be.
+// Scenario files: every key, and the messages about their errors.
 #include "bench/scenario.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
+#include <fstream>
 
+#include "bench/actions.h"
 #include "state/batt_stat.h"
 
 namespace cellwarden::bench {
@@ -13,42 +16,53 @@ namespace {
 using namespace std::string_literals;
 
 TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
-    // The scenario, and the error after the file's name.
-    const std::pair<const char*, const char*> rows[] = {
-        {"{\n  \"speed\": }", "line 2, column 12"},
-        {R"({"speed": 86E400})", "86E400"},
-        {R"({"sped": 1})", "sped: unknown key, expected one of: about,"},
-        {R"({"phone": {"thermal_zone": 1}})", "phone.thermal_zone: expected a whole number from 2 to 99, found 1"},
-        {R"({"phone": {"thermal_level": 16}})", "phone: expected a thermal_level of at most thermal_level_max"},
-        {R"({"units": {"-1": {"u8": 1}}})", "units.-1: expected a unit number"},
-        {R"({"units": {"7": {"file": "none.bin"}}})", "tried some/none.bin"},
-        {R"({"units": {"7": {"i64": 18446744073709551615}}})", "units.7.i64: expected a whole number from -92233"},
-        {R"({"units": {"2491": {"record": {"onlinetime": 1}}}})", "units.2491.record.onlinetime: expected a name of"},
-        {R"({"units": {"2491": {"record": {"fcc_mah": [1, 65536]}}}})",
-         "units.2491.record.fcc_mah[1]: expected a whole number from 0 to 65535, found 65536"},
-        {R"({"units": {"2491": {"record": {"fcc_mah": [1, 2, 3, 4, 5, 6]}}}})",
-         "expected an array of at most 5 numbers"},
-        {R"({"units": {"2491": {"record": {"battery_model_name": "0123456789abcdef"}}}})",
-         "a text of at most 15 bytes"},
-        {R"({"properties": {"../x": "1"}})", "properties.../x: expected"},
-        {R"({"faults": ["imei", "unit-read-"]})", "faults[1]: expected one of: unit-read-N"},
-        {R"({"timeline": [{"at_s": 1, "load_ma": 5, "unplug": true}]})",
-         "timeline[0]: expected at_s and exactly one of"},
-        {R"({"timeline": [{"at_s": 1, "thermal_level": 8}], "phone": {"thermal_level_max": 7}})",
-         "timeline[0].thermal_level: expected a whole number from 0 to 7"},
-        {R"({"timeline": [{"at_s": 1, "attribute": {"name": "battery/colour", "text": ""}}]})",
-         "timeline[0].attribute.name: expected the name of a parameter's attribute"},
-    };
-    for (const auto& [scenario, expected] : rows) {
+    // A line with a scenario, then the error after the file's name.
+    std::ifstream rows(BENCH_TESTS "/scenario_errors.txt");
+    for (std::string scenario, expected; std::getline(rows, scenario) && std::getline(rows >> std::ws, expected);) {
         std::string error;
         try {
             (void)parse_scenario(scenario, "some/phone.json");
-        } catch (const ScenarioError& caught) {
+        } catch (const InputError& caught) {
             error = caught.what();
         }
         EXPECT_TRUE(error.starts_with("some/phone.json: ") && error.find(expected) != error.npos)
             << scenario << ": " << error;
     }
+}
+
+TEST(Scenario, EveryKeyReachesItsField) {
+    const Scenario scenario = load_scenario(BENCH_TESTS "/every_key.json");
+    const phone::Phone& phone = scenario.phone;
+    const std::pair<double, double> numbers[] = {{scenario.duration_s, 2},
+                                                 {scenario.speed, 3},
+                                                 {scenario.uptime_s, 4},
+                                                 {scenario.driver_ready_s, 5},
+                                                 {scenario.battery_uevent_s, 6},
+                                                 {phone.battery.charge_full_design_uah, 4e6},
+                                                 {phone.battery.state_of_health, 0.9},
+                                                 {phone.battery.soc, 0.11},
+                                                 {phone.battery.resistance_mohm, 12},
+                                                 {phone.battery.temp_c, 13},
+                                                 {phone.ambient_c, 14},
+                                                 {phone.load_ma, 15},
+                                                 {phone.charger.thermal_level, 6},
+                                                 {phone.charger.thermal_level_max, 17},
+                                                 {phone.thermal_zone, 18},
+                                                 {phone.shutdown_phase, 4}};
+    for (const auto& [found, wanted] : numbers) {
+        EXPECT_DOUBLE_EQ(found, wanted);
+    }
+    EXPECT_EQ(scenario.about + scenario.imei + phone.model_name + scenario.properties.at("ro.a"), "x7mb");
+    EXPECT_EQ(scenario.faults, (std::vector<std::string>{"event-queue", "unit-write-8"}));
+    std::string actions;
+    for (const TimedAction& timed : scenario.timeline) {
+        actions += std::to_string(std::lround(timed.at_s)) + " " + action_text(timed.action) + "\n";
+    }
+    EXPECT_EQ(actions,
+              "1 USB charger plugged in: PD_PPS 2 W\n2 phone placed on a wireless charger: BPP 3 W\n"
+              "3 charger removed\n4 ambient temperature 5 °C\n5 battery temperature 6 °C\n6 load 7 mA\n"
+              "7 thermal level 8\n8 shutdown phase 9\n9 battery/health held at 'Hot'\n"
+              "10 battery/health follows the phone again\n11 fault unit-read-12 on\n12 uevent from s n\n");
 }
 
 TEST(Scenario, TakesUnitsInEveryForm) {

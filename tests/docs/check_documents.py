@@ -49,14 +49,60 @@ def check_event(message, source):
         expect_equal(f"{message}.{name} is sent", [row[3] != "not sent"], [filled])
 
 
-def check_folders():
-    for row in rows_of(text_of("docs/architecture.md")):
-        folder = row[0].strip("`/")
-        if len(row) < 3 or not row[2] or not (ROOT / folder).is_dir():
+def all_rooms():
+    """Every top folder, and what lies directly below bench/ and tools/ with sources of its own."""
+    tops = [path.name for path in ROOT.iterdir()
+            if path.is_dir() and path.name != "build" and not path.name.startswith(".")]
+    below = {str(path.parent.relative_to(ROOT)) for top in ("bench", "tools")
+             for path in (ROOT / top).glob("*/*.cpp")}
+    return set(tops) | below
+
+
+def room_of(path, rooms):
+    """The innermost room of a path; the generated sources and tests/support go by their folder."""
+    if path.startswith("support/"):
+        return "tests"
+    parts = path.split("/")
+    return next((name for name in ("/".join(parts[:2]), parts[0]) if len(parts) > 1 and name in rooms), None)
+
+
+def included_rooms(rooms):
+    """Of each room the other rooms that its sources include."""
+    graph = {room: set() for room in rooms}
+    for path in ROOT.glob("[a-z]*/**/*"):
+        name = str(path.relative_to(ROOT))
+        if path.suffix not in (".h", ".cpp", ".inc") or name.startswith("build/"):
             continue
-        included = {name for path in (ROOT / folder).rglob("*") if path.suffix in (".h", ".cpp")
-                    for name in re.findall(r'#include "(\w+)/', path.read_text())}
-        expect_equal(f"{folder}/ includes", [] if row[2] == "nothing" else row[2].split(", "), sorted(included))
+        room = room_of(name, rooms)
+        graph[room] |= {room_of(file, rooms) for file in re.findall(r'#include "([^"]+)"', path.read_text())}
+    return {room: included - {room, None} for room, included in graph.items()}
+
+
+def find_cycle(graph):
+    """The rooms of one circle of includes; empty where there is none."""
+    left = dict(graph)
+    while True:
+        ends = [room for room, included in left.items() if not included & left.keys()]
+        if not ends:
+            return sorted(left)
+        for room in ends:
+            del left[room]
+
+
+def check_rooms():
+    rooms = all_rooms()
+    graph = included_rooms(rooms)
+    rows = {row[0].strip("`/"): row for row in rows_of(text_of("docs/architecture.md"))
+            if re.fullmatch(r"`[\w/]+/`", row[0])}
+    expect_equal("rooms of docs/architecture.md", sorted(rows), sorted(rooms))
+    for room, row in rows.items():
+        expect_equal(f"{room}/: filled cells", [bool(cell) for cell in row], [True, True, True])
+        wanted = sorted(graph.get(room, ())) or ["nothing"]
+        expect_equal(f"{room}/ includes", row[2].split(", "), wanted)
+    expect_equal("rooms that include each other", find_cycle(graph), [])
+    daemon = {source.split("/")[0] for source in re.findall(r'"([\w/]+\.cpp)"', text_of("Android.bp"))}
+    for room in sorted(daemon):
+        expect_equal(f"{room}/ belongs to the daemon, and includes of the desk", sorted(graph[room] - daemon), [])
 
 
 def check_named_files():
@@ -73,6 +119,6 @@ def check_named_files():
 check_record()
 check_event("BatteryDegradation2", "telemetry/batt_degradation2.cpp")
 check_event("ChargerInsertionRemoval", "telemetry/charger_insertion_removal.cpp")
-check_folders()
+check_rooms()
 check_named_files()
 finish()

@@ -5,9 +5,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
+#include <filesystem>
+#include <functional>
+#include <map>
 #include <random>
 #include <string>
 
+#include "cycle/cycle.h"
 #include "platform/sysfs_io.h"
 #include "support/phone.h"
 #include "support/sysfs.h"
@@ -115,19 +119,17 @@ TEST(SysfsRead, TextsUpTo4095Characters) {
     EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), "") << "no such attribute";
 }
 
-// The definition of what is kept of the first 4,095 bytes: fgets line after line, each as long as
-// its text.
+// The definition of what is kept: fgets line after line, each as long as its text, into a buffer of
+// 4,096 bytes.
 std::string gathered_by_fgets(std::string content) {
-    content.resize(std::min<size_t>(content.size(), 4095));
-    std::string text;
+    char buffer[SYSFS_BUFFER_SIZE] = "";
+    size_t length = 0;
     FILE* file = fmemopen(content.data(), content.size(), "r");
-    for (char line[4096]; file != nullptr && fgets(line, sizeof line, file) != nullptr;) {
-        text += line;
+    while (length < 4095 && fgets(buffer + length, static_cast<int>(4096 - length), file) != nullptr) {
+        length += strlen(buffer + length);
     }
-    if (file != nullptr) {
-        (void)fclose(file);
-    }
-    return text.ends_with('\n') ? text.substr(0, text.size() - 1) : text;
+    (void)fclose(file);
+    return std::string(buffer, length - (length > 0 && buffer[length - 1] == '\n' ? 1 : 0));
 }
 
 TEST(SysfsRead, AnyBytesAreGatheredAsByFgets) {
@@ -136,7 +138,7 @@ TEST(SysfsRead, AnyBytesAreGatheredAsByFgets) {
     for (int run = 0; run < 500 && !HasFailure(); run++) {
         // From nearly only letters to nearly only NULs and newlines, short or around the limit.
         const uint32_t specials = 1U << random() % 13;
-        std::string content(run % 2 == 0 ? 1 + random() % 40 : 4000 + random() % 200, 'a');
+        std::string content(run % 2 == 0 ? 1 + random() % 40 : 4000 + random() % 6000, 'a');
         for (char& c : content) {
             const uint32_t draw = static_cast<uint32_t>(random()) % 4096;
             c = draw >= specials ? 'a' : draw % 2 == 0 ? '\0' : '\n';
@@ -196,24 +198,120 @@ TEST(SysfsWrite, NeedsAParameterWithAPathAndAValueOfItsFormat) {
 
 // --- Attributes as files.
 
-TEST(AttributeFile, IsReadUpToTheRoom) {
-    const char* path = "/sys/class/x/y";
-    char buffer[] = "....";
-    EXPECT_EQ(read_attribute_file(nullptr, path, buffer, 4), 0U) << "no file";
-    write_file(path, "12345");
-    EXPECT_EQ(read_attribute_file(nullptr, path, buffer, 4), 4U);
-    EXPECT_STREQ(buffer, "1234");
-    EXPECT_EQ(read_attribute_file(nullptr, "/sys/class/x", buffer, 4), 0U) << "a directory";
+// The stand-in with the attributes of files.
+Device device_with_files() {
+    Device mixed = device;
+    mixed.attributes = attribute_files;
+    return mixed;
+}
+
+TEST(AttributeFile, SnapshotsFollowDirectoriesAndLinks) {
+    const Device with_files = device_with_files();
+    const auto read_capacity = [&with_files] {
+        SysfsParams snapshot;
+        read_sysfs_params(with_files, snapshot, full_cycle_mask());
+        const int32_t capacity = param_integer(snapshot, PARAM_BATTERY_CAPACITY);
+        EXPECT_EQ(param_integer(snapshot, PARAM_BATT_SOC), 8000) << "a directory that stays";
+        cleanup_sysfs_params(snapshot);
+        return capacity;
+    };
+    write_file(SysfsParamTable[PARAM_BATT_SOC].path, "8000\n");
+    const std::filesystem::path battery = "/sys/class/power_supply/battery";
+    const struct {
+        const char* name;
+        std::function<void()> change;
+        int32_t capacity;
+    } rows[] = {
+        {"no directory", [] {}, 0},
+        {"a directory", [&] { write_file(battery / "capacity", "41\n"); }, 41},
+        {"the same path as a link to a device",
+         [&] {
+             std::filesystem::remove_all(battery);
+             write_file("/sys/devices/a/battery/capacity", "42\n");
+             create_directory_symlink(std::filesystem::path("../../devices/a/battery"), battery);
+         },
+         42},
+        {"the device replaced",
+         [&] {
+             rename(std::filesystem::path("/sys/devices/a"), std::filesystem::path("/sys/devices/b"));
+             write_file("/sys/devices/a/battery/capacity", "43\n");
+         },
+         43},
+        {"a link to nothing", [] { std::filesystem::remove_all("/sys/devices/a"); }, 0},
+        {"a file in place of the directory", [] { write_file("/sys/devices/a/battery", "44\n"); }, 0},
+    };
+    for (const auto& row : rows) {
+        row.change();
+        EXPECT_EQ(read_capacity(), row.capacity) << row.name;
+    }
+}
+
+// What is opened, and whether it is closed, on the stand-in: directories with their paths,
+// attributes by name.
+struct Openings {
+    std::vector<std::string> directories{};
+    int by_path = 0, relative = 0;
+    int next_fd = 100;
+    std::multiset<int> open{};
+} openings;
+
+Device device_that_counts() {
+    openings = Openings{};
+    Device counting = device;
+    counting.attributes.open_directory = [](void*, const char* path) {
+        openings.directories.emplace_back(path);
+        if (openings.directories.back() == "/sys/class/battman_dbg/") {
+            return -1;
+        }
+        openings.open.insert(openings.next_fd);
+        return openings.next_fd++;
+    };
+    counting.attributes.open = [](void*, int, const char*, size_t name_at) {
+        (name_at == 0 ? openings.by_path : openings.relative)++;
+        // Now and then a descriptor between is someone else's.
+        openings.next_fd += openings.relative % 10 == 9 ? 1 : 0;
+        openings.open.insert(openings.next_fd);
+        return openings.next_fd++;
+    };
+    counting.attributes.read = [](void*, int, char*, size_t) -> ssize_t { return 0; };
+    counting.attributes.close = [](void*, int first, int last) {
+        for (int fd = first; fd <= last; fd++) {
+            EXPECT_EQ(openings.open.erase(fd), 1U) << fd << " is someone else's";
+        }
+    };
+    return counting;
+}
+
+TEST(SysfsRead, OpensEachDirectoryOnceAndClosesWhatItOpens) {
+    SysfsParams snapshot;
+    const Device counting = device_that_counts();
+    counting.thermal_zone_temp_path[0] = '/';  // found already
+    read_sysfs_params(counting, snapshot, light_cycle_mask());
+    EXPECT_EQ(openings.directories, std::vector<std::string>{}) << "two attributes, no directory in common";
+    EXPECT_EQ(openings.by_path, 2);
+
+    openings = Openings{};
+    read_sysfs_params(counting, snapshot, full_cycle_mask());
+    EXPECT_EQ(
+        openings.directories,
+        (std::vector<std::string>{"/sys/class/power_supply/battery/", "/sys/class/power_supply/usb/",
+                                  "/sys/class/power_supply/wireless/", "/sys/class/qcom-battery/",
+                                  "/sys/class/battchg_ext/", "/sys/class/battman_dbg/", "/sys/class/battman_dbg2/"}));
+    EXPECT_EQ(openings.by_path, 1);
+    EXPECT_EQ(openings.relative, 134 - 1 - 52) << "none in the directory that is missing";
+    EXPECT_EQ(openings.open, std::multiset<int>{});
 }
 
 TEST(AttributeFile, IsReplacedAndNeverCreated) {
     const char* path = "/sys/class/x/y";
-    EXPECT_EQ(write_attribute_file(nullptr, path, "7\n"), -1);
+    EXPECT_EQ(attribute_files.write(nullptr, path, "7\n"), -1);
     EXPECT_EQ(read_file(path), "(no file)");
-    EXPECT_FALSE(attribute_file_is_writable(nullptr, path));
+    EXPECT_FALSE(attribute_files.is_writable(nullptr, path));
     write_file(path, "what was there before\n");
-    EXPECT_TRUE(attribute_file_is_writable(nullptr, path));
-    EXPECT_EQ(write_attribute_file(nullptr, path, "12345\n"), 0);
+    EXPECT_TRUE(attribute_files.is_writable(nullptr, path));
+    EXPECT_EQ(attribute_files.write(nullptr, path, "12345\n"), 0);
+    EXPECT_EQ(read_file(path), "12345\n");
+    EXPECT_EQ(attribute_files.write(nullptr, path, nullptr), -1) << "a record of another kind";
     EXPECT_EQ(read_file(path), "12345\n");
 }
 

@@ -13,7 +13,7 @@ const Device device = device_of(phone);
 Calls calls() {
     Calls lines;
     for (Effect effect : phone.effects) {
-        effect.name = bench::attribute_name(effect.name);
+        effect.name = phone::attribute_name(effect.name);
         lines.push_back(line_of(effect));
     }
     return lines;

@@ -3,6 +3,7 @@
 
 #include "decode/record_layout.h"
 #include "program.h"
+#include "support/rows.h"
 
 namespace {
 
@@ -21,7 +22,7 @@ std::string changed(std::string bytes, size_t offset, char value) {
     return bytes;
 }
 
-TEST_F(InspectTest, says_what_the_daemon_would_make_of_a_record) {
+TEST_F(InspectTest, SaysWhatTheDaemonWouldMakeOfARecord) {
     const std::string good = fresh_record();
     const struct {
         const char* name;
@@ -35,12 +36,12 @@ TEST_F(InspectTest, says_what_the_daemon_would_make_of_a_record) {
         {"erased", changed(good, 0, '\xff'), 1, "marker at offset 0x0000 is 0xFF"},
         {"never written", changed(good, 0, 0), 1, "marker at offset 0x0000 is 0x00"},
         {"one byte short", good.substr(0, good.size() - 1), 1,
-         "9,727 bytes, a record has 9,728: it ends at offset 0x25FF, in reserved bytes"},
+         "9,727 bytes, expected 9,728: it ends at offset 0x25FF, in reserved bytes"},
         {"cut in a field", good.substr(0, 0x2321), 1, "0x2321, in filtered_soh_per_10days[144]"},
         {"cut in an entry", good.substr(0, 0x0F14), 1, "in dev_attach_total_time[1]"},
         {"one byte long", good + "x", 1, "bytes follow it from offset 0x2600"},
-        {"three bytes", good.substr(0, 3), 1, "3 bytes, and marker and version alone take 4"},
-        {"empty", "", 1, "no bytes at all"},
+        {"three bytes", good.substr(0, 3), 1, "3 bytes, expected at least 4 for marker and version"},
+        {"empty", "", 1, "0 bytes"},
         {"reserved byte", changed(good, 0x2C, 9), 0, "Odd: offset 0x002C, reserved bytes: 9"},
         {"level of 77", changed(good, 0x1400, 77), 0, "Odd: offset 0x1400, arrhenius_lv[0]: 77"},
     };
@@ -53,7 +54,7 @@ TEST_F(InspectTest, says_what_the_daemon_would_make_of_a_record) {
 }
 
 // A change in each kind of number, in elements that only the right place, width and stride finds.
-TEST_F(InspectTest, differences_have_names_and_units_that_people_read) {
+TEST_F(InspectTest, DifferencesHaveNamesAndUnitsThatPeopleRead) {
     BattStat stat;
     reset_batt_stat(stat);
     stat.fcc_mah[4] = 0x1234;
@@ -71,32 +72,100 @@ TEST_F(InspectTest, differences_have_names_and_units_that_people_read) {
     stat.dev_attach[4].dev_attach_count = 7;
     stat.dev_attach[11].dev_attach_total_time = 8;
     stat.dev_attach[12].dev_charge_count = 9;
-    write("a", changed(fresh_record(), offsetof(BattStat, soft_charge_override), '\xD2'));
+    BattStat before;
+    reset_batt_stat(before);
+    before.soft_charge_override = 0xD2;
+    before.fcc_mah[4] = 0x1000;
+    before.online_time = 86'400 + 4000;
+    write("a", test::bytes_of(before));
     write("b", test::bytes_of(stat));
-    EXPECT_EQ(run(INSPECT " diff a b").output, R"(fcc_mah[4]: 0 mAh -> 4660 mAh  (+4660)
-online_time: 0 -> 1 d 01:01:01  (+1 d 01:01:01)
-first_soh_time[8] (below 20 %): not yet -> 2026-01-01 00:00:00 UTC
-vt_cet_table[0] (above 4.54 V, above 60 degC): 0 -> 0 d 20:42:45  (+0 d 20:42:45)
-ct_charge_table[16] (80 to 90 %, above 60 degC): 0.0000 full charges -> 0.5000 full charges  (+0.5)
-thermal_range_stay_time[1] (thermal levels 1 to 12): 0 -> 0 d 00:01:01  (+0 d 00:01:01)
-max_temp: none yet -> -5.5 degC
-max_discharge_time[3] (below 0 degC, below 3.5 V): not yet -> 2026-01-01 00:00:00 UTC
-soft_charge_override: 0xD2, the driver is given level 2 -> 0xE7, soft charge is suspended
-dev_attach_count[4] (class 4, type 7, 8, 9): 0 -> 7  (+7)
-dev_attach_total_time[11] (class 11, type 15, 16, over 65 W): 0 -> 0 d 00:00:08  (+0 d 00:00:08)
-dev_charge_count[12] (class 12, not assigned): 0.0000 full charges -> 0.0009 full charges  (+0.0009)
-arrhenius_lv[251] (10 days from day 2510): not decided -> 3
-total_full_stay_cap_degradation: 0.000000 % -> 0.015625 %  (+0.015625)
-user_soh_per_10days[12] (10 days from day 120): 0.000 % -> 98.000 %  (+98)
-)");
-    write("none", "\xff\xff\xff\xff");
-    EXPECT_EQ(run("for arguments in 'diff a b' 'diff a a' 'diff a none' 'record absent' surely-not; do " INSPECT
-                  " $arguments >out 2>&1; echo $?; done; " INSPECT " record a 2>out >/dev/full; echo $?")
-                  .output,
-              "1\n0\n2\n2\n2\n2\n");
+    EXPECT_EQ(run(INSPECT " diff a b").output, expected("record_differences.txt"));
+    EXPECT_EQ(run(INSPECT " diff a b").exit_code, 1);
+    EXPECT_EQ(run(INSPECT " diff a a").exit_code, 0);
 }
 
-TEST_F(InspectTest, json_has_every_field_with_its_value_and_stored_form) {
+TEST_F(InspectTest, MisuseEndsWith2AndSaysWhy) {
+    write("a", fresh_record());
+    write("erased", "\xff\xff\xff\xff");
+    const struct {
+        const char* arguments;
+        const char* message;
+    } rows[] = {
+        {"diff a erased", "erased: not a record that the daemon would keep"},
+        {"diff a", "file"},
+        {"record absent", "absent: No such file"},
+        {"record a >/dev/full", "standard output"},
+        {"surely-not", "A subcommand is required"},
+        {"units absent", "absent: No such file"},
+    };
+    for (const auto& row : rows) {
+        const auto outcome = run(INSPECT + std::string(" ") + row.arguments);
+        EXPECT_EQ(outcome.exit_code, 2) << row.arguments;
+        EXPECT_THAT(outcome.output, HasSubstr(row.message)) << row.arguments;
+    }
+}
+
+// Each table of the page: its heading, its rows and columns, and what is left out.
+TEST_F(InspectTest, ThePageShowsGridsChargersAndPeriods) {
+    BattStat stat;
+    reset_batt_stat(stat);
+    stat.fcc_mah = {4810, 4800, 0, 0, 0};
+    stat.vt_cet_table[0] = 3600;                // above 4.54 V and 60 degC
+    stat.vt_cet_table[41 * 16 + 15] = 1800;     // the other corner
+    stat.ct_charge_table[2 * 16 + 8] = 12'345;  // 70 to 80 %, 20 to 25 degC
+    stat.dev_attach[8] = {3, 7261, 25'001, 0};
+    stat.user_soh_per_10days = {50'000, 49'001};
+    stat.raw_soh_per_10days = {49'700};
+    stat.filtered_soh_per_10days = {49'900};
+    stat.predicted_soh_per_10days = {49'800};
+    stat.arrhenius_per_10days = {70'000};
+    stat.full_stay_capacity_degradation_per_10days = {123'456};
+    stat.cycle_degradation_per_10days = {1'000'001};
+    stat.arrhenius_lv = {4, 255};
+    stat.full_stay_capacity_degradation_aging_lv = {0, 3};
+    write("record", test::bytes_of(stat));
+    const std::string page = run(INSPECT " record record").output;
+    EXPECT_THAT(page, HasSubstr("  fcc_mah\n    [0]                                     4810 mAh\n"
+                                "    [1]                                     4800 mAh\n"));
+    EXPECT_THAT(page, HasSubstr("  max_temp                                  none yet\n"));
+    EXPECT_THAT(page, HasSubstr("    below 20 %                              not yet\n"));
+    EXPECT_EQ(page.substr(page.find("vt_cet_table")), expected("record_page.txt"));
+    write("record", fresh_record());
+    const std::string fresh = run(INSPECT " record record").output;
+    EXPECT_THAT(fresh, HasSubstr("battery temperature\n  no counts yet\n"));
+    EXPECT_THAT(fresh, HasSubstr("  no counts yet\n"));
+}
+
+// A value that the daemon stores is not odd, the next one beyond is.
+TEST_F(InspectTest, OdditiesAreOutsideTheRangeOfTheirUnit) {
+    const struct {
+        const char* name;
+        void (*set)(BattStat&);
+        const char* odd;  // empty: nothing is
+    } rows[] = {
+        {"full health", [](BattStat& s) { s.latest_user_soh = 50'000; }, ""},
+        {"more than full", [](BattStat& s) { s.latest_user_soh = 50'001; }, "0x0038, latest_user_soh: 50001"},
+        {"a raw one may", [](BattStat& s) { s.latest_raw_soh = s.raw_soh_per_10days[3] = 50'001; }, ""},
+        {"level 5", [](BattStat& s) { s.arrhenius_lv[2] = 5; }, ""},
+        {"level 6", [](BattStat& s) { s.arrhenius_lv[2] = 6; }, "0x1402, arrhenius_lv[2]: 6"},
+        {"online time in 31 bits", [](BattStat& s) { s.online_time = INT32_MAX; }, ""},
+        {"a milestone", [](BattStat& s) { s.soft_charge1_onlinetime[1] = uint64_t{1} << 31; },
+         "soft_charge1_onlinetime[1]: 2147483648"},
+        {"2017", [](BattStat& s) { s.initialized_time = 1'483'228'800; }, ""},
+        {"before", [](BattStat& s) { s.initialized_time = 1'483'228'799; }, "initialized_time: 1483228799"},
+    };
+    for (const auto& row : rows) {
+        BattStat stat;
+        reset_batt_stat(stat);
+        row.set(stat);
+        write("record", test::bytes_of(stat));
+        const std::string page = run(INSPECT " record record").output;
+        EXPECT_EQ(page.find("Odd:") == page.npos, *row.odd == '\0') << row.name;
+        EXPECT_THAT(page, HasSubstr(row.odd)) << row.name;
+    }
+}
+
+TEST_F(InspectTest, JsonHasEveryFieldWithItsValueAndStoredForm) {
     BattStat stat;
     reset_batt_stat(stat);
     stat.latest_user_soh = 49'250;
@@ -121,17 +190,39 @@ TEST_F(InspectTest, json_has_every_field_with_its_value_and_stored_form) {
     EXPECT_EQ(bytes, sizeof(BattStat)) << "fields and reserved bytes make up the record";
 }
 
-TEST_F(InspectTest, unit_store) {
+// Each unit of the store: a content that is as it should be, and one of another size.
+TEST_F(InspectTest, UnitStore) {
+    const auto rows = test::values_of(TOOLS_TESTS "/units.csv");
+    const auto content = [](const test::Row& row) {
+        std::string bytes;
+        for (size_t i = 0; i < row.at(1).size(); i += 2) {
+            bytes.push_back(static_cast<char>(std::stoul(row.at(1).substr(i, 2), nullptr, 16)));
+        }
+        return bytes;
+    };
+    for (const test::Row& row : rows) {
+        write("units/" + row.at(0), content(row));
+    }
     write("units/2491", fresh_record());
-    write("units/2805", std::string("\x5a\0", 2));
-    write("units/4711", "?");
+    write("units/4711", "??");
     const auto sound = run(INSPECT " units units");
-    EXPECT_EQ(sound.exit_code, 0);
-    EXPECT_THAT(sound.output, AllOf(HasSubstr("2 bytes  90 %"), HasSubstr("4711   not the daemon's")));
-    write("units/2310", "short");
-    const auto faulty = run(INSPECT " units units");
-    EXPECT_EQ(faulty.exit_code, 1);
-    EXPECT_THAT(faulty.output, HasSubstr("wrong size: 5 bytes, the daemon wants 8"));
+    EXPECT_EQ(sound.exit_code, 0) << sound.output;
+    for (const test::Row& row : rows) {
+        EXPECT_THAT(sound.output, HasSubstr(row.at(2)));
+    }
+    EXPECT_THAT(sound.output, HasSubstr("statistics record                9,728 bytes  accepted at the next start"));
+    EXPECT_THAT(sound.output, HasSubstr("4711   unknown to the daemon                2 bytes"));
+    for (const test::Row& row : rows) {
+        write("units/" + row.at(0), content(row) + "1234");
+        const auto longer = run(INSPECT " units units");
+        EXPECT_EQ(longer.exit_code, row.size() > 3 ? 1 : 0) << row.at(0);
+        if (row.size() > 3) {
+            EXPECT_THAT(longer.output, HasSubstr("bytes, expected " + row.at(3) + "\n")) << row.at(0);
+        }
+        write("units/" + row.at(0), content(row));
+    }
+    write("units/2491", "\xff");
+    EXPECT_EQ(run(INSPECT " units units").exit_code, 1);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// A test with a directory of its own, in which the programs run as a shell starts them.
+// A test that runs programs in its own directory.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -20,6 +20,15 @@ class ToolTest : public testing::Test {
     void write(const std::string& name, const std::string& bytes) const {
         std::filesystem::create_directories((top / name).parent_path());
         std::ofstream(top / name, std::ios::binary) << bytes;
+    }
+    [[nodiscard]] std::string read(const std::string& name) const {
+        std::ifstream stream(top / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+    // The expected text in a file of this folder.
+    [[nodiscard]] static std::string expected(const char* name) {
+        std::ifstream stream(std::string(TOOLS_TESTS "/") + name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
     }
     CommandResult run(const std::string& command) const { return run_command("cd " + top.string() + " && " + command); }
 

@@ -1,7 +1,7 @@
-// The commands of cellwarden-inspect. Each prints its answer on standard output and returns the
-// exit code: 0 = sound, or nothing differs; 1 = the daemon would reset a record, an event is none,
-// a unit is not as it should be, or something differs. Throws InputError where a file cannot be
-// read.
+// The commands of cellwarden-inspect. Each prints its result on standard output and returns the
+// exit code: SOUND if every input is valid or the records are equal, NOT_SOUND if the daemon would
+// reset a record, an input is not an event, a unit has a wrong size, or the records differ. Throws
+// InputError if a file cannot be read.
 #pragma once
 
 #include <string>
@@ -18,8 +18,8 @@ int show_units(const std::string& directory);
 
 enum class EventFormat { TEXT, JSON_LINES };
 
-// A directory stands for the files in it. `name` is the event's name where neither the file's name
-// nor its content tells; empty otherwise.
+// `paths` may contain directories, which stand for their files. `name` is the name of the event;
+// empty if the file name or the content shows it.
 int show_events(const std::vector<std::string>& paths, const std::string& name, EventFormat format);
 
 }  // namespace cellwarden::inspect

@@ -1,10 +1,10 @@
 #include <iomanip>
 #include <iostream>
 
+#include "common/input.h"
 #include "decode/event.h"
 #include "decode/labels.h"
 #include "tools/inspect/commands.h"
-#include "tools/inspect/input.h"
 
 namespace cellwarden::inspect {
 namespace {
@@ -16,8 +16,8 @@ using nlohmann::ordered_json;
 
 constexpr int NAME_WIDTH = 42;
 
-// The time at the start of an outbox file's name, "20260301T071245Z", as ISO 8601; null where there
-// is none.
+// Returns the time at the start of an outbox file name, "20260301T071245Z", as ISO 8601, or null if
+// the name does not start with a time.
 ordered_json time_of_file(const std::string& name) {
     constexpr const char* PATTERN = "########T######Z-";
     for (size_t i = 0; PATTERN[i] != '\0'; i++) {
@@ -38,7 +38,7 @@ void print_json_line(const std::string& path, const Event& event) {
     for (const EventField& field : event.fields) {
         line[std::string(field.name)] = decode::sent_json(field);
     }
-    // A text that is not UTF-8 must not stop the line.
+    // A text that is not valid UTF-8 must not abort the output.
     std::cout << line.dump(-1, ' ', false, ordered_json::error_handler_t::replace) << '\n';
 }
 

@@ -1,23 +1,23 @@
-// cellwarden-inspect: reads what phones leave behind.
+// cellwarden-inspect: prints stored records, unit stores and telemetry events.
 
 #include <exception>
 #include <iostream>
 
 #include "common/command_line.h"
+#include "common/input.h"
 #include "decode/event.h"
 #include "tools/inspect/commands.h"
-#include "tools/inspect/input.h"
 
 namespace cellwarden::inspect {
 namespace {
 
 constexpr const char* FOOTER =
-    "A file named '-' is standard input.\n\n"
+    "The file name '-' means standard input.\n\n"
     "Exit codes:\n"
-    "  0   all is sound; diff: nothing differs\n"
-    "  1   the daemon would reset the record, an event is none, a unit is not as it should\n"
-    "      be; diff: something differs\n"
-    "  2   wrong usage, or a file that cannot be read";
+    "  0   every input is valid; diff: the records are equal\n"
+    "  1   the daemon would reset a record, an input is not an event, or a unit has a wrong\n"
+    "      size; diff: the records differ\n"
+    "  2   wrong usage, or a file cannot be read";
 
 struct Options {
     std::string record;
@@ -35,27 +35,31 @@ std::vector<std::string> event_name_choices() {
 }
 
 void add_commands(CLI::App& app, Options& options) {
-    CLI::App* record = app.add_subcommand("record", "A stored statistics record (unit 2491)");
-    record->add_option("file", options.record, "The bytes of the unit")->required();
-    record->add_flag("--json", options.as_json, "Every field with its value, unit and stored form");
+    CLI::App* record = app.add_subcommand("record", "Print a stored statistics record (unit 2491)");
+    record->add_option("file", options.record, "File with the content of the unit")->required();
+    record->add_flag("--json", options.as_json,
+                     "Print JSON: each field with its value, unit and stored number");
 
-    CLI::App* event = app.add_subcommand("event", "Telemetry events");
-    event->add_option("file", options.events, "Packed events, or directories of them (an outbox)")
+    CLI::App* event = app.add_subcommand("event", "Print telemetry events");
+    event
+        ->add_option("file", options.events,
+                     "Packed events, or directories with events (an outbox)")
         ->required();
     event->add_flag("--json-lines", options.as_lines,
-                    "One JSON object per line: file, time, event and the fields as they were sent");
+                    "Print one JSON object per line: file, time, event, and the fields as sent");
     event
         ->add_option("--type", options.event_name,
-                     "The event's name, where neither the file's name nor its content tells")
+                     "Name of the event; needed if neither file name nor content shows it")
         ->check(CLI::IsMember(event_name_choices()));
 
-    app.add_subcommand("diff", "What differs between two records")
-        ->add_option("file", options.pair, "The two records")
+    app.add_subcommand("diff", "Print the differences between two records")
+        ->add_option("file", options.pair, "The two records to compare")
         ->required()
         ->expected(2);
 
-    app.add_subcommand("units", "A whole unit store")
-        ->add_option("directory", options.units, "Files named by their unit number")
+    app.add_subcommand("units", "Print a unit store")
+        ->add_option("directory", options.units,
+                     "Directory with one file per unit, named by the unit number")
         ->required();
 }
 

@@ -2,12 +2,12 @@
 #include <cstring>
 #include <iostream>
 
+#include "common/input.h"
 #include "decode/labels.h"
 #include "decode/reading.h"
 #include "decode/record_layout.h"
 #include "decode/verdict.h"
 #include "tools/inspect/commands.h"
-#include "tools/inspect/input.h"
 #include "tools/inspect/record_text.h"
 
 namespace cellwarden::inspect {
@@ -23,7 +23,7 @@ BattStat record_of(const std::vector<uint8_t>& bytes) {
     return stat;
 }
 
-// One field a line: long and still readable, and two of them differ line by line.
+// One field per line, so that a line-by-line comparison of two records is readable.
 void print_json_record(const std::string& path, size_t size, const Judgement& judgement,
                        const ordered_json& fields, const std::vector<std::string>& oddities) {
     const ordered_json head = {{"file", path},
@@ -45,7 +45,7 @@ void print_json_record(const std::string& path, size_t size, const Judgement& ju
 }
 
 struct Difference {
-    std::string name;  // "fcc_mah[0]", with what the element stands for
+    std::string name;  // "first_soh_time[8] (below 20 %)"
     std::string a;
     std::string b;
     std::string change;
@@ -61,7 +61,7 @@ std::string name_of(const RecordField& field, size_t index) {
     return label.starts_with('[') ? place : place + " (" + label + ")";
 }
 
-// Numbers get their difference too; dates and levels speak for themselves.
+// The difference of two numbers; empty for units whose difference means nothing.
 std::string change_text(const RecordField& field, int64_t a, int64_t b) {
     switch (field.unit) {
         case decode::FieldUnit::WALL_S:
@@ -104,13 +104,13 @@ std::vector<Difference> differences_of(const BattStat& a, const BattStat& b) {
     return differences;
 }
 
-// Reads a record that must be one. Says what is wrong on standard error where it is not.
+// Reads a record that the daemon would keep. Prints the reason and returns false if it would not.
 bool read_sound_record(const std::string& path, BattStat& stat) {
     const std::vector<uint8_t> bytes = read_input(path);
     const Judgement judgement = decode::judge_record(bytes);
     if (!decode::is_kept(judgement)) {
         std::cerr << "cellwarden-inspect: " << path
-                  << ": no record to compare: " << judgement.reason << '\n';
+                  << ": not a record that the daemon would keep: " << judgement.reason << '\n';
         return false;
     }
     stat = record_of(bytes);
@@ -131,7 +131,7 @@ int show_record(const std::string& path, bool as_json) {
     } else {
         std::cout << "Battery statistics record " << path << ", " << decode::grouped(bytes.size())
                   << " bytes\n"
-                  << "At its next start the daemon would find it " << judgement.name << ": "
+                  << "Verdict of the daemon at its next start: " << judgement.name << ": "
                   << judgement.reason << ".\n";
         for (const std::string& oddity : oddities) {
             std::cout << "Odd: " << oddity << '\n';
@@ -149,7 +149,7 @@ int show_difference(const std::string& path_a, const std::string& path_b) {
     BattStat b;
     const bool sound_a = read_sound_record(path_a, a);
     if (!read_sound_record(path_b, b) || !sound_a) {
-        throw InputError("two records are needed");
+        throw InputError("diff needs two valid records");
     }
     const std::vector<Difference> differences = differences_of(a, b);
     for (const Difference& difference : differences) {

@@ -18,7 +18,7 @@ using nlohmann::ordered_json;
 constexpr int NAME_WIDTH = 42;
 constexpr int LABEL_WIDTH = 40;
 constexpr double SECONDS_PER_HOUR = 3600;
-constexpr size_t LONGEST_LIST = 9;  // fields with more elements stand in tables
+constexpr size_t LONGEST_LIST = 9;  // fields with more elements are printed as tables
 
 bool is_periodic(const RecordField& field) {
     return field.count == PERIOD_COUNT;
@@ -32,7 +32,7 @@ bool is_of_chargers(const RecordField& field) {
     return field.stride == sizeof(DevAttachEntry);
 }
 
-// The three version bytes and a text are one value.
+// The three version bytes form one value, and so does a text.
 bool is_one_value(const RecordField& field) {
     return field.count == 1 || field.unit == FieldUnit::VERSION || field.unit == FieldUnit::TEXT;
 }
@@ -60,7 +60,7 @@ void print_plain_field(std::ostream& out, const BattStat& stat, const RecordFiel
     }
 }
 
-// Rows and columns of numbers, those without a count left out.
+// Prints a grid without the rows and columns that contain only zeros.
 void print_grid(std::ostream& out, const BattStat& stat, const RecordField& field,
                 const std::string& title, double per_unit, int digits,
                 const std::function<std::string(size_t)>& row_label) {
@@ -80,7 +80,7 @@ void print_grid(std::ostream& out, const BattStat& stat, const RecordField& fiel
     }
     out << '\n' << field.name << ": " << title << '\n';
     if (columns.empty()) {
-        out << "  nothing counted yet\n";
+        out << "  no counts yet\n";
         return;
     }
     out << "  " << std::setw(14) << "";
@@ -136,7 +136,7 @@ std::vector<const RecordField*> periodic_fields() {
     return fields;
 }
 
-// One more than the last period of which anything is known.
+// Number of periods up to the last one with a value.
 size_t known_periods(const BattStat& stat, const std::vector<const RecordField*>& fields) {
     for (size_t period = PERIOD_COUNT; period > 0; period--) {
         for (const RecordField* field : fields) {
@@ -159,7 +159,7 @@ void print_periods(std::ostream& out, const BattStat& stat) {
             << (*unit == '\0' ? "" : ", ") << unit << '\n';
     }
     if (periods == 0) {
-        out << "  no period has begun to count yet\n";
+        out << "  no counts yet\n";
         return;
     }
     out << "  from day" << std::right;
@@ -207,12 +207,12 @@ ordered_json field_json(const BattStat& stat, const RecordField& field) {
     return json;
 }
 
-// What holds for every number of a unit in a record that the daemon wrote.
+// Whether a number is outside the range of its unit in records that the daemon writes.
 bool is_odd(const RecordField& field, int64_t stored) {
     constexpr int64_t FULL_HEALTH = 50'000;          // half units
     constexpr int64_t CLOCK_IS_SET = 1'483'228'800;  // 2017-01-01, as the daemon's own test
     switch (field.unit) {
-        case FieldUnit::HALF_SOH:  // the learned capacity of the raw one can exceed the design
+        case FieldUnit::HALF_SOH:  // the raw one can exceed the design capacity
             return stored > FULL_HEALTH && !field.name.ends_with("raw_soh") &&
                    !field.name.starts_with("raw_soh");
         case FieldUnit::LEVEL:

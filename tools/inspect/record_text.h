@@ -10,17 +10,17 @@
 
 namespace cellwarden::inspect {
 
-// All fields: single ones a line each, then the two grids, the chargers and the ten-day periods as
-// tables. Of the tables, rows and columns without a count are left out.
+// Prints all fields: single values on one line each, then the two grids, the chargers and the
+// ten-day periods as tables. Rows and columns of the grids that contain only zeros are omitted.
 void print_record(std::ostream& out, const BattStat& stat);
 
-// {"online_time": {"unit": "s", "value": 86400, "stored": 86400}, ...} in the record's order:
-// `value` as people read it (numbers in the unit, ISO dates, null for what is not there yet),
-// `stored` as it lies in the record.
+// Returns {"online_time": {"unit": "s", "value": 86400, "stored": 86400}, ...} in the record's
+// order: `value` is the number in the unit, an ISO date, or null if there is no value yet; `stored`
+// is the number in the record.
 nlohmann::ordered_json record_json(const BattStat& stat);
 
-// What the daemon accepts and never writes itself: each line names the field, its value and what
-// was expected.
+// Returns a line for each value that the daemon accepts but never writes: the field, its value and
+// the expected range.
 std::vector<std::string> oddities_of(const BattStat& stat);
 
 }  // namespace cellwarden::inspect

@@ -5,18 +5,18 @@
 #include <iomanip>
 #include <iostream>
 
+#include "common/input.h"
 #include "decode/reading.h"
 #include "decode/verdict.h"
 #include "platform/unit_store.h"
 #include "tools/inspect/commands.h"
-#include "tools/inspect/input.h"
 
 namespace cellwarden::inspect {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-// The number in up to eight little-endian bytes.
+// Returns the number in up to eight little-endian bytes.
 int64_t number_of(const Bytes& bytes) {
     uint64_t number = 0;
     memcpy(&number, bytes.data(), std::min(bytes.size(), sizeof number));
@@ -85,19 +85,20 @@ const UnitRow* find_unit(const std::string& name) {
 }
 
 std::string size_fault(const UnitRow& row, size_t size) {
-    return std::to_string(size) + " bytes, the daemon wants " +
+    return std::to_string(size) + " bytes, expected " +
            (row.max_size == ANY_SIZE ? "at least " : "") + std::to_string(row.min_size) +
            (row.max_size != ANY_SIZE && row.max_size != row.min_size
                 ? " to " + std::to_string(row.max_size)
                 : "");
 }
 
-// Prints the line of one unit; returns whether it is as it should be.
+// Prints one unit. Returns whether its content is valid.
 bool print_unit(const std::string& name, const Bytes& bytes) {
     const UnitRow* const row = find_unit(name);
     std::cout << std::left << std::setw(7) << name << std::setw(31)
-              << (row == nullptr ? "not the daemon's" : row->name) << std::right << std::setw(7)
-              << decode::grouped(bytes.size()) << (bytes.size() == 1 ? " byte   " : " bytes  ");
+              << (row == nullptr ? "unknown to the daemon" : row->name) << std::right
+              << std::setw(7) << decode::grouped(bytes.size())
+              << (bytes.size() == 1 ? " byte   " : " bytes  ");
     if (row == nullptr) {
         std::cout << '\n';
         return true;
@@ -114,7 +115,7 @@ int show_units(const std::string& directory) {
     bool sound = true;
     const auto files = files_of(directory);
     if (files.empty()) {
-        std::cout << directory << ": no unit is stored\n";
+        std::cout << directory << ": the directory contains no unit\n";
     }
     for (const auto& path : files) {
         sound = print_unit(path.filename(), read_input(path)) && sound;

@@ -31,7 +31,7 @@ uint32_t attachments(const BattStat& stat) {
         [](uint32_t sum, const DevAttachEntry& entry) { return sum + entry.dev_attach_count; });
 }
 
-// At most four digits after the point, none that say nothing.
+// Returns a number with at most four decimals and no trailing zeros.
 std::string number_text(const ordered_json& value) {
     std::ostringstream text;
     text << std::fixed << std::setprecision(4) << value.get<double>();
@@ -49,7 +49,7 @@ void print_row(std::ostream& out, const std::string& name, const std::string& a,
         << std::setw(VALUE_WIDTH) << b << std::setw(VALUE_WIDTH) << difference << '\n';
 }
 
-// "day 183" of the n-th level change, with the level it went to.
+// Returns the n-th level change as "2 on day 183"; "-" if there are fewer changes.
 std::string change_text(const ordered_json& levels, size_t n) {
     if (n >= levels.size()) {
         return "-";

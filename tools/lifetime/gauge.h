@@ -1,6 +1,6 @@
-// The fuel gauge's idea of the battery's capacity: learned when the battery is charged from low to
-// full, forgotten at a restart until the daemon hands it back in its first cycle, which itself
-// still reads the design capacity.
+// The full-charge capacity that the fuel gauge reports. The gauge learns it when the battery is
+// charged from low to full, and loses it at a restart; the daemon restores it in its first cycle,
+// which still reads the design capacity.
 #pragma once
 
 #include <cstdint>
@@ -12,18 +12,17 @@
 namespace cellwarden::lifetime {
 
 struct Gauge {
-    Random random;               // of its errors
-    double capacity_uah = 0;     // as the gauge has it
-    int32_t learning_count = 0;  // since the restart
-    double lowest_soc = 1;       // since the latest full charge
+    Random random;          // draws the errors of learned capacities
+    double lowest_soc = 1;  // lowest state of charge since the latest full charge
 };
 
-// Looks at the phone after a step.
-void follow_battery(Gauge& gauge, const GaugeModel& model, const bench::Phone& phone);
+// Updates the gauge of the phone after a step.
+void follow_battery(Gauge& gauge, const GaugeModel& model, phone::Phone& phone);
 
-void restart_gauge(Gauge& gauge, const bench::Battery& battery);
+// Resets the gauge at power-on: it reports the design capacity.
+void restart_gauge(Gauge& gauge, phone::Phone& phone);
 
-// The daemon hands back what the gauge had learned; values below 1 are none.
-void restore_capacity(Gauge& gauge, int32_t capacity_mah);
+// Sets the capacity that the daemon restores; a value below 1 has no effect.
+void restore_capacity(phone::Phone& phone, int32_t capacity_mah);
 
 }  // namespace cellwarden::lifetime

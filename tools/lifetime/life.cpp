@@ -14,7 +14,7 @@
 namespace cellwarden::lifetime {
 namespace {
 
-using namespace cellwarden::bench;
+using namespace cellwarden::phone;
 
 enum Phase : int { PHASE_CHARGING_WHILE_OFF = 1, PHASE_ON = 3, PHASE_SHUTTING_DOWN = 4 };
 
@@ -52,7 +52,7 @@ void obey_write(Life& life, const Effect& write) {
     if (write.name == SysfsParamTable[PARAM_BATT_AGING_LEVEL].path) {
         obey_attribute_write(life.phone, PARAM_BATT_AGING_LEVEL, write.bytes);
     } else if (write.name == SysfsParamTable[PARAM_RESTORED_CAPACITY].path) {
-        restore_capacity(life.gauge, atoi(write.bytes.c_str()));
+        restore_capacity(life.phone, atoi(write.bytes.c_str()));
         life.driver_has_news = true;
     }
 }
@@ -71,7 +71,7 @@ void take_effects(Life& life) {
 void run_cycle(Life& life) {
     life.state.clock.cycle_boot_time = life.boot_s;
     life.state.clock.cycle_wall_time = wall_s(life);
-    read_phone(life.phone, life.gauge, life.snapshot);
+    read_phone(life.phone, life.snapshot);
     run_full_cycle(device_of(life.device), life.state, life.stat, life.connection, life.snapshot,
                    POLICY);
     take_effects(life);
@@ -82,7 +82,7 @@ void switch_on(Life& life, Phase phase) {
     life.is_on = true;
     life.phone.shutdown_phase = phase;
     life.phone.charger.ageing_level = 0;  // the driver forgets it
-    restart_gauge(life.gauge, life.phone.battery);
+    restart_gauge(life.gauge, life.phone);
     life.boot_s = START_UP_S;
     life.state = ServiceState{};
     load_records(device_of(life.device), life.state, life.stat, life.connection);

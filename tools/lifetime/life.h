@@ -18,7 +18,7 @@ namespace cellwarden::lifetime {
 struct Life {
     const Profile& profile;  // must outlive the life
     UsagePlan plan;
-    bench::Phone phone;
+    phone::Phone phone;
     StandIn device;  // what the daemon's code finds around it: units, log, events
     std::function<void(const Life& life, const Effect& effect)> watch_effect;  // of each cycle
     Gauge gauge;

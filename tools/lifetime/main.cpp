@@ -1,4 +1,4 @@
-// cellwarden-lifetime: years of a phone's battery in minutes.
+// cellwarden-lifetime: simulates years of a phone's battery in minutes.
 
 #include <algorithm>
 #include <cstdio>
@@ -22,10 +22,10 @@ const fs::path profile_folder = CELLWARDEN_PROFILE_DIR;
 
 constexpr const char* FOOTER =
     "Exit codes:\n"
-    "  0   all went well; compare: the runs are the same\n"
+    "  0   every run finished; compare: the runs are equal\n"
     "  1   a run failed; compare: the runs differ\n"
     "  2   wrong usage or input\n"
-    "  130 ended by Ctrl-C, with what was reached; 143 by SIGTERM";
+    "  130 stopped by Ctrl-C, 143 by SIGTERM; the results so far are stored";
 
 struct RunOptions {
     std::vector<std::string> profiles;
@@ -48,9 +48,9 @@ Profile find_profile(const std::string& name) {
     const bool is_path = name.find('/') != std::string::npos || name.ends_with(".json");
     const fs::path file = is_path ? fs::path(name) : profile_folder / (name + ".json");
     if (!is_path && !fs::exists(file)) {
-        throw bench::InputError("no profile '" + name +
-                                "'; cellwarden-lifetime list shows those there are, and a file is "
-                                "named with a '/' or with '.json' at its end");
+        throw InputError("profile '" + name +
+                         "' does not exist; cellwarden-lifetime list prints the shipped profiles. "
+                         "The path of a profile file contains a '/' or ends with '.json'");
     }
     return load_profile(file);
 }
@@ -71,8 +71,8 @@ int run(const RunOptions& options) {
         profile.years = options.years > 0 ? options.years : profile.years;
         const fs::path directory = options.out / profile.name;
         if (!directories.insert(directory).second) {
-            throw bench::InputError(name + ": another profile of this run goes to " +
-                                    directory.string() + " too");
+            throw InputError(name + ": another profile of this run has the same directory, " +
+                             directory.string());
         }
         jobs.push_back({std::move(profile), directory});
     }
@@ -101,19 +101,20 @@ int compare(const std::vector<fs::path>& runs) {
 }
 
 void add_run_command(CLI::App& app, RunOptions& options) {
-    CLI::App* command = app.add_subcommand("run", "Live through profiles, side by side");
+    CLI::App* command = app.add_subcommand("run", "Simulate profiles, several at the same time");
     command->add_option("profile", options.profiles,
-                        "Profiles by name (see list) or profile files; all of the list where none "
-                        "is named");
+                        "Names of shipped profiles (see list) or profile files; default: all "
+                        "shipped profiles");
     command
         ->add_option("--out", options.out,
-                     "Directory for the results: one directory in it for each profile")
+                     "Directory for the results; each profile gets a directory in it")
         ->capture_default_str();
-    command->add_option("--seed", options.seed, "Seed of all that is drawn by chance")
+    command->add_option("--seed", options.seed, "Seed of the random numbers")
         ->capture_default_str();
-    command->add_option("--years", options.years, "Years to live, in place of the profile's")
+    command
+        ->add_option("--years", options.years, "Years to simulate; default: those of the profile")
         ->check(CLI::Range(0.001, 20.0));
-    command->add_option("--jobs", options.threads, "Profiles that run at the same time")
+    command->add_option("--jobs", options.threads, "Number of profiles that run at the same time")
         ->check(CLI::Range(1, 1024))
         ->capture_default_str();
 }
@@ -125,9 +126,9 @@ int parse_and_do(int argc, char** argv) {
     app.footer(FOOTER);
     RunOptions options;
     add_run_command(app, options);
-    app.add_subcommand("list", "List the shipped profiles");
+    app.add_subcommand("list", "Print the shipped profiles");
     std::vector<fs::path> runs;
-    app.add_subcommand("compare", "Print the figures of two runs side by side")
+    app.add_subcommand("compare", "Print the figures of two runs and their differences")
         ->add_option("run", runs, "The directories of the two runs")
         ->required()
         ->expected(2);

@@ -10,9 +10,7 @@
 namespace cellwarden::lifetime {
 namespace {
 
-using namespace cellwarden::bench;  // the JSON reader
-using JsonPlace = bench::Place;
-using LifePlace = lifetime::Place;
+using phone::Source;
 
 constexpr double SECONDS_PER_MINUTE = 60;
 
@@ -96,7 +94,7 @@ void read_named(const JsonPlace& at, const char* what, std::vector<T>& named, Re
     }
 }
 
-void read_place(const JsonPlace& at, LifePlace& place) {
+void read_place(const JsonPlace& at, Place& place) {
     require(at, "mean_c");
     read_object(at, {{"mean_c", number_into(place.mean_c, -40, 60)},
                      {"season_c", number_into(place.season_c, -40, 40)},
@@ -196,7 +194,8 @@ Profile parse_profile(const std::string& text, const std::filesystem::path& file
 }
 
 Profile load_profile(const std::filesystem::path& file) {
-    return parse_profile(read_input_file(file), file);
+    const std::vector<uint8_t> bytes = read_input(file);
+    return parse_profile({bytes.begin(), bytes.end()}, file);
 }
 
 }  // namespace cellwarden::lifetime

@@ -1,4 +1,4 @@
-// A small generator of random numbers whose results are the same on every machine and library.
+// A random number generator with the same results on every machine and with every library.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ struct Random {
     uint64_t state;
 };
 
-// A number from 0 up to but not including 1.
+// Returns a number in [0, 1).
 inline double next_share(Random& random) {
     random.state = wrapping_add(random.state, 0x9E3779B97F4A7C15);
     uint64_t bits = random.state;
@@ -21,7 +21,7 @@ inline double next_share(Random& random) {
     return static_cast<double>(bits >> 11) * 0x1p-53;
 }
 
-// A number from -width to width.
+// Returns a number in [-width, width).
 inline double next_spread(Random& random, double width) {
     return (2 * next_share(random) - 1) * width;
 }

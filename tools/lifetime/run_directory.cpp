@@ -36,7 +36,7 @@ File create(const fs::path& path) {
 void close(File file, const fs::path& path) {
     const bool failed = ferror(file.get()) != 0;
     if (fclose(file.release()) != 0 || failed) {
-        throw std::runtime_error(path.string() + ": could not be written whole");
+        throw std::runtime_error(path.string() + ": could not be written completely");
     }
 }
 
@@ -52,7 +52,7 @@ RunDirectory make_run_directory(const fs::path& path) {
     if (fs::exists(path) && !fs::exists(path / SUMMARY) &&
         (!fs::is_directory(path) || !fs::is_empty(path))) {
         throw std::runtime_error(path.string() +
-                                 ": is there, and is no directory of an earlier run");
+                                 ": exists and is not the directory of an earlier run");
     }
     for (const char* part : {"units", "outbox", "series.csv", "daemon.log"}) {
         fs::remove_all(path / part);
@@ -101,7 +101,7 @@ nlohmann::ordered_json read_summary(const fs::path& run) {
         throw std::runtime_error(path.string() + ": " + error.what());
     }
     if (!summary.contains("figures")) {
-        throw std::runtime_error(path.string() + ": holds no figures: that run did not end");
+        throw std::runtime_error(path.string() + ": contains no figures: the run did not finish");
     }
     return summary;
 }

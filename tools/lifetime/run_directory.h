@@ -1,9 +1,9 @@
-// What a run leaves behind, in a directory of its own:
+// The directory with the results of a run:
 //   units/NUMBER   the persistent store at the end; units/2491 is the final statistics record
 //   outbox/        one file per telemetry event, named TIME-NUMBER-CATEGORY-NAME (simulated UTC)
 //   series.csv     a row per day: levels, states of health, throughput, temperatures
 //   daemon.log     the daemon's log lines with their simulated time
-//   run.json       what was run, how it ended, and its figures (figures.h)
+//   run.json       profile, seed, whether the run is complete, and its figures (figures.h)
 #pragma once
 
 #include <cstdint>
@@ -29,21 +29,21 @@ struct RunDirectory {
     uint32_t event_count = 0;
 };
 
-// Makes the directory and its parents. A directory that holds an earlier run is emptied of it; one
-// that holds anything else is refused. Throws std::runtime_error with the path.
+// Creates the directory and its parents. Deletes the results of an earlier run; rejects a directory
+// with other content. Throws std::runtime_error with the path.
 RunDirectory make_run_directory(const std::filesystem::path& path);
 
-// Both take the wall clock of the simulated moment.
+// `wall_s` is the simulated wall clock.
 void write_event(RunDirectory& run, int64_t wall_s, std::string_view category,
                  std::string_view name, std::string_view bytes);
 void write_log_line(RunDirectory& run, int64_t wall_s, std::string_view line);
 
-// Stores the units and run.json, and closes what was written along the way. Throws
-// std::runtime_error where anything of the run could not be written.
+// Stores the units and run.json, and closes all files. Throws std::runtime_error if any result
+// could not be written.
 void finish_run_directory(RunDirectory& run, const std::map<uint32_t, std::string>& units,
                           const nlohmann::ordered_json& summary);
 
-// run.json of an earlier run. Throws std::runtime_error with the path and the reason.
+// Returns run.json of an earlier run. Throws std::runtime_error with the path and the reason.
 nlohmann::ordered_json read_summary(const std::filesystem::path& run);
 
 }  // namespace cellwarden::lifetime

@@ -49,7 +49,7 @@ Series begin_series(FILE* file) {
 
 void follow_life(Series& series, const Life& life) {
     const double temp_c = life.phone.battery.temp_c;
-    const double voltage_v = bench::terminal_uv(life.phone.battery) / 1e6;
+    const double voltage_v = phone::terminal_uv(life.phone.battery) / 1e6;
     series.temp_sum_c += temp_c;
     series.temp_min_c = series.cycles == 0 ? temp_c : std::min(series.temp_min_c, temp_c);
     series.temp_max_c = series.cycles == 0 ? temp_c : std::max(series.temp_max_c, temp_c);

@@ -1,4 +1,4 @@
-// The time series of a run: what a battery engineer plots.
+// The time series of a run as CSV, for plotting.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@ namespace cellwarden::lifetime {
 
 struct Series {
     FILE* file;
-    int64_t row_due_s;  // time of the life at which the next row is written
-    // Of the cycles since the latest row.
+    int64_t row_due_s;  // time of the next row, since midnight of the first day
+    // Statistics of the cycles since the latest row.
     double temp_sum_c = 0;
     double temp_min_c = 0;
     double temp_max_c = 0;
@@ -19,12 +19,12 @@ struct Series {
     uint64_t cycles = 0;
 };
 
-// Writes the names of the columns.
+// Writes the names of the columns. Returns the series.
 Series begin_series(FILE* file);
 
-// Takes one step of the life in; writes a row at the first step of each day. A row shows the day
-// before it: battery temperatures in degC and the highest voltage over its steps, everything else
-// as it stands. States of health and losses are in per cent of the design capacity.
+// Call it after each step of the life. Writes a row at the first step of each day, with battery
+// temperatures in degC and the highest voltage of the previous day; all other columns are current
+// values. States of health and losses are in % of the design capacity.
 void follow_life(Series& series, const Life& life);
 
 }  // namespace cellwarden::lifetime

@@ -1,6 +1,5 @@
-// What the user does with the phone at a moment: the profile's occasions, drawn day by day. The
-// draws of a day depend on the seed and the day alone, so two runs whose batteries age differently
-// have the same user.
+// The usage of the phone at a moment: the occasions of the profile, drawn at random for each day.
+// The draws depend on seed and day only, so batteries that age differently have the same user.
 #pragma once
 
 #include <cstdint>
@@ -17,16 +16,16 @@ inline constexpr int64_t SECONDS_PER_DAY = 86'400;
 struct Usage {
     double load_ma;
     double ambient_c;
-    const ChargerKind* charger;  // null: none
+    const ChargerKind* charger;  // nullptr: not connected
     bool suspended;
 };
 
-// One carrying-out of an occasion.
+// An occasion on a certain day.
 struct Visit {
     const Occasion* occasion;
     int64_t start_s;
     int64_t end_s;
-    bool judged = false;  // whether it happens was decided, at its start
+    bool judged = false;  // `happens` is decided, at its start
     bool happens = false;
 };
 
@@ -39,19 +38,20 @@ struct UsagePlan {
     const Profile& profile;  // must outlive the plan
     uint64_t seed;
     int64_t planned_days = 0;
-    std::vector<Visit> visits{};      // running or still to come, by day and order in the profile
-    std::vector<Restart> restarts{};  // still to come
-    double weather = 0;               // of the latest day planned, -1 to 1
+    std::vector<Visit> visits{};      // current and future ones, by day and order in the profile
+    std::vector<Restart> restarts{};  // future ones
+    double weather = 0;               // of the latest planned day, -1 to 1
 };
 
-// The usage at `time_s`, which never goes back, of a phone that shows `capacity_percent`.
+// Returns the usage at `time_s` of a phone that shows `capacity_percent`. `time_s` must not
+// decrease from call to call.
 Usage usage_at(UsagePlan& plan, int64_t time_s, int capacity_percent);
 
-// The next moment after `time_s` at which a visit of the plan starts or ends; midnight at the
-// latest.
+// Returns the next time after `time_s` at which an occasion starts or ends, or the next midnight if
+// that is earlier.
 int64_t next_change(const UsagePlan& plan, int64_t time_s);
 
-// Takes the restarts that are due out of the plan and returns the latest, if any.
+// Removes the restarts that are due from the plan. Returns the latest of them, if any.
 std::optional<Restart> take_restart(UsagePlan& plan, int64_t time_s);
 
 }  // namespace cellwarden::lifetime

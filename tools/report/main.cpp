@@ -1,4 +1,4 @@
-// cellwarden-report: a page of charts from records and life-time runs.
+// cellwarden-report: makes an HTML page of charts from records and life-time runs.
 
 #include <cerrno>
 #include <cstring>
@@ -14,12 +14,12 @@ namespace cellwarden::report {
 namespace {
 
 constexpr const char* FOOTER =
-    "An input is the record of a phone (the bytes of unit 2491), a directory of units, or\n"
-    "the directory of a life-time run; NAME= before it names it in the page.\n\n"
+    "An input is a record file (the content of unit 2491), a directory of units, or the\n"
+    "directory of a life-time run. NAME=INPUT sets the name that the page shows.\n\n"
     "Exit codes:\n"
     "  0   the page was written\n"
-    "  2   wrong usage, an input without a record that the daemon would keep, or a page that\n"
-    "      could not be written";
+    "  2   wrong usage, an input without a record that the daemon would keep, or the page\n"
+    "      cannot be written";
 
 struct Options {
     std::vector<std::string> inputs;
@@ -67,9 +67,9 @@ int main(int argc, char** argv) {
         cellwarden::set_up_command_line(app);
         app.footer(FOOTER);
         Options options;
-        app.add_option("input", options.inputs, "What to show; several are shown side by side")
+        app.add_option("input", options.inputs, "Inputs; several inputs are shown side by side")
             ->required();
-        app.add_option("-o,--out", options.out, "The page; '-' is standard output")
+        app.add_option("-o,--out", options.out, "File to write; '-' means standard output")
             ->capture_default_str();
         app.add_option("--title", options.title, "Title of the page")->capture_default_str();
         const int done = cellwarden::parse_command_line(app, argc, argv);

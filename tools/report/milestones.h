@@ -1,4 +1,4 @@
-// What the record knows a date of.
+// The events whose date the record contains.
 #pragma once
 
 #include <cstdint>
@@ -14,16 +14,16 @@ struct Milestone {
     std::string event;
 };
 
-// By date; what has not happened yet is left out.
+// Returns the events that have happened, sorted by date.
 std::vector<Milestone> milestones_of(const BattStat& stat);
 
 struct DischargeRecord {
     std::string condition;
     uint16_t current_ma;
-    int64_t wall_s;  // 0 = none yet
+    int64_t wall_s;  // 0: no such discharge yet
 };
 
-// The four largest discharge currents, in the record's order.
+// Returns the four largest discharge currents in the order of the record.
 std::vector<DischargeRecord> discharge_records_of(const BattStat& stat);
 
 }  // namespace cellwarden::report

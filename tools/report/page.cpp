@@ -31,7 +31,7 @@ std::string escaped(std::string_view text) {
     return html;
 }
 
-// A "<" in a text of the data would end the element that the data stands in.
+// Escapes "<": it could end the element that contains the data.
 std::string script_safe(const ordered_json& json) {
     std::string text = json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
     for (size_t at = 0; (at = text.find('<', at)) != std::string::npos;) {
@@ -58,7 +58,7 @@ std::string facts_html(const std::vector<Subject>& subjects) {
     return html + "</tbody>";
 }
 
-// Puts the texts in place of their @NAMES@, in one pass: what is put in is not looked into.
+// Replaces each @NAME@ with its text in one pass, so names inside the texts are not replaced.
 std::string filled(std::string_view page,
                    const std::array<std::pair<std::string_view, std::string_view>, 5>& parts) {
     std::string result;

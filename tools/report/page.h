@@ -1,4 +1,4 @@
-// The page: one HTML file that needs nothing beside it.
+// The page: one HTML file without references to other files.
 #pragma once
 
 #include <string>
@@ -13,6 +13,7 @@ namespace cellwarden::report {
 extern const std::string_view PAGE_HTML;
 extern const std::string_view PAGE_SCRIPT;
 
+// Returns the page; `subjects` must not be empty.
 std::string page_of(const std::vector<Subject>& subjects, const std::string& title);
 
 }  // namespace cellwarden::report

@@ -1,5 +1,5 @@
-// Draws the page from the data that stands in it: per section a title, what it says, and for each
-// subject a chart with the table behind it.
+// Draws the page from its embedded data: for each section a title, an explanation, and for each subject a
+// chart with its table.
 import {parse, View} from './vega_parts.js';
 import {chart, config} from './charts.js';
 

@@ -53,19 +53,19 @@ ordered_json filled(ordered_json section, const std::vector<Subject>& subjects, 
     return section;
 }
 
-// Periods that have begun.
+// Number of periods that have begun.
 size_t period_count(const BattStat& stat) {
     const size_t begun = stat.online_time == 0 ? 0 : stat.online_time / PERIOD_S + 1;
     return std::min<size_t>(begun, PERIOD_COUNT);
 }
 
-// The day of online time at which a period ended, or the record was stored.
+// Returns the day of online time at which the period ended or the record was stored.
 double last_day(const BattStat& stat, size_t period) {
     return std::min(static_cast<double>((period + 1) * PERIOD_DAYS),
                     stat.online_time / SECONDS_PER_DAY);
 }
 
-// A period in which soft charge did not run has no figure.
+// Soft charge did not run in a period without a number.
 ordered_json health(uint16_t half_units) {
     return half_units == 0 ? ordered_json()
                            : ordered_json(decode::reading_number(FieldUnit::HALF_SOH, half_units));
@@ -75,7 +75,7 @@ ordered_json decided(uint8_t level) {
     return level == NOT_DECIDED ? ordered_json() : ordered_json(level);
 }
 
-// Highest level whose charge had been put in by then.
+// Returns the highest level whose charge throughput was reached by `day`.
 int throughput_level(const BattStat& stat, double day) {
     int level = 0;
     for (size_t i = 0; i < stat.soft_charge1_onlinetime.size(); i++) {
@@ -153,7 +153,7 @@ struct Axis {
     size_t bins;
 };
 
-// The bins of an axis as the chart shows them; the first bin of the record is the highest.
+// The bins of an axis in the order of the chart; the first bin of the record is the highest.
 ordered_json axis_json(const Axis& axis, bool falling) {
     ordered_json bins = ordered_json::array();
     for (size_t i = 0; i < axis.bins; i++) {
@@ -209,7 +209,7 @@ ordered_json charge_section(const std::vector<Subject>& subjects) {
     });
 }
 
-// What a period may lose at full charge so that 108 such periods leave the capacity to be kept.
+// Returns the loss per period that 108 periods can have until the capacity falls to its limit.
 ordered_json full_stay_limit(uint16_t filtered) {
     const ordered_json percent = health(filtered);
     return percent.is_null() ? percent

@@ -1,5 +1,5 @@
-// The sections of a report: for each chart its numbers, once, as the table behind it and as what is
-// drawn.
+// The sections of a report. The numbers of each chart appear once, and serve its table and its
+// drawing.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -10,12 +10,12 @@
 
 namespace cellwarden::report {
 
-// Each section: {id, title, about, kind, columns: [{name, title, unit?, digits?}], tables: [one per
-// subject: [row: [cell per column]]], and what its kind of chart needs}. A cell is a number, a
-// text, or null where nothing is known.
+// Returns an array of sections: {id, title, about, kind, columns: [{name, title, unit?, digits?}],
+// tables: [one per subject: [row: [cell per column]]], and the settings of its kind of chart}. A
+// cell is a number, a text, or null if the value is unknown.
 nlohmann::ordered_json sections_of(const std::vector<Subject>& subjects);
 
-// The summary of one subject, as {title, text} rows; the same titles for every subject.
+// Returns the summary of one subject as {title, text} rows, with the same titles for every subject.
 std::vector<std::pair<std::string, std::string>> facts_of(const Subject& subject);
 
 }  // namespace cellwarden::report

@@ -7,16 +7,17 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "common/input.h"
 #include "decode/verdict.h"
 #include "platform/unit_store.h"
-#include "tools/inspect/input.h"
 
 namespace cellwarden::report {
 namespace {
 
 namespace fs = std::filesystem;
 
-// The record in a directory of units or of a life-time run, or the file itself.
+// Returns the path of the record file in a directory of units or of a life-time run, or the path
+// itself if it is a file.
 fs::path record_path(const fs::path& path) {
     if (!fs::is_directory(path)) {
         return path;
@@ -38,12 +39,12 @@ size_t column_of(const std::vector<std::string>& names, const std::string& name,
                  const fs::path& path) {
     const auto found = std::find(names.begin(), names.end(), name);
     if (found == names.end()) {
-        throw std::runtime_error(path.string() + ": has no column " + name);
+        throw std::runtime_error(path.string() + ": column is missing: " + name);
     }
     return static_cast<size_t>(found - names.begin());
 }
 
-// From the time series of a life-time run, where there is one.
+// Reads the time series of a life-time run; empty if there is no series.
 std::vector<TrueHealth> true_health_of(const fs::path& path) {
     std::vector<TrueHealth> days;
     std::ifstream stream(path);
@@ -67,11 +68,11 @@ std::vector<TrueHealth> true_health_of(const fs::path& path) {
 
 Subject load_subject(const std::string& path, const std::string& name) {
     const fs::path file = record_path(path);
-    const std::vector<uint8_t> bytes = inspect::read_input(file);
+    const std::vector<uint8_t> bytes = read_input(file);
     const decode::Judgement judgement = decode::judge_record(bytes);
     if (!decode::is_kept(judgement)) {
         throw std::runtime_error(file.string() +
-                                 ": no record that the daemon would keep: " + judgement.reason);
+                                 ": not a record that the daemon would keep: " + judgement.reason);
     }
     const fs::path series = fs::path(path) / "series.csv";
     Subject subject{

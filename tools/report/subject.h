@@ -1,4 +1,4 @@
-// What a report is about: the record of one phone, or of one simulated life.
+// The subject of a report: the record of a phone or of a simulated life.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace cellwarden::report {
 
-// The battery's real state of health, which only a simulated life knows.
+// The true state of health of the battery, known for simulated lives only.
 struct TrueHealth {
     double online_days;
     double percent;
@@ -16,14 +16,14 @@ struct TrueHealth {
 
 struct Subject {
     std::string name;
-    std::string verdict;  // what the daemon would make of the record
+    std::string verdict;  // of the daemon at its next start
     BattStat stat;
-    std::vector<TrueHealth> true_health;  // by day; empty for a phone
+    std::vector<TrueHealth> true_health;  // in the order of days; empty for a phone
 };
 
-// `path` is a record file, a directory of units, or the directory of a life-time run; `name` shows
-// in the page, and is taken from the path where it is empty. Throws std::runtime_error with the
-// path and the reason where there is no record that the daemon would keep.
+// Loads a record file, a directory of units, or the directory of a life-time run. `name` is shown
+// in the page; if it is empty, the last component of the path is. Throws std::runtime_error with
+// the path and the reason if there is no record that the daemon would keep.
 Subject load_subject(const std::string& path, const std::string& name);
 
 }  // namespace cellwarden::report

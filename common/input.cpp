@@ -1,4 +1,4 @@
-#include "tools/inspect/input.h"
+#include "common/input.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -6,10 +6,10 @@
 #include <cstring>
 #include <memory>
 
-namespace cellwarden::inspect {
+namespace cellwarden {
 namespace {
 
-// Larger than anything that a phone stores or sends.
+// Larger than anything that a phone stores or sends, and than any scenario or profile.
 constexpr size_t LARGEST_INPUT = size_t{16} << 20;
 constexpr size_t CHUNK = size_t{64} << 10;
 
@@ -37,7 +37,7 @@ std::vector<uint8_t> read_input(const std::string& path) {
         throw InputError(path + ": " + strerror(errno));
     }
     if (length > LARGEST_INPUT) {
-        throw InputError(path + ": more than 16 MiB, nothing that a phone stores or sends");
+        throw InputError(path + ": larger than 16 MiB");
     }
     return bytes;
 }
@@ -57,4 +57,4 @@ std::vector<std::filesystem::path> files_of(const std::filesystem::path& directo
     return files;
 }
 
-}  // namespace cellwarden::inspect
+}  // namespace cellwarden

@@ -1,0 +1,25 @@
+// Input files and standard input of the desk's programs.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace cellwarden {
+
+// An input that a program cannot use: it cannot be read, or its content is not what it must be. The
+// text names the file and the reason; programs exit with 2.
+struct InputError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// Returns the whole content of a file of at most 16 MiB; "-" is standard input. Throws InputError.
+std::vector<uint8_t> read_input(const std::string& path);
+
+// Returns the files of a directory in the order of their names, without hidden ones. Throws
+// InputError.
+std::vector<std::filesystem::path> files_of(const std::filesystem::path& directory);
+
+}  // namespace cellwarden
