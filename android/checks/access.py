@@ -22,10 +22,11 @@ PLATFORM_TYPES = {"/": "rootfs", "/dev": "device", "/dev/kmsg": "kmsg_device", "
 
 # What the kernel asks for, by the flags of open().
 OPEN_PERMISSIONS = {"O_RDONLY": {"open", "read"}, "O_WRONLY": {"open", "write"},
-                    "O_RDWR": {"open", "read", "write"}, "O_WRONLY O_APPEND": {"open", "append"}}
+                    "O_RDWR": {"open", "read", "write"}, "O_WRONLY O_APPEND": {"open", "append"},
+                    "O_PATH": set()}  # opens no file: the names in the directory need its search alone
 SOCKET_PERMISSIONS = {"socket": "create", "bind": "bind", "recvfrom": "read"}
 
-# Calls that a policy can refuse. Only `open`, `access` and the socket calls above are understood
+# Calls that a policy can refuse. Only `open`, `openat`, `access` and the socket calls above are understood
 # here; any other one in the daemon's sources fails the check until it is.
 REFUSABLE = set(SOCKET_PERMISSIONS) | set("""
     open access openat creat fopen freopen opendir readlink realpath stat lstat fstat statfs chmod
@@ -95,7 +96,7 @@ class Sources:
                       for path in sorted((ROOT / folder).iterdir()) if path.suffix in (".cpp", ".h", ".inc")]
         self.text = "\n".join(text for _, text in self.files)
         self.calls = {name for name in REFUSABLE if re.search(rf"(?<![\w.>]){name}\(", self.text)}
-        self.strangers = sorted(self.calls - set(SOCKET_PERMISSIONS) - {"open", "access"})
+        self.strangers = sorted(self.calls - set(SOCKET_PERMISSIONS) - {"open", "openat", "access"})
         self.paths = {}
         rows = dict(re.findall(r'^SYSFS_FIXED\(\d+, (\w+), "([^"]+)"', self.text, re.M))
         calls = r"\b(?:write_sysfs_param|write_sysfs_integer|set_switch)\((?:device, )?(?:snapshot, )?PARAM_(\w+)"
@@ -114,8 +115,8 @@ class Sources:
 
 def open_flags(text):
     """The flags that decide on permissions, of each open()."""
-    return [" ".join(flag for flag in ("O_RDONLY", "O_WRONLY", "O_RDWR", "O_APPEND") if flag in call)
-            for call in re.findall(r"\bopen\(\w+, ([^;]*);", text)]
+    return [" ".join(flag for flag in ("O_RDONLY", "O_WRONLY", "O_RDWR", "O_APPEND", "O_PATH") if flag in call)
+            for call in re.findall(r"\bopen(?:at)?\(([^;]*\bO_\w+[^;]*);", text)]
 
 
 def walk(path):

@@ -240,7 +240,8 @@ class History : public testing::Test {
         } else if (given_.contains("record_stored_bytes")) {
             phone_.units[UNIT_BATT_STAT] = bytes_of_hex(given_["record_stored_bytes"]);
         }
-        given_["vendor_model"].get<std::string>().copy(state_.settings.vendor_model, sizeof state_.settings.vendor_model - 1);
+        given_["vendor_model"].get<std::string>().copy(state_.settings.vendor_model,
+                                                       sizeof state_.settings.vendor_model - 1);
         load_records(device_, state_, record_, connection_);
         compare(given_["start"]);
     }
