@@ -43,26 +43,26 @@ fs::path program_folder() {
     return fs::read_symlink("/proc/self/exe").parent_path();
 }
 
-void add_options(CLI::App& app, Options& options) {
-    app.option_defaults()->take_last();
-    app.add_option("--scenario", options.scenario,
-                   "Name of a shipped scenario (see --list), or a scenario file")
-        ->capture_default_str();
-    app.add_flag("--list", options.list, "Print the shipped scenarios and exit");
-    app.add_flag("--json", options.json, "Print one JSON object per line");
-    app.add_option("--duration", options.duration_s,
-                   "Duration of the run in seconds; default: that of the scenario")
-        ->check(CLI::Range(1.0, 1e6));
-    app.add_option("--state", options.state_dir,
-                   "Directory for units, outbox, properties and faults; the run starts from the "
-                   "units in it. Default: a new temporary directory, which is kept");
-    app.add_option("--daemon", options.daemon,
-                   "Program of the daemon; default: the one beside this program");
-    app.add_option("--device-libs", options.device_libraries,
-                   "Directory with the stand-in device libraries; default: the one beside this "
-                   "program");
-    app.add_option("--run-with", options.run_with,
-                   "Command that runs the daemon's program, for example \"qemu-aarch64\"");
+void add_options(CommandLine& line, Options& options) {
+    line.let_last_win();
+    line.add("--scenario", options.scenario,
+             "Name of a shipped scenario (see --list), or a scenario file")
+        .show_default();
+    line.add_flag("--list", options.list, "Print the shipped scenarios and exit");
+    line.add_flag("--json", options.json, "Print one JSON object per line");
+    line.add("--duration", options.duration_s,
+             "Duration of the run in seconds; default: that of the scenario")
+        .between(1.0, 1e6);
+    line.add("--state", options.state_dir,
+             "Directory for units, outbox, properties and faults; the run starts from the "
+             "units in it. Default: a new temporary directory, which is kept");
+    line.add("--daemon", options.daemon,
+             "Program of the daemon; default: the one beside this program");
+    line.add("--device-libs", options.device_libraries,
+             "Directory with the stand-in device libraries; default: the one beside this "
+             "program");
+    line.add("--run-with", options.run_with,
+             "Command that runs the daemon's program, for example \"qemu-aarch64\"");
 }
 
 fs::path scenario_file(const std::string& name) {
@@ -151,14 +151,13 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
     using namespace cellwarden::bench;
     try {
-        CLI::App app;
-        cellwarden::set_up_command_line(app);
-        app.footer(FOOTER);
+        cellwarden::CommandLine line(
+            {CELLWARDEN_TOOL_NAME, CELLWARDEN_TOOL_ABOUT, CELLWARDEN_TOOL_VERSION, FOOTER});
         Options options;
         options.daemon = program_folder() / "cellwarden";
         options.device_libraries = program_folder() / "device";
-        add_options(app, options);
-        const int done = cellwarden::parse_command_line(app, argc, argv);
+        add_options(line, options);
+        const int done = line.parse(argc, argv);
         if (done >= 0) {
             return done;
         }

@@ -1,6 +1,7 @@
 #include "bench/record_seed.h"
 
 #include <limits>
+#include <nlohmann/json.hpp>
 
 #include "decode/record_layout.h"
 #include "state/batt_stat.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <nlohmann/json.hpp>
 
 #include "bench/record_seed.h"
 #include "phone/phone_attributes.h"

@@ -36,3 +36,9 @@ if(CELLWARDEN_FUZZ)  # marks for libFuzzer which code an input reaches
     target_link_options(cellwarden_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 target_link_options(cellwarden_flags INTERFACE $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie> -Wl,--as-needed)
+
+# For tests and for programs that wait for files and people: compiling them fast counts for more than
+# their speed.
+add_library(cellwarden_desk_flags INTERFACE)
+target_link_libraries(cellwarden_desk_flags INTERFACE cellwarden_flags)
+target_compile_options(cellwarden_desk_flags INTERFACE "$<$<CONFIG:RelWithDebInfo>:-O1;-g1>")

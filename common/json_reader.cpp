@@ -1,6 +1,7 @@
 #include "common/json_reader.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 namespace cellwarden {

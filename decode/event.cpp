@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "decode/record_layout.h"
 #include "decode/wire_fault.h"

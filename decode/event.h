@@ -4,7 +4,7 @@
 #include <protobuf-c/protobuf-c.h>
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <span>
 #include <stdexcept>
 #include <string>

@@ -3,6 +3,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <ctime>
+#include <nlohmann/json.hpp>
 
 namespace cellwarden::decode {
 namespace {

@@ -67,24 +67,22 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
     using namespace cellwarden::bench;
     try {
-        CLI::App app;
-        cellwarden::set_up_command_line(app);
-        app.footer(FOOTER);
+        cellwarden::CommandLine line(
+            {CELLWARDEN_TOOL_NAME, CELLWARDEN_TOOL_ABOUT, CELLWARDEN_TOOL_VERSION, FOOTER});
         Options options;
-        app.add_flag("--faults", options.faults,
-                     "Make device calls and attributes fail, one at a time");
-        app.add_flag("--brief", options.brief,
-                     "With --faults: only the first call of each kind and every 32nd attribute");
-        app.add_option("--kills", options.kills,
-                       "Kill the daemon N times while it saves, and restart it each time");
-        app.add_option("--seed", options.seed, "Seed of the random moments of the kills")
-            ->capture_default_str();
-        app.add_option("--soak", options.soak,
-                       "Send N battery uevents, then N uevents of other subsystems, and check that "
-                       "memory and descriptors do not grow");
-        app.add_option("--pause-ms", options.pause_ms,
-                       "With --soak: milliseconds to wait before each battery uevent");
-        const int done = cellwarden::parse_command_line(app, argc, argv);
+        line.add_flag("--faults", options.faults,
+                      "Make device calls and attributes fail, one at a time");
+        line.add_flag("--brief", options.brief,
+                      "With --faults: only the first call of each kind and every 32nd attribute");
+        line.add("--kills", options.kills,
+                 "Kill the daemon N times while it saves, and restart it each time");
+        line.add("--seed", options.seed, "Seed of the random moments of the kills").show_default();
+        line.add("--soak", options.soak,
+                 "Send N battery uevents, then N uevents of other subsystems, and check that "
+                 "memory and descriptors do not grow");
+        line.add("--pause-ms", options.pause_ms,
+                 "With --soak: milliseconds to wait before each battery uevent");
+        const int done = line.parse(argc, argv);
         if (done >= 0) {
             return done;
         }

@@ -1,6 +1,7 @@
 // What the bench shows, keeps and allows: every line of text and every JSON object by what it says.
 #include <gtest/gtest.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <filesystem>

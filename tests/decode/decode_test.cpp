@@ -1,5 +1,6 @@
 // Stored numbers as text and JSON, and the labels of array elements.
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <map>
 

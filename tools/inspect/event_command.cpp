@@ -1,5 +1,6 @@
 #include <iomanip>
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include "common/input.h"
 #include "decode/event.h"

@@ -34,45 +34,43 @@ std::vector<std::string> event_name_choices() {
     return {names.begin(), names.end()};
 }
 
-void add_commands(CLI::App& app, Options& options) {
-    CLI::App* record = app.add_subcommand("record", "Print a stored statistics record (unit 2491)");
-    record->add_option("file", options.record, "File with the content of the unit")->required();
-    record->add_flag("--json", options.as_json,
-                     "Print JSON: each field with its value, unit and stored number");
+void add_commands(CommandLine& line, Options& options) {
+    Command record = line.add_command("record", "Print a stored statistics record (unit 2491)");
+    record.add("file", options.record, "File with the content of the unit").required();
+    record.add_flag("--json", options.as_json,
+                    "Print JSON: each field with its value, unit and stored number");
 
-    CLI::App* event = app.add_subcommand("event", "Print telemetry events");
+    Command event = line.add_command("event", "Print telemetry events");
+    event.add("file", options.events, "Packed events, or directories with events (an outbox)")
+        .required();
+    event.add_flag("--json-lines", options.as_lines,
+                   "Print one JSON object per line: file, time, event, and the fields as sent");
     event
-        ->add_option("file", options.events,
-                     "Packed events, or directories with events (an outbox)")
-        ->required();
-    event->add_flag("--json-lines", options.as_lines,
-                    "Print one JSON object per line: file, time, event, and the fields as sent");
-    event
-        ->add_option("--type", options.event_name,
-                     "Name of the event; needed if neither file name nor content shows it")
-        ->check(CLI::IsMember(event_name_choices()));
+        .add("--type", options.event_name,
+             "Name of the event; needed if neither file name nor content shows it")
+        .one_of(event_name_choices());
 
-    app.add_subcommand("diff", "Print the differences between two records")
-        ->add_option("file", options.pair, "The two records to compare")
-        ->required()
-        ->expected(2);
+    line.add_command("diff", "Print the differences between two records")
+        .add("file", options.pair, "The two records to compare")
+        .required()
+        .expect(2);
 
-    app.add_subcommand("units", "Print a unit store")
-        ->add_option("directory", options.units,
-                     "Directory with one file per unit, named by the unit number")
-        ->required();
+    line.add_command("units", "Print a unit store")
+        .add("directory", options.units,
+             "Directory with one file per unit, named by the unit number")
+        .required();
 }
 
-int run(const CLI::App& app, const Options& options) {
-    if (app.got_subcommand("record")) {
+int run(const CommandLine& line, const Options& options) {
+    if (line.has_command("record")) {
         return show_record(options.record, options.as_json);
     }
-    if (app.got_subcommand("event")) {
+    if (line.has_command("event")) {
         return show_events(options.events, options.event_name,
                            options.as_lines ? EventFormat::JSON_LINES : EventFormat::TEXT);
     }
-    return app.got_subcommand("diff") ? show_difference(options.pair[0], options.pair[1])
-                                      : show_units(options.units);
+    return line.has_command("diff") ? show_difference(options.pair[0], options.pair[1])
+                                    : show_units(options.units);
 }
 
 }  // namespace
@@ -82,17 +80,15 @@ int main(int argc, char** argv) {
     using namespace cellwarden::inspect;
     constexpr int TROUBLE = 2;
     try {
-        CLI::App app;
-        cellwarden::set_up_command_line(app);
-        app.require_subcommand(1);
-        app.footer(FOOTER);
+        cellwarden::CommandLine line(
+            {CELLWARDEN_TOOL_NAME, CELLWARDEN_TOOL_ABOUT, CELLWARDEN_TOOL_VERSION, FOOTER});
         Options options;
-        add_commands(app, options);
-        const int done = cellwarden::parse_command_line(app, argc, argv);
+        add_commands(line, options);
+        const int done = line.parse(argc, argv);
         if (done >= 0) {
             return done;
         }
-        return cellwarden::finish(run(app, options));
+        return cellwarden::finish(CELLWARDEN_TOOL_NAME, run(line, options));
     } catch (const std::exception& error) {
         std::cerr << "cellwarden-inspect: " << error.what() << '\n';
         return TROUBLE;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <iomanip>
+#include <nlohmann/json.hpp>
 #include <ostream>
 
 #include "decode/labels.h"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iomanip>
+#include <nlohmann/json.hpp>
 #include <numeric>
 #include <ostream>
 #include <sstream>

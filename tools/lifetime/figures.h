@@ -2,7 +2,7 @@
 #pragma once
 
 #include <iosfwd>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <vector>
 
 #include "tools/lifetime/life.h"

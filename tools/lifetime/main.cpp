@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <thread>
 
@@ -86,13 +87,13 @@ int run(const RunOptions& options) {
     return run_jobs(jobs, options.seed, options.threads);
 }
 
-int compare(const std::vector<fs::path>& runs) {
+int compare(const std::vector<std::string>& runs) {
     const nlohmann::ordered_json a = read_summary(runs[0]);
     const nlohmann::ordered_json b = read_summary(runs[1]);
-    const auto print_run = [](const char* name, const fs::path& run,
+    const auto print_run = [](const char* name, const std::string& run,
                               const nlohmann::ordered_json& summary) {
-        std::cout << name << " = " << run.string() << ": "
-                  << summary.at("profile").get<std::string>() << ", seed " << summary.at("seed")
+        std::cout << name << " = " << run << ": " << summary.at("profile").get<std::string>()
+                  << ", seed " << summary.at("seed")
                   << (summary.at("complete").get<bool>() ? "" : ", ended early") << '\n';
     };
     print_run("A", runs[0], a);
@@ -100,46 +101,41 @@ int compare(const std::vector<fs::path>& runs) {
     return print_comparison(std::cout, a, b) ? 0 : 1;
 }
 
-void add_run_command(CLI::App& app, RunOptions& options) {
-    CLI::App* command = app.add_subcommand("run", "Simulate profiles, several at the same time");
-    command->add_option("profile", options.profiles,
-                        "Names of shipped profiles (see list) or profile files; default: all "
-                        "shipped profiles");
+void add_run_command(CommandLine& line, RunOptions& options) {
+    Command command = line.add_command("run", "Simulate profiles, several at the same time");
+    command.add("profile", options.profiles,
+                "Names of shipped profiles (see list) or profile files; default: all "
+                "shipped profiles");
     command
-        ->add_option("--out", options.out,
-                     "Directory for the results; each profile gets a directory in it")
-        ->capture_default_str();
-    command->add_option("--seed", options.seed, "Seed of the random numbers")
-        ->capture_default_str();
-    command
-        ->add_option("--years", options.years, "Years to simulate; default: those of the profile")
-        ->check(CLI::Range(0.001, 20.0));
-    command->add_option("--jobs", options.threads, "Number of profiles that run at the same time")
-        ->check(CLI::Range(1, 1024))
-        ->capture_default_str();
+        .add("--out", options.out, "Directory for the results; each profile gets a directory in it")
+        .show_default();
+    command.add("--seed", options.seed, "Seed of the random numbers").show_default();
+    command.add("--years", options.years, "Years to simulate; default: those of the profile")
+        .between(0.001, 20.0);
+    command.add("--jobs", options.threads, "Number of profiles that run at the same time")
+        .between(1, 1024)
+        .show_default();
 }
 
 int parse_and_do(int argc, char** argv) {
-    CLI::App app;
-    set_up_command_line(app);
-    app.require_subcommand(1);
-    app.footer(FOOTER);
+    CommandLine line(
+        {CELLWARDEN_TOOL_NAME, CELLWARDEN_TOOL_ABOUT, CELLWARDEN_TOOL_VERSION, FOOTER});
     RunOptions options;
-    add_run_command(app, options);
-    app.add_subcommand("list", "Print the shipped profiles");
-    std::vector<fs::path> runs;
-    app.add_subcommand("compare", "Print the figures of two runs and their differences")
-        ->add_option("run", runs, "The directories of the two runs")
-        ->required()
-        ->expected(2);
-    const int done = parse_command_line(app, argc, argv);
+    add_run_command(line, options);
+    line.add_command("list", "Print the shipped profiles");
+    std::vector<std::string> runs;
+    line.add_command("compare", "Print the figures of two runs and their differences")
+        .add("run", runs, "The directories of the two runs")
+        .required()
+        .expect(2);
+    const int done = line.parse(argc, argv);
     if (done >= 0) {
         return done;
     }
-    if (app.got_subcommand("list")) {
+    if (line.has_command("list")) {
         return list();
     }
-    return app.got_subcommand("compare") ? compare(runs) : run(options);
+    return line.has_command("compare") ? compare(runs) : run(options);
 }
 
 }  // namespace
@@ -148,7 +144,8 @@ int parse_and_do(int argc, char** argv) {
 int main(int argc, char** argv) {
     constexpr int TROUBLE = 2;
     try {
-        return cellwarden::finish(cellwarden::lifetime::parse_and_do(argc, argv));
+        return cellwarden::finish(CELLWARDEN_TOOL_NAME,
+                                  cellwarden::lifetime::parse_and_do(argc, argv));
     } catch (const std::exception& error) {
         std::cerr << "cellwarden-lifetime: " << error.what() << '\n';
         return TROUBLE;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <nlohmann/json.hpp>
 
 #include "common/json_reader.h"
 #include "platform/sysfs_params.h"

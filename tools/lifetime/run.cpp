@@ -1,6 +1,7 @@
 #include "tools/lifetime/run.h"
 
 #include <cmath>
+#include <nlohmann/json.hpp>
 
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/run_directory.h"

@@ -63,21 +63,20 @@ int main(int argc, char** argv) {
     using namespace cellwarden::report;
     constexpr int TROUBLE = 2;
     try {
-        CLI::App app;
-        cellwarden::set_up_command_line(app);
-        app.footer(FOOTER);
+        cellwarden::CommandLine line(
+            {CELLWARDEN_TOOL_NAME, CELLWARDEN_TOOL_ABOUT, CELLWARDEN_TOOL_VERSION, FOOTER});
         Options options;
-        app.add_option("input", options.inputs, "Inputs; several inputs are shown side by side")
-            ->required();
-        app.add_option("-o,--out", options.out, "File to write; '-' means standard output")
-            ->capture_default_str();
-        app.add_option("--title", options.title, "Title of the page")->capture_default_str();
-        const int done = cellwarden::parse_command_line(app, argc, argv);
+        line.add("input", options.inputs, "Inputs; several inputs are shown side by side")
+            .required();
+        line.add("-o,--out", options.out, "File to write; '-' means standard output")
+            .show_default();
+        line.add("--title", options.title, "Title of the page").show_default();
+        const int done = line.parse(argc, argv);
         if (done >= 0) {
             return done;
         }
         run(options);
-        return cellwarden::finish(0);
+        return cellwarden::finish(CELLWARDEN_TOOL_NAME, 0);
     } catch (const std::exception& error) {
         std::cerr << "cellwarden-report: " << error.what() << '\n';
         return TROUBLE;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <nlohmann/json.hpp>
 
 #include "decode/labels.h"
 #include "decode/reading.h"
