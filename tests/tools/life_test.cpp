@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "common/json_reader.h"

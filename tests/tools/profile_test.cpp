@@ -2,6 +2,7 @@
 // learns, and every column and figure of a run against the record that the daemon stored.
 #include <cmath>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "common/json_reader.h"
