@@ -206,11 +206,18 @@ def sanitizer_flags(module):
 
 # --- Android.bp against CMake.
 
+def sources_of(file):
+    """The sources of a compile command: those that CMake unites in a file of its own, or the file itself."""
+    path = Path(file)
+    return re.findall(r'#include "(.*)"', path.read_text()) if path.parent.name == "Unity" else [file]
+
+
 def compile_commands(build):
     """Path of each source that CMake compiles, to the target and the command; without generated ones."""
     entries = json.loads((build / "compile_commands.json").read_text())
-    return [(str(Path(entry["file"]).relative_to(ROOT)), re.search(r"CMakeFiles/([\w-]+)\.dir/", entry["command"])[1],
-             entry["command"].split()) for entry in entries if not Path(entry["file"]).is_relative_to(build)]
+    return [(str(Path(source).relative_to(ROOT)), re.search(r"CMakeFiles/([\w-]+)\.dir/", entry["command"])[1],
+             entry["command"].split()) for entry in entries for source in sources_of(entry["file"])
+            if not Path(source).is_relative_to(build)]
 
 
 def compare_generated_files(tree, build):
