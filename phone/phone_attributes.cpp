@@ -13,15 +13,6 @@ namespace {
 
 constexpr double SECONDS_PER_HOUR = 3600;
 
-// Path of each parameter; none where it depends on the phone.
-constexpr const char* fixed_paths[] = {
-#define SYSFS_FIXED(id, name, path, format, table) path,
-#define SYSFS_GENERATED(id, name, generator, format, table) nullptr,
-#include "product/attributes.inc"
-#undef SYSFS_FIXED
-#undef SYSFS_GENERATED
-};
-
 struct StartText {
     SysfsParamId id;
     const char* text;
@@ -228,7 +219,7 @@ std::string attribute_path(const Phone& phone, SysfsParamId id) {
     if (id == PARAM_SDM_THERM_ZONE_TEMP) {
         return "/sys/class/thermal/thermal_zone" + std::to_string(phone.thermal_zone) + "/temp";
     }
-    return fixed_paths[id];
+    return SysfsParamTable[id].path;
 }
 
 std::vector<AttributeText> live_attributes(const Phone& phone) {
