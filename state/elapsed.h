@@ -1,6 +1,7 @@
 // Time and difference arithmetic with its widths written out. No input overflows.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "state/wrapping.h"
@@ -19,20 +20,18 @@ constexpr int64_t elapsed_s(int64_t now, int64_t then) {
 
 // The same as a signed 32-bit number, held within its range.
 constexpr int32_t elapsed_i32(int64_t now, int64_t then) {
-    const int64_t elapsed = elapsed_s(now, then);
-    return elapsed > INT32_MAX   ? INT32_MAX
-           : elapsed < INT32_MIN ? INT32_MIN
-                                 : static_cast<int32_t>(elapsed);
+    return static_cast<int32_t>(std::clamp<int64_t>(elapsed_s(now, then), INT32_MIN, INT32_MAX));
 }
 
 // The same for unsigned counters: a clock that went back gives 0.
 constexpr uint64_t elapsed_u64(int64_t now, int64_t then) {
-    const int64_t elapsed = elapsed_s(now, then);
-    return elapsed < 0 ? 0 : static_cast<uint64_t>(elapsed);
+    return static_cast<uint64_t>(std::max<int64_t>(elapsed_s(now, then), 0));
+}
+constexpr uint32_t held_u32(uint64_t seconds) {
+    return static_cast<uint32_t>(std::min<uint64_t>(seconds, UINT32_MAX));
 }
 constexpr uint32_t elapsed_u32(int64_t now, int64_t then) {
-    const uint64_t elapsed = elapsed_u64(now, then);
-    return elapsed > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(elapsed);
+    return held_u32(elapsed_u64(now, then));
 }
 
 // Difference of two readings: computed in 64 bits, of which the low 32 are kept.

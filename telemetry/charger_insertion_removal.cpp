@@ -37,22 +37,15 @@ bool report_is_due(const InsertionRemovalReportMemory& reported, const ServiceSt
     return removed || day_counted || shutting_down || thermal_maximum_reached;
 }
 
-struct Report {
-    const ServiceState& state;
-    ChgInsertionRemovalData& connection;
-    Charging__ChargerInsertionRemoval message{};
-    char no_text[1] = "";
-};
-
 // Fields that do not stand here are never sent.
-const ProtobufCMessage* fill_message(void* report) {
+SendResult send_report(const Device& device, const ServiceState& state,
+                       ChgInsertionRemovalData& connection) {
 #define SCALAR(field, value) message.has_##field = 1, message.field = (value)
 #define RECORDED(field) SCALAR(field, connection.field)
 #define SOH(field) SCALAR(field, static_cast<uint32_t>(state.health.field))
 
-    auto& [state, connection, message, no_text] = *static_cast<Report*>(report);
-
-    charging__charger_insertion_removal__init(&message);
+    char no_text[] = "";
+    Charging__ChargerInsertionRemoval message = CHARGING__CHARGER_INSERTION_REMOVAL__INIT;
     SCALAR(version, MESSAGE_VERSION);
     message.charger_type = connection.charger_type;
     RECORDED(usb_insertion_time);
@@ -77,7 +70,7 @@ const ProtobufCMessage* fill_message(void* report) {
     SOH(latest_predicted_soh);
     SOH(latest_raw_soh);
     SOH(latest_filtered_soh);
-    return &message.base;
+    return send_event(device, EVENT, message.base);
 
 #undef SCALAR
 #undef RECORDED
@@ -100,8 +93,7 @@ void send_ondra_chg_insertion_removal_if_is_timing(const Device& device, Service
     if (!due) {
         return;
     }
-    Report report{.state = state, .connection = connection};
-    if (send_event(device, EVENT, fill_message, &report) == SendResult::DONE) {
+    if (send_report(device, state, connection) == SendResult::DONE) {
         connection = ChgInsertionRemovalData{};
     }
 }

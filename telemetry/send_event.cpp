@@ -37,7 +37,8 @@ bool reporting_is_allowed(const ServiceState& state) {
            wall_clock_is_set(state.clock.cycle_wall_time);
 }
 
-SendResult send_event(const Device& device, const EventKind& kind, FillMessage fill, void* report) {
+SendResult send_event(const Device& device, const EventKind& kind,
+                      const ProtobufCMessage& message) {
     void* handle = device.ondra_create(device.context);
     if (handle == nullptr) {
         log_line(device, "%s", kind.library_missing_text);
@@ -48,7 +49,7 @@ SendResult send_event(const Device& device, const EventKind& kind, FillMessage f
     if (active <= 0) {
         log_line(device, "<3>cellwarden: ondra_is_active: %d\n", active);
     } else {
-        pack_and_add(device, handle, kind, *fill(report));
+        pack_and_add(device, handle, kind, message);
         result = SendResult::DONE;
     }
     device.ondra_destroy(device.context, &handle);

@@ -98,7 +98,7 @@ class Sources:
         self.calls = {name for name in REFUSABLE if re.search(rf"(?<![\w.>]){name}\(", self.text)}
         self.strangers = sorted(self.calls - set(SOCKET_PERMISSIONS) - {"open", "openat", "access"})
         self.paths = {}
-        rows = dict(re.findall(r'^SYSFS_FIXED\(\d+, (\w+), "([^"]+)"', self.text, re.M))
+        rows = dict(re.findall(r'^SYSFS_PARAM\(\d+, (\w+), "([^"]+)"', self.text, re.M))
         calls = r"\b(?:write_sysfs_param|write_sysfs_integer|set_switch)\((?:device, )?(?:snapshot, )?PARAM_(\w+)"
         self.written = {rows[name] for name in re.findall(calls, self.text)}
         for _, text in self.files:

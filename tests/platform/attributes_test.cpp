@@ -31,11 +31,8 @@ std::string texts_of(const SysfsEnumEntry* row) {
 }
 
 const char* const parameter_names[] = {
-#define SYSFS_FIXED(id, name, path, format, table) #name,
-#define SYSFS_GENERATED(id, name, generator, format, table) #name,
+#define SYSFS_PARAM(id, name, path, format, table) #name,
 #include "product/attributes.inc"
-#undef SYSFS_FIXED
-#undef SYSFS_GENERATED
 };
 
 TEST(SysfsParamTable, IsTheListOfAttributes) {

@@ -1,5 +1,3 @@
-#include "stats/capacity_history.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -28,7 +26,8 @@ TEST(EstablishedTime, IsThatOfTheBootOnceTheRecordHoldsAFullCharge) {
         BattStat stat{};
         apply_changes(stat, row.stored);
         const BattStat before = stat;
-        update_established_time({.cycle_boot_time = row.boot_time, .cycle_wall_time = row.wall_time}, stat);
+        ServiceState state{.clock = {.cycle_boot_time = row.boot_time, .cycle_wall_time = row.wall_time}};
+        update_established_time({device, state, {}, state.stat_update, stat});
         EXPECT_EQ(changes(before, stat), row.changes) << row.name;
     }
 }
@@ -42,9 +41,10 @@ TEST(ModelName, IsFilledInOnce) {
         {"kept", "KIRO", "ORWEN", "KIRO"},
     };
     for (const auto& [name, stored, reading, expected] : rows) {
+        ServiceState state;
         BattStat stat{};
         stored.copy(stat.battery_model_name.data(), stored.size());
-        update_model_name(stat, snapshot_of({{PARAM_BATTERY_MODEL_NAME, reading}}));
+        update_model_name({device, state, snapshot_of({{PARAM_BATTERY_MODEL_NAME, reading}}), state.stat_update, stat});
         const char* const text = stat.battery_model_name.data();
         EXPECT_EQ(std::string(text, strnlen(text, 16)), expected) << name;
     }
@@ -94,7 +94,8 @@ TEST(CapacityHistory, ShiftsOnceWithAnotherLevel) {
     for (const auto& [name, level, newest] : calls) {
         full_uah += 1000;
         state.levels.soft_charge_mode = level;
-        update_capacity_history(state, state.stat_update, stat, snapshot_of({{PARAM_QCOM_CHARGE_FULL, full_uah}}));
+        update_capacity_history(
+            {device, state, snapshot_of({{PARAM_QCOM_CHARGE_FULL, full_uah}}), state.stat_update, stat});
         EXPECT_EQ(stat.fcc_mah[0], newest) << name;
     }
     EXPECT_EQ(stat.learning_total_count, 0);

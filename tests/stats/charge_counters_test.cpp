@@ -1,5 +1,3 @@
-#include "stats/charge_counters.h"
-
 #include <gtest/gtest.h>
 
 #include "stats/update_rows.h"
@@ -70,9 +68,10 @@ TEST(ChargeTimes, EndWhereTheirConditionDoes) {
                                                   {PARAM_BATTERY_HEALTH, active},
                                                   {PARAM_BOOTUP_SHUTDOWN_PHASE, 3}});
         state.clock.cycle_boot_time += 60;
-        update_charging_time(state.clock, state.stat_update, stat, snapshot);
-        update_smart_charge_time(state.clock, state.stat_update, stat, snapshot);
-        update_warm_time(state.clock, state.stat_update, stat, snapshot);
+        const StatStep step{device, state, snapshot, state.stat_update, stat};
+        update_charging_time(step);
+        update_smart_charge_time(step);
+        update_warm_time(step);
     }
     EXPECT_EQ(changes({}, stat), "on_charge_total_time=60 smart_charge_mode_total_time=60 jeita_warm_total_time=60");
 }
@@ -108,13 +107,9 @@ TEST(FastCharge, TimeNeedsTheRateAtBothEnds) {
     check_first_calls(update_fast_charge_time, {{"first call", current(0, 0, 0), ""}});
 }
 
-const Update FAST_CHARGE_SOC = [](ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
-    update_fast_charge_soc(device, state.stat_update, stat, snapshot);
-};
-
 TEST(FastCharge, GainNeedsTheRateAtBothEnds) {
     check_updates(
-        FAST_CHARGE_SOC,
+        update_fast_charge_soc,
         {
             {"0.8 C", current(3'584'000, 5000), current(3'584'000, 5001), "over_08c_charge_count=1"},
             {"below 0.8 C", current(3'583'999, 5000), current(3'584'000, 5002), "over_06c_charge_count=2"},
@@ -132,7 +127,7 @@ TEST(FastCharge, GainNeedsTheRateAtBothEnds) {
                              "<3>cellwarden: batt_soc is not valid (-1), rapid_charge_count is not updated\n",
                              "<3>cellwarden: batt_soc is not valid (11001), rapid_charge_count is not updated\n"}));
     // Without a design capacity every current reaches the rate.
-    check_first_calls(FAST_CHARGE_SOC, {{"first call", current(0, 11'000, 0), ""}});
+    check_first_calls(update_fast_charge_soc, {{"first call", current(0, 11'000, 0), ""}});
 }
 
 // An invalid charge leaves charge and current of the call before it as the reference.
@@ -140,7 +135,7 @@ TEST(FastCharge, GainGoesOnFromTheLatestValidCharge) {
     ServiceState state;
     BattStat stat{};
     for (const auto& [current_ua, soc] : {std::pair(3'584'000, 5000), {0, 11'001}, {3'584'000, 5100}}) {
-        FAST_CHARGE_SOC.run(state, stat, snapshot_of(current(current_ua, soc)));
+        update_fast_charge_soc({device, state, snapshot_of(current(current_ua, soc)), state.stat_update, stat});
     }
     EXPECT_EQ(changes({}, stat), "over_08c_charge_count=100");
 }
@@ -160,13 +155,10 @@ TEST(Shutdown, IsCountedWithAnEmptyBatteryAndItsCapacityKept) {
                                          });
     check_first_calls(update_shutdown_count, {{"first call", phase(4, 0), "soc0_shutdown_cnt=1"}});
 
-    const Update update = [](ServiceState&, BattStat& stat, const SysfsParams& snapshot) {
-        update_shutdown_capacity(stat, snapshot);
-    };
-    check_first_calls(update, {{"phase 4", phase(4, 57), "shutdown_capacity=57"},
-                               {"low 8 bits", phase(4, -1), "shutdown_capacity=255"},
-                               {"phase 3", phase(3, 57), ""},
-                               {"phase 5", phase(5, 57), ""}});
+    check_first_calls(update_shutdown_capacity, {{"phase 4", phase(4, 57), "shutdown_capacity=57"},
+                                                 {"low 8 bits", phase(4, -1), "shutdown_capacity=255"},
+                                                 {"phase 3", phase(3, 57), ""},
+                                                 {"phase 5", phase(5, 57), ""}});
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include "stats/charger_classes.h"
-
 #include <gtest/gtest.h>
 
 #include <tuple>
@@ -73,7 +71,7 @@ TEST(ChargerClasses, BookNothingAcrossAPause) {
     BattStat stat{};
     for (const auto& [type, soc] : {std::pair(7, 5000), {1, 5000}, {7, 6000}}) {
         state.clock.cycle_boot_time += 60;
-        update_charger_classes(state.clock, state.stat_update, stat, snapshot_of(charger(type, soc)));
+        update_charger_classes({device, state, snapshot_of(charger(type, soc)), state.stat_update, stat});
     }
     EXPECT_EQ(changes({}, stat), "dev_attach[4].count=2 dev_attach[4].total_time=60");
 }

@@ -1,5 +1,3 @@
-#include "stats/discharge_extremes.h"
-
 #include <gtest/gtest.h>
 
 #include "stats/update_rows.h"
@@ -136,7 +134,7 @@ TEST(DischargeTime, IsNotBookedAcrossACharge) {
         state.clock.cycle_boot_time += 60;
         SysfsParams snapshot = snapshot_of(reading(-1, 0, -3'001'000));
         set_param(snapshot, {PARAM_BATTERY_STATUS, status});
-        update_discharge_time(state.clock, state.stat_update, stat, snapshot);
+        update_discharge_time({device, state, snapshot, state.stat_update, stat});
     }
     EXPECT_EQ(changes({}, stat), "");
 }

@@ -1,5 +1,3 @@
-#include "stats/thermal_ranges.h"
-
 #include <gtest/gtest.h>
 
 #include "stats/update_rows.h"

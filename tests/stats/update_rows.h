@@ -3,11 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
-#include <type_traits>
 #include <vector>
 
+#include "stats/batt_stat_steps.h"
 #include "support/phone.h"
 #include "support/record.h"
 
@@ -26,35 +25,16 @@ struct UpdateRow {
     std::string stored{};       // elements of the record before the second call; the others are those of a reset one
 };
 
-// A step of the update, from any of the forms that steps have.
-struct Update {
-    template <typename Step>
-    Update(Step step)  // NOLINT(google-explicit-constructor): a step's name stands for it
-        : run([step](ServiceState& state, BattStat& stat, const SysfsParams& snapshot) {
-              if constexpr (std::is_invocable_v<Step, ServiceState&, BattStat&, const SysfsParams&>) {
-                  step(state, stat, snapshot);
-              } else if constexpr (std::is_invocable_v<Step, CycleClock&, BattStat&, const SysfsParams&>) {
-                  step(state.clock, stat, snapshot);
-              } else if constexpr (std::is_invocable_v<Step, StatUpdateMemory&, BattStat&, const SysfsParams&>) {
-                  step(state.stat_update, stat, snapshot);
-              } else if constexpr (std::is_invocable_v<Step, CycleClock&, StatUpdateMemory&, BattStat&,
-                                                       const SysfsParams&>) {
-                  step(state.clock, state.stat_update, stat, snapshot);
-              } else {
-                  step(state, state.stat_update, stat, snapshot);
-              }
-          }) {}
+// A step of the update.
+using Update = void(const StatStep& step);
 
-    std::function<void(ServiceState& state, BattStat& stat, const SysfsParams& snapshot)> run;
-};
-
-inline void check_updates(const Update& update, std::initializer_list<UpdateRow> rows) {
+inline void check_updates(Update* update, std::initializer_list<UpdateRow> rows) {
     for (const UpdateRow& row : rows) {
         ServiceState state{.clock = {.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL - row.seconds}};
         BattStat stat;
         reset_batt_stat(stat);
         SysfsParams snapshot = snapshot_of(row.before);
-        update.run(state, stat, snapshot);
+        update({device, state, snapshot, state.stat_update, stat});
         reset_batt_stat(stat);
         apply_changes(stat, row.stored);
         const BattStat before = stat;
@@ -63,7 +43,7 @@ inline void check_updates(const Update& update, std::initializer_list<UpdateRow>
         }
         state.clock.cycle_boot_time = FIRST_CALL + row.seconds;
         state.clock.cycle_wall_time = WALL;
-        update.run(state, stat, snapshot);
+        update({device, state, snapshot, state.stat_update, stat});
         EXPECT_EQ(changes(before, stat), row.changes) << row.name;
     }
 }
@@ -76,7 +56,7 @@ struct FirstCallRow {
     std::string stored{};
 };
 
-inline void check_first_calls(const Update& update, std::initializer_list<FirstCallRow> rows,
+inline void check_first_calls(Update* update, std::initializer_list<FirstCallRow> rows,
                               const std::string& stored = "") {
     for (const FirstCallRow& row : rows) {
         ServiceState state{.clock = {.cycle_boot_time = FIRST_CALL, .cycle_wall_time = WALL}};
@@ -84,7 +64,7 @@ inline void check_first_calls(const Update& update, std::initializer_list<FirstC
         reset_batt_stat(stat);
         apply_changes(stat, stored + " " + row.stored);
         const BattStat before = stat;
-        update.run(state, stat, snapshot_of(row.now));
+        update({device, state, snapshot_of(row.now), state.stat_update, stat});
         EXPECT_EQ(changes(before, stat), row.changes) << row.name;
     }
 }
