@@ -126,9 +126,25 @@ def check_named_files():
             expect_equal(f"{page.name}: {name} exists", [exists], [True])
 
 
+# Names of kernel, platform and build system, and a battery's model.
+FOREIGN = set("BLOCK_SUSPEND CONFIG_PM_WAKELOCKS BOARD_VENDOR_SEPOLICY_DIRS PRODUCT_PACKAGES PELLAMIR_VOSKA".split())
+
+
+def check_named_constants():
+    """A paragraph, list item or table row that names a constant of the code names a file that has it."""
+    items = re.compile(r"\n\s*\n|\n(?=\s*(?:[-*]|\d+\.) )|\n(?=\|)")
+    for page in [*(ROOT / "docs").glob("*.md"), *ROOT.glob("*/README.md"), ROOT / "README.md"]:
+        for item in items.split(re.sub(r"```.*?```", "", page.read_text(), flags=re.S)):
+            texts = [(ROOT / name).read_text() for name in re.findall(r"`([\w/.]+\.\w+)`", item) if (ROOT / name).is_file()]
+            for name in set(re.findall(r"`([A-Z][A-Z0-9_]{4,})`", item)) - FOREIGN:
+                found = any(re.search(rf"\b{name}\b", text) for text in texts)
+                expect_equal(f"{page.relative_to(ROOT)} names a file with {name}", [found], [True])
+
+
 check_record()
 check_event("BatteryDegradation2", "telemetry/batt_degradation2.cpp")
 check_event("ChargerInsertionRemoval", "telemetry/charger_insertion_removal.cpp")
 check_rooms()
 check_named_files()
+check_named_constants()
 finish()
