@@ -40,10 +40,10 @@ def read_rows(path):
                     f"{path}:{number}: expected <64 lower-case hex digits>,<YYMMDD>, found {text!a}")
             digest, date = match.groups()
             if not calendar_has(date):
-                raise TableError(f"{path}:{number}: {date} is no date (YYMMDD)")
+                raise TableError(f"{path}:{number}: {date} is not a date (YYMMDD)")
             if digest in line_of_digest:
                 raise TableError(
-                    f"{path}:{number}: this digest stands in line {line_of_digest[digest]} already")
+                    f"{path}:{number}: duplicate digest, already in line {line_of_digest[digest]}")
             line_of_digest[digest] = number
             rows.append((digest, date))
     return rows
