@@ -176,8 +176,8 @@ struct LevelState {
     int32_t soft_charge1_level = 0;        // 0 to 5, from total_cycle_count
     PerPeriod<uint8_t> arrhenius_lv{};
     PerPeriod<uint8_t> full_stay_capacity_degradation_aging_lv{};
-    uint8_t soft_charge_override =
-        0;  // from the record: 0xE- suspends, 0xD- fixes the written level
+    // From the record: 0xE- suspends soft charge, 0xD- fixes the level that is written.
+    uint8_t soft_charge_override = 0;
 };
 
 // charge/soh_estimates.cpp.
