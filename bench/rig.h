@@ -42,7 +42,7 @@ std::vector<UeventSent> apply_action(Rig& rig, const Action& action);
 
 void send_uevent(const Rig& rig, const UeventSent& uevent);
 
-// Takes in one event of the watched folders. Returns what it means, if anything.
+// Handles an event of the watched folders. Returns what happened on the phone, if anything.
 std::optional<Happening> take_file_event(Rig& rig, const FileEvent& event);
 
 // Ends a running daemon with SIGKILL.

@@ -1,5 +1,5 @@
-// One whole full cycle of the daemon's own work, a minute after the one before it, against the
-// reading of its snapshot.
+// Compares the daemon's own work in a full cycle, a minute after the previous one, with the time
+// for reading its snapshot.
 #include "benchmarks/figure.h"
 #include "cycle/cycle.h"
 #include "phone/stand_in.h"
@@ -45,8 +45,8 @@ void make_attributes(const Device& device) {
     }
 }
 
-// A battery in use for a year and a half, with something in every sum. Each cycle finds a charge,
-// a voltage and a temperature of its own.
+// A battery in use for a year and a half, with no sum empty. State of charge, voltage and
+// temperature differ in each cycle.
 struct Daemon {
     ServiceState state;
     BattStat stat;

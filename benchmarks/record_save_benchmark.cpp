@@ -1,4 +1,4 @@
-// A save of the statistics record that is due, against the bare copy of its bytes into the store.
+// Compares a due save of the statistics record with copying its bytes into the store.
 #include "benchmarks/figure.h"
 #include "phone/stand_in.h"
 #include "platform/unit_store.h"

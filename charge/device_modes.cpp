@@ -20,7 +20,7 @@ void hold_between(HoldState& hold, const HoldLimits& limits) {
 }
 
 bool startup_process_is_set(const Device& device) {
-    // The unit is compared as one number with all that the store may have written.
+    // The comparison includes all bytes that the store may have written.
     uint64_t mark = 0;
     uint32_t size = sizeof(uint32_t);
     return tessera_read_unit(device, UNIT_STARTUP_PROCESS, &mark, &size) == 0 &&

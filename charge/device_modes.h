@@ -1,5 +1,5 @@
-// Two duties of charge control at start-up: the device modes that other components ask for through
-// units of the persistent store, and the learned capacity that the driver is handed back.
+// Charge control at start-up: the device modes that other components request through units of the
+// persistent store, and the learned capacity, which is restored to the driver.
 #pragma once
 
 #include "platform/device.h"
@@ -7,13 +7,12 @@
 
 namespace cellwarden {
 
-// Reads the units of the device modes: start-up process and camera calibration put a limited-charge
-// hold in force (the latter's limits win), charge disable suspends the charger's input for good. A
-// unit that cannot be read counts as mode not set.
+// Reads the units of the device modes. Start-up process and camera calibration start a
+// limited-charge hold (camera calibration's limits win); charge disable suspends the charger's
+// input permanently. If a unit cannot be read, its mode is not set.
 void handle_tessera(const Device& device, ServiceState& state);
 
-// Writes the pending learned capacity (mAh), if any, to the driver; it counts as handed over even
-// where the write failed.
+// Writes the pending learned capacity (mAh), if any, to the driver once, even if the write fails.
 void set_restored_capacity(const Device& device, ServiceState& state);
 
 }  // namespace cellwarden

@@ -7,7 +7,7 @@
 namespace cellwarden {
 namespace {
 
-// Where the capacity lies, from above the upper limit to below the lower one.
+// The capacity relative to the limits, from above the upper limit to below the lower limit.
 enum Zone : uint8_t { ABOVE = 0, AT_UPPER = 1, BETWEEN = 2, AT_LOWER = 3, BELOW = 4 };
 
 constexpr std::array<std::array<LrcState, 5>, 4> NEXT_STATE = {{

@@ -1,5 +1,5 @@
-// Soft charge: the battery-care level, 0 to 5, higher for a more aged battery, that the charger
-// driver is given. It is the maximum of three indicators of ageing, and serves one battery model.
+// Soft charge: the battery-care level for the charger driver, 0 to 5, higher for a more aged
+// battery. It is the maximum of three indicators of ageing. Soft charge serves one battery model.
 #pragma once
 
 #include "platform/sysfs_params.h"
@@ -8,9 +8,9 @@
 
 namespace cellwarden {
 
-// One cycle of soft charge: online time and state of health in any case; with the model that it
-// serves, and unless the override suspends it, usage grids, ageing models, levels, states of
-// health, and the level to the driver where the driver does not report it already.
+// Runs a cycle of soft charge. Always updates online time and state of health. With the served
+// model, and unless the override suspends it, also updates usage grids, ageing models, levels and
+// states of health, and writes the level to the driver if the driver reports another one.
 void control_soft_charge(const Device& device, ServiceState& state, const SysfsParams& snapshot,
                          const Policy& policy);
 

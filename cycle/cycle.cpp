@@ -15,8 +15,8 @@
 namespace cellwarden {
 namespace {
 
-// The battery is identified, has a design capacity and a state of charge above zero. An unreadable
-// attribute reads as 0 and fails.
+// Returns whether the battery's model is known, and its design capacity and state of charge are
+// above 0. An unreadable attribute counts as 0.
 bool battery_is_known(const SysfsParams& snapshot) {
     return static_cast<uint32_t>(param_integer(snapshot, PARAM_BATTERY_MODEL_NAME)) >=
                uint32_t{FIRST_KNOWN_MODEL} &&

@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Writes the daemon's version as C++: its number, and a digest that stands for its sources.
+"""Writes the daemon's version as C++: its number, and a digest of its sources.
 
 Usage: make_version.py OUTPUT SOURCE...
 
-One of the sources is daemon/version.txt, which holds the number; paths count from the folder above
-daemon/. The digest is the same in every folder, on every machine and with or without a repository.
+One of the sources is daemon/version.txt, which contains the number. The digest covers contents and
+paths, relative to the parent of daemon/: it is the same in every folder and on every machine, with or
+without a repository.
 """
 
 import hashlib

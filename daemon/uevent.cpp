@@ -18,7 +18,7 @@ namespace {
 constexpr std::string_view NAME_KEY = "POWER_SUPPLY_NAME=";
 
 char uevent_recv_buffer[65536];
-timeval uevent_wait_left;  // select leaves in it what is left of the period
+timeval uevent_wait_left;  // select stores the remaining time of the period in it
 
 const char* known_supply(const char* name) {
     for (const char* supply : SUPPLIES) {
@@ -29,7 +29,7 @@ const char* known_supply(const char* name) {
     return nullptr;
 }
 
-// Receives one message. Returns the supply it speaks of, or null.
+// Receives a message. Returns the supply that it names, or null.
 const char* receive_power_supply(const Device& device, int32_t fd) {
     const ssize_t received =
         recvfrom(fd, uevent_recv_buffer, sizeof uevent_recv_buffer - 1, 0, nullptr, nullptr);

@@ -10,12 +10,12 @@ namespace {
 constexpr int64_t SECONDS_PER_DAY = 86'400;
 constexpr int64_t SECONDS_PER_HOUR = 3600;
 constexpr int64_t SECONDS_PER_MINUTE = 60;
-constexpr int64_t LAST_SECOND = 253'402'300'799;  // of the year 9999
+constexpr int64_t LAST_SECOND = 253'402'300'799;  // last second of the year 9999
 
 struct ReadingForm {
     const char* text;
     double per_unit;  // stored numbers in one reading unit
-    int digits;       // after the point
+    int digits;       // digits after the point
 };
 
 ReadingForm row_of(FieldUnit unit) {
@@ -68,7 +68,7 @@ std::string duration_text(int64_t seconds) {
     return seconds < 0 ? std::to_string(seconds) + " s" : text;
 }
 
-// The high half of the override says what holds, the low half the level.
+// The high half of the override is its kind, the low half the level.
 std::string override_text(int64_t code) {
     constexpr int64_t SUSPENDED = 0xE;
     constexpr int64_t FIXED_LEVEL = 0xD;

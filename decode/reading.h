@@ -15,7 +15,7 @@ enum class FieldUnit : uint8_t {
     COUNT,
     TEXT,
     WALL_S,    // seconds since 1970; 0 = not yet
-    ONLINE_S,  // seconds of online time; 0 = not yet, where it is a milestone
+    ONLINE_S,  // seconds of online time; in a milestone 0 = not yet
     SECONDS,
     HALF_SOH,  // 0.002 % of design capacity
     PERCENT,

@@ -82,7 +82,7 @@ std::vector<ReservedBytes> all_reserved_bytes() {
     return stretches;
 }
 
-// Little-endian, as every machine that this is built for.
+// Numbers are little-endian, like every supported machine.
 template <typename T>
 int64_t number_at(const uint8_t* bytes) {
     T number;

@@ -1,19 +1,19 @@
-// Any stored record, whole, cut, old or forged, and a piece of a phone's life on it: attribute
-// texts, passing time, cycles, restarts and failing libraries, with the daemon's own cycle code in
-// between. A record is taken as it stands, upgraded or reset; the one in memory is always accepted
-// again; a load and a copy back change nothing of it; a level stays in 0 to 5 if the record's
-// levels are such; on a new battery no total falls.
+// Fuzzes stored records (whole, cut, old or forged) and the phone's life after them: attribute
+// texts, passing time, cycles of the daemon's own code, restarts and failing libraries. The daemon
+// must accept, upgrade or reset each record, and always accept again the record in memory. A load
+// and a copy back keep every sum. Levels stay in 0 to 5 if those of the record do. On a new battery
+// no total falls.
 //
-// An input is two bytes of length, the record's unit, and then a row of steps, each an opcode and
-// what belongs to it:
-//   0 to 133         that parameter's attribute: a length, then so many characters (255: no file)
-//   FULL_CYCLE       2 bytes: the lower 10 bits are the seconds since the last cycle (few, as
-//                    ageing is summed second by second), the upper 6, signed, the days by which the
-//                    wall clock is set
-//   LIGHT_CYCLE      nothing
-//   RESTART          nothing
-//   FAULTS           1 byte: what fails from now on, one bit each
-// Other opcodes do nothing.
+// An input is the length of the record's unit (2 bytes), the unit, and a sequence of steps. A step
+// is an opcode and its operand:
+//   0 to 133         attribute of this parameter: the length (255: no file), then the characters
+//   FULL_CYCLE       2 bytes: the lower 10 bits are the seconds since the last cycle (few, because
+//                    ageing is summed second by second), the upper 6 bits, signed, the days by
+//                    which the wall clock is set
+//   LIGHT_CYCLE      none
+//   RESTART          none
+//   FAULTS           1 byte: a bit for each function that fails from now on
+// Other opcodes have no effect.
 #include <algorithm>
 #include <cstring>
 #include <functional>
@@ -40,13 +40,13 @@ struct Life {
     ServiceState state;
     BattStat stat;
     ChgInsertionRemovalData connection;
-    std::vector<uint64_t> totals;  // after the last cycle; none where the battery is not new
+    std::vector<uint64_t> totals;  // after the last cycle; empty if the battery is not new
     bool started_sane;
 };
 
-// --- What is promised.
+// --- Promises.
 
-// Every counter and sum that only ever grows.
+// Returns every counter and sum that never falls.
 std::vector<uint64_t> totals_of(const BattStat& stat) {
     std::vector<uint64_t> totals;
     const auto take = [&](const auto& value) {
@@ -77,8 +77,8 @@ BattStatVerdict verdict_of(const std::string& image) {
                            static_cast<uint32_t>(image.size()));
 }
 
-// Degradations are divided by a million at the load and multiplied again: one comes back as it was,
-// or one millionth less where the quotient was rounded down.
+// The load divides degradations by a million, and the copy back multiplies them: a value is
+// unchanged, or lower by 1 if the quotient was rounded down.
 template <typename Field>
 bool kept(const Field& before, const Field& after) {
     if constexpr (std::is_integral_v<Field>) {
@@ -100,14 +100,14 @@ void check_round_trip(const ServiceState& state, const BattStat& stat) {
     promise(all_equal(&BattStat::online_time, &BattStat::vt_cet_table, &BattStat::ct_charge_table,
                       &BattStat::total_cycle_count, &BattStat::total_arrhenius,
                       &BattStat::arrhenius_per_10days),
-            "tables and Arrhenius sums survive a restart");
+            "tables and Arrhenius sums are unchanged by a restart");
     const auto all_kept = [&](auto... fields) {
         return (kept(stat.*fields, copied.*fields) && ...);
     };
     promise(all_kept(&BattStat::total_full_stay_cap_degradation, &BattStat::total_cycle_degradation,
                      &BattStat::full_stay_capacity_degradation_per_10days,
                      &BattStat::cycle_degradation_per_10days),
-            "degradations survive a restart");
+            "degradations are kept by a restart");
 }
 
 void check_load(const std::string& image, const Life& life) {
@@ -120,12 +120,11 @@ void check_load(const std::string& image, const Life& life) {
         expected.version = version;
     }
     promise(memcmp(&life.stat, &expected, sizeof expected) == 0,
-            "a record is taken as it stands, upgraded or reset");
+            "a record is accepted, upgraded or reset");
     check_round_trip(life.state, life.stat);
 }
 
-// Whether the levels that the record brings are such as the daemon itself decides, and none is
-// ordered from outside.
+// Returns true if the daemon itself could have decided the record's levels, and no override is set.
 bool levels_are_sane(const BattStat& stat) {
     const auto is_sane = [](uint8_t level) { return level <= 5 || level == 255; };
     return stat.soft_charge_override < 0xD0 && stat.soft_charge_mode <= 5 &&
@@ -150,7 +149,7 @@ void check_cycle(Life& life) {
     }
 }
 
-// --- What an input does.
+// --- The steps of an input.
 
 const char* path_of(uint8_t id) {
     return id == PARAM_SDM_THERM_ZONE_TEMP ? "/sys/class/thermal/thermal_zone7/temp"
@@ -197,7 +196,7 @@ void light_cycle(Life& life) {
     cleanup_sysfs_params(snapshot);
 }
 
-// The daemon alone starts again: the phone's clocks go on, and what was not yet stored is gone.
+// Restarts only the daemon: the phone's clocks continue, and data that was not stored is lost.
 void restart(Life& life) {
     life.state = ServiceState{.clock = {.cycle_boot_time = life.state.clock.cycle_boot_time,
                                         .cycle_wall_time = life.state.clock.cycle_wall_time}};
@@ -209,8 +208,7 @@ void restart(Life& life) {
     }
 }
 
-// A phone with no attributes and the given bytes in the record's unit, and the daemon started on
-// it.
+// Starts the daemon on a phone that has no attributes and the given bytes in the record's unit.
 void start_life(Life& life, const std::string& record) {
     life.phone = StandIn{.attributes = {{ZONE_TYPE_PATH, "sdm_therm\n"}},
                          .units = {{UNIT_BATT_STAT, record}},
@@ -237,7 +235,7 @@ void take_step(Life& life, Input& input) {
     }
 }
 
-// --- Inputs to start from.
+// --- Initial inputs.
 
 void append_attribute(std::string& steps, SysfsParamId id, const std::string& text) {
     steps += static_cast<char>(id);
@@ -253,8 +251,8 @@ void append_cycle(std::string& steps, const phone::Phone& phone, uint16_t second
     steps += bytes_of(seconds);
 }
 
-// The attributes of the bench's phone, then full cycles in which it charges, heats up and empties,
-// then a shutdown and a restart.
+// Returns the attributes of the bench's phone, full cycles in which it charges, heats up and
+// empties, a shutdown and a restart.
 std::string ordinary_steps() {
     phone::Phone phone;
     std::string steps;
@@ -310,6 +308,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     while (!input.empty()) {
         take_step(life, input);
     }
-    fuzz::promise(life.phone.open_handles == 0, "every handle of the event library is given back");
+    fuzz::promise(life.phone.open_handles == 0, "every handle of the event library is released");
     return 0;
 }

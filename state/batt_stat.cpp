@@ -1,5 +1,5 @@
-// Judging and resetting a record: needs nothing of the phone, so that tools judge as the daemon
-// does.
+// Judges and resets a record without access to the phone, so that the tools use the same code as
+// the daemon.
 #include "state/batt_stat.h"
 
 namespace cellwarden {

@@ -1,4 +1,4 @@
-// The working values of ServiceState in the units of the stored record, and back.
+// Conversion of working values of ServiceState to the units of the stored record, and back.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace cellwarden {
 
-// Degradations in per cent to millionths of a per cent: truncated, negative to 0, saturating.
+// Converts degradations from % to 10^-6 %: truncates, returns 0 for negative values, saturates.
 constexpr uint32_t to_micropercent(extended percent) {
     return to_u32(percent * 1'000'000);
 }
@@ -15,7 +15,7 @@ constexpr extended from_micropercent(uint32_t millionths) {
     return static_cast<extended>(millionths) / 1'000'000;
 }
 
-// States of health in 0.001 % to half units.
+// Converts states of health from 0.001 % to half units.
 constexpr uint16_t to_half_units(int32_t soh) {
     return static_cast<uint16_t>(soh / 2);
 }

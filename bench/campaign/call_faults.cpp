@@ -44,7 +44,7 @@ const std::vector<CallFault>& call_faults() {
          {"unit 2319 #", "event BatteryDegradation2 #"},
          "the count of heat episodes"},
         {"unit-read-2310", {"unit 2310 #"}, "the time of the latest heat episode"},
-        // The daemon goes on as with a new battery: without level, capacity, dates and cycles.
+        // The daemon continues as with a new battery: without level, capacity, dates and cycles.
         {"unit-read-2491",
          {REPAIRED,
           AGEING_SENT,

@@ -52,7 +52,7 @@ std::string hash_of_file(const fs::path& path) {
     return hash_of(read_file(path));
 }
 
-// Notes what the daemon did to one file; returns whether it has dropped its wakelock.
+// Records the daemon's action on a file. Returns whether the daemon has released its wakelock.
 bool take_event(Stage& stage, const FileEvent& event) {
     if (event.action != FileAction::OPENED && stage.files.held.contains(event.path)) {
         note(stage, "write " + std::string(phone::attribute_name(event.path)) + " to no avail");

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""android/check-tree reports what it should, on a small made platform with one fault at a time."""
+"""android/check-tree reports each fault of a small platform that is made for this test."""
 
 import contextlib
 import io
@@ -27,21 +27,21 @@ CORE = {
     "rootdir/init.rc": "class_start main\nclass_start charger\n",
 }
 
-# name, file below the platform, text to be replaced (None: the file is new or removed), new text,
-# what the output must have, exit code
+# Name, file below the platform, text to replace (None: the file is new or removed), new text, pattern
+# that the output must contain, exit code.
 POLICY = "system/sepolicy/"
 CLASHES = "FAILS: no path is labelled"
 ROWS = [
-    ("no fault, no C library", "", None, "", r"not checked: bionic \(--libc\)", 2),
+    ("no fault, no C library", "", None, "", r"not checked: sources, symbols: no bionic \(--libc\)", 2),
     ("rule that a neverallow forbids", POLICY + "public/platform.te", "neverallow * self",
      "neverallow { domain -init } kmsg_device:chr_file write;\nneverallow * self", r"FAILS: 2 neverallow rules", 1),
     ("neverallow rules not in force", POLICY + "public/platform.te", "neverallow * self:memprotect mmap_zero;", "",
-     r"FAILS: a forbidden rule is refused", 1),
+     r"FAILS: a forbidden rule is rejected", 1),
     ("needed type renamed", POLICY + "public/platform.te", "type sysfs_thermal,", "type sysfs_heat,",
      r"(?s)FAILS: whole policy compiles.*sysfs_thermal", 1),
     ("rule for every domain absent", POLICY + "public/platform.te", "allow domain init:fd use;", "",
      r"allow cellwarden init:fd \{ use \}", 1),
-    ("property of another type", POLICY + "private/property_contexts", "build_vendor_prop", "vendor_prop",
+    ("property with another type", POLICY + "private/property_contexts", "build_vendor_prop", "vendor_prop",
      r"FAILS: ro.product.vendor.model", 1),
     ("class labelled by genfs", "product/genfs_contexts", None,
      "genfscon sysfs /class/qcom-battery u:object_r:sysfs:s0\n", CLASHES + r"(?s:.*)/class/qcom-battery sysfs: two", 1),
@@ -49,12 +49,12 @@ ROWS = [
      "genfscon sysfs /devices/soc/1-0055/power_supply/usb u:object_r:sysfs:s0\n", CLASHES, 1),
     ("power supply labelled by file_contexts", "product/file_contexts", None,
      "/sys/devices/soc/[a-z]+/power_supply/battery(/.*)?  u:object_r:sysfs:s0\n", CLASHES, 1),
-    ("client attribute twice", "product/attributes", None, "attribute ondra_client;\n", r"FAILS: whole policy compiles", 1),
+    ("client attribute declared twice", "product/attributes", None, "attribute ondra_client;\n", r"FAILS: whole policy compiles", 1),
     ("no service parser", "system/core/init/service_parser.cpp", None, None, r"not checked: service file: no .*/init", 2),
     ("unknown option", "system/core/init/service_parser.cpp", '"capabilities"', '"caps"',
      r"unknown option of a service 'capabilities'", 1),
     ("number of arguments", "system/core/init/service_parser.cpp", '"user", {0, kMax', '"user", {2, 2',
-     r"'user' takes another number of arguments than 1", 1),
+     r"'user' does not accept 1 argument\(s\)", 1),
     ("unknown command", "system/core/init/builtins.cpp", '"chown"', '"own"', r"unknown command 'chown'", 1),
     ("unknown group", "system/core/libcutils/include/private/android_filesystem_config.h", "WAKELOCK", "WAKEUP",
      r"'group' names 'wakelock'", 1),
@@ -92,7 +92,7 @@ def check_row(name, file, old, new, wanted, code):
 
 
 def check_symbols():
-    """Of seven calls the lists have three; one of the others is the compiler's own."""
+    """The lists lack four of seven symbols; the seventh, a sum of long doubles, is in the compiler's library."""
     source = "".join(f"void {name}(void);\n" for name in ("plain", "later", "codename", "other", "hidden", "absent"))
     source += ("long double sum(long double a, long double b) {\n"
                "    plain(); later(); codename(); other(); hidden(); absent(); return a + b;\n}\n")

@@ -1,4 +1,4 @@
-// How the stand-in libraries store what they are given.
+// The stand-in libraries replace a file as a whole.
 #include "bench/device/bench_files.h"
 
 #include <gtest/gtest.h>
@@ -21,11 +21,11 @@ TEST(BenchFiles, AFileIsReplacedAsAWholeOrNotAtAll) {
     const std::string content = "newer than before";
     const struct {
         const char* name;
-        bool (*prepare)(size_t size);  // the kernel of the child, for a text of that size
+        bool (*prepare)(size_t size);  // limits the writes of the child, for a text of that size
         int result;
     } rows[] = {
         {"accepted", [](size_t) { return true; }, 0},
-        {"a piece is accepted, then nothing more",
+        {"part of the text is accepted, then nothing",
          [](size_t size) {
              const rlimit limit{.rlim_cur = size - 1, .rlim_max = size - 1};
              return signal(SIGXFSZ, SIG_IGN) != SIG_ERR && setrlimit(RLIMIT_FSIZE, &limit) == 0;

@@ -26,7 +26,7 @@ struct BenchRun {
 
     [[nodiscard]] const json& summary() const { return lines.back(); }
 
-    // Lines of one kind, in order; where a key is given, those that have that value there.
+    // Returns the lines of one kind in order; with a key, only those with that value.
     [[nodiscard]] std::vector<json> all(const std::string& what, const char* key = "what",
                                         const std::string& value = "") const {
         std::vector<json> found;
@@ -36,7 +36,7 @@ struct BenchRun {
         return found;
     }
 
-    // What the daemon last wrote to an attribute; empty where it wrote nothing.
+    // Returns the text that the daemon last wrote to an attribute; empty if it wrote none.
     [[nodiscard]] std::string written(const std::string& attribute) const {
         const auto writes = all("write", "attribute", attribute);
         return writes.empty() ? "" : writes.back().at("new");
@@ -52,7 +52,7 @@ class EndToEnd : public testing::Test {
     }
     void TearDown() override { fs::remove_all(folder); }
 
-    // Runs to the scenario's end, or presses Ctrl-C once the record has been saved that often.
+    // Runs to the scenario's end, or sends the signal of Ctrl-C after that many saves of the record.
     BenchRun run(const json& scenario, int saves = -1) {
         std::ofstream(folder / "scenario.json") << scenario;
         const std::string options =
@@ -74,7 +74,7 @@ class EndToEnd : public testing::Test {
         return result;
     }
 
-    // A unit of the store, as the latest run left it.
+    // Returns a unit of the store after the latest run.
     template <typename T>
     [[nodiscard]] T unit(int number) const {
         const fs::path file = folder / "state" / "units" / std::to_string(number);
@@ -102,10 +102,10 @@ TEST_F(EndToEnd, CyclesFollowUeventsAndThePeriod) {
     const BenchRun result = run(scenario);
     ASSERT_EQ(result.exit_code, 0);
     EXPECT_TRUE(result.summary().at("daemon_ran"));
-    EXPECT_GE(result.all("listens").front().at("at_s"), 2.5) << "not before the driver is there";
-    EXPECT_EQ(result.summary().at("units").at("2491"), 1) << "the phone has been up for a day, asleep included";
+    EXPECT_GE(result.all("listens").front().at("at_s"), 2.5) << "not before the driver is ready";
+    EXPECT_EQ(result.summary().at("units").at("2491"), 1) << "the phone has been up for a day, including suspend";
 
-    // Plug and unplug bring two uevents each that concern the daemon; the other two do not.
+    // Plug and unplug send two uevents each that start a cycle; the other two start none.
     EXPECT_EQ(result.summary().at("uevents"), 6);
     EXPECT_EQ(result.summary().at("full_cycles"), 4);
 
@@ -141,10 +141,10 @@ TEST_F(EndToEnd, AHundredDaysOfUse) {
     EXPECT_EQ(result.written("battery/manufacturing_date"), "1743465600");
     EXPECT_EQ(result.written("battery/first_usage_date"), "1743552000");
     EXPECT_EQ(result.written("battery/cycle_count"), "120");
-    EXPECT_EQ(result.all("status").back().at("level"), 1);  // the charger obeys
+    EXPECT_EQ(result.all("status").back().at("level"), 1);  // the charger uses the level
 
     EXPECT_FALSE(result.all("log", "text", "cellwarden: Sending ondra event for BatteryDegradation2").empty());
-    // The level that is at its highest is reported while the charger is there, and its removal.
+    // The highest thermal level is reported while the charger is connected, and so is the removal.
     const auto connections = result.all("event", "name", "ChargerInsertionRemoval");
     ASSERT_EQ(connections.size(), 2U);
     const json& kept = connections[0].at("fields");
@@ -154,7 +154,7 @@ TEST_F(EndToEnd, AHundredDaysOfUse) {
     EXPECT_EQ(kept.at("removal_soc"), 0);
     EXPECT_EQ(removed.at("removal_soc"), result.all("status").back().at("soc_percent"));
 
-    // Two episodes are counted: a report during a connection starts its record anew.
+    // Two episodes are counted, because a report during a connection clears its record.
     const auto summaries = result.all("event", "name", "BatteryDegradation2");
     ASSERT_EQ(summaries.size(), 1U);
     const json& summary = summaries[0].at("fields");
@@ -168,7 +168,7 @@ TEST_F(EndToEnd, AHundredDaysOfUse) {
     EXPECT_GE(result.summary().at("units").at("2491"), 2);  // after a day, and at the shutdown
 }
 
-TEST_F(EndToEnd, ARestartGoesOnWithWhatWasSaved) {
+TEST_F(EndToEnd, ARestartContinuesFromTheSavedData) {
     json scenario = json::parse(LIFE);
     scenario["duration_s"] = 3.5;
     scenario["timeline"] = json::parse(R"([
@@ -180,7 +180,7 @@ TEST_F(EndToEnd, ARestartGoesOnWithWhatWasSaved) {
     EXPECT_EQ(saved.fcc_mah[0], 4500);  // learned from the phone
     EXPECT_EQ(saved.fcc_mah[1], 4810);
 
-    // The scenario's own record is left aside.
+    // The run does not use the scenario's own record.
     scenario["units"]["2491"]["record"]["online_time"] = 5;
     scenario["properties"]["ro.product.vendor.model"] = "PVX_cdb";
     scenario["duration_s"] = 600;

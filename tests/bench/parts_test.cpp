@@ -1,4 +1,4 @@
-// What the bench shows, keeps and allows: every line of text and every JSON object by what it says.
+// The parts of the bench: every printed line and JSON object, the stored files, the simulated faults.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -40,7 +40,7 @@ decode::Event sample_event() {
             .absent = {"moment_max_vbatt"}};
 }
 
-TEST(EventText, TellsWhatThereIsAndNamesWhatThereIsNot) {
+TEST(EventText, PrintsFieldsAndListsAbsentOnes) {
     const auto name = [](std::string text) { return text.resize(42, ' '), text; };
     const std::vector<std::string> wanted = {
         name("version") + "2",
@@ -66,7 +66,7 @@ TEST(EventText, TellsWhatThereIsAndNamesWhatThereIsNot) {
     EXPECT_EQ(event_lines(many).size(), 3U);
 }
 
-// What is printed for all happenings, the status and the summary.
+// Returns the output for every kind of action, for the status and the summary.
 std::string shown(Output output) {
     const Settings settings = {"ordinary", "a day", "/d/cellwarden", "/s", 30, 60, 3600};
     const Happening happenings[] = {
@@ -105,8 +105,8 @@ TEST(Display, PrintsLinesOrJson) {
     EXPECT_NE(shown(Output::TERMINAL).find("\r\x1b[K    1.2 s  \x1b[31mlog     hot\x1b[0m\n"), std::string::npos);
 }
 
-// One after the other, on one phone: what is said, which uevents are sent, and the phone after it.
-TEST(Action, ChangesThePhoneAndTellsOfIt) {
+// Actions in sequence on one phone: their text, the uevents that they send, and the phone after each.
+TEST(Action, ChangesThePhoneAndHasAText) {
     const Action actions[] = {PlugUsb{"PD", 27},
                               SetAmbient{-5},
                               SetBatteryTemp{44.5},
@@ -148,7 +148,7 @@ class StateDir : public testing::Test {
     const fs::path top;
 };
 
-TEST_F(StateDir, TakesTheScenarioAndKeepsAnEarlierRun) {
+TEST_F(StateDir, StoresTheScenarioAndKeepsAnEarlierRun) {
     Scenario scenario;
     scenario.units = {{2802, "250101"}, {2319, "\x04"}};
     scenario.properties = {{"ro.model", "PVX-40"}};
@@ -204,7 +204,7 @@ TEST(Uevent, NamesTheDeviceAndASupply) {
     EXPECT_EQ(uevent_text("thermal", "z").find("POWER"), std::string::npos);
 }
 
-TEST(KernelLog, SplitsWhatIsReadAtOnce) {
+TEST(KernelLog, SplitsOneReadIntoLines) {
     std::string records;
     for (const LogRecord& record : split_log_records("<3>a\n<4>b<12>\nplain\n<6>\n<8>c")) {
         records += std::to_string(record.level) + "(" + record.text + ")";
@@ -212,8 +212,8 @@ TEST(KernelLog, SplitsWhatIsReadAtOnce) {
     EXPECT_EQ(records, "3(a)4(b<12>)-1(plain)6()-1(<8>c)");
 }
 
-// A device call that fails may change what follows from it, and nothing beside that.
-TEST(CallFault, ExplainsItsOwnLinesAlone) {
+// A failing device call may change only its own consequences.
+TEST(CallFault, ExplainsOnlyItsOwnLines) {
     for (const test::Row& row : test::values_of(BENCH_TESTS "/explained.csv")) {
         const auto fault = std::find_if(call_faults().begin(), call_faults().end(),
                                         [&](const CallFault& one) { return one.name == row.at(0); });

@@ -15,8 +15,8 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
-    // A line with a scenario, then the error after the file's name.
+TEST(Scenario, ErrorsNameTheFileThePositionAndTheExpectedValue) {
+    // A line with a scenario, then a line with the error without the file's name.
     std::ifstream rows(BENCH_TESTS "/scenario_errors.txt");
     for (std::string scenario, expected; std::getline(rows, scenario) && std::getline(rows >> std::ws, expected);) {
         std::string error;
@@ -65,7 +65,7 @@ TEST(Scenario, EveryKeyReachesItsField) {
               "10 battery/health follows the phone again\n11 fault unit-read-12 on\n12 uevent from s n\n");
 }
 
-TEST(Scenario, TakesUnitsInEveryForm) {
+TEST(Scenario, AcceptsUnitsInEveryForm) {
     const Scenario scenario = parse_scenario(R"({"units": {
         "1": {"u8": 255}, "2": {"u16": 258}, "3": {"u32": 171}, "4": {"i32": -2},
         "5": {"i64": -3}, "6": {"text": "250401"}, "7": {"hex": "00Ff10"}, "8": {"text": ""}}})",

@@ -19,17 +19,22 @@ TEST(DeviceModes, AreReadFromTheirUnits) {
         const char* name;
         std::map<uint32_t, std::string> units;
         Calls calls;
-        int32_t upper, lower;  // of the hold; 0: none
+        int32_t upper, lower;  // limits of the hold; 0: no hold
         std::set<uint32_t> failing{};
     } rows[] = {
         {"no units", {}, {}, 0, 0},
         {"start-up process", {{2227, "\xAB\0\0\0"s}}, {startup}, 60, 40},
         {"start-up process, one byte", {{2227, "\xAB"}}, {startup}, 60, 40},
-        {"170", {{2227, "\xAA\0\0\0"s}}, {}, 0, 0},
-        {"172", {{2227, "\xAC\0\0\0"s}}, {}, 0, 0},
-        {"171 and more in the last byte", {{2227, "\xAB\0\0\1"s}}, {}, 0, 0},
+        {"start-up mark 170", {{2227, "\xAA\0\0\0"s}}, {}, 0, 0},
+        {"start-up mark 172", {{2227, "\xAC\0\0\0"s}}, {}, 0, 0},
+        {"start-up mark with another last byte", {{2227, "\xAB\0\0\1"s}}, {}, 0, 0},
         {"empty units", {{2227, ""}, {66677, ""}, {2312, ""}}, {}, 0, 0},
-        {"unreadable", {{2227, "\xAB\0\0\0"s}, {66677, "\1"}, {2312, "\1"}}, {}, 0, 0, {2227, 66677, 2312}},
+        {"units that cannot be read",
+         {{2227, "\xAB\0\0\0"s}, {66677, "\1"}, {2312, "\1"}},
+         {},
+         0,
+         0,
+         {2227, 66677, 2312}},
         {"camera calibration", {{66677, "\1"}}, {camera}, 70, 55},
         {"camera 0", {{66677, "\0"s}}, {}, 0, 0},
         {"camera 2", {{66677, "\2"}}, {}, 0, 0},
@@ -59,7 +64,7 @@ TEST(DeviceModes, AreReadFromTheirUnits) {
     }
 }
 
-TEST(RestoredCapacity, IsHandedOverOnce) {
+TEST(RestoredCapacity, IsWrittenOnce) {
     const struct {
         const char* name;
         int32_t pending;
@@ -69,7 +74,7 @@ TEST(RestoredCapacity, IsHandedOverOnce) {
         {"a capacity", 4400, {"write battchg_ext/restored_capacity = 4400"}},
         {"0 of an erased record", 0, {"write battchg_ext/restored_capacity = 0"}},
         {"none", -1, {}},
-        {"refused", 4400, {"write battchg_ext/restored_capacity = 4400 failed"}, true},
+        {"write fails", 4400, {"write battchg_ext/restored_capacity = 4400 failed"}, true},
     };
     write_attribute(PARAM_RESTORED_CAPACITY, "0\n");
     for (const auto& row : rows) {

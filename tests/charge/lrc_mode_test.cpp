@@ -12,7 +12,7 @@ namespace {
 using namespace test;
 
 TEST(LrcMode, NextStateFollowsFromStateAndCapacity) {
-    // Of a hold between 40 and 60 %, by capacity.
+    // The hold is between 40 and 60 %.
     struct Row {
         int32_t state;
         int32_t above, at_upper, between, at_lower, below;
@@ -33,7 +33,7 @@ TEST(LrcMode, NextStateFollowsFromStateAndCapacity) {
 TEST(LrcMode, SetsTheSwitchesThatDiffer) {
     const struct {
         const char* name;
-        int32_t state, capacity, charge_disable, input_suspend;  // the switches as they read
+        int32_t state, capacity, charge_disable, input_suspend;  // the readings of the switches
         int32_t expected_state;
         Calls writes;
     } rows[] = {
@@ -62,7 +62,7 @@ TEST(LrcMode, SetsTheSwitchesThatDiffer) {
          1,
          0,
          {"write battchg_ext/lrc_charge_disable = 0", "write battchg_ext/lrc_input_suspend = 0"}},
-        {"other values are no switch settings",
+        {"readings other than 0 and 1 are corrected",
          0,
          50,
          2,

@@ -30,8 +30,8 @@ TEST(CycleCountLevel, RisesAboveEachBorder) {
 struct LevelRow {
     const char* name;
     int32_t online_time;
-    std::vector<uint8_t> latest_first;  // levels of the periods before; all others are undecided
-    double ageing;                      // in total, all of it in period 0
+    std::vector<uint8_t> latest_first;  // levels of the previous periods; all others are undecided
+    double ageing;                      // the total, all of it in period 0
     int32_t expected;
     int32_t soh = 90'000;
 };
@@ -52,7 +52,7 @@ void check_levels(std::initializer_list<LevelRow> rows, const std::function<int3
         }
         EXPECT_EQ(decide(state), row.expected) << row.name;
         EXPECT_EQ(state.levels.*levels, expected) << row.name;
-        // Once decided it stays, whatever comes.
+        // A decided level does not change in its period.
         state.ageing.*per_period = {};
         EXPECT_EQ(decide(state), row.expected) << row.name << ", again";
     }
@@ -60,19 +60,19 @@ void check_levels(std::initializer_list<LevelRow> rows, const std::function<int3
 
 TEST(ArrheniusLevel, FollowsTheExpectedSum) {
     check_levels(
-        {{"raised from the upper border", PERIOD_2, {2}, 6'591'601, 3},
-         {"held up to it", PERIOD_2, {2}, 6'591'600.99, 2},
-         {"held from the lower border", PERIOD_2, {2}, 6'555'600, 2},
-         {"lowered below it", PERIOD_2, {2}, 6'555'599.99, 1},
-         {"over undecided periods", 5 * PERIOD_S, {NOT_DECIDED, NOT_DECIDED, 3, 1}, 6'591'601, 4},
-         {"0 where none is decided", PERIOD_2, {}, 6'591'601, 1},
+        {{"raised at the upper border", PERIOD_2, {2}, 6'591'601, 3},
+         {"held below the upper border", PERIOD_2, {2}, 6'591'600.99, 2},
+         {"held at the lower border", PERIOD_2, {2}, 6'555'600, 2},
+         {"lowered below the lower border", PERIOD_2, {2}, 6'555'599.99, 1},
+         {"undecided periods are skipped", 5 * PERIOD_S, {NOT_DECIDED, NOT_DECIDED, 3, 1}, 6'591'601, 4},
+         {"no decided period counts as level 0", PERIOD_2, {}, 6'591'601, 1},
          {"corrupt level raised", PERIOD_2, {200}, 6'591'601, 5},
          {"last judged second", FROZEN - 1, {3}, 6'591'601, 4},
          {"frozen", FROZEN, {3}, 6'591'601, 3},
-         {"frozen to period 107, not a later one", 110 * PERIOD_S, {5, 5, 2}, 6'591'601, 2},
+         {"frozen at the level of period 107, not of a later one", 110 * PERIOD_S, {5, 5, 2}, 6'591'601, 2},
          {"beyond the last slot", INT32_MAX, {}, 6'591'601, 0},
          {"negative online time", -1, {}, 1e9, 0},
-         {"too early", PERIOD_S - 257, {}, 1e9, 0}},
+         {"before the first decision", PERIOD_S - 257, {}, 1e9, 0}},
         [](ServiceState& state) {
             return decide_arrhenius_level(device, state.levels, state.ageing, state.usage.online_time, POLICY);
         },
@@ -82,14 +82,14 @@ TEST(ArrheniusLevel, FollowsTheExpectedSum) {
 TEST(ArrheniusLevel, LogsTheDaysAndTheProjection) {
     const std::tuple<const char*, int32_t, extended, std::string, std::string> rows[] = {
         {"108 times the total", PERIOD_S - 256, 9, "0", "756"},
-        {"still the total", PERIOD_S + 255, 9, "10", "756"},
+        {"108 times the total, last second", PERIOD_S + 255, 9, "10", "756"},
         {"108 times the first period", PERIOD_S + 256, 100.9, "10", "10800"},
-        {"the latest whole period goes on", PERIOD_2, 300.5, "20", "32200"},
-        {"32 bits of the sum", PERIOD_2, 4e7 + 0.5, "20", "-14967196"},
+        {"the latest complete period is projected", PERIOD_2, 300.5, "20", "32200"},
+        {"low 32 bits of the sum", PERIOD_2, 4e7 + 0.5, "20", "-14967196"},
     };
     for (const auto& [name, online_time, latest_whole_period, days, projection] : rows) {
         clear_calls();
-        // Fractions are cut before the sum; the period that runs does not count.
+        // Fractions are truncated before the sum; the current period does not count.
         ServiceState state{.usage = {.online_time = online_time}, .ageing = {.total_arrhenius = 7.99}};
         state.levels.arrhenius_lv.fill(NOT_DECIDED);
         state.ageing.arrhenius_per_10days = {100.9, 999'999, 999'999};
@@ -109,20 +109,20 @@ TEST(FullStayLevel, FollowsTheMeasuredAndTheExpectedCapacity) {
          {"more than 80 % left lowers", PERIOD_3, {2, 2, 2}, 5, 1, 85'001},
          {"not below 0", PERIOD_3, {0, 0, 0}, 0, 0, 100'000},
          {"4 stays", PERIOD_3, {4, 4, 4}, 50, 4},
-         {"below 82 % no rise", PERIOD_3, {1, 1, 1}, 50, 1, 81'999},
+         {"below 82 % it does not rise", PERIOD_3, {1, 1, 1}, 50, 1, 81'999},
          {"82 % rises", PERIOD_3, {1, 1, 1}, 50, 2, 82'000},
          {"rose two periods ago", PERIOD_3, {2, 2, 1}, 50, 2},
          {"fell two periods ago", PERIOD_3, {1, 1, 2}, 50, 2},
-         {"the one before it undecided", PERIOD_3, {1, NOT_DECIDED, 0}, 50, 2},
+         {"two periods ago undecided", PERIOD_3, {1, NOT_DECIDED, 0}, 50, 2},
          {"nothing decided", PERIOD_3, {}, 50, 1},
-         {"period 2 after 1, 1", PERIOD_2, {1, 1}, 50, 2},
-         {"period 2 after 1, 0", PERIOD_2, {1, 0}, 50, 1},
-         {"too early", PERIOD_S - 257, {}, 1, 0},
+         {"period 2 after levels 1, 1", PERIOD_2, {1, 1}, 50, 2},
+         {"period 2 after levels 0, 1", PERIOD_2, {1, 0}, 50, 1},
+         {"before the first decision", PERIOD_S - 257, {}, 1, 0},
          {"108 times the total of 0.0625 % leave 80 %", PERIOD_S - 256, {}, 0.0625, 1, 86'750},
-         {"a trace less leaves more", PERIOD_S - 256, {}, 0.06249999, 0, 86'750},
+         {"slightly less lost leaves more than 80 %", PERIOD_S - 256, {}, 0.06249999, 0, 86'750},
          {"4 in the last judged period", PERIOD_107, {3, 3, 3}, 50, 4},
-         {"4 there by a rise", FROZEN - 1, {2, 2, 2}, 50, 4},
-         {"not a second before", PERIOD_107 - 1, {3, 3, 3}, 50, 3},
+         {"4 in its last second after a rise", FROZEN - 1, {2, 2, 2}, 50, 4},
+         {"3 in the second before it", PERIOD_107 - 1, {3, 3, 3}, 50, 3},
          {"frozen", FROZEN, {3, 3, 3}, 50, 3},
          {"negative online time", -1, {}, 50, 0}},
         [](ServiceState& state) { return decide_full_stay_level(state.levels, state.ageing, state.usage, POLICY); },
@@ -130,7 +130,7 @@ TEST(FullStayLevel, FollowsTheMeasuredAndTheExpectedCapacity) {
     EXPECT_EQ(calls(), Calls{});
 }
 
-TEST(SoftCharge, HandsTheHighestLevelToTheDriverWhereItDiffers) {
+TEST(SoftCharge, WritesTheHighestLevelIfTheDriversDiffers) {
     const struct {
         const char* name;
         uint8_t override_byte;
@@ -145,9 +145,9 @@ TEST(SoftCharge, HandsTheHighestLevelToTheDriverWhereItDiffers) {
         {"suspended", 0xE7, 5, 2, "-", 0},
         {"fixed by the override", 0xD2, 5, 0, "2\n", 3},
         {"fixed, highest", 0xDF, 5, 1, "15\n", 3},
-        {"another override", 0xC2, 5, 0, "3\n", 3},
+        {"override without an effect", 0xC2, 5, 0, "3\n", 3},
         {"another model", 0, 6, 2, "-", 0},
-        {"an unknown mode is the driver's", 0, 4, 2, "-", 2, -1},
+        {"an unknown mode takes the driver's level", 0, 4, 2, "-", 2, -1},
         {"Arrhenius is highest", 0, 5, 0, "5\n", 5, 0, 4'500'000, 5, 4},
         {"full stay is highest", 0, 5, 0, "4\n", 4, 0, 4'500'000, 3, 4},
         {"full stay without state of health", 0, 5, 0, "3\n", 3, 0, 0, 3, 4},
@@ -174,7 +174,7 @@ TEST(SoftCharge, JudgesTheFullStayWithThisCyclesLoss) {
     ServiceState state{.clock = {.cycle_boot_time = 1000},
                        .usage = {.online_time = PERIOD_S - 256},
                        .ageing = {.soc_full_total_time = 1}};
-    state.ageing.total_full_stay_cap_degradation = 0.0624;  // 108 times it leave 80 % and a trace
+    state.ageing.total_full_stay_cap_degradation = 0.0624;  // 108 times this leaves slightly more than 80 %
     state.levels.full_stay_capacity_degradation_aging_lv.fill(NOT_DECIDED);
     state.soft_charge = {.full_stay_start = 940, .previous_full_stay_time = 1};
     control_soft_charge(device, state,

@@ -24,9 +24,8 @@ TEST(Cycle, MasksSelectEverythingOrTheTwoThermalParameters) {
     }
 }
 
-// A battery with something to do for every rule: a hold to drain, an ageing level to correct, an
-// online time that enters its second period, a charger inserted while the connector is hot, and
-// everything due to be saved.
+// A phone on which every rule has an effect: a hold that drains, a wrong ageing level, an online time
+// that enters its second period, a charger inserted while the connector is hot, and all saves due.
 struct Busy {
     ServiceState state{.clock = {.cycle_boot_time = 1000, .cycle_wall_time = 1'800'000'000},
                        .usage = {.online_time = 863'990},
@@ -81,7 +80,7 @@ TEST(Cycle, RulesRunInTheirOrder) {
         "write unit 2310",
     };
     EXPECT_EQ(calls(), order);
-    // What an earlier rule found is in what a later one saved.
+    // The saved record contains the results of earlier rules.
     EXPECT_EQ(busy.stat.online_time, 864'000);
     EXPECT_EQ(phone.units[UNIT_BATT_STAT], bytes_of(busy.stat));
     EXPECT_EQ(phone.units[UNIT_HEAT_COUNT], "\1");
@@ -89,7 +88,7 @@ TEST(Cycle, RulesRunInTheirOrder) {
 
 TEST(Cycle, ABatteryIsKnownByModelCapacityAndCharge) {
     const std::tuple<const char*, int32_t, int32_t, int32_t, bool> rows[] = {
-        {"all three at their least", 2, 1, 1, true}, {"model not matched", 1, 1, 1, false},
+        {"lowest known values", 2, 1, 1, true},      {"unknown model", 1, 1, 1, false},
         {"model compared unsigned", -1, 1, 1, true}, {"no design capacity", 5, 0, 1, false},
         {"empty battery", 5, 4'500'000, 0, false},
     };

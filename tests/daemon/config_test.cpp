@@ -8,7 +8,7 @@
 namespace cellwarden {
 namespace {
 
-TEST(Config, NothingIsSetAsBuilt) {
+TEST(Config, TheBuiltInTableIsEmpty) {
     for (const ConfigEntry& entry : config_table) {
         EXPECT_FALSE(entry.is_set) << entry.key;
         EXPECT_EQ(entry.type == CONFIG_TEXT, strcmp(entry.key, "data_dir") == 0) << entry.key;

@@ -11,7 +11,7 @@
 namespace cellwarden::decode {
 namespace {
 
-// The units that no field of the record has are named here.
+// Names of units that no field of the record has.
 FieldUnit unit_named(const std::string& name) {
     std::map<std::string, FieldUnit> units = {{"MILLI_SOH", FieldUnit::MILLI_SOH}, {"UV", FieldUnit::UV}};
 #define BATT_STAT_FIELD(offset, field, unit, ...) units[#unit] = FieldUnit::unit;

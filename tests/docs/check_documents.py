@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The tables of docs/ against the code that they describe, and that named files exist."""
+"""The tables of docs/ agree with the code that they describe, and the files that pages name exist."""
 
 import re
 import sys
@@ -16,7 +16,7 @@ def text_of(path):
 
 
 def rows_of(document):
-    """Cells of every table row of a document."""
+    """Returns the cells of every table row of a document."""
     return [[cell.strip() for cell in line.strip("|").split("|")]
             for line in document.splitlines() if line.startswith("| ")]
 
@@ -33,7 +33,7 @@ def check_record():
         expect_equal(f"{name}: offset and unit", [row[0], row[3]], [offset, unit])
         kind, count = re.fullmatch(r"(\w+)(?:\[(\d+)\])?", row[2]).groups()
         past = int(offset, 16) + SIZES[kind] * int(count or 1)
-        expect_equal(f"{name}: where it ends", [past + int(gaps.get(f"{past:04X}", 0))], [end])
+        expect_equal(f"{name}: offset of its end", [past + int(gaps.get(f"{past:04X}", 0))], [end])
 
 
 def fields_sent(code):
@@ -59,7 +59,7 @@ def check_event(message, source):
 
 
 def all_rooms():
-    """Every top folder, and what lies directly below bench/ and tools/ with sources of its own."""
+    """Returns every top folder, and the folders directly below bench/ and tools/ that have sources."""
     tops = [path.name for path in ROOT.iterdir()
             if path.is_dir() and path.name != "build" and not path.name.startswith(".")]
     below = {str(path.parent.relative_to(ROOT)) for top in ("bench", "tools")
@@ -68,7 +68,7 @@ def all_rooms():
 
 
 def room_of(path, rooms):
-    """The innermost room of a path; the generated sources and tests/support go by their folder."""
+    """Returns the innermost room of a path; generated sources and tests/support belong to their folder."""
     if path.startswith("support/"):
         return "tests"
     parts = path.split("/")
@@ -76,7 +76,7 @@ def room_of(path, rooms):
 
 
 def included_rooms(rooms):
-    """Of each room the other rooms that its sources include."""
+    """Returns for each room the other rooms that its sources include."""
     graph = {room: set() for room in rooms}
     for path in ROOT.glob("[a-z]*/**/*"):
         name = str(path.relative_to(ROOT))
@@ -88,7 +88,7 @@ def included_rooms(rooms):
 
 
 def find_cycle(graph):
-    """The rooms of one circle of includes; empty where there is none."""
+    """Returns the rooms that include each other, directly or through others."""
     left = dict(graph)
     while True:
         ends = [room for room, included in left.items() if not included & left.keys()]
@@ -109,10 +109,10 @@ def check_rooms():
         wanted = sorted(graph.get(room, ())) or ["nothing"]
         expect_equal(f"{room}/ includes", row[2].split(", "), wanted)
     expect_equal("rooms that include each other", find_cycle(graph), [])
-    # The folders whose digest is the daemon's version.
+    # The folders of the daemon: the digest in its version covers them.
     daemon = set(re.findall(r'"(\w+)/\*\.h"', text_of("Android.bp")))
     for room in sorted(daemon):
-        expect_equal(f"{room}/ belongs to the daemon, and includes of the desk", sorted(graph[room] - daemon), [])
+        expect_equal(f"{room}/, a folder of the daemon, includes folders of the desk", sorted(graph[room] - daemon), [])
 
 
 def check_named_files():

@@ -1,6 +1,6 @@
-// Histories of phones, each with the effects, the record and the working state that every cycle must lead to. They come
-// from an independent model. One test per history; a difference names the history, the cycle, what was put in, and the
-// field or effect.
+// Histories of phones, each with the effects, the record and the working state expected after every cycle, computed by
+// an independent model. One test per history; a difference names the history, the cycle, its input, and the field or
+// effect.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -27,7 +27,7 @@ using Json = nlohmann::json;
 
 // --- The encodings of the histories
 
-// Elements of an array; a pair [value, count] stands for a run of equal ones.
+// Returns the elements of an array; a pair [value, count] represents a run of equal elements.
 Json expanded(const Json& value) {
     if (!value.is_array()) {
         return value;
@@ -76,7 +76,7 @@ void set_fields(BattStat& record, const Json& fields) {
     }
 }
 
-// The working state by the names of the histories.
+// The working state, by the names that the histories use.
 struct StateField {
     const char* name;
     int64_t (*value)(const ServiceState& state);
@@ -113,7 +113,7 @@ constexpr StateField STATE_FIELDS[] = {WORKING("soft_charge_mode", levels.soft_c
                                        WORKING("last_heat_save_time", heat.last_heat_save_time)};
 #undef WORKING
 
-// --- What differs in a history: the first few differences in full, the rest counted.
+// --- Differences of a history: shows the first few, counts the others.
 class Differences {
   public:
     void start_step(std::string where, const Json& given) {
@@ -126,12 +126,12 @@ class Differences {
             return;
         }
         if (!where_.empty()) {
-            text_ += where_ + "\n  put in: " + given_ + "\n";
+            text_ += where_ + "\n  input: " + given_ + "\n";
             where_.clear();
         }
-        text_ += "  " + what + ": came " + came.dump() + ", wanted " + wanted.dump() + "\n";
+        text_ += "  " + what + ": found " + came.dump() + ", expected " + wanted.dump() + "\n";
     }
-    // A value that stays wrong is one difference.
+    // Adds a value that remains wrong only once.
     void add_lasting(const std::string& what, const Json& came, const Json& wanted) {
         if (lasting_.insert(what).second) {
             add(what, came, wanted);
@@ -139,7 +139,7 @@ class Differences {
     }
     void expect_none() const {
         if (count_ != 0) {
-            ADD_FAILURE() << count_ << " differences, of which the first are:\n" << text_;
+            ADD_FAILURE() << count_ << " differences; the first ones:\n" << text_;
         }
     }
 
@@ -194,7 +194,7 @@ void compare_event_fields(Differences& differences, const std::string& event, co
     }
 }
 
-// In order. Past the first effect of another kind, or upon another thing, nothing can be compared.
+// Compares effects in order, up to the first effect with another kind or target.
 void compare_effects(Differences& differences, const Json& came, const Json& wanted) {
     for (size_t i = 0; i < std::max(came.size(), wanted.size()); i++) {
         const Json came_effect = i < came.size() ? came[i] : Json();
@@ -311,7 +311,7 @@ class History : public testing::Test {
         }
     }
 
-    // What the phone has seen since the last call, as the histories write it.
+    // Returns the effects on the phone since the last call, in the format of the histories.
     Json take_effects() {
         Json effects = Json::array();
         for (const Effect& effect : phone_.effects) {

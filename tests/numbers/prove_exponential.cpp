@@ -1,6 +1,6 @@
-// Compares extended_exp, bit for bit, with the MPFR library's exponential rounded to binary128.
-//   prove_exponential [COUNT]   COUNT arguments of each kind, 10,000,000 where none is given; of the
-//                               8,006,001 that the cycle model can have, all, or COUNT evenly spread
+// Compares all bits of extended_exp with the MPFR library's exponential rounded to binary128.
+//   prove_exponential [COUNT]   COUNT arguments of each kind (default: 10,000,000); for the cycle model
+//                               COUNT of its 8,006,001 arguments, evenly spread (default: all)
 #include <mpfr.h>
 
 #include <bit>
@@ -36,7 +36,7 @@ void set(mpfr_t number, extended x) {
     mpfr_setsign(number, number, bits >> 127 != 0 ? 1 : 0, MPFR_RNDN);
 }
 
-// Requires a number of binary128 that is not negative.
+// Requires a non-negative number of binary128.
 extended get(const mpfr_t number) {
     if (mpfr_inf_p(number) != 0) {
         return std::bit_cast<extended>(Bits{0x7fff} << STORED_BITS);
@@ -58,7 +58,7 @@ extended reference_exp(extended x) {
     static mpfr_t argument;
     static mpfr_t result;
     static const bool is_set_up = [] {
-        // MPFR writes a number as a fraction from 1/2 up, and counts subnormal numbers in.
+        // MPFR represents a number by a fraction of at least 1/2; its exponents include subnormal numbers.
         mpfr_set_emin(MIN_EXPONENT - STORED_BITS + 1);
         mpfr_set_emax(MAX_EXPONENT + 1);
         mpfr_inits2(PRECISION, argument, result, static_cast<mpfr_ptr>(nullptr));
@@ -107,8 +107,8 @@ extended any_between(extended low, extended high) {
     return low + (high - low) * (fraction / 0x1p64);
 }
 
-// Where the parts of the computation change: multiples of ln 2 / 2^18, and of 2^-64 ... 1, and what
-// lies up to 3 units of the last bit away from them.
+// Arguments at which the parts of the computation change: multiples of ln 2 / 2^18 and of 2^-64 ... 1,
+// and numbers within 3 units of their last bit.
 extended border_between(extended low, extended high) {
     constexpr extended LN2 = extended{0x1.62e42fefa39efp-1} + extended{0x1.abc9e3b39803fp-56};
     const extended x = any_between(low, high);
@@ -119,7 +119,7 @@ extended border_between(extended low, extended high) {
     return std::bit_cast<extended>(std::bit_cast<Bits>(multiple) + static_cast<Bits>(random_between(0, 6)) - 3);
 }
 
-// Any sign and power of two up to beyond those of the largest and smallest results.
+// Arguments of any sign and exponent, beyond those of the largest and smallest results.
 extended of_any_size() {
     const auto exponent = static_cast<Bits>(random_between(MAX_EXPONENT - 118, MAX_EXPONENT + 14));
     const Bits sign = random_bits() & 1;

@@ -27,7 +27,7 @@ const std::string NO_IMEI = FAILED + "get IMEI";
 const std::string NO_DATE = FAILED + "read manufacturing_date in Tessera:2802";
 const std::string NO_FIRST_USAGE = FAILED + "read first_usage_date in Tessera:2803";
 
-// Units and log lines; what was published is looked at in the attributes.
+// Effects on units, and log lines; published() shows the attributes.
 Calls unit_calls() {
     Calls lines = calls();
     std::erase_if(lines, [](const std::string& line) { return line.starts_with("write battery/"); });
@@ -40,7 +40,7 @@ struct Passport : testing::Test {
                                     .last_cycle_count_written = 0,
                                     .last_soh_written = 0}};
 
-    // One call, and what an attribute holds after it; "-" where it was not written.
+    // Returns an attribute's text after one call; "-" if it was not written.
     std::string published(SysfsParamId id) {
         write_attribute(id, "-");
         clear_calls();
@@ -56,7 +56,7 @@ TEST_F(Passport, ProductionDateIsRepairedAndPublishedOnce) {
         const char* name;
         std::map<int, std::optional<std::string>> imei;
         std::string unit;
-        bool fails;  // the unit, read or written
+        bool fails;  // reading or writing the unit fails
         const char* published;
         Calls calls;
         bool fix_pending;
@@ -67,9 +67,9 @@ TEST_F(Passport, ProductionDateIsRepairedAndPublishedOnce) {
         {"a write that fails", {{1, known}}, "250401", true, "-", {write + failed, NOT_REPAIRED}, true},
         {"a known phone", {{1, known}}, "250401", false, "-1454480896\n", {write, REPAIRED, read}, false},
         {"an unknown phone", {{1, "35"}}, "250401", false, "1743465600\n", {read}, false},
-        {"unreadable", {{1, "35"}}, "250401", true, "-", {read + failed, NO_DATE}, false},
+        {"the unit cannot be read", {{1, "35"}}, "250401", true, "-", {read + failed, NO_DATE}, false},
         {"five bytes", {{1, "35"}}, "25040", false, "-", {read, NO_DATE}, false},
-        {"no date", {{1, "35"}}, "251301", false, "-", {read}, false},
+        {"month 13", {{1, "35"}}, "251301", false, "-", {read}, false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -95,7 +95,7 @@ TEST_F(Passport, FirstUsageDateIsReadUntilItIsPublished) {
     const std::tuple<const char*, std::string, std::set<uint32_t>, std::string> rows[] = {
         {"unreadable", "\1\2\3\4", {2803}, "-"},
         {"three bytes", std::string(3, '\1'), {}, "-"},
-        {"more than there is room for", "\1\2\3\4" + std::string(100, '\xFF'), {}, "67305985\n"},
+        {"more bytes than the buffer", "\1\2\3\4" + std::string(100, '\xFF'), {}, "67305985\n"},
         {"negative", "\xFF\xFF\xFF\xFF", {}, "0\n"},
     };
     for (const auto& [name, unit, failing, expected] : rows) {
@@ -119,12 +119,23 @@ TEST_F(Passport, FiguresAreRoundedStoredAndPublishedOnChange) {
         std::set<uint32_t> failing = {};
     } steps[] = {
         {"first call", 9'999, 0, 499, {{2804, "\0\0\0\0"s}, {2805, "\0\0"s}}, "0\n0\n0\n"},
-        {"nothing new", 0, 0, -1'499, {}, "---"},
+        {"no change", 0, 0, -1'499, {}, "---"},
         {"a cycle, half a per cent", 10'000, -5, 500, {{2804, "\1\0\0\0"s}, {2805, "\1\0"s}}, "1\n-5\n1\n"},
-        {"no store", 12'345'678, -5, 95'500, {{2804, "\xD2\4\0\0"s}, {2805, "\x60\0"s}}, "---", {2804, 2805}},
-        {"tried again", 12'345'678, 0, 95'500, {{2804, "\xD2\4\0\0"s}, {2805, "\x60\0"s}}, "1234\n0\n96\n"},
+        {"writing the units fails",
+         12'345'678,
+         -5,
+         95'500,
+         {{2804, "\xD2\4\0\0"s}, {2805, "\x60\0"s}},
+         "---",
+         {2804, 2805}},
+        {"retried in the next call",
+         12'345'678,
+         0,
+         95'500,
+         {{2804, "\xD2\4\0\0"s}, {2805, "\x60\0"s}},
+         "1234\n0\n96\n"},
         {"low 16 bits", UINT32_MAX, 0, -2'500, {{2804, "\xB8\x8D\6\0"s}, {2805, "\xFE\xFF"s}}, "429496\n-65534\n"},
-        {"the most", UINT32_MAX, INT32_MIN, INT32_MAX, {{2805, "\x9C\xC4"s}}, "--2147483648\n50332\n"},
+        {"largest values", UINT32_MAX, INT32_MIN, INT32_MAX, {{2805, "\x9C\xC4"s}}, "--2147483648\n50332\n"},
     };
     const SysfsParamId ids[] = {PARAM_BATTERY_CYCLE_COUNT, PARAM_BATTERY_CHARGE_FULL, PARAM_BATTERY_STATE_OF_HEALTH};
     state.passport = {.production_date_published = true, .first_usage_date_published = true};
@@ -151,7 +162,7 @@ TEST_F(Passport, FiguresAreRoundedStoredAndPublishedOnChange) {
     }
 }
 
-TEST_F(Passport, NoFailureKeepsTheOthersFromBeingTried) {
+TEST_F(Passport, AFailureDoesNotStopTheOtherSteps) {
     state = {};
     phone.failing_writes = {UNIT_CYCLE_COUNT, UNIT_STATE_OF_HEALTH};
     EXPECT_EQ(published(PARAM_BATTERY_CHARGE_FULL), "0\n");
@@ -165,18 +176,18 @@ TEST(ProductionDate, IsReadInUtc) {
     const std::tuple<const char*, std::string, std::optional<int32_t>> rows[] = {
         {"the last day of a year", "251231", 1'767'139'200},
         {"29 February", "240229", 1'709'164'800},
-        {"carried over into March", "250229", 1'740'787'200},
+        {"29 February of another year is 1 March", "250229", 1'740'787'200},
         {"day 32", "250132", NONE},
         {"the last day of 31 bits", "380119", 2'147'472'000},
         {"the low 32 bits of later days", "380120", -2'147'408'896},
         {"a letter in the day", "2504x1", NONE},
-        {"a letter behind one digit", "25041x", 1'743'465'600},
+        {"a letter after one digit of the day", "25041x", 1'743'465'600},
         {"a NUL", std::string("2504\0001", 6), NONE},
         {"a negative month", "25-101", NONE},
         {"a negative year", "-10101", 915'148'800},
         {"blanks for zeros", " 2 5 4", 1'020'470'400},
     };
-    setenv("TZ", "AHEAD-9", 1);  // dates are in UTC wherever the phone is
+    setenv("TZ", "AHEAD-9", 1);  // dates are in UTC in every time zone
     tzset();
     for (const auto& [name, text, seconds] : rows) {
         char date[PRODUCTION_DATE_SIZE + 1] = {};

@@ -1,5 +1,5 @@
-// The simulated phone against the physics that its headers state. Expected values are worked out by
-// hand from those statements.
+// The simulated phone follows the physics of its headers. The expected values were calculated by hand
+// from the statements there.
 #include "phone/phone.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ Phone plugged(Source source, const char* type, double watts, double soc = 0.5) {
     return phone;
 }
 
-TEST(Battery, OpenCircuitVoltageRisesWithTheChargeAndLeadsBackToIt) {
+TEST(Battery, OpenCircuitVoltageRisesWithTheChargeAndDeterminesIt) {
     const std::pair<double, double> rows[] = {{-0.1, 3.30}, {0, 3.30},    {0.01, 3.40}, {0.5, 3.88},
                                               {0.75, 4.14}, {0.95, 4.40}, {1, 4.47},    {1.2, 4.47}};
     for (const auto& [soc, volts] : rows) {
@@ -41,15 +41,15 @@ TEST(Battery, OpenCircuitVoltageRisesWithTheChargeAndLeadsBackToIt) {
     EXPECT_EQ(soc_at_open_circuit(5'000'000), 1);
 }
 
-TEST(Battery, CountsChargeAgainstTheCapacityThatIsLeft) {
+TEST(Battery, CountsChargeRelativeToTheRemainingCapacity) {
     const struct {
         const char* name;
         double health, soc, current_ua, seconds, wanted_soc;
     } rows[] = {{"half an hour at 1C", 1, 0.2, 5e6, HOUR_S / 2, 0.7},
                 {"an aged cell fills faster", 0.8, 0.2, 2e6, HOUR_S, 0.7},
-                {"and empties faster", 0.8, 0.7, -2e6, HOUR_S, 0.2},
-                {"no more than full", 1, 0.9, 5e6, HOUR_S, 1},
-                {"no less than empty", 1, 0.1, -5e6, HOUR_S, 0}};
+                {"an aged cell empties faster", 0.8, 0.7, -2e6, HOUR_S, 0.2},
+                {"ends at full", 1, 0.9, 5e6, HOUR_S, 1},
+                {"ends at empty", 1, 0.1, -5e6, HOUR_S, 0}};
     for (const auto& row : rows) {
         Battery battery{.state_of_health = row.health, .soc = row.soc};
         advance_battery(battery, row.current_ua, 25, 0, row.seconds);
@@ -66,11 +66,11 @@ TEST(Battery, WarmsBy8KPerWattIn800S) {
         const char* name;
         double start_c, current_ua, ambient_c, other_w, seconds, wanted_c;
     } rows[] = {{"at rest it stays", 25, 0, 25, 0, FOREVER_S, 25},
-                {"its own resistance: 4 A^2 x 60 mOhm", 25, 2e6, 25, 0, FOREVER_S, 25 + 8 * 0.24},
+                {"heat of its resistance: 4 A^2 x 60 mOhm", 25, 2e6, 25, 0, FOREVER_S, 25 + 8 * 0.24},
                 {"the same while discharging", 25, -2e6, 25, 0, FOREVER_S, 25 + 8 * 0.24},
                 {"other heat", 25, 0, 25, 1.5, FOREVER_S, 37},
-                {"one time constant up", 20, 0, 20, 1, 800, 20 + 8 * SHARE},
-                {"one time constant down", 45, 0, 25, 0, 800, 45 - 20 * SHARE},
+                {"warms for one time constant", 20, 0, 20, 1, 800, 20 + 8 * SHARE},
+                {"cools for one time constant", 45, 0, 25, 0, 800, 45 - 20 * SHARE},
                 {"no time", 45, 2e6, 25, 5, 0, 45}};
     for (const auto& row : rows) {
         Battery battery{.temp_c = row.start_c};
@@ -114,8 +114,8 @@ TEST(Charger, SharesThePowerOfItsSource) {
     }
 }
 
-// Full at 0.05C x 60 mOhm = 15 mV below the float voltage, again from 40 mV below that.
-TEST(Charger, StaysFullUntilTheChargeHasSunk) {
+// Charging ends at 0.05C x 60 mOhm = 15 mV below the float voltage and resumes 40 mV below that.
+TEST(Charger, StaysFullUntilTheChargeHasFallen) {
     Phone phone = plugged(Source::USB, "PD", 27, 0.9965);
     const auto status_at = [&](double soc) {
         phone.battery.soc = soc;
@@ -129,7 +129,7 @@ TEST(Charger, StaysFullUntilTheChargeHasSunk) {
     phone.charger.source = Source::NONE;
     EXPECT_EQ(status_at(0.98), ChargeStatus::DISCHARGING);
     phone.charger.source = Source::USB;
-    EXPECT_EQ(status_at(0.98), ChargeStatus::CHARGING) << "a source that comes back starts afresh";
+    EXPECT_EQ(status_at(0.98), ChargeStatus::CHARGING) << "a reconnected source starts a new charge";
 
     EXPECT_NEAR(end_of_charge_soc(phone.charger, phone.battery), 0.99643, 1e-5);
     EXPECT_EQ((phone.battery.soc = 0.9, capacity_percent(phone)), 90);
@@ -138,7 +138,7 @@ TEST(Charger, StaysFullUntilTheChargeHasSunk) {
     EXPECT_EQ((phone.battery.soc = 0.93, capacity_percent(phone)), 100);
 }
 
-TEST(Phone, AChargePutsInWhatTheBatteryGainsAndEndsFull) {
+TEST(Phone, ChargeIsConservedAndAChargeEndsFull) {
     for (const int level : {0, 5}) {
         Phone phone = plugged(Source::USB, "PD", 27, 0.2);
         phone.charger.ageing_level = level;
@@ -161,7 +161,7 @@ TEST(Phone, AChargePutsInWhatTheBatteryGainsAndEndsFull) {
     EXPECT_EQ(once.battery.soc, often.battery.soc) << "steps of 10 s at most";
 }
 
-// 2 A at 3.88 V: 15 % of the load and 5 % of what the source gives warm the battery.
+// 2 A at 3.88 V: 15 % of the load and 5 % of the source's power warm the battery.
 TEST(Phone, LoadAndConverterWarmTheBattery) {
     Phone phone = plugged(Source::USB, "PD", 27);
     phone.charger.lrc_charge_disable = true;
@@ -190,7 +190,7 @@ std::map<std::string, std::string> texts_of(const Phone& phone) {
     return texts;
 }
 
-// Compares with the lines "NAME TEXT" of that section of attributes.txt.
+// Compares the texts with the lines "NAME TEXT" in a section of attributes.txt.
 void expect_texts(const Phone& phone, const std::string& section) {
     const auto texts = texts_of(phone);
     std::ifstream file(PHONE_TESTS "/attributes.txt");
@@ -206,8 +206,8 @@ void expect_texts(const Phone& phone, const std::string& section) {
     EXPECT_GT(count, 0) << section;
 }
 
-// 50 %, state of health 90 %, 46 degC: the driver halves 0.9C, takes 10 % off for level 2 and 18 %
-// for thermal level 3 of 15. Level 2 ends the charge at 96.786 %.
+// 50 %, state of health 90 %, 46 degC: the driver halves 0.9C, and subtracts 10 % for level 2 and 18 %
+// for thermal level 3 of 15. At level 2, a charge ends at 96.786 %.
 TEST(Attributes, ShowTheChargingPhone) {
     Phone phone = plugged(Source::USB, "PD", 27);
     phone.battery.state_of_health = 0.9;
@@ -220,7 +220,7 @@ TEST(Attributes, ShowTheChargingPhone) {
     advance_phone(phone, 0);
     expect_texts(phone, "charging");
     phone.gauge_uah = 4.7e6;
-    phone.charger.watts = 5;  // too weak for the current that the battery may take
+    phone.charger.watts = 5;  // too weak for the current that the battery accepts
     advance_phone(phone, 0);
     expect_texts(phone, "limited by its source");
 }
@@ -244,7 +244,7 @@ TEST(Attributes, KnowEachKindOfCharger) {
     expect_texts(plugged(Source::WIRELESS, "BPP", 5), "BPP");
 }
 
-TEST(Attributes, EveryParameterHasATextAndNoPathTwo) {
+TEST(Attributes, EveryParameterHasATextAndAPathOfItsOwn) {
     const Phone phone;
     std::map<std::string, std::string> texts;
     std::set<SysfsParamId> ids;

@@ -1,4 +1,4 @@
-// How the values of parameters are read and written.
+// Reading and writing of parameters.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -36,7 +36,7 @@ std::string read_text_of(SysfsParamId id) {
     return text;
 }
 
-// The formats; the last four are those that no row of the table has now.
+// The formats; no row of the table has the last four.
 constexpr SysfsEnumEntry SIDES[] = {{"left", {.text = "right"}}, {"right", {.text = "R"}}, {nullptr, {.text = "none"}}};
 const SysfsParamDesc& DECIMAL = SysfsParamTable[PARAM_BATT_SOC];
 const SysfsParamDesc& HEX = SysfsParamTable[PARAM_WLS_NEGOTIATED_PWR];
@@ -60,7 +60,7 @@ std::string written(const SysfsParamDesc& format, const SysfsParamValue& record)
     return text != nullptr ? text : "(none)";
 }
 
-TEST(SysfsFormats, ATextBecomesAValueAndThatATextAgain) {
+TEST(SysfsFormats, ATextIsConvertedToAValueAndBack) {
     const struct {
         const char* name;
         const SysfsParamDesc& format;
@@ -68,20 +68,20 @@ TEST(SysfsFormats, ATextBecomesAValueAndThatATextAgain) {
     } rows[] = {
         {"decimal, blanks and sign", DECIMAL, " \t+42", "integer 42", "42\n"},
         {"decimal, up to the first other character", DECIMAL, "-12mV", "integer -12", "-12\n"},
-        {"decimal does not take hex", DECIMAL, "0x1f", "integer 0", "0\n"},
-        {"decimal, cut to 32 bits", DECIMAL, "4294967303", "integer 7", "7\n"},
+        {"decimal stops at a hex prefix", DECIMAL, "0x1f", "integer 0", "0\n"},
+        {"decimal, truncated to 32 bits", DECIMAL, "4294967303", "integer 7", "7\n"},
         {"decimal, beyond 64 bits", DECIMAL, "99999999999999999999", "integer -1", "-1\n"},
         {"decimal, empty", DECIMAL, "", "integer 0", "0\n"},
         {"hex with prefix", HEX, "0x1f", "integer 31", "0x1f\n"},
-        {"hex without, 32 bits", HEX, "FFffFFff", "integer -1", "0xffffffff\n"},
+        {"hex without prefix, 32 bits", HEX, "FFffFFff", "integer -1", "0xffffffff\n"},
         {"float", FLOAT, "-1.5e1V", "real -15.000000", "-15.000000\n"},
         {"text", TEXT, "EPP", "text EPP", "EPP"},
-        {"enum; written is the row of that number", STATUS, "Charging", "integer 1", "Full"},
+        {"enum; the value is written as the text of that row", STATUS, "Charging", "integer 1", "Full"},
         {"enum; the terminating row has no text", STATUS, "Full", "integer 2", "(none)"},
-        {"enum, more after the text", STATUS, "Full ", "integer 0", "Charging"},
-        {"enum, another no-match value", SysfsParamTable[PARAM_TYPEC_MODE], "", "integer 6", "Unknown"},
-        {"enum of texts; written is a text of the table", SIDE, "left", "text right", "right"},
-        {"enum of texts; no such text", SIDE, "Left", "text none", "(none)"},
+        {"enum, characters after the text", STATUS, "Full ", "integer 0", "Charging"},
+        {"enum, another value for unknown texts", SysfsParamTable[PARAM_TYPEC_MODE], "", "integer 6", "Unknown"},
+        {"enum of texts; a text of the table is written", SIDE, "left", "text right", "right"},
+        {"enum of texts; unknown text", SIDE, "Left", "text none", "(none)"},
         {"converted to an integer", NUMBER_OF, "42", "integer 42", "(none)"},
         {"converted to a text", AS_C, "42", "text C", "(none)"},
     };
@@ -119,8 +119,8 @@ TEST(SysfsRead, TextsUpTo4095Characters) {
     EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), "") << "no such attribute";
 }
 
-// The definition of what is kept: fgets line after line, each as long as its text, into a buffer of
-// 4,096 bytes.
+// The definition of the stored text: fgets reads lines into a buffer of 4,096 bytes, each after the text
+// of the previous line.
 std::string gathered_by_fgets(std::string content) {
     char buffer[SYSFS_BUFFER_SIZE] = "";
     size_t length = 0;
@@ -136,7 +136,7 @@ TEST(SysfsRead, AnyBytesAreGatheredAsByFgets) {
     const unsigned seed = std::random_device{}();
     std::mt19937 random(seed);
     for (int run = 0; run < 500 && !HasFailure(); run++) {
-        // From nearly only letters to nearly only NULs and newlines, short or around the limit.
+        // Mostly letters up to mostly NULs and newlines; short or around the limit.
         const uint32_t specials = 1U << random() % 13;
         std::string content(run % 2 == 0 ? 1 + random() % 40 : 4000 + random() % 6000, 'a');
         for (char& c : content) {
@@ -165,7 +165,7 @@ TEST(SysfsRead, TheMaskLeavesOtherSlotsUnread) {
     EXPECT_EQ(snapshot[PARAM_BATT_SOC].value.integer, 42);
 }
 
-TEST(SysfsRead, OneHeapBlockPerFileThatHoldsSomething) {
+TEST(SysfsRead, AllocatesAHeapBlockPerNonEmptyFile) {
     for (uint32_t id = 0; id < SYSFS_PARAM_COUNT; id++) {
         if (id != PARAM_SDM_THERM_ZONE_TEMP) {
             write_attribute(static_cast<SysfsParamId>(id), id == PARAM_BATT_ID ? "" : id == PARAM_FV ? "\n" : "1\n");
@@ -246,8 +246,7 @@ TEST(AttributeFile, SnapshotsFollowDirectoriesAndLinks) {
     }
 }
 
-// What is opened, and whether it is closed, on the stand-in: directories with their paths,
-// attributes by name.
+// The open descriptors on the stand-in: directories by their paths, attributes by name.
 struct Openings {
     std::vector<std::string> directories{};
     int by_path = 0, relative = 0;
@@ -268,7 +267,7 @@ Device device_that_counts() {
     };
     counting.attributes.open = [](void*, int, const char*, size_t name_at) {
         (name_at == 0 ? openings.by_path : openings.relative)++;
-        // Now and then a descriptor between is someone else's.
+        // Sometimes another owner has a descriptor in between.
         openings.next_fd += openings.relative % 10 == 9 ? 1 : 0;
         openings.open.insert(openings.next_fd);
         return openings.next_fd++;
@@ -276,7 +275,7 @@ Device device_that_counts() {
     counting.attributes.read = [](void*, int, char*, size_t) -> ssize_t { return 0; };
     counting.attributes.close = [](void*, int first, int last) {
         for (int fd = first; fd <= last; fd++) {
-            EXPECT_EQ(openings.open.erase(fd), 1U) << fd << " is someone else's";
+            EXPECT_EQ(openings.open.erase(fd), 1U) << fd << " belongs to another owner";
         }
     };
     return counting;
@@ -285,9 +284,9 @@ Device device_that_counts() {
 TEST(SysfsRead, OpensEachDirectoryOnceAndClosesWhatItOpens) {
     SysfsParams snapshot;
     const Device counting = device_that_counts();
-    counting.thermal_zone_temp_path[0] = '/';  // found already
+    counting.thermal_zone_temp_path[0] = '/';  // already found
     read_sysfs_params(counting, snapshot, light_cycle_mask());
-    EXPECT_EQ(openings.directories, std::vector<std::string>{}) << "two attributes, no directory in common";
+    EXPECT_EQ(openings.directories, std::vector<std::string>{}) << "two attributes in different directories";
     EXPECT_EQ(openings.by_path, 2);
 
     openings = Openings{};
@@ -298,7 +297,7 @@ TEST(SysfsRead, OpensEachDirectoryOnceAndClosesWhatItOpens) {
                                   "/sys/class/power_supply/wireless/", "/sys/class/qcom-battery/",
                                   "/sys/class/battchg_ext/", "/sys/class/battman_dbg/", "/sys/class/battman_dbg2/"}));
     EXPECT_EQ(openings.by_path, 1);
-    EXPECT_EQ(openings.relative, 134 - 1 - 52) << "none in the directory that is missing";
+    EXPECT_EQ(openings.relative, 134 - 1 - 52) << "no attribute of the missing directory";
     EXPECT_EQ(openings.open, std::multiset<int>{});
 }
 
@@ -315,7 +314,7 @@ TEST(AttributeFile, IsReplacedAndNeverCreated) {
     EXPECT_EQ(read_file(path), "12345\n");
 }
 
-// What the calls of write() return, in order; as much as they are given after these.
+// The results of the first calls of write(); later calls write everything.
 std::deque<ssize_t> accepted;
 std::string taken;
 
@@ -329,7 +328,7 @@ ssize_t take_by_script(int /*fd*/, const void* bytes, size_t size) {
     return count;
 }
 
-TEST(AttributeFile, GoesOnAfterAShortWriteAndRetriesNothing) {
+TEST(AttributeFile, ContinuesAfterAShortWriteAndRetriesNoFailure) {
     const struct {
         const char* name;
         std::deque<ssize_t> writes;
@@ -338,8 +337,8 @@ TEST(AttributeFile, GoesOnAfterAShortWriteAndRetriesNothing) {
     } rows[] = {
         {"in pieces", {2, 3}, 0, "12345\n"},
         {"nothing is accepted", {0}, -1, ""},
-        {"a piece, then nothing", {2, 0}, -1, "12"},
-        {"refused", {-1}, -1, ""},
+        {"a part is accepted, then nothing", {2, 0}, -1, "12"},
+        {"an error", {-1}, -1, ""},
     };
     for (const auto& row : rows) {
         accepted = row.writes;
@@ -349,7 +348,7 @@ TEST(AttributeFile, GoesOnAfterAShortWriteAndRetriesNothing) {
     }
 }
 
-TEST(SysfsReady, OneLookASecondThirtyAtMost) {
+TEST(SysfsReady, ChecksOnceASecondAtMostThirtyTimes) {
     const Calls given_up = {
         "<3>cellwarden: Reached retry max to wait for sysfs ready, so give up waiting. "
         "Probably, all writes to sysfs will fail.\n"};

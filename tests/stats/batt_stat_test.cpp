@@ -23,8 +23,7 @@ std::string with(std::string image, size_t offset, const std::string& bytes) {
     return image.replace(offset, bytes.size(), bytes);
 }
 
-// A stored record of layout 5.2.`patch` with a learned capacity of 4,400 mAh and something
-// everywhere else.
+// Returns a stored record of layout 5.2.`patch` with a learned capacity of 4,400 mAh; no other byte is 0.
 std::string stored_record(char patch = 4) {
     return with(std::string(RECORD_SIZE, '\x11'), 0, "\x01\x05\x02"s + patch + "\x30\x11");
 }
@@ -77,13 +76,15 @@ TEST(BattStatLoad, AcceptsUpgradesOrResetsTheStoredRecord) {
         EXPECT_EQ(loaded.state.restore.restore_capacity_mah, row.restore) << row.name;
     }
     EXPECT_EQ(logs(), Calls{});
-    EXPECT_EQ(phone.effects.size(), std::size(rows)) << "one read each, no writes";
+    EXPECT_EQ(phone.effects.size(), std::size(rows)) << "one read per row, no writes";
 }
 
 TEST(BattStatLoad, SeedsTheReferenceOfTheUsersSoh) {
     const std::tuple<const char*, uint32_t, int32_t, int32_t> rows[] = {
-        {"a second short of a period", 863'999, -1, 100'000}, {"one period", 864'000, 0, 5000},
-        {"the last kept period", 218'591'999, 251, 5250},     {"no period is kept any more", 218'592'000, -1, 100'000},
+        {"a second short of a period", 863'999, -1, 100'000},
+        {"one period", 864'000, 0, 5000},
+        {"the last stored period", 218'591'999, 251, 5250},
+        {"after the last stored period", 218'592'000, -1, 100'000},
         {"beyond 31 bits", 0x8000'0000, -1, 100'000},
     };
     for (const auto& [name, online_time, expected_index, expected_soh] : rows) {
@@ -98,7 +99,7 @@ TEST(BattStatLoad, SeedsTheReferenceOfTheUsersSoh) {
     }
 }
 
-TEST(BattStatSave, ComesOnceADayAtShutdownAndAfterLearning) {
+TEST(BattStatSave, HappensOnceADayAtShutdownAndAfterLearning) {
     struct Call {
         int64_t boot_time;
         int32_t phase;
@@ -108,12 +109,12 @@ TEST(BattStatSave, ComesOnceADayAtShutdownAndAfterLearning) {
     const std::pair<const char*, std::vector<Call>> rows[] = {
         {"a day after boot", {{86'399, 3, 0, false}, {86'400, 3, 0, true}, {86'401, 3, 0, false}}},
         {"in each cycle of shutdown", {{10, 4, 0, true}, {11, 4, 0, true}, {12, 3, 0, false}}},
-        {"shutdown starts the day anew", {{50'000, 4, 0, true}, {136'399, 3, 0, false}, {136'400, 3, 0, true}}},
-        {"the first learning is only remembered", {{10, 3, 500, false}, {13, 3, 501, true}, {14, 3, 501, false}}},
-        {"one that is gone is a change", {{10, 3, 500, false}, {11, 3, 0, true}, {12, 3, 600, false}}},
+        {"a save at shutdown starts a new day", {{50'000, 4, 0, true}, {136'399, 3, 0, false}, {136'400, 3, 0, true}}},
+        {"the first learning time is only remembered", {{10, 3, 500, false}, {13, 3, 501, true}, {14, 3, 501, false}}},
+        {"a change to 0 saves, a change from 0 does not", {{10, 3, 500, false}, {11, 3, 0, true}, {12, 3, 600, false}}},
         {"learning and shutdown at once", {{10, 3, 500, false}, {11, 4, 501, true}, {12, 3, 501, false}}},
     };
-    // A save that fails waits for its next time as any other.
+    // After a failed save, the next save is due as usual.
     phone.failing_writes = {UNIT_BATT_STAT};
     for (const auto& [name, calls] : rows) {
         ServiceState state;
@@ -129,15 +130,15 @@ TEST(BattStatSave, ComesOnceADayAtShutdownAndAfterLearning) {
     }
 }
 
-// --- The way of soft charge's working state into the record.
+// --- Copying soft charge's working state to the record.
 
 TEST(SoftChargeHistory, MillionthsOfAPerCent) {
     const std::tuple<const char*, extended, uint32_t> rows[] = {
-        {"cut, not rounded", 0.0000019990234375, 1},
+        {"truncated, not rounded", 0.0000019990234375, 1},
         {"negative", -0.5, 0},
         {"largest", extended(4'294'967'295) / 1'000'000 + extended(0.0000001), UINT32_MAX},
         {"saturates", 4294.967296, UINT32_MAX},
-        {"no number", std::numeric_limits<double>::quiet_NaN(), 0},
+        {"not a number", std::numeric_limits<double>::quiet_NaN(), 0},
     };
     for (const auto& [name, percent, expected] : rows) {
         EXPECT_EQ(to_micropercent(percent), expected) << name;
@@ -153,7 +154,7 @@ TEST(SoftChargeHistory, LevelsAreStampedOnce) {
             stat);
     }
     EXPECT_EQ(stat.soft_charge1_onlinetime, (std::array<uint64_t, 5>{50, 20, 0, 0, static_cast<uint64_t>(-40)}));
-    EXPECT_EQ(stat.soft_charge_mode, 7) << "a mode not known leaves what is stored";
+    EXPECT_EQ(stat.soft_charge_mode, 7) << "an unknown mode keeps the stored mode";
 }
 
 TEST(SoftChargeHistory, MilestonesOfTheStateOfHealth) {
@@ -178,8 +179,8 @@ TEST(SoftChargeHistory, StatesOfHealthByPeriod) {
     const std::tuple<const char*, int32_t, int32_t> rows[] = {
         {"end of a period", 863'999, 0},
         {"start of a period", 864'000, 1},
-        {"last second kept", 217'727'999, 251},
-        {"beyond", 217'728'000, -1},
+        {"last second of the last period", 217'727'999, 251},
+        {"after the last period", 217'728'000, -1},
         {"negative", -1, -1},
     };
     for (const auto& [name, online_time, period] : rows) {
@@ -190,7 +191,7 @@ TEST(SoftChargeHistory, StatesOfHealthByPeriod) {
         PerPeriod<uint16_t> expected_raw{}, expected_user{};
         if (period >= 0) {
             expected_raw[static_cast<size_t>(period)] = 10'000;
-            expected_user[static_cast<size_t>(period)] = 1;  // 16 bits are kept
+            expected_user[static_cast<size_t>(period)] = 1;  // the low 16 bits are stored
         }
         EXPECT_EQ(stat.latest_raw_soh, 10'000) << name;
         EXPECT_EQ(stat.latest_user_soh, 1) << name;

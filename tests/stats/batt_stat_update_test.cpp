@@ -9,7 +9,7 @@ namespace {
 
 using namespace test;
 
-// Three calls in which every step has something to book; what a step takes from another shows their order.
+// Three calls in which every step has an effect; values that a step takes from another one show their order.
 TEST(BattStatUpdate, RunsEveryStepOnce) {
     const SysfsParams snapshot = snapshot_of({{PARAM_BATTERY_MODEL_NAME, "K"},
                                               {PARAM_BATTERY_STATUS, "Charging"},

@@ -10,7 +10,7 @@ namespace {
 using namespace test;
 using namespace std::string_literals;
 
-TEST(EstablishedTime, IsThatOfTheBootOnceTheRecordHoldsAFullCharge) {
+TEST(EstablishedTime, IsTheBootTimeOnceTheRecordHasEnoughCharge) {
     const struct {
         const char* name;
         int64_t wall_time, boot_time;
@@ -19,7 +19,7 @@ TEST(EstablishedTime, IsThatOfTheBootOnceTheRecordHoldsAFullCharge) {
         {"established", 1'483'228'800, 800, "total_cycle_count=3000", "initialized_time=1483228000"},
         {"clock not set", 1'483'228'799, 800, "total_cycle_count=3000", ""},
         {"too little charge", 1'483'228'800, 800, "total_cycle_count=2999", ""},
-        {"known already", 1'483'228'800, 800, "total_cycle_count=3000 initialized_time=1", ""},
+        {"already stored", 1'483'228'800, 800, "total_cycle_count=3000 initialized_time=1", ""},
         {"beyond 32 bits", 0x2'0000'0000, 1, "total_cycle_count=3000", "initialized_time=8589934591"},
     };
     for (const auto& row : rows) {
@@ -32,12 +32,12 @@ TEST(EstablishedTime, IsThatOfTheBootOnceTheRecordHoldsAFullCharge) {
     }
 }
 
-TEST(ModelName, IsFilledInOnce) {
+TEST(ModelName, IsStoredOnce) {
     const std::tuple<const char*, std::string, const char*, std::string> rows[] = {
         {"short", "\0older than it"s, "KIRO", "KIRO"},
         {"fifteen characters", "", "FIFTEEN-LETTERS", "FIFTEEN-LETTERS"},
-        {"more are cut", "", "SIXTEEN-LETTERS!", "SIXTEEN-LETTERS"},
-        {"none yet", "", "", ""},
+        {"a longer name is truncated", "", "SIXTEEN-LETTERS!", "SIXTEEN-LETTERS"},
+        {"no model known yet", "", "", ""},
         {"kept", "KIRO", "ORWEN", "KIRO"},
     };
     for (const auto& [name, stored, reading, expected] : rows) {
@@ -69,15 +69,15 @@ TEST(CapacityHistory, ShiftsWithLearningAndWithTheLevel) {
             {"one event, 16 bits", counter(3), counter(4), learned + "learning_total_count=0" + time + shifted, 60,
              stored},
             {"two events", counter(3), counter(5), learned + "learning_total_count=1" + time + shifted, 60, stored},
-            {"a counter that fell", counter(3), counter(2), learned + "learning_total_count=65534" + time + shifted, 60,
+            {"a lower counter", counter(3), counter(2), learned + "learning_total_count=65534" + time + shifted, 60,
              stored},
-            {"from end to end", counter(INT32_MIN), counter(INT32_MAX),
+            {"from the lowest to the highest counter", counter(INT32_MIN), counter(INT32_MAX),
              learned + "learning_total_count=65534" + time + shifted, 60, stored},
-            {"toward zero, low 16 bits", counter(3), counter(4, -1, -4'399'999),
+            {"truncated toward zero, low 16 bits", counter(3), counter(4, -1, -4'399'999),
              "fcc_mah[0]=61137 learning_total_count=1 last_learning_time=4294967303 fcc_mah_raw[0]=65535"},
         });
     check_first_calls(update_capacity_history, {{"0 at start-up", counter(0), ""},
-                                                {"its whole value at start-up", counter(2),
+                                                {"the whole counter at start-up", counter(2),
                                                  learned + "learning_total_count=1" + time + shifted, stored}});
 }
 
@@ -86,8 +86,8 @@ TEST(CapacityHistory, ShiftsOnceWithAnotherLevel) {
         const char* name;
         int32_t level;
         uint16_t newest;
-    } calls[] = {{"first call", 2, 0},     {"the same", 2, 0},          {"another", 3, 4003}, {"not known", -1, 4004},
-                 {"known again", 3, 4004}, {"the same again", 3, 4004}, {"down", 2, 4007}};
+    } calls[] = {{"first call", 2, 0},     {"the same", 2, 0},     {"another", 3, 4003}, {"not known", -1, 4004},
+                 {"known again", 3, 4004}, {"unchanged", 3, 4004}, {"lower", 2, 4007}};
     ServiceState state;
     BattStat stat{};
     int32_t full_uah = 4'000'000;

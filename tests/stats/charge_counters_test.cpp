@@ -8,7 +8,7 @@ namespace {
 
 using namespace test;
 
-TEST(ChargingTime, IsBookedByStatusAndPhaseOfTheEarlierCall) {
+TEST(ChargingTime, IsBookedByStatusAndPhaseOfThePreviousCall) {
     const auto charging = [](int32_t status, int32_t phase) {
         return std::vector<Given>{{PARAM_BATTERY_STATUS, status}, {PARAM_BOOTUP_SHUTDOWN_PHASE, phase}};
     };
@@ -58,8 +58,8 @@ TEST(WarmTime, IsBookedFromCallsWithAWarmBattery) {
     check_first_calls(update_warm_time, {{"first call", health("Warm"), ""}});
 }
 
-// What ended with one call adds nothing in the next.
-TEST(ChargeTimes, EndWhereTheirConditionDoes) {
+// A condition that ended with a call adds no time in the next call.
+TEST(ChargeTimes, EndWithTheirCondition) {
     ServiceState state;
     BattStat stat{};
     for (const int32_t active : {1, 0, 0}) {
@@ -76,7 +76,7 @@ TEST(ChargeTimes, EndWhereTheirConditionDoes) {
     EXPECT_EQ(changes({}, stat), "on_charge_total_time=60 smart_charge_mode_total_time=60 jeita_warm_total_time=60");
 }
 
-constexpr int32_t DESIGN = 4'480'000;  // 0.8 C are 3,584,000 uA, 0.6 C are 2,688,000
+constexpr int32_t DESIGN = 4'480'000;  // 0.8 C is 3,584,000 uA, 0.6 C is 2,688,000 uA
 
 std::vector<Given> current(int32_t current_ua, int32_t soc = 5000, int32_t design_uah = DESIGN) {
     return {
@@ -92,8 +92,8 @@ TEST(FastCharge, TimeNeedsTheRateAtBothEnds) {
                       {"0.6 C", current(2'688'000), {}, "over_06c_total_time=60"},
                       {"below 0.6 C at first", current(2'687'999), current(3'584'000), ""},
                       {"below 0.6 C at last", current(3'584'000), current(2'687'999), ""},
-                      {"rates are cut", current(7, 0, 9), {}, "over_08c_total_time=60"},       // 7.2 uA
-                      {"rates are cut, 0.6", current(5, 0, 9), {}, "over_06c_total_time=60"},  // 5.4 uA
+                      {"0.8 C is truncated", current(7, 0, 9), {}, "over_08c_total_time=60"},  // 7.2 uA
+                      {"0.6 C is truncated", current(5, 0, 9), {}, "over_06c_total_time=60"},  // 5.4 uA
                       {"one second", current(3'584'000), {}, "over_08c_total_time=1", 1},
                       {"the clock stands", current(3'584'000), {}, "", 0},
                       {"the clock went back", current(3'584'000), {}, "", -60},
@@ -130,8 +130,8 @@ TEST(FastCharge, GainNeedsTheRateAtBothEnds) {
     check_first_calls(update_fast_charge_soc, {{"first call", current(0, 11'000, 0), ""}});
 }
 
-// An invalid charge leaves charge and current of the call before it as the reference.
-TEST(FastCharge, GainGoesOnFromTheLatestValidCharge) {
+// After an invalid charge, charge and current of the call before it remain the reference.
+TEST(FastCharge, GainContinuesFromTheLatestValidCharge) {
     ServiceState state;
     BattStat stat{};
     for (const auto& [current_ua, soc] : {std::pair(3'584'000, 5000), {0, 11'001}, {3'584'000, 5100}}) {
@@ -140,7 +140,7 @@ TEST(FastCharge, GainGoesOnFromTheLatestValidCharge) {
     EXPECT_EQ(changes({}, stat), "over_08c_charge_count=100");
 }
 
-TEST(Shutdown, IsCountedWithAnEmptyBatteryAndItsCapacityKept) {
+TEST(Shutdown, IsCountedWithAnEmptyBatteryAndStoresTheCapacity) {
     const auto phase = [](int32_t value, int32_t capacity) {
         return std::vector<Given>{{PARAM_BOOTUP_SHUTDOWN_PHASE, value}, {PARAM_BATTERY_CAPACITY, capacity}};
     };
@@ -149,7 +149,7 @@ TEST(Shutdown, IsCountedWithAnEmptyBatteryAndItsCapacityKept) {
                                              {"below empty", phase(3, 50), phase(4, -1), "soc0_shutdown_cnt=1"},
                                              {"1 %", phase(3, 50), phase(4, 1), ""},
                                              {"another phase", phase(3, 50), phase(5, 0), ""},
-                                             {"phase 4 goes on", phase(4, 1), phase(4, 0), ""},
+                                             {"phase 4 continues", phase(4, 1), phase(4, 0), ""},
                                              {"the counter wraps", phase(3, 50), phase(4, 0), "soc0_shutdown_cnt=0", 60,
                                               "soc0_shutdown_cnt=4294967295"},
                                          });

@@ -38,34 +38,34 @@ TEST(ChargerClass, FollowsFromTypeAndWattage) {
     }
 }
 
-// Types 7 and 8 are of class 4, type 6 of class 5; type 1 has no class.
+// Types 7 and 8 have class 4, type 6 has class 5; type 1 has no class.
 std::vector<Given> charger(int32_t type, int32_t soc) {
     return {{PARAM_ACTIVE_CHARGER_TYPE, type}, {PARAM_BATT_SOC, soc}};
 }
 
 TEST(ChargerClasses, CountAttachmentsTimeAndCharge) {
-    check_updates(
-        update_charger_classes,
-        {
-            {"stays", charger(7, 5000), charger(8, 5001), "dev_attach[4].total_time=60 dev_attach[4].charge_count=1"},
-            {"another class, no gain", charger(7, 5000), charger(6, 5000),
-             "dev_attach[4].total_time=60 dev_attach[5].count=1"},
-            {"detached, discharged", charger(7, 5000), charger(1, 4999), "dev_attach[4].total_time=60"},
-            {"attached", charger(1, 5000), charger(7, 5100), "dev_attach[4].count=1"},
-            {"nothing attached", charger(1, 5000), charger(1, 5100), ""},
-            {"the clock stands", charger(7, 5000), {}, "", 0},
-            {"the clock went back", charger(7, 5000), {}, "", -60},
-            {"an invalid charge is taken", charger(7, -5), charger(7, 20'000),
-             "dev_attach[4].total_time=60 dev_attach[4].charge_count=20005"},
-            {"counters wrap", charger(7, 0), charger(6, 9),
-             "dev_attach[4].total_time=59 dev_attach[4].charge_count=8 dev_attach[5].count=0", 60,
-             "dev_attach[4].total_time=4294967295 dev_attach[4].charge_count=4294967295 "
-             "dev_attach[5].count=4294967295"},
-        });
+    check_updates(update_charger_classes,
+                  {
+                      {"same class", charger(7, 5000), charger(8, 5001),
+                       "dev_attach[4].total_time=60 dev_attach[4].charge_count=1"},
+                      {"another class, no gain", charger(7, 5000), charger(6, 5000),
+                       "dev_attach[4].total_time=60 dev_attach[5].count=1"},
+                      {"detached, discharged", charger(7, 5000), charger(1, 4999), "dev_attach[4].total_time=60"},
+                      {"attached", charger(1, 5000), charger(7, 5100), "dev_attach[4].count=1"},
+                      {"nothing attached", charger(1, 5000), charger(1, 5100), ""},
+                      {"the clock stands", charger(7, 5000), {}, "", 0},
+                      {"the clock went back", charger(7, 5000), {}, "", -60},
+                      {"an invalid charge is booked", charger(7, -5), charger(7, 20'000),
+                       "dev_attach[4].total_time=60 dev_attach[4].charge_count=20005"},
+                      {"counters wrap", charger(7, 0), charger(6, 9),
+                       "dev_attach[4].total_time=59 dev_attach[4].charge_count=8 dev_attach[5].count=0", 60,
+                       "dev_attach[4].total_time=4294967295 dev_attach[4].charge_count=4294967295 "
+                       "dev_attach[5].count=4294967295"},
+                  });
     check_first_calls(update_charger_classes, {{"present at start-up", charger(7, 11'000), "dev_attach[4].count=1"}});
 }
 
-// The time and charge of a class end where it is left.
+// A class gets no time and charge after it ends.
 TEST(ChargerClasses, BookNothingAcrossAPause) {
     ServiceState state{.clock = {.cycle_boot_time = FIRST_CALL}};
     BattStat stat{};

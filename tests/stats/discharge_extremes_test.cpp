@@ -7,17 +7,17 @@ namespace {
 
 using namespace test;
 
-// A reading of the battery while it is discharged.
+// Returns readings of the battery while it discharges.
 std::vector<Given> reading(int32_t temperature_decic, int32_t voltage_uv, int32_t current_ua) {
     return {{PARAM_BATTERY_TEMP, temperature_decic},
             {PARAM_BATTERY_VOLTAGE_NOW, voltage_uv},
             {PARAM_BATTERY_CURRENT_NOW, current_ua}};
 }
 
-// The record has seen all temperatures, so they change nothing.
+// The stored temperature extremes include all temperatures, which therefore change nothing.
 const std::string TEMPERATURES = "max_temp=32767 min_temp=-32768";
 
-// The maxima 0 to `last` at `ma`, and their times.
+// Returns the maxima 0 to `last` with the value `ma`, and their times.
 std::string maxima(size_t last, int32_t ma) {
     static const char* const NAMES[] = {"max_discharge_current", "max_dischg_cur_3500mv_10c",
                                         "max_dischg_cur_3500mv_5c", "max_dischg_cur_3500mv_0c"};
@@ -46,12 +46,12 @@ TEST(DischargeMaxima, AreKeptByTemperatureAndVoltage) {
             {"3.5 V", reading(-1, 3'500'000, -2'500'000), maxima(0, 2500)},
             {"as large as stored", reading(250, 0, -2'500'999), "", "max_discharge_current=2500"},
             {"1 mA more than stored", reading(250, 0, -2'501'000), maxima(0, 2501), "max_discharge_current=2500"},
-            {"the cold ones are judged alone", reading(-1, 0, -2'501'000),
+            {"each maximum is compared with its own value", reading(-1, 0, -2'501'000),
              "max_dischg_cur_3500mv_5c=2501 max_discharge_time[2]=7",
              "max_discharge_current=9000 max_dischg_cur_3500mv_10c=2501 max_dischg_cur_3500mv_0c=2502"},
-            {"16 bits, highest", reading(250, 0, -32'768'000), maxima(0, 32'768)},
-            {"16 bits, wrapped", reading(250, 0, -32'769'000), ""},
-            {"16 bits, wrapped twice", reading(250, 0, -65'537'000), maxima(0, 1)},
+            {"highest value in 16 bits", reading(250, 0, -32'768'000), maxima(0, 32'768)},
+            {"wrapped in 16 bits", reading(250, 0, -32'769'000), ""},
+            {"wrapped twice in 16 bits", reading(250, 0, -65'537'000), maxima(0, 1)},
             {"lowest current", reading(250, 0, INT32_MIN), ""},  // 50,331 in 16 bits
         },
         TEMPERATURES);
@@ -65,7 +65,7 @@ TEST(Extremes, OfCellVoltageAndTemperature) {
         {
             {"as high as stored", cell(4480), "", "max_cell_voltage=4480"},
             {"higher", cell(4481), "max_cell_voltage=4481 max_cell_voltage_time=7", "max_cell_voltage=4480"},
-            {"unsigned", cell(-1), "max_cell_voltage=65535 max_cell_voltage_time=7", "max_cell_voltage=32767"},
+            {"compared unsigned", cell(-1), "max_cell_voltage=65535 max_cell_voltage_time=7", "max_cell_voltage=32767"},
             {"low 16 bits", cell(65'536 + 4480), "", "max_cell_voltage=4480"},
         },
         TEMPERATURES);
@@ -77,13 +77,13 @@ TEST(Extremes, OfCellVoltageAndTemperature) {
             {"as high as stored", temperature(250), "", "max_temp=250 min_temp=249"},
             {"as low as stored", temperature(249), "", "max_temp=250 min_temp=249"},
             {"lower", temperature(248), "min_temp=248 min_temp_time=7", "max_temp=250 min_temp=249"},
-            {"a maximum is no minimum too", temperature(251), "max_temp=251 max_temp_time=7", "max_temp=250"},
-            {"compared whole, stored in 16 bits", temperature(32'768), "max_temp=-32768 max_temp_time=7",
+            {"a new maximum is not also a minimum", temperature(251), "max_temp=251 max_temp_time=7", "max_temp=250"},
+            {"compared in 32 bits, stored in 16 bits", temperature(32'768), "max_temp=-32768 max_temp_time=7",
              "max_temp=32767"},
         });
 }
 
-// The buckets of heavy discharge named, each with `seconds`.
+// Returns the named buckets of heavy discharge, each with `seconds`.
 std::string booked(std::initializer_list<int> buckets, int64_t seconds = 60) {
     std::string text;
     for (const int bucket : buckets) {
@@ -107,8 +107,8 @@ TEST(DischargeTime, IsBookedByTheLaterReading) {
                       {"below 5 degC, low", {}, reading(49, 3'499'999, -2'001'000), booked({0, 2, 3, 4, 5})},
                       {"0 degC, low", {}, reading(0, 3'499'999, -2'001'000), booked({0, 2, 3, 4, 5})},
                       {"below 0 degC, 3.8 V", {}, reading(-1, 3'800'000, -2'001'000), booked({0, 2, 4, 6})},
-                      {"below 0 degC, lower", {}, reading(-1, 3'799'999, -2'001'000), booked({0, 2, 4, 6, 7})},
-                      {"all of them", {}, reading(-300, 0, -3'001'000), booked({0, 1, 2, 3, 4, 5, 6, 7})},
+                      {"below 0 degC, below 3.8 V", {}, reading(-1, 3'799'999, -2'001'000), booked({0, 2, 4, 6, 7})},
+                      {"all buckets", {}, reading(-300, 0, -3'001'000), booked({0, 1, 2, 3, 4, 5, 6, 7})},
                       {"one second", {}, reading(150, 0, -2'001'000), booked({0}, 1), 1},
                       {"the clock stands", {}, reading(150, 0, -2'001'000), "", 0},
                       {"the clock went back", {}, reading(150, 0, -2'001'000), "", -1},

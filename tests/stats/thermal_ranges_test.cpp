@@ -7,7 +7,7 @@ namespace {
 
 using namespace test;
 
-TEST(ThermalRanges, TakeTheTimeByTheEarlierLevel) {
+TEST(ThermalRanges, AreBookedByThePreviousLevel) {
     const auto level = [](int32_t value) { return std::vector<Given>{{PARAM_SYSTEM_TEMP_LEVEL, value}}; };
     const auto booked = [](int range, int64_t seconds = 60) {
         return "thermal_range_stay_time[" + std::to_string(range) + "]=" + std::to_string(seconds);
@@ -20,7 +20,7 @@ TEST(ThermalRanges, TakeTheTimeByTheEarlierLevel) {
                       {"12", level(12), level(15), booked(1)},
                       {"13", level(13), level(15), booked(2)},
                       {"14", level(14), level(15), booked(3)},
-                      {"15 is booked nowhere", level(15), level(0), ""},
+                      {"15 has no range", level(15), level(0), ""},
                       {"one second", level(0), {}, booked(0, 1), 1},
                       {"the clock stands", level(0), {}, "", 0},
                       {"the clock went back", level(0), {}, "", -60},

@@ -1,4 +1,4 @@
-// Tables for the steps of the statistics: what the second of two calls changes in the record.
+// Tables for the steps of the statistics: the changes of the record in the second of two calls.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,17 +12,17 @@
 
 namespace cellwarden::test {
 
-// Boot clock of the first call. The second call's wall clock has the low 32 bits 7.
+// Boot clock of the first call. The low 32 bits of the second call's wall clock are 7.
 inline constexpr int64_t FIRST_CALL = 1000;
 inline constexpr int64_t WALL = 0x1'0000'0007;
 
 struct UpdateRow {
     const char* name;
-    std::vector<Given> before;  // readings of the first call; what is not given reads as 0
-    std::vector<Given> now;     // what differs in the second
-    std::string changes;        // of the second call, as support/record.h writes them
-    int64_t seconds = 60;       // between the calls
-    std::string stored{};       // elements of the record before the second call; the others are those of a reset one
+    std::vector<Given> before;  // readings of the first call; all others are 0
+    std::vector<Given> now;     // readings that differ in the second call
+    std::string changes;        // changes in the second call, in the format of support/record.h
+    int64_t seconds = 60;       // time between the calls
+    std::string stored{};       // elements of the record before the second call that differ from a reset record
 };
 
 // A step of the update.
@@ -48,7 +48,7 @@ inline void check_updates(Update* update, std::initializer_list<UpdateRow> rows)
     }
 }
 
-// What the first call after start-up changes, in a record in which `stored` and the row's own elements are set.
+// Checks the changes of the first call after start-up to a record with the elements of `stored` and of the row.
 struct FirstCallRow {
     const char* name;
     std::vector<Given> now;

@@ -1,4 +1,4 @@
-// Lists that tests compare the code with: rows of fields between commas; '#' starts a comment line.
+// Lists for comparison with the code: rows of fields, separated by commas; '#' starts a comment line.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// Tables of expected values in files: a line per row, cells between ';', the first line the names of
-// the columns.
+// Tables of expected values in files: a line per row, cells separated by ';'. The first line names the
+// columns.
 #pragma once
 
 #include <fstream>
@@ -24,7 +24,7 @@ inline std::vector<Row> rows_of(const std::string& file, char separator = ';') {
     return rows;
 }
 
-// The rows without the names of the columns.
+// Returns the rows without the line of column names.
 inline std::vector<Row> values_of(const std::string& file) {
     std::vector<Row> rows = rows_of(file);
     rows.erase(rows.begin());

@@ -15,7 +15,7 @@ namespace {
 
 using namespace test;
 
-constexpr int64_t WALL = 0x1'0000'0000;  // less the boot clock
+constexpr int64_t WALL = 0x1'0000'0000;  // wall clock minus boot clock
 
 TEST(ConnectionStates, FollowFromTwoOnlineValues) {
     const std::tuple<int32_t, int32_t, ConnectionState> rows[] = {
@@ -28,7 +28,7 @@ TEST(ConnectionStates, FollowFromTwoOnlineValues) {
     }
 }
 
-// What a connection holds that is not zero, by name, with what the working state counts of it.
+// Returns by name the values of a connection, and of the working state's counts for it, that are not zero.
 using Values = std::map<std::string, std::string>;
 
 Values values_of(const ServiceState& state, const ChgInsertionRemovalData& connection) {
@@ -72,7 +72,7 @@ std::string changes(const Values& before, const Values& after) {
     return text;
 }
 
-// "usb/online=1 capacity=57": each attribute by the end of its path.
+// "usb/online=1 capacity=57": an attribute is named by the end of its path.
 void set_attributes(const std::string& texts) {
     std::istringstream words(texts);
     for (std::string word; words >> word;) {
@@ -88,11 +88,11 @@ void set_attributes(const std::string& texts) {
 struct Step {
     const char* name;
     int64_t boot_time;
-    std::string now;      // attributes that differ from the step before
-    std::string changes;  // in the order of their names
+    std::string now;      // attributes that differ from those of the previous step
+    std::string changes;  // expected changes, in the order of their names
 };
 
-// Runs the steps from a fresh start; nothing is hot until the levels say so.
+// Runs the steps from a start; the connector is not hot until the levels are.
 void follow(ServiceState state, std::initializer_list<Step> steps) {
     ChgInsertionRemovalData connection;
     phone.attributes.clear();
@@ -121,24 +121,24 @@ TEST(ChargerConnection, UsbFromInsertionToRemoval) {
              "usb/online=1 batt_aging_level=2 usb/voltage_now=5000000 battery/voltage_now=4000000 usb_real_type=PD",
              "days=0 inserted_soc=57 inserted_stage=2 usb=1 usbin=5000000 vbatt=4000000"},
             {"connected, smart charging", 120, "system_temp_level=3", "at_level_0=10 care=1 type=PD usb=2 usb_time=10"},
-            {"no longer smart, maxima kept", 130,
+            {"smart charging ended, maxima kept", 130,
              "smart_charging_status=0 usb/voltage_now=4999999 battery/voltage_now=3999999 "
              "usb_real_type=sixteen-letters!",
              "at_level_3=10 type=sixteen-letters usb_time=20"},
             {"maxima raised", 131, "usb/voltage_now=5000001 battery/voltage_now=4000001",
              "at_level_3=11 usb_time=21 usbin=5000001 vbatt=4000001"},
-            {"the clock stands", 131, "", ""},
+            {"the clock is unchanged", 131, "", ""},
             {"the clock goes back", 121, "usb_real_type=DCP", "at_level_3=1 type=DCP usb_time=11"},
             {"removed", 125,
              "usb/online=0 capacity=61 batt_aging_level=3 usb_real_type= usb/voltage_now=5000002 "
              "battery/voltage_now=4000002",
              "at_level_3=5 removal_soc=61 removal_stage=3 usb=3 usb_time=15 usbin=5000002 vbatt=4000002"},
-            {"gone", 130, "", "usb=0"},
+            {"not connected", 130, "", "usb=0"},
             {"inserted again; time since the last connected cycle is not booked", 200,
              "usb/online=1 usb/voltage_now=9 battery/voltage_now=8",
              "inserted_soc=61 inserted_stage=3 usb=1 usbin=9 vbatt=8"},
             {"an online value of 2", 210, "usb/online=2", "usb=0"},
-            {"is no removal either", 220, "usb/online=0", ""},
+            {"0 after an online value of 2", 220, "usb/online=0", ""},
         });
 }
 
@@ -154,7 +154,7 @@ TEST(ChargerConnection, ABootClockOfZeroBooksNothing) {
     follow({}, {{"first call", 100, "usb/online=1", "usb=1"},
                 {"no clock", 0, "", "usb=2"},
                 {"no clock before", 50, "", ""},
-                {"both known", 60, "", "at_level_0=10 usb_time=10"}});
+                {"both clocks known", 60, "", "at_level_0=10 usb_time=10"}});
 }
 
 TEST(ChargerConnection, WirelessFromInsertionToRemoval) {
@@ -164,17 +164,17 @@ TEST(ChargerConnection, WirelessFromInsertionToRemoval) {
                 "wireless/online=1 capacity=57 batt_aging_level=2 battery/voltage_now=4000000 wls_type=EPP "
                 "usb/voltage_now=5",
                 "days=0 inserted_soc=57 inserted_stage=2 vbatt=4000000 wls=1"},
-               {"connected; without USB nothing says since when", 120, "battery/voltage_now=4000001",
+               {"connected; without USB no time is booked", 120, "battery/voltage_now=4000001",
                 "type=EPP vbatt=4000001 wls=2"},
-               {"USB too", 130, "usb/online=1 usb_real_type=PD", "usb=1 usbin=5"},
-               {"both book", 140, "", "at_level_0=20 type=PD usb=2 usb_time=10"},
+               {"USB also inserted", 130, "usb/online=1 usb_real_type=PD", "usb=1 usbin=5"},
+               {"both connected, time is booked", 140, "", "at_level_0=20 type=PD usb=2 usb_time=10"},
                {"wireless removed: USB waits for the next cycle", 150,
                 "wireless/online=0 usb/online=0 capacity=58 smart_charging_status=2",
                 "at_level_0=30 care=1 removal_soc=58 removal_stage=2 wls=3"},
-               {"USB removed; nothing was refreshed in between", 160, "", "at_level_0=50 usb=3 usb_time=30 wls=0"},
+               {"USB removed; time since its latest cycle", 160, "", "at_level_0=50 usb=3 usb_time=30 wls=0"},
                {"wireless alone counts from the latest USB cycle", 170, "wireless/online=1",
                 "inserted_soc=58 usb=0 wls=1"},
-               {"and goes on counting from there", 180, "", "at_level_0=90 type=EPP wls=2"},
+               {"wireless time grows from there", 180, "", "at_level_0=90 type=EPP wls=2"},
            });
 }
 
@@ -183,29 +183,29 @@ TEST(ChargerConnection, CountsWholeDaysOfUsb) {
                 {"a day", 86'500, "", "at_level_0=86400 usb=2 usb_time=86400"},
                 {"more than a day", 86'501, "", "at_level_0=86401 days=1 usb_time=86401"},
                 {"two days", 172'900, "", "at_level_0=172800 usb_time=172800"},
-                {"three days at once, one a cycle", 300'000, "", "at_level_0=299900 days=2 usb_time=299900"},
-                {"the next", 300'000, "", "days=3"},
-                {"no more", 300'000, "", ""},
-                {"at removal too", 400'000, "usb/online=0",
+                {"three days at once, counted one per cycle", 300'000, "", "at_level_0=299900 days=2 usb_time=299900"},
+                {"the third day in the next cycle", 300'000, "", "days=3"},
+                {"no further day", 300'000, "", ""},
+                {"also at the removal", 400'000, "usb/online=0",
                  "at_level_0=399900 days=4 type=BAD CONNECTION usb=3 usb_time=399900"},
-                {"an insertion counts anew", 400'000, "usb/online=1", "days=0 usb=1"},
-                {"from the time not yet reported", 400'000, "", "days=1 type= usb=2"}});
+                {"an insertion resets the count", 400'000, "usb/online=1", "days=0 usb=1"},
+                {"days of the time that was not yet reported", 400'000, "", "days=1 type= usb=2"}});
 }
 
 TEST(ChargerConnection, CountsRisesOfTheInputCurrentLimitBit) {
     follow({}, {{"set at insertion", 0, "usb/online=1 reg_aicl_status=0x4", "usb=1"},
-                {"still set: a rise since the insertion", 0, "", "icl_min=1 usb=2"},
-                {"stays", 0, "reg_aicl_status=0xffffffff", ""},
+                {"set at the insertion counts as a rise", 0, "", "icl_min=1 usb=2"},
+                {"remains set", 0, "reg_aicl_status=0xffffffff", ""},
                 {"removed", 0, "usb/online=0", "type=BAD CONNECTION usb=3"},
                 {"inserted again", 0, "usb/online=1", "usb=1"},
-                {"which forgets the bit", 0, "", "icl_min=2 type= usb=2"},
-                {"falls; its neighbours are set", 0, "reg_aicl_status=0xfffffffb", ""},
-                {"rises", 0, "reg_aicl_status=0x4", "icl_min=3"},
-                {"falls again", 0, "reg_aicl_status=0x0", ""},
+                {"the insertion has cleared the remembered bit", 0, "", "icl_min=2 type= usb=2"},
+                {"cleared; its neighbours are set", 0, "reg_aicl_status=0xfffffffb", ""},
+                {"set again", 0, "reg_aicl_status=0x4", "icl_min=3"},
+                {"cleared again", 0, "reg_aicl_status=0x0", ""},
                 {"not counted at removal", 0, "usb/online=0 reg_aicl_status=0x4", "type=BAD CONNECTION usb=3"}});
 }
 
-TEST(ChargerConnection, BooksTimeByTheThermalLevelBefore) {
+TEST(ChargerConnection, BooksTimeByThePreviousThermalLevel) {
     follow({}, {{"inserted", 100, "usb/online=1 system_temp_level=-1", "usb=1"},
                 {"below 0", 110, "system_temp_level=0", "usb=2 usb_time=10"},
                 {"0", 120, "system_temp_level=19", "at_level_0=10 usb_time=20"},
@@ -223,7 +223,7 @@ TEST(ConnectorHeat, CountsEpisodesAtTheHighestLevel) {
             {"one level more", 100, "system_temp_level=31", ""},
             {"hot again", 101, "system_temp_level=30", "heat_count=255 heat_time=4294967397 hot=1 usb_time=1"},
             {"cooler", 101, "system_temp_level=0", "hot=0"},
-            {"the count stops, the time follows", 102, "system_temp_level=30",
+            {"the count stops at 255, the time is updated", 102, "system_temp_level=30",
              "at_level_0=1 heat_time=4294967398 hot=1 usb_time=2"},
             {"removed hot", 102, "usb/online=0", "type=BAD CONNECTION usb=3"}});
 }

@@ -1,4 +1,4 @@
-// The schema of the two events against the list that their receivers work by.
+// The schema of the two events equals the list that their receivers use.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -11,7 +11,7 @@ namespace {
 
 using namespace test;
 
-// "number,name,label,type" of the fields, by number.
+// Returns "number,name,label,type" of the fields in the order of their numbers.
 std::vector<std::string> fields_of(const ProtobufCMessageDescriptor& message) {
     const std::map<int, std::string> types = {{PROTOBUF_C_TYPE_UINT32, "uint32"},
                                               {PROTOBUF_C_TYPE_UINT64, "uint64"},

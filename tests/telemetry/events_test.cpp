@@ -1,5 +1,4 @@
-// The two events as their readers see them: decoded by protoc, which shares no code with the daemon. Then the sending
-// of any event.
+// The two events, decoded by protoc, which shares no code with the daemon, and the sending of events.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,11 +25,11 @@ using namespace test;
 
 constexpr int64_t WALL_CLOCK_SET = 1'483'228'800;
 
-// The fields that an event carries, by name (a field that the schema does not know stands under its number), each with
-// its values in protoc's text form, in order.
+// The fields of an event by name (an unknown field by its number), each with its values in protoc's text format, in
+// order.
 using Fields = std::map<std::string, std::vector<std::string>>;
 
-// Category and name of the events that were not refused.
+// Returns category and name of the events that the library accepted.
 Calls events_sent() {
     Calls names;
     for (const Effect& event : effects_of(Effect::Kind::EVENT)) {
@@ -41,7 +40,7 @@ Calls events_sent() {
     return names;
 }
 
-// The fields of the one event that the phone has got, which protoc encodes to the same bytes.
+// Returns the fields of the only event that the phone has received. Checks that protoc encodes them to the same bytes.
 Fields decoded(const std::string& name) {
     EXPECT_EQ(events_sent(), Calls{"charging " + name});
     write_file("/sys/event", effects_of(Effect::Kind::EVENT).back().bytes);
@@ -60,8 +59,8 @@ Fields decoded(const std::string& name) {
     return fields;
 }
 
-// From which bytes of the stored record a field is to be taken: name, type, first offset (hexadecimal), count. Offsets,
-// not the record's fields: so it does not depend on the names that the code matches.
+// The bytes of the stored record that a field contains: name, type, first offset (hexadecimal), count. The table has
+// offsets instead of the record's fields, so that it does not depend on the names that the code matches.
 constexpr char MAPPINGS[] = R"(
     initialize u8 0000 1  fcc_mah u16 0004 5  initialized_time u64 0020 1  last_learning_time u64 0030 1
     first_soh_time u64 0040 9  soft_charge_mode u32 0090 1  total_cycle_count u32 0098 1
@@ -106,7 +105,7 @@ Fields expected_fields(const std::string& record) {
 
 TEST(BattDegradation2, CarriesTheRecordFieldByField) {
     std::mt19937 random(1);
-    std::string random_record(sizeof(BattStat), '\0');  // every element another value
+    std::string random_record(sizeof(BattStat), '\0');  // every element has a different value
     std::generate(random_record.begin(), random_record.end(), [&] { return static_cast<char>(random()); });
     const struct {
         std::string record, version, name, shown_version, shown_name;
@@ -149,17 +148,17 @@ TEST(BattDegradation2, IsSentOncePerTenDayMark) {
         int64_t wall_time = WALL_CLOCK_SET;
         bool library_missing = false;
     } steps[] = {
-        {"no clock: not even the first period is taken", 0, false, WALL_CLOCK_SET - 1},
-        {"the first evaluation only takes the period", 863'999, false},
+        {"no clock: not even the first period is remembered", 0, false, WALL_CLOCK_SET - 1},
+        {"the first evaluation only remembers the period", 863'999, false},
         {"the next mark", 864'000, true},
         {"several marks at once", 4'320'000, true},
-        {"going down", 0, false},
-        {"rising again", 864'000, true},
+        {"a lower period", 0, false},
+        {"a higher period again", 864'000, true},
         {"no clock: the mark is not consumed", 1'728'000, false, 0},
         {"the clock is set", 1'728'000, true},
         {"no library: consumed", 2'592'000, false, WALL_CLOCK_SET, true},
         {"the library is back", 2'592'000, false},
-        {"unsigned to its end", UINT32_MAX, true},
+        {"the highest online time, unsigned", UINT32_MAX, true},
     };
     ServiceState state;
     BattStat stat{};
@@ -172,7 +171,7 @@ TEST(BattDegradation2, IsSentOncePerTenDayMark) {
     }
 }
 
-// A removed connection, in the record's order, with another value in every field; some of them are never sent.
+// A removed connection, in the record's order, with a different value in every field; some fields are never sent.
 ChgInsertionRemovalData removed_connection() {
     std::array<uint32_t, THERMAL_LEVEL_COUNT> levels{};
     std::iota(levels.begin(), levels.end(), UINT32_MAX - 19);
@@ -209,7 +208,7 @@ TEST(ChargerInsertionRemoval, CarriesTheConnectionFieldByField) {
     EXPECT_EQ(decoded("ChargerInsertionRemoval"), expected);
 }
 
-// Whether a call sends, from the values of the call before and of this one.
+// The values of the previous call and of this call decide whether it sends.
 TEST(ChargerInsertionRemoval, IsSentOnceForEachReason) {
     struct Row {
         const char* name;
@@ -252,13 +251,13 @@ TEST(ChargerInsertionRemoval, IsSentOnceForEachReason) {
         send_ondra_chg_insertion_removal_if_is_timing(device, state, connection, snapshot);
 
         EXPECT_EQ(events_sent().size(), row.sent ? 1U : 0U);
-        EXPECT_EQ(connection.usb_insertion_time == 0, row.sent) << "cleared";
+        EXPECT_EQ(connection.usb_insertion_time == 0, row.sent) << "a sent connection is cleared";
         EXPECT_EQ(bytes_of(state.insertion_removal_report),
                   bytes_of(InsertionRemovalReportMemory{static_cast<int32_t>(row.days), row.phase, row.level}));
     }
 }
 
-// --- Sending any event
+// --- Sending an event
 
 constexpr EventKind KIND = {.name = "Name", .library_missing_text = "100 % missing", .sent_text = "100 % sent"};
 
@@ -276,7 +275,7 @@ TEST(SendEvent, EveryOutcome) {
         {"not active", {.ondra_active = 0}, false, "<3>cellwarden: ondra_is_active: 0\n", 0},
         {"no bytes", {}, true, "<3>cellwarden: ONDRA log Could not serialize message data\n", 0, 0, 0},
         {"no memory", {.heap_is_empty = true}, true, "<3>cellwarden: malloc failed\n"},
-        {"refused", {.ondra_refuses = true}, true, "100 % sent"},
+        {"rejected", {.ondra_refuses = true}, true, "100 % sent"},
         {"sent", {.ondra_active = 2}, true, "100 % sent", 1, 1},
     };
     for (const Row& row : rows) {

@@ -1,4 +1,4 @@
-// The first calls after start-up: nothing is remembered but the start values.
+// The first calls after start-up, with the start values of all remembered values.
 #include <gtest/gtest.h>
 
 #include "support/phone.h"
@@ -18,11 +18,11 @@ TEST(ChargerInsertionRemoval, FirstCallAfterStartUp) {
         uint32_t days = 0;
     } rows[] = {
         {"nothing new", false},
-        {"level 0 is no change, though the highest", false, 0, 0},
+        {"the highest level 0 is not a change", false, 0, 0},
         {"the highest level", true, 9, 9},
         {"a level above 0 that is the highest", true, 1, 1},
         {"shutdown with a charger", true, 0, 9, 4},
-        {"no day yet", false, 0, 9, 3, 0},
+        {"less than a day", false, 0, 9, 3, 0},
         {"a day", true, 0, 9, 3, 1},
     };
     for (const auto& row : rows) {

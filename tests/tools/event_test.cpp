@@ -1,4 +1,4 @@
-// Events: by name and in units that people read; their faults, and a fleet of them in a database.
+// Events in readable names and units, their faults, and the events of many phones in a database.
 #include <nlohmann/json.hpp>
 #include <regex>
 
@@ -11,14 +11,14 @@ using testing::HasSubstr;
 
 class EventTest : public test::ToolTest {
   protected:
-    // Packs fields, given as text, into a file that ends with the event's name.
+    // Packs the fields in the text into a file whose name ends with the event's name.
     void pack(const std::string& file, const std::string& fields) const {
         write(file, "");
         const auto packed = run("echo '" + fields + "' | " PROTOC " --encode=charging." +
                                 file.substr(file.rfind('-') + 1) + " -I" PROTO_FOLDER " charging.proto >" + file);
         ASSERT_EQ(packed.output, "");
     }
-    // The last line of an event: the fields of the schema that the event lacks.
+    // The last line of an event: the fields of the schema that the event does not contain.
     [[nodiscard]] std::string absent_line(const std::string& file) const {
         const auto line = nlohmann::json::parse(run(INSPECT " event --json-lines " + file).output);
         std::ifstream schema(PROTO_FOLDER "/charging.proto");
@@ -40,11 +40,11 @@ constexpr const char* CHARGER_FIELDS =
     "version: 2 charger_type: \"PD\" usb_insertion_time: 3661 pdo_raw_list: \"\" thermal_level_time: [11, 0, 13] "
     "inserted_soc: 20 removal_soc: 80 battery_care_flg: true latest_user_soh: 98501";
 
-TEST_F(EventTest, HasNamesAndUnitsThatPeopleRead) {
+TEST_F(EventTest, HasReadableNamesAndUnits) {
     pack("a-ChargerInsertionRemoval", CHARGER_FIELDS);
     pack("b-BatteryDegradation2",
          "max_discharge_current: -3000 arrhenius_lv: [4294967295, 3] latest_user_soh: 49250 online_time: 864000");
-    // The content shows which event it is; standard input has no name.
+    // Standard input has no name, so the content shows which event it is.
     EXPECT_EQ(run(INSPECT " event - <a-ChargerInsertionRemoval").output,
               R"(ChargerInsertionRemoval event -, 34 bytes
      1  version                                   2
@@ -82,7 +82,7 @@ TEST_F(EventTest, AnOutboxBecomesALinePerEvent) {
                               "\n");
 }
 
-TEST_F(EventTest, FaultsTellOffsetAndReason) {
+TEST_F(EventTest, FaultsHaveOffsetAndReason) {
     const std::string good("\x08\x02\x12\x02PD\xC0\x20\x85\x81\x06", 11);  // with a last field of three bytes
     const struct {
         const char* name;
@@ -90,13 +90,13 @@ TEST_F(EventTest, FaultsTellOffsetAndReason) {
         const char* fault;
     } rows[] = {
         {"empty", "", "is empty"},
-        {"cut in the last value", good.substr(0, 10), "the value of field latest_user_soh is truncated"},
+        {"truncated in the last value", good.substr(0, 10), "the value of field latest_user_soh is truncated"},
         {"text longer than the rest", "\x08\x02\x12\x7fPD",
          "offset 0x0003: field charger_type is 127 bytes long, but only 2 remain"},
         {"unknown field", good + "\xb8\x3e\x01", "unknown field 999"},
-        {"text where a number is due", "\x08\x02\x1a\x01\x41",
+        {"text instead of a number", "\x08\x02\x1a\x01\x41",
          "offset 0x0002: field usb_insertion_time has encoding 2, expected 0"},
-        {"key cut", good + "\x80", "the key of a field is truncated"},
+        {"truncated key", good + "\x80", "the key of a field is truncated"},
         {"varint of eleven bytes", "\x08" + std::string(10, '\xff') + "\x01",
          "the value of field version is truncated"},
     };
@@ -106,7 +106,7 @@ TEST_F(EventTest, FaultsTellOffsetAndReason) {
         EXPECT_EQ(outcome.exit_code, 1) << row.name;
         EXPECT_THAT(outcome.output, HasSubstr(row.fault)) << row.name;
     }
-    for (size_t length = 1; length < good.size(); length++) {  // cut anywhere, it is an event or a fault
+    for (size_t length = 1; length < good.size(); length++) {  // each truncated event is valid or has a fault
         write("event", good.substr(0, length));
         const auto outcome = run(INSPECT " event - <event");
         EXPECT_LE(outcome.exit_code, 1) << length << ": " << outcome.output;
@@ -114,7 +114,7 @@ TEST_F(EventTest, FaultsTellOffsetAndReason) {
     }
 }
 
-// The commands of docs/fleet.md do what the page says.
+// The commands of docs/fleet.md have the results that the page describes.
 TEST_F(EventTest, TheWorkedExampleOfAFleetRuns) {
     pack("outboxes/phone-a/20260101T000000Z-0001-charging-BatteryDegradation2",
          "online_time: 864000 latest_user_soh: 50000 filtered_soh_per_10days: [50000]");
@@ -127,7 +127,7 @@ TEST_F(EventTest, TheWorkedExampleOfAFleetRuns) {
          "charger_type: \"PD\" usb_insertion_time: 3600 inserted_soc: 20 removal_soc: 80");
     pack("outboxes/phone-b/20260102T000000Z-0002-charging-ChargerInsertionRemoval",
          "charger_type: \"PD\" usb_insertion_time: 1800 inserted_soc: 30 removal_soc: 50");
-    // The name on the page, whatever runs the program here.
+    // The name in the page, independent of how the program runs here.
     write("bin/cellwarden-inspect", "#!/bin/sh\nexec " INSPECT " \"$@\"\n");
     const auto outcome = run("chmod +x bin/*; sed -n '/^```sh$/,/^```$/{/^```/!p}' " FLEET_PAGE
                              " >commands; PATH=$PWD/bin:$PATH sh -e commands | sed 's/ *$//'");

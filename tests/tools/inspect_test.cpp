@@ -1,4 +1,4 @@
-// cellwarden-inspect of records and unit stores, as a script calls it.
+// cellwarden-inspect with records and unit stores, as a script calls it.
 #include <nlohmann/json.hpp>
 
 #include "decode/record_layout.h"
@@ -22,7 +22,7 @@ std::string changed(std::string bytes, size_t offset, char value) {
     return bytes;
 }
 
-TEST_F(InspectTest, SaysWhatTheDaemonWouldMakeOfARecord) {
+TEST_F(InspectTest, ReportsHowTheDaemonWouldLoadARecord) {
     const std::string good = fresh_record();
     const struct {
         const char* name;
@@ -37,9 +37,9 @@ TEST_F(InspectTest, SaysWhatTheDaemonWouldMakeOfARecord) {
         {"never written", changed(good, 0, 0), 1, "marker at offset 0x0000 is 0x00"},
         {"one byte short", good.substr(0, good.size() - 1), 1,
          "9,727 bytes, expected 9,728: it ends at offset 0x25FF, in reserved bytes"},
-        {"cut in a field", good.substr(0, 0x2321), 1, "0x2321, in filtered_soh_per_10days[144]"},
-        {"cut in an entry", good.substr(0, 0x0F14), 1, "in dev_attach_total_time[1]"},
-        {"one byte long", good + "x", 1, "bytes follow it from offset 0x2600"},
+        {"truncated in a field", good.substr(0, 0x2321), 1, "0x2321, in filtered_soh_per_10days[144]"},
+        {"truncated in an entry", good.substr(0, 0x0F14), 1, "in dev_attach_total_time[1]"},
+        {"one byte too long", good + "x", 1, "bytes follow it from offset 0x2600"},
         {"three bytes", good.substr(0, 3), 1, "3 bytes, expected at least 4 for marker and version"},
         {"empty", "", 1, "0 bytes"},
         {"reserved byte", changed(good, 0x2C, 9), 0, "Odd: offset 0x002C, reserved bytes: 9"},
@@ -53,8 +53,8 @@ TEST_F(InspectTest, SaysWhatTheDaemonWouldMakeOfARecord) {
     }
 }
 
-// A change in each kind of number, in elements that only the right place, width and stride finds.
-TEST_F(InspectTest, DifferencesHaveNamesAndUnitsThatPeopleRead) {
+// Changes in each kind of number, in elements that require the correct offset, width and stride.
+TEST_F(InspectTest, DifferencesHaveReadableNamesAndUnits) {
     BattStat stat;
     reset_batt_stat(stat);
     stat.fcc_mah[4] = 0x1234;
@@ -84,7 +84,7 @@ TEST_F(InspectTest, DifferencesHaveNamesAndUnitsThatPeopleRead) {
     EXPECT_EQ(run(INSPECT " diff a a").exit_code, 0);
 }
 
-TEST_F(InspectTest, MisuseEndsWith2AndSaysWhy) {
+TEST_F(InspectTest, MisuseEndsWith2AndTheReason) {
     write("a", fresh_record());
     write("erased", "\xff\xff\xff\xff");
     const struct {
@@ -105,7 +105,7 @@ TEST_F(InspectTest, MisuseEndsWith2AndSaysWhy) {
     }
 }
 
-// Each table of the page: its heading, its rows and columns, and what is left out.
+// Each table of the page: its heading, its rows and columns, and the omitted ones.
 TEST_F(InspectTest, ThePageShowsGridsChargersAndPeriods) {
     BattStat stat;
     reset_batt_stat(stat);
@@ -136,23 +136,25 @@ TEST_F(InspectTest, ThePageShowsGridsChargersAndPeriods) {
     EXPECT_THAT(fresh, HasSubstr("  no counts yet\n"));
 }
 
-// A value that the daemon stores is not odd, the next one beyond is.
+// The largest value that the daemon stores is not odd, the next one is.
 TEST_F(InspectTest, OdditiesAreOutsideTheRangeOfTheirUnit) {
     const struct {
         const char* name;
         void (*set)(BattStat&);
-        const char* odd;  // empty: nothing is
+        const char* odd;  // the reported value; empty: none
     } rows[] = {
-        {"full health", [](BattStat& s) { s.latest_user_soh = 50'000; }, ""},
-        {"more than full", [](BattStat& s) { s.latest_user_soh = 50'001; }, "0x0038, latest_user_soh: 50001"},
-        {"a raw one may", [](BattStat& s) { s.latest_raw_soh = s.raw_soh_per_10days[3] = 50'001; }, ""},
+        {"full state of health", [](BattStat& s) { s.latest_user_soh = 50'000; }, ""},
+        {"above full state of health", [](BattStat& s) { s.latest_user_soh = 50'001; },
+         "0x0038, latest_user_soh: 50001"},
+        {"a raw state of health may be above full",
+         [](BattStat& s) { s.latest_raw_soh = s.raw_soh_per_10days[3] = 50'001; }, ""},
         {"level 5", [](BattStat& s) { s.arrhenius_lv[2] = 5; }, ""},
         {"level 6", [](BattStat& s) { s.arrhenius_lv[2] = 6; }, "0x1402, arrhenius_lv[2]: 6"},
         {"online time in 31 bits", [](BattStat& s) { s.online_time = INT32_MAX; }, ""},
         {"a milestone", [](BattStat& s) { s.soft_charge1_onlinetime[1] = uint64_t{1} << 31; },
          "soft_charge1_onlinetime[1]: 2147483648"},
-        {"2017", [](BattStat& s) { s.initialized_time = 1'483'228'800; }, ""},
-        {"before", [](BattStat& s) { s.initialized_time = 1'483'228'799; }, "initialized_time: 1483228799"},
+        {"first valid time, 2017", [](BattStat& s) { s.initialized_time = 1'483'228'800; }, ""},
+        {"before 2017", [](BattStat& s) { s.initialized_time = 1'483'228'799; }, "initialized_time: 1483228799"},
     };
     for (const auto& row : rows) {
         BattStat stat;
@@ -187,10 +189,10 @@ TEST_F(InspectTest, JsonHasEveryFieldWithItsValueAndStoredForm) {
     for (const auto& gap : decode::reserved_bytes()) {
         bytes += gap.size;
     }
-    EXPECT_EQ(bytes, sizeof(BattStat)) << "fields and reserved bytes make up the record";
+    EXPECT_EQ(bytes, sizeof(BattStat)) << "fields and reserved bytes cover the record";
 }
 
-// Each unit of the store: a content that is as it should be, and one of another size.
+// Each unit of the store, with valid content and with content of another size.
 TEST_F(InspectTest, UnitStore) {
     const auto rows = test::values_of(TOOLS_TESTS "/units.csv");
     const auto content = [](const test::Row& row) {

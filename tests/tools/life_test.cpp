@@ -1,4 +1,4 @@
-// Whole lives: what a run leaves behind, what must hold on the way, and what is refused.
+// Whole lives: the output of a run, the conditions that hold throughout, and rejected input.
 #include "tools/lifetime/life.h"
 
 #include <cstring>
@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A small profile with a JSON merge patch applied.
+// Returns a small profile with a JSON merge patch applied.
 Profile small_profile(const std::string& patch) {
     nlohmann::json document = nlohmann::json::parse(R"({
         "start": "2026-01-01", "years": 0.01, "cycle_s": 300,
@@ -45,7 +45,7 @@ class LifeTest : public test::ToolTest {
         profile_ = small_profile(patch);
         return life_.emplace(begin_life(profile_, 1));
     }
-    // Every file of a directory by its path in it.
+    // Returns every file of a directory by its relative path.
     [[nodiscard]] std::map<std::string, std::string> all_files(const char* name) const {
         std::map<std::string, std::string> files;
         for (const auto& entry : fs::recursive_directory_iterator(top / name)) {
@@ -66,7 +66,7 @@ class LifeTest : public test::ToolTest {
     std::optional<Life> life_;
 };
 
-TEST_F(LifeTest, TheSeedGivesEveryByteOfARun) {
+TEST_F(LifeTest, TheSeedDeterminesEveryByteOfARun) {
     run_into("a", 7);
     run_into("b", 7);
     const std::map<std::string, std::string> first = all_files("a");
@@ -74,7 +74,7 @@ TEST_F(LifeTest, TheSeedGivesEveryByteOfARun) {
     run_into("b", 8);
     EXPECT_NE(read("b/units/2491"), read("a/units/2491"));
     run_into("b", 7);
-    EXPECT_EQ(all_files("b"), first) << "into the directory of an earlier run";
+    EXPECT_EQ(all_files("b"), first) << "in the directory of an earlier run";
 }
 
 TEST_F(LifeTest, SendsTheEventsAndWritesTheDays) {
@@ -87,15 +87,14 @@ TEST_F(LifeTest, SendsTheEventsAndWritesTheDays) {
     }
     EXPECT_EQ(events, (std::map<std::string, int>{{"BatteryDegradation2", 1}, {"ChargerInsertionRemoval", 12}}));
     EXPECT_EQ(files_of(top / "a/outbox").front().filename(), "20260102T030000Z-0001-charging-ChargerInsertionRemoval");
-    EXPECT_EQ(test::rows_of(top / "a/series.csv", ',').size(), 13U)
-        << "the names of the columns, and a row for each day";
+    EXPECT_EQ(test::rows_of(top / "a/series.csv", ',').size(), 13U) << "a line of column names, and a row for each day";
     const std::string log = read("a/daemon.log");
     const std::string mark = "Phone online time has reached 10 days";
     EXPECT_EQ(log.find(mark), log.rfind(mark));
     EXPECT_EQ(log.substr(log.rfind('\n', log.find(mark)) + 1, 13), "2026-01-11T00");
 }
 
-// The figures and the series of a run against the stored record and the life itself.
+// The figures and the series of a run equal the stored record and the life itself.
 TEST_F(LifeTest, FiguresAndColumnsAreThoseOfTheRecord) {
     const Profile profile = small_profile(R"({"years": 0.085, "cycle_s": 900, "restarts_per_month": 3,
         "battery": {"soc_percent": 20, "design_mah": 3000}, "fade": {"calendar_percent": 40},
@@ -168,7 +167,7 @@ TEST_F(LifeTest, FiguresAndColumnsAreThoseOfTheRecord) {
     EXPECT_EQ(rows.back().front(), "2026-02-01");
 }
 
-TEST_F(LifeTest, RefusesADirectoryThatIsNoRun) {
+TEST_F(LifeTest, RejectsADirectoryWithoutARun) {
     write("letter.txt", "dear");
     EXPECT_THROW(make_run_directory(top), std::runtime_error);
     EXPECT_TRUE(fs::exists(top / "letter.txt"));
@@ -183,10 +182,12 @@ TEST_F(LifeTest, ARestartKeepsTheRecordAndACrashLosesADayAtMost) {
     life.plan.restarts.push_back({life.time_s, false});
     live_on(life);
     EXPECT_EQ(life.restarts, 1U);
-    EXPECT_EQ(life.state.usage.online_time, before_restart + 300 + 1) << "up to the shutdown, and between two cycles";
+    EXPECT_EQ(life.state.usage.online_time, before_restart + 300 + 1)
+        << "up to the shutdown, plus the time between two cycles";
     EXPECT_EQ(life.state.clock.cycle_boot_time, 31);
     EXPECT_LT(learned, 99'000);
-    EXPECT_NEAR(life.state.health.latest_raw_soh, learned, 20) << "not the design capacity of the first cycle";
+    EXPECT_NEAR(life.state.health.latest_raw_soh, learned, 20)
+        << "from the restored capacity, not the design capacity of the first cycle";
 
     live_until(3 * SECONDS_PER_DAY);
     const int32_t before_crash = life.state.usage.online_time;
@@ -211,7 +212,7 @@ TEST_F(LifeTest, AnEmptyPhoneIsOffUntilItIsCharged) {
 }
 
 // Across a ten-day mark, with a restart.
-TEST_F(LifeTest, TheRecordHoldsWhatEncodingAllPeriodsWouldGive) {
+TEST_F(LifeTest, TheRecordEqualsAnEncodingOfAllPeriods) {
     Life& life = begin(R"({"cycle_s": 1800})");
     life.plan.restarts.push_back({5 * SECONDS_PER_DAY, false});
     while (life.time_s < 11 * SECONDS_PER_DAY) {
@@ -240,25 +241,25 @@ TEST(Comparison, ShowsBothValuesTheirDifferenceAndTheLevels) {
     EXPECT_TRUE(print_comparison(out, a, a));
 }
 
-TEST(Profile, AMistakeIsNamedWithItsPlace) {
+TEST(Profile, ErrorsNameTheirPosition) {
     const struct {
         const char* name;
-        const char* patch;  // of the small profile; null removes a key
+        const char* patch;  // applied to the small profile; null removes a key
         const char* message;
     } rows[] = {
-        {"no such day", R"({"start": "2026-13-01"})", "small.json: start: expected a date"},
+        {"impossible date", R"({"start": "2026-13-01"})", "small.json: start: expected a date"},
         {"unknown key", R"({"color": 1})", "small.json: color: unknown key, expected one of: about"},
         {"no places", R"({"places": {"house": null, "outdoors": null}})", "places: expected an object of places"},
         {"a charger of both kinds", R"({"chargers": {"fast": {"wireless": "EPP"}}})",
          "chargers.fast: expected an object with watts and either usb or wireless"},
-        {"an hour too late", R"({"occasions": [{"at": "24:00", "for_min": 5}]})",
+        {"24:00 is not a time of day", R"({"occasions": [{"at": "24:00", "for_min": 5}]})",
          "occasions[0].at: expected a time of day such as \"07:30\", found \"24:00\""},
         {"an unknown charger", R"({"occasions": [{"at": "07:30", "for_min": 5, "charger": "x"}]})",
          "occasions[0].charger: expected one of: fast, slow, found \"x\""}};
     for (const auto& row : rows) {
         try {
             (void)small_profile(row.patch);
-            ADD_FAILURE() << row.name << ": was taken";
+            ADD_FAILURE() << row.name << ": was accepted";
         } catch (const InputError& error) {
             EXPECT_THAT(error.what(), testing::HasSubstr(row.message)) << row.name;
         }

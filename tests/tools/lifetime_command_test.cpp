@@ -1,4 +1,4 @@
-// cellwarden-lifetime as people run it.
+// cellwarden-lifetime as users run it.
 #include "program.h"
 
 #ifdef LIFETIME

@@ -1,5 +1,5 @@
-// The parts of a simulated life: the user's days, the seasons, how the battery fades, what the gauge
-// learns, and every column and figure of a run against the record that the daemon stored.
+// The parts of a simulated life: the user's days, the seasons, the fading of the battery, the learning of
+// the gauge, and the keys of a profile.
 #include <cmath>
 #include <map>
 #include <sstream>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr int64_t HOUR_S = 3600;
 
-// A profile of one place, two chargers and the given occasions. 2026-01-01 is a Thursday.
+// Returns a profile with one place, two chargers and the given occasions. 2026-01-01 is a Thursday.
 Profile profile_of(const std::string& occasions, const std::string& patch = "{}") {
     auto document = nlohmann::json::parse(R"({"start": "2026-01-01", "home": "house", "idle_ma": 40,
         "suspended_ma": 8, "restarts_per_month": 0, "places": {"away": {"mean_c": 5}, "house": {"mean_c": 22}},
@@ -85,7 +85,7 @@ TEST(Usage, ChargesWhenTheBatteryIsLowUntilItIsCharged) {
         return result;
     };
     EXPECT_EQ(charges({49, 60, 79, 80, 70}), "+++--");
-    EXPECT_EQ(charges({50, 20}), "--") << "decided at its start";
+    EXPECT_EQ(charges({50, 20}), "--") << "decided at the start of the occasion";
 }
 
 TEST(Usage, ChanceAndSpreadFollowTheSeed) {
@@ -173,9 +173,9 @@ TEST(FadeModel, FollowsItsEquation) {
         double temp_c, voltage_v, charges, years, wanted_percent;
     } rows[] = {{"a year at 25 degC and 3.9 V", 25, 3.9, 0, 1, 2.5},
                 {"four years: the square root of time", 25, 3.9, 0, 4, 5},
-                {"12 K halve the time", 37, 3.9, 0, 1, 2.5 * std::sqrt(2)},
-                {"and double it", 13, 3.9, 0, 1, 2.5 / std::sqrt(2)},
-                {"a volt: exp(1.5)", 25, 4.9, 0, 1, 2.5 * std::exp(0.75)},
+                {"12 K more halve the time", 37, 3.9, 0, 1, 2.5 * std::sqrt(2)},
+                {"12 K less double the time", 13, 3.9, 0, 1, 2.5 / std::sqrt(2)},
+                {"1 V more: exp(1.5) times the time", 25, 4.9, 0, 1, 2.5 * std::exp(0.75)},
                 {"200 charges", 25, 3.9, 200, 0, 2}};
     for (const auto& row : rows) {
         Fade fade;
@@ -188,7 +188,7 @@ TEST(FadeModel, FollowsItsEquation) {
     EXPECT_NEAR(fade.use_percent, 35.0, 1e-9);
     fade.use_percent = 35.1;
     advance_fade(fade, FadeModel{}, 25, 3.9, 10, 0);
-    EXPECT_NEAR(fade.use_percent, 35.4, 1e-9) << "three times as much past the knee";
+    EXPECT_NEAR(fade.use_percent, 35.4, 1e-9) << "three times as much below the knee";
     fade.use_percent = 99;
     EXPECT_EQ(state_of_health(fade), 0.1);
 }
@@ -213,7 +213,7 @@ TEST(Gauge, LearnsTheCapacityFromLowToFull) {
     EXPECT_EQ(charge_from(0.29), 1);
     EXPECT_NEAR(phone.gauge_uah.value(), 4e6, 4e4);
     EXPECT_NE(phone.gauge_uah.value(), 4e6);
-    EXPECT_EQ(charge_from(0.5), 1) << "the low charge has served once";
+    EXPECT_EQ(charge_from(0.5), 1) << "a low start teaches the capacity only once";
     restart_gauge(gauge, phone);
     EXPECT_EQ(phone.gauge_uah, 5e6);
     EXPECT_EQ(phone.learning_count, 0);
@@ -278,7 +278,7 @@ TEST(ProfileFile, EveryKeyReachesItsField) {
               "xdaysPELLAMIR_VOSKABPP");
 }
 
-TEST(ProfileFile, ValuesOutOfRangeAreNamedWithTheRange) {
+TEST(ProfileFile, ErrorsNameTheRange) {
     for (const test::Row& row : test::values_of(TOOLS_TESTS "/ranges.csv")) {
         nlohmann::json document = nlohmann::json::parse(R"({"start": "2026-01-01", "home": "house",
             "places": {"house": {"mean_c": 22}}, "chargers": {"fast": {"usb": "PD", "watts": 30}},

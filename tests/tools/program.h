@@ -1,4 +1,4 @@
-// A test that runs programs in its own directory.
+// A test that runs programs in a directory of its own.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -25,7 +25,7 @@ class ToolTest : public testing::Test {
         std::ifstream stream(top / name, std::ios::binary);
         return {std::istreambuf_iterator<char>(stream), {}};
     }
-    // The expected text in a file of this folder.
+    // Returns the expected text from a file of this folder.
     [[nodiscard]] static std::string expected(const char* name) {
         std::ifstream stream(std::string(TOOLS_TESTS "/") + name, std::ios::binary);
         return {std::istreambuf_iterator<char>(stream), {}};

@@ -1,4 +1,4 @@
-// The report in a real browser: every chart is drawn, and what the page shows is the record's.
+// The report in a real browser: it draws every chart, and the page shows the record's values.
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <regex>
@@ -65,7 +65,7 @@ int count(const std::string& text, const std::string& part) {
     return found;
 }
 
-// The data that the page's script draws.
+// Returns the data that the page's script draws.
 nlohmann::ordered_json data_of(const std::string& page) {
     const std::string start = "id=\"data\">";
     const size_t at = page.find(start) + start.size();
@@ -114,7 +114,7 @@ TEST_F(ReportTest, IsDrawnByABrowser) {
     const std::string dom = read("dom");
     EXPECT_THAT(dom, HasSubstr("data-drawn=\"9\" data-errors=\"\" data-done=\"yes\""));
     EXPECT_EQ(count(dom, "<svg"), 9);
-    // The cells that are drawn for the bins that were reached.
+    // The cells drawn for the bins with a value.
     int cells = 0;
     for (size_t at = 0; (at = dom.find("role-mark cells\"", at)) != dom.npos; at++) {
         cells += count(dom.substr(at, dom.find("</g>", at) - at), "<path");
@@ -131,13 +131,13 @@ TEST_F(ReportTest, IsDrawnByABrowser) {
 
 #endif
 
-TEST_F(ReportTest, NeedsNothingBesideItsPage) {
+TEST_F(ReportTest, NeedsNoOtherFiles) {
     write("run/units/2491", sample_record());
     write("run/series.csv", "date,online_days,true_soh\n2026-01-02,9.5,97.25\ncut,");
     ASSERT_EQ(run(REPORT " run -o page").exit_code, 0);
     const std::string page = read("page");
     const std::string markup = page.substr(0, page.find("<script>"));
-    EXPECT_THAT(markup, HasSubstr("@media (prefers-color-scheme")) << "only @NAME@ marks a text to insert";
+    EXPECT_THAT(markup, HasSubstr("@media (prefers-color-scheme")) << "only @NAME@ is a placeholder";
     for (const char* const outside : {"src=", "href=", "@import", "url("}) {
         EXPECT_EQ(count(markup, outside), 0) << outside;
     }

@@ -33,7 +33,7 @@ void note_signal(int signal) {
 void catch_signals() {
     struct sigaction action = {};
     action.sa_handler = note_signal;
-    action.sa_flags = SA_RESTART;  // no write of a run is cut short
+    action.sa_flags = SA_RESTART;  // signals do not interrupt writes
     for (const int signal : {SIGINT, SIGTERM}) {
         (void)sigaction(signal, &action, nullptr);
     }
@@ -41,11 +41,11 @@ void catch_signals() {
 
 enum class Stage { WAITING, RUNNING, DONE, FAILED };
 
-// A job, and what its thread reports to the one that watches.
+// A job, and the progress that its thread reports.
 struct Running {
     const Job* job = nullptr;
     std::atomic<Stage> stage = Stage::WAITING;
-    std::atomic<double> share = 0;  // of the life, 0 to 1
+    std::atomic<double> share = 0;  // finished share of the life, 0 to 1
     std::atomic<double> true_soh = 0;
     std::atomic<int32_t> level = 0;
     std::atomic<uint32_t> cycles = 0;
@@ -101,7 +101,7 @@ std::string progress_line(const Running& running) {
     return line;
 }
 
-// Draws all lines over those drawn before.
+// Draws all lines over the previous ones.
 void draw(const std::vector<Running>& all, bool first) {
     if (!first) {
         (void)fprintf(stderr, "\033[%zuA", all.size());

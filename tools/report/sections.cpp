@@ -53,7 +53,7 @@ ordered_json filled(ordered_json section, const std::vector<Subject>& subjects, 
     return section;
 }
 
-// Number of periods that have begun.
+// Returns the number of periods that have begun.
 size_t period_count(const BattStat& stat) {
     const size_t begun = stat.online_time == 0 ? 0 : stat.online_time / PERIOD_S + 1;
     return std::min<size_t>(begun, PERIOD_COUNT);
