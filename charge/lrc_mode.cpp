@@ -1,4 +1,4 @@
-#include "charge/lrc_mode.h"
+#include "charge/device_modes.h"
 
 #include <array>
 
@@ -30,16 +30,13 @@ constexpr std::array<Switches, 3> SWITCHES = {{
 }};
 
 Zone zone_of(int32_t capacity, int32_t upper, int32_t lower) {
-    if (capacity > upper) {
-        return ABOVE;
+    if (capacity >= upper) {
+        return capacity > upper ? ABOVE : AT_UPPER;
     }
-    if (capacity == upper) {
-        return AT_UPPER;
+    if (capacity <= lower) {
+        return capacity < lower ? BELOW : AT_LOWER;
     }
-    if (capacity > lower) {
-        return BETWEEN;
-    }
-    return capacity == lower ? AT_LOWER : BELOW;
+    return BETWEEN;
 }
 
 void set_switch(const Device& device, const SysfsParams& snapshot, SysfsParamId id, int32_t value) {

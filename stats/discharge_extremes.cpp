@@ -1,7 +1,7 @@
 #include "product/attribute_texts.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
-#include "stats/batt_stat_steps.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden {
 namespace {

@@ -1,9 +1,8 @@
-#include "telemetry/charger_insertion_removal.h"
-
 #include <algorithm>
 
-#include "state/stored_units.h"
+#include "state/batt_stat.h"
 #include "telemetry/charging.pb-c.h"
+#include "telemetry/reports.h"
 #include "telemetry/send_event.h"
 
 namespace cellwarden {

@@ -1,4 +1,4 @@
-#include "charge/soh_estimates.h"
+#include "charge/soft_charge.h"
 
 #include <gtest/gtest.h>
 
@@ -83,7 +83,12 @@ TEST(UserSoh, FallsByAStepPerPeriodTowardItsTarget) {
         {"below level 0", 99'999, 100'000, 80'000, 99'999, -1},
     };
     for (const Row& row : rows) {
-        ServiceState state{.usage = {.online_time = row.online_time, .soh = row.soh, .total_cycle_count = row.total_cycle_count}, .levels = {.soft_charge_mode = row.level}, .health = {.latest_user_soh = row.user, .prev_soh_bucket_index = row.reference_period, .prev_bucket_user_soh = row.reference}};
+        ServiceState state{
+            .usage = {.online_time = row.online_time, .soh = row.soh, .total_cycle_count = row.total_cycle_count},
+            .levels = {.soft_charge_mode = row.level},
+            .health = {.latest_user_soh = row.user,
+                       .prev_soh_bucket_index = row.reference_period,
+                       .prev_bucket_user_soh = row.reference}};
         state.ageing.total_cycle_degradation = row.lost;
         update_soh_estimates(state, snapshot_of({}), POLICY);
         EXPECT_EQ(state.health.latest_user_soh, row.expected) << row.name;

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "support/phone.h"
-#include "telemetry/charger_insertion_removal.h"
+#include "telemetry/reports.h"
 
 namespace cellwarden {
 namespace {
@@ -27,7 +27,8 @@ TEST(ChargerInsertionRemoval, FirstCallAfterStartUp) {
     };
     for (const auto& row : rows) {
         clear_calls();
-        ServiceState state{.clock = {.cycle_wall_time = 1'800'000'000}, .connection = {.usb_long_insertion_counter = row.days}};
+        ServiceState state{.clock = {.cycle_wall_time = 1'800'000'000},
+                           .connection = {.usb_long_insertion_counter = row.days}};
         ChgInsertionRemovalData connection{.usb_state = CONNECTION_CONNECTED};
         send_ondra_chg_insertion_removal_if_is_timing(device, state, connection,
                                                       snapshot_of({{PARAM_SYSTEM_TEMP_LEVEL, row.level},

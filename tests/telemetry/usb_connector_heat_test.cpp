@@ -1,5 +1,3 @@
-#include "telemetry/usb_connector_heat.h"
-
 #include <gtest/gtest.h>
 
 #include "support/phone.h"
@@ -69,7 +67,10 @@ TEST(ConnectorHeat, IsSavedOnceADayAndAtShutdown) {
     for (const auto& row : rows) {
         clear_calls();
         phone.failing_writes = row.failing;
-        ServiceState state{.clock = {.cycle_boot_time = row.boot_time}, .heat = {.usb_connector_heat_count = 254, .usb_connector_heat_time = INT64_MIN + 513, .last_heat_save_time = row.last_save}};
+        ServiceState state{.clock = {.cycle_boot_time = row.boot_time},
+                           .heat = {.usb_connector_heat_count = 254,
+                                    .usb_connector_heat_time = INT64_MIN + 513,
+                                    .last_heat_save_time = row.last_save}};
         save_usb_connector_heat_data_if_is_timing(device, state,
                                                   snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, row.phase}}));
         EXPECT_EQ(calls(), row.calls) << row.name;

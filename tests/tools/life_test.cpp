@@ -6,7 +6,7 @@
 
 #include "common/json_reader.h"
 #include "program.h"
-#include "stats/soft_charge_history.h"
+#include "stats/batt_stat_update.h"
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/run.h"
 #include "tools/lifetime/run_directory.h"
