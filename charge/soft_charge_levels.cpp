@@ -28,12 +28,10 @@ constexpr size_t slot_of(int32_t online_time) {
 
 // Level of the nearest decided slot before `slot`; 0 where there is none.
 int32_t nearest_decided_before(const PerPeriod<uint8_t>& levels, size_t slot) {
-    for (; slot > 0; slot--) {
-        if (levels[slot - 1] != LEVEL_NOT_DECIDED) {
-            return levels[slot - 1];
-        }
+    while (slot > 0 && levels[slot - 1] == LEVEL_NOT_DECIDED) {
+        slot--;
     }
-    return 0;
+    return slot > 0 ? levels[slot - 1] : 0;
 }
 
 // The ageing of all 108 periods, if the rest of them age as the latest whole one did.

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "passport/production_date.h"
 #include "platform/log.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"

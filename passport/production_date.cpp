@@ -1,4 +1,4 @@
-#include "passport/production_date.h"
+#include "passport/passport.h"
 
 #include <openssl/sha.h>
 

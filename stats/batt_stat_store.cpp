@@ -19,11 +19,11 @@ bool learning_time_changed(StatSaveMemory& memory, uint64_t last_learning_time) 
 
 void init_batt_stat(const Device& device, ServiceState& state, BattStat& stat) {
     uint32_t size = sizeof stat;
-    const bool read = tessera_read_unit(device, UNIT_BATT_STAT, &stat, &size) == 0 && size != 0;
-    const bool erased = read && stat.initialize == BATT_STAT_ERASED;
-    const BattStatVerdict verdict =
-        read ? judge_batt_stat(reinterpret_cast<const uint8_t*>(&stat), size)
-             : BattStatVerdict::TOO_SHORT;
+    if (tessera_read_unit(device, UNIT_BATT_STAT, &stat, &size) != 0) {
+        size = 0;
+    }
+    const bool erased = size != 0 && stat.initialize == BATT_STAT_ERASED;
+    const BattStatVerdict verdict = judge_batt_stat(reinterpret_cast<const uint8_t*>(&stat), size);
     if (verdict == BattStatVerdict::UPGRADED) {
         stat.version = BATT_STAT_VERSION;
         state.passport.production_date_fix_pending = true;
