@@ -4,7 +4,7 @@
 #include "cycle/cycle.h"
 #include "phone/stand_in.h"
 #include "platform/sysfs_io.h"
-#include "stats/batt_stat_store.h"
+#include "stats/batt_stat_update.h"
 #include "support/namespaces.h"
 #include "support/snapshot.h"
 #include "support/sysfs.h"

@@ -2,7 +2,7 @@
 // crosses all its bins, with a loop over every second of that day.
 #include "benchmarks/figure.h"
 #include "charge/grid_line.h"
-#include "charge/usage_accounting.h"
+#include "charge/soft_charge.h"
 #include "phone/stand_in.h"
 
 namespace cellwarden {

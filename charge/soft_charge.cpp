@@ -3,9 +3,6 @@
 #include <algorithm>
 
 #include "charge/ageing_models.h"
-#include "charge/soft_charge_levels.h"
-#include "charge/soh_estimates.h"
-#include "charge/usage_accounting.h"
 #include "platform/sysfs_io.h"
 #include "product/attribute_texts.h"
 

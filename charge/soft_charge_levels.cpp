@@ -1,4 +1,4 @@
-#include "charge/soft_charge_levels.h"
+#include "charge/soft_charge.h"
 
 #include <algorithm>
 #include <array>
@@ -28,12 +28,10 @@ constexpr size_t slot_of(int32_t online_time) {
 
 // Returns the level of the nearest decided slot before `slot`; 0 if there is none.
 int32_t nearest_decided_before(const PerPeriod<uint8_t>& levels, size_t slot) {
-    for (; slot > 0; slot--) {
-        if (levels[slot - 1] != LEVEL_NOT_DECIDED) {
-            return levels[slot - 1];
-        }
+    while (slot > 0 && levels[slot - 1] == LEVEL_NOT_DECIDED) {
+        slot--;
     }
-    return 0;
+    return slot > 0 ? levels[slot - 1] : 0;
 }
 
 // Returns the ageing of all 108 periods if the rest of them age like the latest complete one.
@@ -123,14 +121,6 @@ int32_t judge_full_stay(const Policy& policy, const PerPeriod<uint8_t>& levels, 
     return previous;
 }
 
-// From the last judged period on, a level of top_rising_level or more becomes top_rising_level + 1.
-int32_t settle_full_stay(const Policy& policy, int32_t level, int32_t online_time) {
-    constexpr int32_t SETTLING_FROM = LAST_JUDGED_SLOT * PERIOD_S;
-    return level >= policy.top_rising_level && online_time >= SETTLING_FROM
-               ? policy.top_rising_level + 1
-               : level;
-}
-
 }  // namespace
 
 int32_t soft_charge1_level_of(uint32_t total_cycle_count, const Policy& policy) {
@@ -151,13 +141,16 @@ int32_t decide_arrhenius_level(const Device& device, LevelState& levels, const A
 int32_t decide_full_stay_level(LevelState& levels, const AgeingState& ageing,
                                const UsageState& usage, const Policy& policy) {
     PerPeriod<uint8_t>& decided = levels.full_stay_capacity_degradation_aging_lv;
+    const auto judge = [&](int32_t previous, const Projection& projection) {
+        constexpr int32_t SETTLING_FROM = LAST_JUDGED_SLOT * PERIOD_S;
+        const int32_t top = policy.top_rising_level;
+        const int32_t judged = judge_full_stay(policy, decided, previous, projection, usage);
+        // In the last judged period the top rising level or a higher one becomes the next, for
+        // good.
+        return judged >= top && usage.online_time >= SETTLING_FROM ? top + 1 : judged;
+    };
     return decide_period_level(decided, ageing.full_stay_capacity_degradation_per_10days,
-                               ageing.total_full_stay_cap_degradation, usage.online_time,
-                               [&](int32_t previous, const Projection& projection) {
-                                   const int32_t judged = judge_full_stay(policy, decided, previous,
-                                                                          projection, usage);
-                                   return settle_full_stay(policy, judged, usage.online_time);
-                               });
+                               ageing.total_full_stay_cap_degradation, usage.online_time, judge);
 }
 
 }  // namespace cellwarden

@@ -1,4 +1,4 @@
-#include "charge/soh_estimates.h"
+#include "charge/soft_charge.h"
 
 #include <algorithm>
 

@@ -1,16 +1,14 @@
 #include "cycle/cycle.h"
 
 #include "charge/device_modes.h"
-#include "charge/lrc_mode.h"
 #include "charge/soft_charge.h"
 #include "passport/passport.h"
 #include "platform/thermal_zone.h"
 #include "product/attribute_texts.h"
 #include "stats/batt_stat_store.h"
 #include "stats/batt_stat_update.h"
-#include "telemetry/batt_degradation2.h"
-#include "telemetry/charger_insertion_removal.h"
-#include "telemetry/usb_connector_heat.h"
+#include "telemetry/charger_connection.h"
+#include "telemetry/reports.h"
 
 namespace cellwarden {
 namespace {

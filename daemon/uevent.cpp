@@ -87,10 +87,7 @@ int32_t wait_for_uevent(const Device& device, int32_t fd, int32_t timeout_s,
             uevent_wait_left.tv_sec = timeout_s;
         }
         const int ready = device.select(device.context, fd + 1, &readable, timeout);
-        if (ready < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
+        if (ready < 0 && errno != EINTR) {
             log_line(device, "<3>cellwarden: select error: '%s'\n", strerror(errno));
             return -1;
         }
@@ -98,10 +95,8 @@ int32_t wait_for_uevent(const Device& device, int32_t fd, int32_t timeout_s,
             name_out[0] = '\0';
             return 0;
         }
-        if (!FD_ISSET(fd, &readable)) {
-            continue;
-        }
-        const char* supply = receive_power_supply(device, fd);
+        const bool has_message = ready > 0 && FD_ISSET(fd, &readable);
+        const char* supply = has_message ? receive_power_supply(device, fd) : nullptr;
         if (supply != nullptr) {
             (void)snprintf(name_out, sizeof name_out, "%s", supply);
             return 0;

@@ -6,7 +6,7 @@
 #include "decode/reading.h"
 #include "product/limits.h"
 #include "product/policy.h"
-#include "stats/soft_charge_history.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden::decode {
 namespace {

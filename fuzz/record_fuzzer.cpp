@@ -24,7 +24,7 @@
 #include "phone/stand_in.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"
-#include "stats/soft_charge_history.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden::fuzz {
 namespace {

@@ -20,11 +20,8 @@ constexpr auto ENUM_ROWS = [] {
     return rows;
 }();
 
-constexpr const SysfsEnumEntry* status_table = ENUM_ROWS<STATUS_TEXTS>.data();
-constexpr const SysfsEnumEntry* health_table = ENUM_ROWS<HEALTH_TEXTS>.data();
-constexpr const SysfsEnumEntry* battery_model_table = ENUM_ROWS<MODEL_TEXTS>.data();
-constexpr const SysfsEnumEntry* usb_type_table = ENUM_ROWS<USB_TYPE_TEXTS>.data();
-constexpr const SysfsEnumEntry* typec_mode_table = ENUM_ROWS<TYPEC_MODE_TEXTS>.data();
+template <const auto& TEXTS>
+constexpr const SysfsEnumEntry* ENUM_TABLE = ENUM_ROWS<TEXTS>.data();
 
 // Where the last component of the path begins.
 constexpr size_t name_position(std::string_view path) {

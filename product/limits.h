@@ -19,19 +19,13 @@ inline constexpr int32_t ANY_WATTAGE = INT32_MAX;
 
 // The class is that of the type's first row with a sufficient max_wattage_uw. Classes 12 and 15 are
 // never assigned.
-inline constexpr std::array CHARGER_CLASS_ROWS = {
-    ChargerClassRow{2, ANY_WATTAGE, 1},   ChargerClassRow{3, ANY_WATTAGE, 3},
-    ChargerClassRow{4, ANY_WATTAGE, 2},   ChargerClassRow{5, ANY_WATTAGE, 0},
-    ChargerClassRow{6, ANY_WATTAGE, 5},   ChargerClassRow{7, ANY_WATTAGE, 4},
-    ChargerClassRow{8, ANY_WATTAGE, 4},   ChargerClassRow{9, ANY_WATTAGE, 4},
-    ChargerClassRow{15, 20'000'000, 7},   ChargerClassRow{15, 30'000'000, 8},
-    ChargerClassRow{15, 45'000'000, 9},   ChargerClassRow{15, 65'000'000, 10},
-    ChargerClassRow{15, ANY_WATTAGE, 11}, ChargerClassRow{16, 20'000'000, 7},
-    ChargerClassRow{16, 30'000'000, 8},   ChargerClassRow{16, 45'000'000, 9},
-    ChargerClassRow{16, 65'000'000, 10},  ChargerClassRow{16, ANY_WATTAGE, 11},
-    ChargerClassRow{19, ANY_WATTAGE, 6},  ChargerClassRow{21, ANY_WATTAGE, 13},
-    ChargerClassRow{22, ANY_WATTAGE, 14},
-};
+inline constexpr std::array<ChargerClassRow, 21> CHARGER_CLASS_ROWS = {
+    {{2, ANY_WATTAGE, 1},   {3, ANY_WATTAGE, 3},   {4, ANY_WATTAGE, 2},  {5, ANY_WATTAGE, 0},
+     {6, ANY_WATTAGE, 5},   {7, ANY_WATTAGE, 4},   {8, ANY_WATTAGE, 4},  {9, ANY_WATTAGE, 4},
+     {15, 20'000'000, 7},   {15, 30'000'000, 8},   {15, 45'000'000, 9},  {15, 65'000'000, 10},
+     {15, ANY_WATTAGE, 11}, {16, 20'000'000, 7},   {16, 30'000'000, 8},  {16, 45'000'000, 9},
+     {16, 65'000'000, 10},  {16, ANY_WATTAGE, 11}, {19, ANY_WATTAGE, 6}, {21, ANY_WATTAGE, 13},
+     {22, ANY_WATTAGE, 14}}};
 static_assert(std::all_of(CHARGER_CLASS_ROWS.begin(), CHARGER_CLASS_ROWS.end(),
                           [](const ChargerClassRow& row) {
                               return row.charger_class >= 0 && row.charger_class < 16;

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "numbers/extended.h"
 #include "state/service_state.h"
 
 namespace cellwarden {
@@ -69,5 +70,23 @@ BattStatVerdict judge_batt_stat(const uint8_t* bytes, uint32_t size);
 
 // Resets the record to that of an unknown battery.
 void reset_batt_stat(BattStat& stat);
+
+// --- Conversion of working values of ServiceState to the units of the record, and back
+
+// Converts degradations from % to 10^-6 %: truncates, returns 0 for negative values, saturates.
+constexpr uint32_t to_micropercent(extended percent) {
+    return to_u32(percent * 1'000'000);
+}
+constexpr extended from_micropercent(uint32_t millionths) {
+    return static_cast<extended>(millionths) / 1'000'000;
+}
+
+// Converts states of health from 0.001 % to half units.
+constexpr uint16_t to_half_units(int32_t soh) {
+    return static_cast<uint16_t>(soh / 2);
+}
+constexpr int32_t from_half_units(uint16_t half_units) {
+    return 2 * half_units;
+}
 
 }  // namespace cellwarden

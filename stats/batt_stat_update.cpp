@@ -1,8 +1,5 @@
 #include "stats/batt_stat_update.h"
 
-#include "stats/batt_stat_steps.h"
-#include "stats/soft_charge_history.h"
-
 namespace cellwarden {
 
 void update_batt_stat(const Device& device, ServiceState& state, BattStat& stat,

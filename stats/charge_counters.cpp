@@ -1,9 +1,11 @@
+#include <algorithm>
+
 #include "platform/log.h"
 #include "product/attribute_texts.h"
 #include "product/limits.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
-#include "stats/batt_stat_steps.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden {
 namespace {
@@ -27,12 +29,10 @@ int32_t current_of_rate(int32_t design_uah, int32_t tenths) {
 // Adds `amount` to the counter of the rate that both currents reach, if any.
 void add_by_rate(int32_t design_uah, int32_t current_before_ua, int32_t current_ua, int32_t amount,
                  uint32_t& over_08c, uint32_t& over_06c) {
-    const auto both_reach = [&](int32_t threshold_ua) {
-        return current_before_ua >= threshold_ua && current_ua >= threshold_ua;
-    };
-    if (both_reach(current_of_rate(design_uah, OVER_08C_TENTHS))) {
+    const int32_t reached_ua = std::min(current_before_ua, current_ua);
+    if (reached_ua >= current_of_rate(design_uah, OVER_08C_TENTHS)) {
         wrapping_count(over_08c, static_cast<uint32_t>(amount));
-    } else if (both_reach(current_of_rate(design_uah, OVER_06C_TENTHS))) {
+    } else if (reached_ua >= current_of_rate(design_uah, OVER_06C_TENTHS)) {
         wrapping_count(over_06c, static_cast<uint32_t>(amount));
     }
 }

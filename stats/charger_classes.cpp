@@ -1,7 +1,7 @@
 #include "product/limits.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
-#include "stats/batt_stat_steps.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden {
 int32_t charger_class_of(int32_t charger_type, int32_t max_wattage_uw) {

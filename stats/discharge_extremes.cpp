@@ -1,7 +1,7 @@
 #include "product/attribute_texts.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
-#include "stats/batt_stat_steps.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden {
 namespace {
@@ -44,32 +44,25 @@ void update_discharge_maxima(BattStat& stat, const Reading& reading, uint32_t wa
     }
 }
 
-void update_cell_voltage(BattStat& stat, uint16_t cell_voltage, uint32_t wall) {
+}  // namespace
+
+void update_extremes(const StatStep& step) {
+    BattStat& stat = step.stat;
+    const Reading reading = reading_of(step.snapshot);
+    const auto cell_voltage = static_cast<uint16_t>(param_integer(step.snapshot, PARAM_VCELL_MAX));
+    const auto wall = static_cast<uint32_t>(step.state.clock.cycle_wall_time);
+    update_discharge_maxima(stat, reading, wall);
     if (cell_voltage > stat.max_cell_voltage) {
         stat.max_cell_voltage = cell_voltage;
         stat.max_cell_voltage_time = wall;
     }
-}
-
-void update_temperature(BattStat& stat, int32_t temperature_decic, uint32_t wall) {
-    if (temperature_decic > stat.max_temp) {
-        stat.max_temp = static_cast<int16_t>(temperature_decic);
+    if (reading.temperature_decic > stat.max_temp) {
+        stat.max_temp = static_cast<int16_t>(reading.temperature_decic);
         stat.max_temp_time = wall;
-    } else if (temperature_decic < stat.min_temp) {
-        stat.min_temp = static_cast<int16_t>(temperature_decic);
+    } else if (reading.temperature_decic < stat.min_temp) {
+        stat.min_temp = static_cast<int16_t>(reading.temperature_decic);
         stat.min_temp_time = wall;
     }
-}
-
-}  // namespace
-
-void update_extremes(const StatStep& step) {
-    const Reading reading = reading_of(step.snapshot);
-    const int32_t cell_voltage = param_integer(step.snapshot, PARAM_VCELL_MAX);
-    const auto wall = static_cast<uint32_t>(step.state.clock.cycle_wall_time);
-    update_discharge_maxima(step.stat, reading, wall);
-    update_cell_voltage(step.stat, static_cast<uint16_t>(cell_voltage), wall);
-    update_temperature(step.stat, reading.temperature_decic, wall);
 }
 
 void update_discharge_time(const StatStep& step) {

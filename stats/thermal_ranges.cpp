@@ -3,7 +3,7 @@
 #include "product/limits.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
-#include "stats/batt_stat_steps.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden {
 

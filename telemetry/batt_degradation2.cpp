@@ -1,5 +1,3 @@
-#include "telemetry/batt_degradation2.h"
-
 #include <algorithm>
 #include <array>
 #include <concepts>
@@ -9,6 +7,7 @@
 #include <type_traits>
 
 #include "telemetry/charging.pb-c.h"
+#include "telemetry/reports.h"
 #include "telemetry/send_event.h"
 
 namespace cellwarden {

@@ -1,9 +1,8 @@
-#include "telemetry/charger_insertion_removal.h"
-
 #include <algorithm>
 
-#include "state/stored_units.h"
+#include "state/batt_stat.h"
 #include "telemetry/charging.pb-c.h"
+#include "telemetry/reports.h"
 #include "telemetry/send_event.h"
 
 namespace cellwarden {
@@ -17,23 +16,19 @@ constexpr EventKind EVENT = {
     .sent_text = "<3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n",
 };
 
-bool report_is_due(const InsertionRemovalReportMemory& reported, const ServiceState& state,
-                   const ChgInsertionRemovalData& connection, const SysfsParams& snapshot) {
-    const int32_t phase = param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE);
-    const int32_t thermal_level = param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL);
-
+bool report_is_due(const InsertionRemovalReportMemory& before,
+                   const InsertionRemovalReportMemory& now,
+                   const ChgInsertionRemovalData& connection, int32_t thermal_maximum) {
     const bool removed =
         connection.usb_state == CONNECTION_REMOVED || connection.wls_state == CONNECTION_REMOVED;
-    const bool day_counted = reported.reported_long_insertion_counter <
-                             static_cast<int32_t>(state.connection.usb_long_insertion_counter);
+    const bool day_counted =
+        before.reported_long_insertion_counter < now.reported_long_insertion_counter;
     const bool attached =
         connection.usb_state != CONNECTION_NONE || connection.wls_state != CONNECTION_NONE;
-    const bool shutting_down =
-        attached && phase == PHASE_SHUTDOWN && reported.reported_shutdown_phase != PHASE_SHUTDOWN;
-    const bool thermal_maximum_reached =
-        thermal_level == param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL_MAX) &&
-        thermal_level != reported.reported_thermal_level;
-
+    const bool shutting_down = attached && now.reported_shutdown_phase == PHASE_SHUTDOWN &&
+                               before.reported_shutdown_phase != PHASE_SHUTDOWN;
+    const bool thermal_maximum_reached = now.reported_thermal_level == thermal_maximum &&
+                                         before.reported_thermal_level != thermal_maximum;
     return removed || day_counted || shutting_down || thermal_maximum_reached;
 }
 
@@ -82,18 +77,17 @@ SendResult send_report(const Device& device, const ServiceState& state,
 void send_ondra_chg_insertion_removal_if_is_timing(const Device& device, ServiceState& state,
                                                    ChgInsertionRemovalData& connection,
                                                    const SysfsParams& snapshot) {
-    InsertionRemovalReportMemory& reported = state.insertion_removal_report;
-    const bool due =
-        reporting_is_allowed(state) && report_is_due(reported, state, connection, snapshot);
+    const InsertionRemovalReportMemory now = {
+        .reported_long_insertion_counter =
+            static_cast<int32_t>(state.connection.usb_long_insertion_counter),
+        .reported_shutdown_phase = param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE),
+        .reported_thermal_level = param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL)};
+    const bool due = reporting_is_allowed(state) &&
+                     report_is_due(state.insertion_removal_report, now, connection,
+                                   param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL_MAX));
     // In every call, so that each change is a reason to send once.
-    reported.reported_long_insertion_counter =
-        static_cast<int32_t>(state.connection.usb_long_insertion_counter);
-    reported.reported_shutdown_phase = param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE);
-    reported.reported_thermal_level = param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL);
-    if (!due) {
-        return;
-    }
-    if (send_report(device, state, connection) == SendResult::DONE) {
+    state.insertion_removal_report = now;
+    if (due && send_report(device, state, connection) == SendResult::DONE) {
         connection = ChgInsertionRemovalData{};
     }
 }

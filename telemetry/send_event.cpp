@@ -44,16 +44,14 @@ SendResult send_event(const Device& device, const EventKind& kind,
         log_line(device, "%s", kind.library_missing_text);
         return SendResult::NOT_DONE;
     }
-    SendResult result = SendResult::NOT_DONE;
     const int active = device.ondra_is_active(device.context, handle);
-    if (active <= 0) {
-        log_line(device, "<3>cellwarden: ondra_is_active: %d\n", active);
-    } else {
+    if (active > 0) {
         pack_and_add(device, handle, kind, message);
-        result = SendResult::DONE;
+    } else {
+        log_line(device, "<3>cellwarden: ondra_is_active: %d\n", active);
     }
     device.ondra_destroy(device.context, &handle);
-    return result;
+    return active > 0 ? SendResult::DONE : SendResult::NOT_DONE;
 }
 
 }  // namespace cellwarden

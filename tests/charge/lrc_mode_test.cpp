@@ -1,4 +1,4 @@
-#include "charge/lrc_mode.h"
+#include "charge/device_modes.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,6 @@
 #include <functional>
 #include <tuple>
 
-#include "charge/soft_charge_levels.h"
 #include "support/phone.h"
 
 namespace cellwarden {

@@ -27,7 +27,7 @@ TEST(Config, PeriodicEventInterval) {
         for (ConfigEntry& entry : table) {
             if (strcmp(entry.key, key) == 0) {
                 entry.is_set = true;
-                entry.integer = value;
+                entry.value.integer = value;
             }
         }
         EXPECT_EQ(periodic_event_interval(table), expected) << name;

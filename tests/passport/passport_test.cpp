@@ -10,7 +10,6 @@
 #include <tuple>
 #include <vector>
 
-#include "passport/production_date.h"
 #include "platform/unit_store.h"
 #include "support/phone.h"
 

@@ -7,8 +7,8 @@
 #include <tuple>
 
 #include "platform/unit_store.h"
-#include "state/stored_units.h"
-#include "stats/soft_charge_history.h"
+#include "state/batt_stat.h"
+#include "stats/batt_stat_update.h"
 #include "support/phone.h"
 
 namespace cellwarden {

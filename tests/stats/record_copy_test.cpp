@@ -5,8 +5,7 @@
 #include <random>
 #include <set>
 
-#include "stats/batt_stat_store.h"
-#include "stats/soft_charge_history.h"
+#include "stats/batt_stat_update.h"
 #include "support/record.h"
 
 namespace cellwarden {

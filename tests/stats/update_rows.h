@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "stats/batt_stat_steps.h"
+#include "stats/batt_stat_update.h"
 #include "support/phone.h"
 #include "support/record.h"
 

@@ -13,9 +13,8 @@
 #include "support/command.h"
 #include "support/phone.h"
 #include "support/sysfs.h"
-#include "telemetry/batt_degradation2.h"
-#include "telemetry/charger_insertion_removal.h"
 #include "telemetry/charging.pb-c.h"
+#include "telemetry/reports.h"
 #include "telemetry/send_event.h"
 
 namespace cellwarden {

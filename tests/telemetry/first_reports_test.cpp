@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "support/phone.h"
-#include "telemetry/charger_insertion_removal.h"
+#include "telemetry/reports.h"
 
 namespace cellwarden {
 namespace {

@@ -1,5 +1,3 @@
-#include "telemetry/usb_connector_heat.h"
-
 #include <gtest/gtest.h>
 
 #include "support/phone.h"

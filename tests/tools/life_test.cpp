@@ -8,7 +8,7 @@
 #include "common/json_reader.h"
 #include "decode/record_layout.h"
 #include "program.h"
-#include "stats/soft_charge_history.h"
+#include "stats/batt_stat_update.h"
 #include "support/rows.h"
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/run.h"
