@@ -1,7 +1,7 @@
 // The daemon's one long-lived working record, in groups: the rule named above a group computes it,
 // the others read it. It is never stored as a whole: what survives a restart is copied into
-// BattStat and seeded from it again (stats/batt_stat_store.cpp). A restart is ServiceState{} plus
-// the loads of start-up.
+// BattStat and seeded from it again (stats/soft_charge_history.cpp). A restart is ServiceState{}
+// plus the loads of start-up.
 //
 // Units: times in seconds; states of health in 0.001 % (100000 = 100 %); degradations in per cent
 // of design capacity; periods are ten days (864,000 s) of online time, 252 of which are kept.
