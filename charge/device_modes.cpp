@@ -1,7 +1,5 @@
 #include "charge/device_modes.h"
 
-#include <cstdint>
-
 #include "platform/log.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"

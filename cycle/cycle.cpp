@@ -7,7 +7,6 @@
 #include "product/attribute_texts.h"
 #include "stats/batt_stat_store.h"
 #include "stats/batt_stat_update.h"
-#include "telemetry/charger_connection.h"
 #include "telemetry/reports.h"
 
 namespace cellwarden {

@@ -60,7 +60,6 @@ std::vector<RecordField> all_fields() {
 #define BATT_STAT_FIELD(offset, name, unit, ...) \
     add_field(fields, field_of<decltype(BattStat::name)>(#name, FieldUnit::unit, offset));
 #include "state/batt_stat_fields.inc"
-#undef BATT_STAT_FIELD
     return fields;
 }
 

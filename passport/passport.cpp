@@ -1,7 +1,6 @@
 #include "passport/passport.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 
 #include "platform/log.h"

@@ -36,7 +36,6 @@ struct BattStat {
 #define BATT_STAT_FIELD(offset, name, unit, ...) __VA_ARGS__ name;
 #define BATT_STAT_RESERVED(offset, bytes) uint8_t reserved_##offset[bytes];
 #include "state/batt_stat_fields.inc"
-#undef BATT_STAT_FIELD
 };
 
 static_assert(std::is_trivially_copyable_v<BattStat> && std::is_standard_layout_v<BattStat>);
@@ -47,7 +46,6 @@ static_assert(sizeof(BattStat) == 9728);
 #define BATT_STAT_RESERVED(offset, bytes) \
     static_assert(offsetof(BattStat, reserved_##offset) == (offset));
 #include "state/batt_stat_fields.inc"
-#undef BATT_STAT_FIELD
 
 inline constexpr uint8_t BATT_STAT_ERASED = 0xFF;  // the marker of an erased unit
 inline constexpr std::array<uint8_t, 3> BATT_STAT_VERSION = {5, 2, 4};

@@ -31,11 +31,8 @@ void init_batt_stat(const Device& device, ServiceState& state, BattStat& stat) {
         reset_batt_stat(stat);
     }
     seed_service_state(state, stat);
-    if (erased) {
-        state.restore.restore_capacity_mah = 0;
-    } else {
-        state.restore.restore_capacity_mah = stat.fcc_mah[0] != 0 ? stat.fcc_mah[0] : NOT_KNOWN;
-    }
+    const int32_t learned_mah = stat.fcc_mah[0] != 0 ? stat.fcc_mah[0] : NOT_KNOWN;
+    state.restore.restore_capacity_mah = erased ? 0 : learned_mah;
 }
 
 void save_batt_stat_if_is_timing(const Device& device, ServiceState& state,

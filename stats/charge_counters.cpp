@@ -2,7 +2,6 @@
 
 #include "platform/log.h"
 #include "product/attribute_texts.h"
-#include "product/limits.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
 #include "stats/batt_stat_update.h"

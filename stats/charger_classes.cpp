@@ -1,4 +1,3 @@
-#include "product/limits.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
 #include "stats/batt_stat_update.h"

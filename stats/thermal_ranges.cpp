@@ -1,6 +1,5 @@
 #include <algorithm>
 
-#include "product/limits.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
 #include "stats/batt_stat_update.h"

@@ -102,7 +102,6 @@ void put(Report& report, const char* /*name*/,
 void fill_report(Report& report, const HeatState& heat, const BattStat& stat) {
 #define BATT_STAT_FIELD(offset, name, unit, ...) put(report, #name, stat.name);
 #include "state/batt_stat_fields.inc"
-#undef BATT_STAT_FIELD
     Charging__BatteryDegradation2& message = report.message;
     (void)snprintf(report.version.data(), report.version.size(), "%d.%d.%d", stat.version[0],
                    stat.version[1], stat.version[2]);

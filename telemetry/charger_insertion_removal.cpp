@@ -1,6 +1,3 @@
-#include <algorithm>
-
-#include "state/batt_stat.h"
 #include "telemetry/charging.pb-c.h"
 #include "telemetry/reports.h"
 #include "telemetry/send_event.h"
