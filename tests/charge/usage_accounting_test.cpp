@@ -31,16 +31,6 @@ TEST(Bins, ChangeAboveTheirBorders) {
     }
 }
 
-TEST(Soh, IsGaugeOverDesignCapacity) {
-    for (const auto& [charge_full_uah, design_uah, expected] :
-         {std::tuple(5'250'000, 5'000'000, 100'000), {0, 5'000'000, -1}, {5'000'000, 0, -1}, {INT32_MIN, 1, 0}}) {
-        ServiceState state;
-        update_soh(state.usage, snapshot_of({{PARAM_QCOM_CHARGE_FULL, charge_full_uah},
-                                             {PARAM_BATTERY_CHARGE_FULL_DESIGN, design_uah}}));
-        EXPECT_EQ(state.usage.soh, expected) << charge_full_uah << " of " << design_uah;
-    }
-}
-
 TEST(Grids, BookTimeAndChargeAlongTheLineSinceTheCallBefore) {
     using Cells = std::vector<std::array<uint32_t, 3>>;  // row bin, temperature bin, what is added there
     const struct {

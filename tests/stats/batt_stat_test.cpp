@@ -98,37 +98,6 @@ TEST(BattStatLoad, SeedsTheReferenceOfTheUsersSoh) {
     }
 }
 
-TEST(BattStatSave, ComesOnceADayAtShutdownAndAfterLearning) {
-    struct Call {
-        int64_t boot_time;
-        int32_t phase;
-        uint64_t learning_time;
-        bool saved;
-    };
-    const std::pair<const char*, std::vector<Call>> rows[] = {
-        {"a day after boot", {{86'399, 3, 0, false}, {86'400, 3, 0, true}, {86'401, 3, 0, false}}},
-        {"in each cycle of shutdown", {{10, 4, 0, true}, {11, 4, 0, true}, {12, 3, 0, false}}},
-        {"shutdown starts the day anew", {{50'000, 4, 0, true}, {136'399, 3, 0, false}, {136'400, 3, 0, true}}},
-        {"the first learning is only remembered", {{10, 3, 500, false}, {13, 3, 501, true}, {14, 3, 501, false}}},
-        {"one that is gone is a change", {{10, 3, 500, false}, {11, 3, 0, true}, {12, 3, 600, false}}},
-        {"learning and shutdown at once", {{10, 3, 500, false}, {11, 4, 501, true}, {12, 3, 501, false}}},
-    };
-    // A save that fails waits for its next time as any other.
-    phone.failing_writes = {UNIT_BATT_STAT};
-    for (const auto& [name, calls] : rows) {
-        ServiceState state;
-        BattStat stat{};
-        for (const Call& call : calls) {
-            clear_calls();
-            state.clock.cycle_boot_time = call.boot_time;
-            stat.last_learning_time = call.learning_time;
-            save_batt_stat_if_is_timing(device, state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, call.phase}}), stat);
-            const Calls saved = {"write unit 2491 failed", "log <3>cellwarden: Failed to save battery statistics"};
-            EXPECT_EQ(test::calls(), call.saved ? saved : Calls{}) << name << ", at " << call.boot_time;
-        }
-    }
-}
-
 // --- The way of soft charge's working state into the record.
 
 TEST(SoftChargeHistory, MillionthsOfAPerCent) {

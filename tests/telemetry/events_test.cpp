@@ -141,37 +141,6 @@ TEST(BattDegradation2, CarriesTheRecordFieldByField) {
     }
 }
 
-TEST(BattDegradation2, IsSentOncePerTenDayMark) {
-    const struct {
-        const char* name;
-        uint32_t online_time;
-        bool sent;
-        int64_t wall_time = WALL_CLOCK_SET;
-        bool library_missing = false;
-    } steps[] = {
-        {"no clock: not even the first period is taken", 0, false, WALL_CLOCK_SET - 1},
-        {"the first evaluation only takes the period", 863'999, false},
-        {"the next mark", 864'000, true},
-        {"several marks at once", 4'320'000, true},
-        {"going down", 0, false},
-        {"rising again", 864'000, true},
-        {"no clock: the mark is not consumed", 1'728'000, false, 0},
-        {"the clock is set", 1'728'000, true},
-        {"no library: consumed", 2'592'000, false, WALL_CLOCK_SET, true},
-        {"the library is back", 2'592'000, false},
-        {"unsigned to its end", UINT32_MAX, true},
-    };
-    ServiceState state;
-    BattStat stat{};
-    for (const auto& step : steps) {
-        phone = StandIn{.ondra_missing = step.library_missing};
-        state.clock.cycle_wall_time = step.wall_time;
-        stat.online_time = step.online_time;
-        send_ondra_batt_degr2_if_is_timing(device, state, stat);
-        EXPECT_EQ(events_sent().size(), step.sent ? 1U : 0U) << step.name;
-    }
-}
-
 // A removed connection, in the record's order, with another value in every field; some of them are never sent.
 ChgInsertionRemovalData removed_connection() {
     std::array<uint32_t, THERMAL_LEVEL_COUNT> levels{};
@@ -207,55 +176,6 @@ TEST(ChargerInsertionRemoval, CarriesTheConnectionFieldByField) {
     ChgInsertionRemovalData connection = removed_connection();
     send_ondra_chg_insertion_removal_if_is_timing(device, state, connection, snapshot_of({}));
     EXPECT_EQ(decoded("ChargerInsertionRemoval"), expected);
-}
-
-// Whether a call sends, from the values of the call before and of this one.
-TEST(ChargerInsertionRemoval, IsSentOnceForEachReason) {
-    struct Row {
-        const char* name;
-        bool sent;
-        uint32_t usb_state = 0, wls_state = 0;
-        uint32_t days = 0;
-        int32_t phase = 0, level = 0, level_max = 9;
-        int32_t days_before = 0, phase_before = 0, level_before = 0;
-        const char* model = "";
-        bool library_missing = false;
-    };
-    const Row rows[] = {
-        {.name = "nothing new: another phase, another level", .sent = false, .usb_state = 2, .phase = 5, .level = 8},
-        {.name = "no library", .sent = false, .usb_state = 3, .library_missing = true},
-        {.name = "USB removed", .sent = true, .usb_state = 3},
-        {.name = "wireless removed", .sent = true, .wls_state = 3},
-        {.name = "not on this model", .sent = false, .usb_state = 3, .days = 1, .phase = 4, .model = "AB_cdb-2"},
-        {.name = "a day more", .sent = true, .days = 3, .days_before = 2},
-        {.name = "days are signed", .sent = false, .days = 0x80000000},
-        {.name = "phase 4 and nothing attached", .sent = false, .phase = 4},
-        {.name = "phase 4 with wireless", .sent = true, .wls_state = 1, .phase = 4},
-        {.name = "phase 4 since before", .sent = false, .usb_state = 2, .phase = 4, .phase_before = 4},
-        {.name = "the highest level", .sent = true, .level = 9, .level_before = 8},
-        {.name = "the highest level since before", .sent = false, .level = 9, .level_before = 9},
-        {.name = "level 0 of 0", .sent = true, .level_max = 0, .level_before = 1},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        phone = StandIn{.ondra_missing = row.library_missing};
-        ServiceState state{.clock = {.cycle_wall_time = WALL_CLOCK_SET},
-                           .connection = {.usb_long_insertion_counter = row.days}};
-        strcpy(state.settings.vendor_model, row.model);
-        state.insertion_removal_report = {row.days_before, row.phase_before, row.level_before};
-        ChgInsertionRemovalData connection = removed_connection();
-        connection.usb_state = row.usb_state;
-        connection.wls_state = row.wls_state;
-        const SysfsParams snapshot = snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, row.phase},
-                                                  {PARAM_SYSTEM_TEMP_LEVEL, row.level},
-                                                  {PARAM_SYSTEM_TEMP_LEVEL_MAX, row.level_max}});
-        send_ondra_chg_insertion_removal_if_is_timing(device, state, connection, snapshot);
-
-        EXPECT_EQ(events_sent().size(), row.sent ? 1U : 0U);
-        EXPECT_EQ(connection.usb_insertion_time == 0, row.sent) << "cleared";
-        EXPECT_EQ(bytes_of(state.insertion_removal_report),
-                  bytes_of(InsertionRemovalReportMemory{static_cast<int32_t>(row.days), row.phase, row.level}));
-    }
 }
 
 // --- Sending any event
