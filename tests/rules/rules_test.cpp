@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -25,12 +26,12 @@
 #include "charge/soft_charge_levels.h"
 #include "charge/soh_estimates.h"
 #include "charge/usage_accounting.h"
-#include "cycle/cycle.h"
 #include "passport/passport.h"
 #include "platform/sysfs_io.h"
 #include "stats/batt_stat_steps.h"
 #include "stats/batt_stat_store.h"
 #include "stats/batt_stat_update.h"
+#include "stats/soft_charge_history.h"
 #include "support/phone.h"
 #include "support/record.h"
 #include "support/rows.h"
@@ -48,55 +49,42 @@ struct World {
     BattStat record;
     ChgInsertionRemovalData connection;
     SysfsParams snapshot;
-
-    StatStep step() { return {device, state, snapshot, state.stat_update, record}; }
 };
 
-using Rule = void (*)(World& w);
+// A rule, handed the parts of the world that it asks for.
+using Rule = std::function<void(World& w)>;
+
+template <typename Result, typename... Parts>
+Rule rule(Result (*function)(Parts...)) {
+    return [=](World& w) {
+        ServiceState& state = w.state;
+        Device phones = device;
+        Policy policy = POLICY;
+        StatStep step{device, state, w.snapshot, state.stat_update, w.record};
+        const auto parts =
+            std::tuple(&phones, &policy, &step, &state, &state.usage, &state.usage.online_time, &state.ageing,
+                       &state.levels, &state.health, &w.record, &w.connection, &w.snapshot);
+        (void)function(*std::get<std::remove_cvref_t<Parts>*>(parts)...);
+    };
+}
+
+#define EVERY_RULE(R)                                                                                            \
+    R(update_established_time), R(update_model_name), R(update_capacity_history), R(update_charging_time),       \
+        R(update_smart_charge_time), R(update_warm_time), R(update_fast_charge_time), R(update_fast_charge_soc), \
+        R(update_shutdown_count), R(update_shutdown_capacity), R(update_charger_classes), R(update_extremes),    \
+        R(update_discharge_time), R(update_thermal_ranges), R(update_batt_stat), R(copy_soft_charge_history),    \
+        R(save_batt_stat_if_is_timing), R(handle_tessera), R(set_restored_capacity), R(control_lrc_mode),        \
+        R(control_soft_charge), R(decide_arrhenius_level), R(decide_full_stay_level), R(update_soh),             \
+        R(update_soh_estimates), R(update_user_charge_full), R(update_eu_eco_system_values),                     \
+        R(set_chg_insertion_removal_data), R(init_chg_insertion_removal_data),                                   \
+        R(save_usb_connector_heat_data_if_is_timing), R(send_ondra_batt_degr2_if_is_timing),                     \
+        R(send_ondra_chg_insertion_removal_if_is_timing)
 
 const std::map<std::string, Rule> RULES = {
-    {"update_established_time", [](World& w) { update_established_time(w.step()); }},
-    {"update_model_name", [](World& w) { update_model_name(w.step()); }},
-    {"update_capacity_history", [](World& w) { update_capacity_history(w.step()); }},
-    {"update_charging_time", [](World& w) { update_charging_time(w.step()); }},
-    {"update_smart_charge_time", [](World& w) { update_smart_charge_time(w.step()); }},
-    {"update_warm_time", [](World& w) { update_warm_time(w.step()); }},
-    {"update_fast_charge_time", [](World& w) { update_fast_charge_time(w.step()); }},
-    {"update_fast_charge_soc", [](World& w) { update_fast_charge_soc(w.step()); }},
-    {"update_shutdown_count", [](World& w) { update_shutdown_count(w.step()); }},
-    {"update_shutdown_capacity", [](World& w) { update_shutdown_capacity(w.step()); }},
-    {"update_charger_classes", [](World& w) { update_charger_classes(w.step()); }},
-    {"update_extremes", [](World& w) { update_extremes(w.step()); }},
-    {"update_discharge_time", [](World& w) { update_discharge_time(w.step()); }},
-    {"update_thermal_ranges", [](World& w) { update_thermal_ranges(w.step()); }},
-    {"update_batt_stat", [](World& w) { update_batt_stat(device, w.state, w.record, w.snapshot); }},
-    {"save_batt_stat_if_is_timing",
-     [](World& w) { save_batt_stat_if_is_timing(device, w.state, w.snapshot, w.record); }},
-    {"handle_tessera", [](World& w) { handle_tessera(device, w.state); }},
-    {"set_restored_capacity", [](World& w) { set_restored_capacity(device, w.state); }},
-    {"control_lrc_mode", [](World& w) { control_lrc_mode(device, w.state, w.snapshot); }},
-    {"control_soft_charge", [](World& w) { control_soft_charge(device, w.state, w.snapshot, POLICY); }},
-    {"decide_arrhenius_level",
-     [](World& w) {
-         (void)decide_arrhenius_level(device, w.state.levels, w.state.ageing, w.state.usage.online_time, POLICY);
-     }},
-    {"decide_full_stay_level",
-     [](World& w) { (void)decide_full_stay_level(w.state.levels, w.state.ageing, w.state.usage, POLICY); }},
-    {"update_soh", [](World& w) { update_soh(w.state.usage, w.snapshot); }},
-    {"update_soh_estimates", [](World& w) { update_soh_estimates(w.state, w.snapshot, POLICY); }},
-    {"update_user_charge_full", [](World& w) { update_user_charge_full(w.state.health, w.snapshot); }},
-    {"update_eu_eco_system_values", [](World& w) { update_eu_eco_system_values(device, w.state); }},
-    {"set_chg_insertion_removal_data",
-     [](World& w) { set_chg_insertion_removal_data(w.state, w.snapshot, w.connection); }},
-    {"init_chg_insertion_removal_data",
-     [](World& w) { init_chg_insertion_removal_data(device, w.state, w.connection); }},
-    {"save_usb_connector_heat_data_if_is_timing",
-     [](World& w) { save_usb_connector_heat_data_if_is_timing(device, w.state, w.snapshot); }},
-    {"send_ondra_batt_degr2_if_is_timing",
-     [](World& w) { send_ondra_batt_degr2_if_is_timing(device, w.state, w.record); }},
-    {"send_ondra_chg_insertion_removal_if_is_timing",
-     [](World& w) { send_ondra_chg_insertion_removal_if_is_timing(device, w.state, w.connection, w.snapshot); }},
-};
+#define RULE(name) \
+    { #name, rule(name) }
+    EVERY_RULE(RULE)};
+#undef RULE
 
 // --- Fields by name, their values as text
 
@@ -160,72 +148,40 @@ void add(Fields& fields, const std::string& name, Member member) {
     }
 }
 
+#define STATE_FIELDS(F)                                                                                            \
+    F(settings.vendor_model), F(usage.online_time), F(usage.soh), F(usage.total_cycle_count),                      \
+        F(ageing.total_arrhenius), F(ageing.arrhenius_per_10days), F(ageing.soc_full_total_time),                  \
+        F(ageing.total_full_stay_cap_degradation), F(ageing.full_stay_capacity_degradation_per_10days),            \
+        F(ageing.total_cycle_degradation), F(levels.soft_charge_mode), F(levels.soft_charge1_level),               \
+        F(levels.arrhenius_lv), F(levels.full_stay_capacity_degradation_aging_lv), F(levels.soft_charge_override), \
+        F(health.latest_raw_soh), F(health.latest_filtered_soh), F(health.latest_predicted_soh),                   \
+        F(health.latest_user_soh), F(health.prev_soh_bucket_index), F(health.prev_bucket_user_soh),                \
+        F(health.user_charge_full), F(hold.lrc_hold_active), F(hold.lrc_upper_soc), F(hold.lrc_lower_soc),         \
+        F(hold.lrc_state), F(restore.restored_capacity_applied), F(restore.restore_capacity_mah),                  \
+        F(heat.usb_connector_heat_count), F(heat.usb_connector_heat_time), F(heat.last_heat_save_time),            \
+        F(connection.usb_long_insertion_counter), F(passport.production_date_fix_pending),                         \
+        F(passport.production_date_published), F(passport.first_usage_date_published)
+#define CONNECTION_FIELDS(F)                                                                                        \
+    F(learning_flg), F(battery_care_flg), F(charger_type), F(inserted_soc), F(removal_soc), F(inserted_sc_stage),   \
+        F(removal_sc_stage), F(moment_max_usbin_voltage), F(moment_max_vbatt), F(icl_min_counter), F(wlc_epp_txid), \
+        F(wlc_ping_freq), F(wlc_potential_power), F(thermal_level_time), F(usb_insertion_time), F(usb_state),       \
+        F(wls_state), F(wlc_guaranteed_power), F(usb_connector_heat_flg)
+
 const Fields& fields() {
     static const Fields all = [] {
         Fields map;
-#define FIELD(group, name) \
-    add(                   \
-        map, name, [](World & w) -> auto& { return w.group; })
-#define STATE(path) FIELD(state.path, #path)
-#define CONNECTION(name) FIELD(connection.name, #name)
-        FIELD(record.battery_model_name, "battery_model_name");
-        STATE(settings.vendor_model);
-        STATE(usage.online_time);
-        STATE(usage.soh);
-        STATE(usage.total_cycle_count);
-        STATE(ageing.total_arrhenius);
-        STATE(ageing.arrhenius_per_10days);
-        STATE(ageing.soc_full_total_time);
-        STATE(ageing.total_full_stay_cap_degradation);
-        STATE(ageing.full_stay_capacity_degradation_per_10days);
-        STATE(ageing.total_cycle_degradation);
-        STATE(levels.soft_charge_mode);
-        STATE(levels.soft_charge1_level);
-        STATE(levels.arrhenius_lv);
-        STATE(levels.full_stay_capacity_degradation_aging_lv);
-        STATE(levels.soft_charge_override);
-        STATE(health.latest_raw_soh);
-        STATE(health.latest_filtered_soh);
-        STATE(health.latest_predicted_soh);
-        STATE(health.latest_user_soh);
-        STATE(health.prev_soh_bucket_index);
-        STATE(health.prev_bucket_user_soh);
-        STATE(health.user_charge_full);
-        STATE(hold.lrc_hold_active);
-        STATE(hold.lrc_upper_soc);
-        STATE(hold.lrc_lower_soc);
-        STATE(hold.lrc_state);
-        STATE(restore.restored_capacity_applied);
-        STATE(restore.restore_capacity_mah);
-        STATE(heat.usb_connector_heat_count);
-        STATE(heat.usb_connector_heat_time);
-        STATE(heat.last_heat_save_time);
-        STATE(connection.usb_long_insertion_counter);
-        STATE(passport.production_date_fix_pending);
-        STATE(passport.production_date_published);
-        STATE(passport.first_usage_date_published);
-        CONNECTION(learning_flg);
-        CONNECTION(battery_care_flg);
-        CONNECTION(charger_type);
-        CONNECTION(inserted_soc);
-        CONNECTION(removal_soc);
-        CONNECTION(inserted_sc_stage);
-        CONNECTION(removal_sc_stage);
-        CONNECTION(moment_max_usbin_voltage);
-        CONNECTION(moment_max_vbatt);
-        CONNECTION(icl_min_counter);
-        CONNECTION(wlc_epp_txid);
-        CONNECTION(wlc_ping_freq);
-        CONNECTION(wlc_potential_power);
-        CONNECTION(thermal_level_time);
-        CONNECTION(usb_insertion_time);
-        CONNECTION(usb_state);
-        CONNECTION(wls_state);
-        CONNECTION(wlc_guaranteed_power);
-        CONNECTION(usb_connector_heat_flg);
-#undef CONNECTION
+#define STATE(path) \
+    add(            \
+        map, #path, [](World & w) -> auto& { return w.state.path; })
+#define CONNECTION(name) \
+    add(                 \
+        map, #name, [](World & w) -> auto& { return w.connection.name; })
+        STATE_FIELDS(STATE);
+        CONNECTION_FIELDS(CONNECTION);
 #undef STATE
-#undef FIELD
+#undef CONNECTION
+        add(
+            map, "battery_model_name", [](World & w) -> auto& { return w.record.battery_model_name; });
         return map;
     }();
     return all;
@@ -347,6 +303,7 @@ class Table : public testing::Test {
     }
 
     void start() {
+        setenv("TZ", "AHEAD-9", 1);  // dates are in UTC wherever the phone is
         phone = StandIn{};
         for (const SysfsParamDesc& desc : SysfsParamTable) {
             if (desc.path_is_generated == 0) {
