@@ -20,12 +20,14 @@
 #include <map>
 #include <sstream>
 
+#include "charge/ageing_models.h"
 #include "charge/device_modes.h"
 #include "charge/lrc_mode.h"
 #include "charge/soft_charge.h"
 #include "charge/soft_charge_levels.h"
 #include "charge/soh_estimates.h"
 #include "charge/usage_accounting.h"
+#include "cycle/cycle.h"
 #include "passport/passport.h"
 #include "platform/sysfs_io.h"
 #include "stats/batt_stat_steps.h"
@@ -78,7 +80,8 @@ Rule rule(Result (*function)(Parts...)) {
         R(update_soh_estimates), R(update_user_charge_full), R(update_eu_eco_system_values),                     \
         R(set_chg_insertion_removal_data), R(init_chg_insertion_removal_data),                                   \
         R(save_usb_connector_heat_data_if_is_timing), R(send_ondra_batt_degr2_if_is_timing),                     \
-        R(send_ondra_chg_insertion_removal_if_is_timing)
+        R(send_ondra_chg_insertion_removal_if_is_timing), R(update_full_stay_degradation), R(load_records),      \
+        R(run_full_cycle)
 
 const std::map<std::string, Rule> RULES = {
 #define RULE(name) \
@@ -96,22 +99,9 @@ using Fields = std::map<std::string, Field>;
 
 template <typename Value>
 std::string text_of(const Value& value) {
-    if constexpr (std::is_same_v<Value, extended>) {
-        std::ostringstream text;
-        text << static_cast<double>(value);
-        return text.str();
-    } else {
-        return std::to_string(value);
-    }
-}
-
-template <typename Value>
-void set_value(Value& value, const std::string& text) {
-    if constexpr (std::is_same_v<Value, extended>) {
-        value = std::stod(text);
-    } else {
-        value = static_cast<Value>(std::stoll(text));
-    }
+    std::ostringstream text;
+    text << std::conditional_t<std::is_integral_v<Value>, int64_t, double>(value);
+    return text.str();
 }
 
 std::string replaced(std::string text, const std::string& what, const std::string& by) {
@@ -126,7 +116,7 @@ void add(Fields& fields, const std::string& name, Member member) {
     using Value = std::remove_reference_t<decltype(member(std::declval<World&>()))>;
     if constexpr (std::is_arithmetic_v<Value> || std::is_same_v<Value, extended>) {
         fields[name] = {[=](World& w) { return text_of(member(w)); },
-                        [=](World& w, const std::string& text) { set_value(member(w), text); }};
+                        [=](World& w, const std::string& text) { member(w) = static_cast<Value>(std::stold(text)); }};
     } else if constexpr (std::is_same_v<std::decay_t<decltype(std::declval<Value>()[0])>, char>) {
         // A text: to its first NUL, or where it is a fixed field, without the NULs behind it; others are written as \0.
         fields[name] = {[=](World& w) {

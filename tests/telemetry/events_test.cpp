@@ -13,6 +13,7 @@
 
 #include "support/command.h"
 #include "support/phone.h"
+#include "support/rows.h"
 #include "support/sysfs.h"
 #include "telemetry/batt_degradation2.h"
 #include "telemetry/charger_insertion_removal.h"
@@ -60,36 +61,11 @@ Fields decoded(const std::string& name) {
     return fields;
 }
 
-// From which bytes of the stored record a field is to be taken: name, type, first offset (hexadecimal), count. Offsets,
-// not the record's fields: so it does not depend on the names that the code matches.
-constexpr char MAPPINGS[] = R"(
-    initialize u8 0000 1  fcc_mah u16 0004 5  initialized_time u64 0020 1  last_learning_time u64 0030 1
-    first_soh_time u64 0040 9  soft_charge_mode u32 0090 1  total_cycle_count u32 0098 1
-    soft_charge1_onlinetime u64 00A0 5  soft_charge5_onlinetime u64 00C8 5  vt_cet_table u32 0100 672
-    ct_charge_table u32 0B80 160  off_charge_total_time u64 0E20 1  on_charge_total_time u64 0E28 1
-    soc_full_total_time u64 0E30 1  smart_charge_mode_total_time u64 0E38 1  jeita_warm_total_time u32 0E50 1
-    dev_attach_count u32 0F00 16  dev_attach_total_time u32 0F04 16  dev_charge_count u32 0F08 16
-    soc0_shutdown_cnt u32 0E10 1  thermal_range_stay_time u32 0E70 4  over_08c_total_time u32 0E80 1
-    over_08c_charge_count u32 0E84 1  over_06c_total_time u32 0E88 1  over_06c_charge_count u32 0E8C 1
-    max_discharge_current negated_u16 0E90 1  online_time u32 0028 1  total_arrhenius u32 1000 1
-    arrhenius_per_10days u32 1010 252  max_dischg_cur_3500mv_10c negated_u16 0E92 1
-    max_dischg_cur_3500mv_5c negated_u16 0E94 1  max_dischg_cur_3500mv_0c negated_u16 0E96 1
-    max_discharge_time u32 0EA0 4  max_temp i16 0E9C 1  max_temp_time u32 0EB8 1  min_temp i16 0E9E 1
-    min_temp_time u32 0EBC 1  max_cell_voltage u16 0EEA 1  max_cell_voltage_time u32 0EEC 1
-    total_discharge_time u32 0EC0 8  arrhenius_lv level_u8 1400 252
-    full_stay_capacity_degradation_per_10days u32 1510 252  full_stay_capacity_degradation_aging_lv level_u8 1900 252
-    total_cycle_degradation u32 1A00 1  cycle_degradation_per_10days u32 1A10 252
-    total_full_stay_cap_degradation u32 1500 1  latest_user_soh u16 0038 1  user_soh_per_10days u16 1E00 252
-    latest_predicted_soh u16 003E 1  predicted_soh_per_10days u16 2400 252  latest_raw_soh u16 003A 1
-    raw_soh_per_10days u16 2000 252  latest_filtered_soh u16 003C 1  filtered_soh_per_10days u16 2200 252
-)";
-
 Fields expected_fields(const std::string& record) {
     Fields fields;
-    std::istringstream mappings(MAPPINGS);
-    std::string field, type;
-    size_t offset = 0, count = 0;
-    while (mappings >> field >> type >> std::hex >> offset >> std::dec >> count) {
+    for (const Row& row : values_of(RECORD_FIELDS)) {
+        const std::string &field = row.at(0), &type = row.at(1);
+        const size_t offset = std::stoul(row.at(2), nullptr, 16), count = std::stoul(row.at(3));
         const size_t size = type.ends_with("64") ? 8 : type.ends_with("32") ? 4 : type.ends_with("16") ? 2 : 1;
         const size_t stride = field.starts_with("dev_") ? 16 : size;
         for (size_t i = 0; i < count; i++) {
