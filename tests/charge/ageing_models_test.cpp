@@ -166,21 +166,6 @@ TEST(ArrheniusIntegral, EqualsTheSumOfItsSecondsBitForBit) {
     }
 }
 
-TEST(FullStay, BooksTheTimeFromEachCallAtFullChargeToTheNextCall) {
-    const std::tuple<const char*, int32_t, int64_t, int32_t, int32_t> rows[] = {
-        {"full", 100, 560, 7, 67},
-        {"the boot clock went back", 100, 490, 7, -3},
-        {"wraps", 100, 560, INT32_MAX, INT32_MIN + 59},
-    };
-    for (const auto& [name, first_capacity, second_boot_time, start, expected] : rows) {
-        ServiceState state{.clock = {.cycle_boot_time = 500}, .ageing = {.soc_full_total_time = start}};
-        update_full_stay_degradation(state, snapshot_of({{PARAM_BATTERY_CAPACITY, first_capacity}}), POLICY);
-        state.clock.cycle_boot_time = second_boot_time;
-        update_full_stay_degradation(state, snapshot_of({}), POLICY);
-        EXPECT_EQ(state.ageing.soc_full_total_time, expected) << name;
-    }
-}
-
 struct LossRow {
     const char* name;
     int32_t online_time, temperature_decic, voltage;

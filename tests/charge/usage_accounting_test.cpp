@@ -1,4 +1,4 @@
-#include "charge/soft_charge.h"
+#include "charge/usage_accounting.h"
 
 #include <gtest/gtest.h>
 
@@ -31,18 +31,8 @@ TEST(Bins, ChangeAboveTheirBorders) {
     }
 }
 
-TEST(Soh, IsGaugeOverDesignCapacity) {
-    for (const auto& [charge_full_uah, design_uah, expected] :
-         {std::tuple(5'250'000, 5'000'000, 100'000), {0, 5'000'000, -1}, {5'000'000, 0, -1}, {INT32_MIN, 1, 0}}) {
-        ServiceState state;
-        update_soh(state.usage, snapshot_of({{PARAM_QCOM_CHARGE_FULL, charge_full_uah},
-                                             {PARAM_BATTERY_CHARGE_FULL_DESIGN, design_uah}}));
-        EXPECT_EQ(state.usage.soh, expected) << charge_full_uah << " of " << design_uah;
-    }
-}
-
-TEST(Grids, BookTimeAndChargeAlongTheLineSinceThePreviousCall) {
-    using Cells = std::vector<std::array<uint32_t, 3>>;  // row bin, temperature bin, added value
+TEST(Grids, BookTimeAndChargeAlongTheLineSinceTheCallBefore) {
+    using Cells = std::vector<std::array<uint32_t, 3>>;  // row bin, temperature bin, what is added there
     const struct {
         const char* name;
         int64_t boot_time;
@@ -52,12 +42,12 @@ TEST(Grids, BookTimeAndChargeAlongTheLineSinceThePreviousCall) {
         {"first call", 90, 250, 3'910'000, 10'999, {}, {}},
         {"one cell, highest charge", 100, 250, 3'910'000, 11'000, {{31, 8, 10}}, {{0, 8, 1}}},
         {"falling voltage, discharge", 110, 250, 3'890'000, 4950, {{31, 8, 5}, {32, 8, 5}}, {}},
-        {"unchanged clock, charge in two cells", 110, 251, 3'950'000, 5050, {}, {{4, 8, 49}, {5, 8, 51}}},
+        {"clock stands, charge in two cells", 110, 251, 3'950'000, 5050, {}, {{4, 8, 49}, {5, 8, 51}}},
         {"both fall, no charge", 112, 249, 3'850'000, 5050, {{31, 7, 1}, {32, 8, 1}}, {}},
-        {"clock goes back, invalid charge", 90, 450, 0, 11'001, {}, {}},
+        {"clock back, invalid charge", 90, 450, 0, 11'001, {}, {}},
         {"invalid charge", 91, 450, 0, -1, {{41, 4, 1}}, {}},
-        {"charge since the latest valid value", 92, 450, 0, 5051, {{41, 4, 1}}, {{4, 8, 1}}},
-        {"all readings 0", 93, 0, 0, 0, {{41, 4, 1}}, {}},
+        {"charge since the valid one", 92, 450, 0, 5051, {{41, 4, 1}}, {{4, 8, 1}}},
+        {"nothing is read", 93, 0, 0, 0, {{41, 4, 1}}, {}},
     };
     ServiceState state, expected;
     for (const auto& step : steps) {
@@ -82,7 +72,7 @@ TEST(Grids, BookTimeAndChargeAlongTheLineSinceThePreviousCall) {
                              "<3>cellwarden: batt_soc is not valid (-1), ct_charge_table is not updated\n"}));
 }
 
-// --- The line in closed form equals its definition, step by step.
+// --- The line in closed form against its definition, step by step.
 
 size_t bin_at(const GridAxis& axis, int64_t step, int64_t steps) {
     const auto moved = static_cast<__int128>(step) * (int64_t{axis.to} - axis.from) / steps;
@@ -94,14 +84,14 @@ size_t bin_at(const GridAxis& axis, int64_t step, int64_t steps) {
     return bin;
 }
 
-// A line is monotone, so a run is in a cell if its first and last step are. The test can therefore check
-// any number of steps.
+// A line is monotone: a run whose first and last step lie in the cell lies there as a whole. So any
+// number of steps can be checked.
 TEST(GridLine, BooksRunsOfOneCellForAnyNumberOfSteps) {
     std::mt19937_64 random;
     const auto pick = [&](int64_t low, int64_t high) {
         return std::uniform_int_distribution<int64_t>(low, high)(random);
     };
-    // Values next to a border, around all borders, or anywhere.
+    // Beside a border, around all of them, or any at all.
     const auto some_reading = [&](BinBorders borders) {
         const int64_t readings[] = {borders[static_cast<size_t>(pick(0, 14))] + pick(-2, 2),
                                     pick(borders.back() - 100, borders.front() + 100), pick(INT32_MIN, INT32_MAX),

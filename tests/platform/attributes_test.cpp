@@ -6,7 +6,7 @@
 
 #include "platform/sysfs_params.h"
 #include "platform/thermal_zone.h"
-#include "support/csv.h"
+#include "support/rows.h"
 
 namespace cellwarden {
 namespace {
@@ -36,7 +36,7 @@ const char* const parameter_names[] = {
 };
 
 TEST(SysfsParamTable, IsTheListOfAttributes) {
-    const auto rows = read_csv(ATTRIBUTES);
+    const auto rows = rows_of(ATTRIBUTES, ',');
     EXPECT_EQ(rows.size(), SYSFS_PARAM_COUNT);
     for (size_t id = 0; id < std::min(rows.size(), SYSFS_PARAM_COUNT); id++) {
         const SysfsParamDesc& desc = SysfsParamTable[id];

@@ -3,12 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <limits>
 #include <tuple>
 
 #include "platform/unit_store.h"
-#include "state/batt_stat.h"
-#include "stats/batt_stat_update.h"
+#include "state/stored_units.h"
 #include "support/phone.h"
 
 namespace cellwarden {
@@ -23,7 +21,8 @@ std::string with(std::string image, size_t offset, const std::string& bytes) {
     return image.replace(offset, bytes.size(), bytes);
 }
 
-// Returns a stored record of layout 5.2.`patch` with a learned capacity of 4,400 mAh; no other byte is 0.
+// A stored record of layout 5.2.`patch` with a learned capacity of 4,400 mAh and something
+// everywhere else.
 std::string stored_record(char patch = 4) {
     return with(std::string(RECORD_SIZE, '\x11'), 0, "\x01\x05\x02"s + patch + "\x30\x11");
 }
@@ -76,15 +75,13 @@ TEST(BattStatLoad, AcceptsUpgradesOrResetsTheStoredRecord) {
         EXPECT_EQ(loaded.state.restore.restore_capacity_mah, row.restore) << row.name;
     }
     EXPECT_EQ(logs(), Calls{});
-    EXPECT_EQ(phone.effects.size(), std::size(rows)) << "one read per row, no writes";
+    EXPECT_EQ(phone.effects.size(), std::size(rows)) << "one read each, no writes";
 }
 
 TEST(BattStatLoad, SeedsTheReferenceOfTheUsersSoh) {
     const std::tuple<const char*, uint32_t, int32_t, int32_t> rows[] = {
-        {"a second short of a period", 863'999, -1, 100'000},
-        {"one period", 864'000, 0, 5000},
-        {"the last stored period", 218'591'999, 251, 5250},
-        {"after the last stored period", 218'592'000, -1, 100'000},
+        {"a second short of a period", 863'999, -1, 100'000}, {"one period", 864'000, 0, 5000},
+        {"the last kept period", 218'591'999, 251, 5250},     {"no period is kept any more", 218'592'000, -1, 100'000},
         {"beyond 31 bits", 0x8000'0000, -1, 100'000},
     };
     for (const auto& [name, online_time, expected_index, expected_soh] : rows) {
@@ -96,107 +93,6 @@ TEST(BattStatLoad, SeedsTheReferenceOfTheUsersSoh) {
         const ServiceState state = Loaded(bytes_of(stat)).state;
         EXPECT_EQ(state.health.prev_soh_bucket_index, expected_index) << name;
         EXPECT_EQ(state.health.prev_bucket_user_soh, expected_soh) << name;
-    }
-}
-
-TEST(BattStatSave, HappensOnceADayAtShutdownAndAfterLearning) {
-    struct Call {
-        int64_t boot_time;
-        int32_t phase;
-        uint64_t learning_time;
-        bool saved;
-    };
-    const std::pair<const char*, std::vector<Call>> rows[] = {
-        {"a day after boot", {{86'399, 3, 0, false}, {86'400, 3, 0, true}, {86'401, 3, 0, false}}},
-        {"in each cycle of shutdown", {{10, 4, 0, true}, {11, 4, 0, true}, {12, 3, 0, false}}},
-        {"a save at shutdown starts a new day", {{50'000, 4, 0, true}, {136'399, 3, 0, false}, {136'400, 3, 0, true}}},
-        {"the first learning time is only remembered", {{10, 3, 500, false}, {13, 3, 501, true}, {14, 3, 501, false}}},
-        {"a change to 0 saves, a change from 0 does not", {{10, 3, 500, false}, {11, 3, 0, true}, {12, 3, 600, false}}},
-        {"learning and shutdown at once", {{10, 3, 500, false}, {11, 4, 501, true}, {12, 3, 501, false}}},
-    };
-    // After a failed save, the next save is due as usual.
-    phone.failing_writes = {UNIT_BATT_STAT};
-    for (const auto& [name, calls] : rows) {
-        ServiceState state;
-        BattStat stat{};
-        for (const Call& call : calls) {
-            clear_calls();
-            state.clock.cycle_boot_time = call.boot_time;
-            stat.last_learning_time = call.learning_time;
-            save_batt_stat_if_is_timing(device, state, snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, call.phase}}), stat);
-            const Calls saved = {"write unit 2491 failed", "log <3>cellwarden: Failed to save battery statistics"};
-            EXPECT_EQ(test::calls(), call.saved ? saved : Calls{}) << name << ", at " << call.boot_time;
-        }
-    }
-}
-
-// --- Copying soft charge's working state to the record.
-
-TEST(SoftChargeHistory, MillionthsOfAPerCent) {
-    const std::tuple<const char*, extended, uint32_t> rows[] = {
-        {"truncated, not rounded", 0.0000019990234375, 1},
-        {"negative", -0.5, 0},
-        {"largest", extended(4'294'967'295) / 1'000'000 + extended(0.0000001), UINT32_MAX},
-        {"saturates", 4294.967296, UINT32_MAX},
-        {"not a number", std::numeric_limits<double>::quiet_NaN(), 0},
-    };
-    for (const auto& [name, percent, expected] : rows) {
-        EXPECT_EQ(to_micropercent(percent), expected) << name;
-    }
-}
-
-TEST(SoftChargeHistory, LevelsAreStampedOnce) {
-    BattStat stat{};
-    stat.soft_charge_mode = 7;
-    for (const auto& [level, online_time] : {std::pair(0, 10), {2, 20}, {2, 30}, {5, -40}, {1, 50}, {5, 60}}) {
-        copy_soft_charge_history(
-            {.usage = {.online_time = online_time}, .levels = {.soft_charge_mode = -1, .soft_charge1_level = level}},
-            stat);
-    }
-    EXPECT_EQ(stat.soft_charge1_onlinetime, (std::array<uint64_t, 5>{50, 20, 0, 0, static_cast<uint64_t>(-40)}));
-    EXPECT_EQ(stat.soft_charge_mode, 7) << "an unknown mode keeps the stored mode";
-}
-
-TEST(SoftChargeHistory, MilestonesOfTheStateOfHealth) {
-    std::array<uint64_t, 9> expected{};
-    BattStat stat{};
-    int64_t wall_time = 10'000'000'000;
-    const auto cycle = [&](int32_t soh) {
-        copy_soft_charge_history({.clock = {.cycle_wall_time = wall_time++}, .usage = {.soh = soh}}, stat);
-        EXPECT_EQ(stat.first_soh_time, expected) << soh;
-    };
-    cycle(-1);
-    size_t reached = 0;
-    for (const int32_t border : {95'000, 90'000, 85'000, 80'000, 70'000, 60'000, 50'000, 40'000, 20'000}) {
-        cycle(border);
-        expected[reached++] = static_cast<uint64_t>(wall_time);
-        cycle(border - 1);
-        cycle(100'000);
-    }
-}
-
-TEST(SoftChargeHistory, StatesOfHealthByPeriod) {
-    const std::tuple<const char*, int32_t, int32_t> rows[] = {
-        {"end of a period", 863'999, 0},
-        {"start of a period", 864'000, 1},
-        {"last second of the last period", 217'727'999, 251},
-        {"after the last period", 217'728'000, -1},
-        {"negative", -1, -1},
-    };
-    for (const auto& [name, online_time, period] : rows) {
-        BattStat stat{};
-        copy_soft_charge_history(
-            {.usage = {.online_time = online_time}, .health = {.latest_raw_soh = 20'001, .latest_user_soh = 131'075}},
-            stat);
-        PerPeriod<uint16_t> expected_raw{}, expected_user{};
-        if (period >= 0) {
-            expected_raw[static_cast<size_t>(period)] = 10'000;
-            expected_user[static_cast<size_t>(period)] = 1;  // the low 16 bits are stored
-        }
-        EXPECT_EQ(stat.latest_raw_soh, 10'000) << name;
-        EXPECT_EQ(stat.latest_user_soh, 1) << name;
-        EXPECT_EQ(stat.raw_soh_per_10days, expected_raw) << name;
-        EXPECT_EQ(stat.user_soh_per_10days, expected_user) << name;
     }
 }
 

@@ -3,7 +3,7 @@
 
 #include <map>
 
-#include "support/csv.h"
+#include "support/rows.h"
 #include "telemetry/charging.pb-c.h"
 
 namespace cellwarden {
@@ -33,7 +33,7 @@ std::vector<std::string> fields_of(const ProtobufCMessageDescriptor& message) {
 
 TEST(EventSchema, IsThatOfTheReceivers) {
     std::map<std::string, std::vector<std::string>> wanted;
-    for (const auto& row : read_csv(EVENT_FIELDS)) {
+    for (const auto& row : rows_of(EVENT_FIELDS, ',')) {
         wanted["charging." + row.at(0)].push_back(row.at(1) + "," + row.at(2) + "," + row.at(3) + "," + row.at(4));
     }
     for (const auto* message :
