@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The tables of docs/ against the code that they describe, and that named files exist."""
 
+import graphlib
 import re
 import sys
 from pathlib import Path
@@ -89,13 +90,11 @@ def included_rooms(rooms):
 
 def find_cycle(graph):
     """The rooms of one circle of includes; empty where there is none."""
-    left = dict(graph)
-    while True:
-        ends = [room for room, included in left.items() if not included & left.keys()]
-        if not ends:
-            return sorted(left)
-        for room in ends:
-            del left[room]
+    try:
+        graphlib.TopologicalSorter(graph).prepare()
+        return []
+    except graphlib.CycleError as error:
+        return error.args[1]
 
 
 def check_rooms():
