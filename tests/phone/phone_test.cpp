@@ -8,9 +8,9 @@
 #include <map>
 #include <set>
 #include <sstream>
-#include <variant>
 
 #include "phone/phone_attributes.h"
+#include "support/named.h"
 #include "support/rows.h"
 
 namespace cellwarden::phone {
@@ -24,32 +24,16 @@ Phone phone_of(const std::string& text) {
     Battery& battery = phone.battery;
     Charger& charger = phone.charger;
     double gauge_uah = 0;
-    const std::map<std::string, std::variant<double*, int*, bool*>> places = {
-        {"soc", &battery.soc},
-        {"state_of_health", &battery.state_of_health},
-        {"temp_c", &battery.temp_c},
-        {"load_ma", &phone.load_ma},
-        {"ambient_c", &phone.ambient_c},
-        {"shutdown_phase", &phone.shutdown_phase},
-        {"learning_count", &phone.learning_count},
-        {"thermal_zone", &phone.thermal_zone},
-        {"gauge_uah", &gauge_uah},
-        {"watts", &charger.watts},
-        {"thermal_level", &charger.thermal_level},
-        {"ageing_level", &charger.ageing_level},
-        {"usb_input_suspend", &charger.usb_input_suspend},
-        {"lrc_input_suspend", &charger.lrc_input_suspend},
-        {"lrc_charge_disable", &charger.lrc_charge_disable}};
     std::istringstream words(text);
     for (std::string name, value; std::getline(words >> std::ws, name, '=') && words >> value;) {
         if (name == "usb" || name == "wireless") {
             charger.source = name == "usb" ? Source::USB : Source::WIRELESS;
             charger.type = value;
-        } else {
-            const auto set = [&](auto* place) {
-                *place = static_cast<std::decay_t<decltype(*place)>>(std::stod(value));
-            };
-            std::visit(set, places.at(name));
+        } else if (!SET_NAMED(name, std::stod(value), battery.soc, battery.state_of_health, battery.temp_c,
+                              phone.load_ma, phone.ambient_c, phone.shutdown_phase, phone.learning_count,
+                              phone.thermal_zone, gauge_uah, charger.watts, charger.thermal_level, charger.ageing_level,
+                              charger.usb_input_suspend, charger.lrc_input_suspend, charger.lrc_charge_disable)) {
+            ADD_FAILURE() << "a phone has no " << name;
         }
     }
     if (gauge_uah > 0) {
