@@ -28,8 +28,6 @@ SANITIZERS = {
                         " -fsanitize-minimal-runtime -fno-sanitize-trap=integer,undefined"
                         " -fno-sanitize-recover=integer,undefined".split(),
 }
-NOT_SANITIZED = "src:/usr/*\n"
-LINKED_BY_TYPE = {"cc_binary": [], "cc_test": ["-lgtest"]}
 
 
 # --- The Blueprint language: properties with values that are strings, booleans, lists and maps.
@@ -78,7 +76,7 @@ class Tree:
     def __init__(self, modules, top, device_libraries):
         self.modules, self.top, self.device_libraries = modules, top, device_libraries
         self.ignore_list = top / "not_sanitized"
-        self.ignore_list.write_text(NOT_SANITIZED)
+        self.ignore_list.write_text("src:/usr/*\n")
 
     def of_type(self, *kinds):
         return [name for name, module in self.modules.items() if module["type"] in kinds]
@@ -161,7 +159,7 @@ class Tree:
         libraries = module.get("shared_libs", [])
         run("clang++", *sanitizer_flags(module), *objects,
             *(self.top / library / (library + ".a") for library in module.get("static_libs", [])),
-            *LINKED_BY_TYPE[module["type"]], f"-L{self.device_libraries}", "-Wl,--as-needed",
+            *(["-lgtest"] if module["type"] == "cc_test" else []), f"-L{self.device_libraries}", "-Wl,--as-needed",
             *("-l" + library.removeprefix("lib") for library in libraries), "-o", made)
         if made.is_file():
             needed = re.findall(r"NEEDED.*\[(.+)\.so", run("readelf", "-d", made))
