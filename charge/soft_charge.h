@@ -14,8 +14,8 @@ namespace cellwarden {
 void control_soft_charge(const Device& device, ServiceState& state, const SysfsParams& snapshot,
                          const Policy& policy);
 
-// --- usage_accounting.cpp: the inputs of soft charge: online time, the gauge's state of health, the
-// time per voltage and temperature, and the charge put in per state of charge and temperature
+// --- usage_accounting.cpp: the inputs of soft charge: online time, the gauge's state of health,
+// the time per voltage and temperature, and the charge put in per state of charge and temperature
 
 // Adds the boot-clock time since the previous call of control_soft_charge; the first call after
 // start-up adds nothing.
@@ -49,8 +49,8 @@ int32_t decide_arrhenius_level(const Device& device, LevelState& levels, const A
 int32_t decide_full_stay_level(LevelState& levels, const AgeingState& ageing,
                                const UsageState& usage, const Policy& policy);
 
-// --- soh_estimates.cpp: four states of health, in 0.001 % of design capacity, and the capacity that
-// the user sees
+// --- soh_estimates.cpp: four states of health, in 0.001 % of design capacity, and the capacity
+// that the user sees
 
 // Updates the raw (from the learned capacity), filtered (from the gauge), predicted (from the
 // ageing models) and user's state of health. The user's never rises and is 100 % for the first 21

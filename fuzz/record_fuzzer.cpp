@@ -1,24 +1,27 @@
-// Fuzzes stored records (whole, cut, old or forged) and the phone's life after them: attribute
-// texts, passing time, cycles of the daemon's own code, restarts and failing libraries. The daemon
-// must accept, upgrade or reset each record, and always accept again the record in memory. A load
-// and a copy back keep every sum. Levels stay in 0 to 5 if those of the record do. On a new battery
-// no total falls.
+// Any stored record, whole, cut, old or forged, and a piece of a phone's life on it: attribute
+// texts, passing time, cycles, restarts and failing libraries, with the daemon's own cycle code in
+// between. A record is taken as it stands, upgraded or reset; the one in memory is always accepted
+// again; a load and a copy back change nothing of it; a level stays in 0 to 5 if the record's
+// levels are such; on a new battery no total falls.
 //
-// An input is the length of the record's unit (2 bytes), the unit, and a sequence of steps. A step
-// is an opcode and its operand:
-//   0 to 133         attribute of this parameter: the length (255: no file), then the characters
-//   FULL_CYCLE       2 bytes: the lower 10 bits are the seconds since the last cycle (few, because
-//                    ageing is summed second by second), the upper 6 bits, signed, the days by
-//                    which the wall clock is set
-//   LIGHT_CYCLE      none
-//   RESTART          none
-//   FAULTS           1 byte: a bit for each function that fails from now on
-// Other opcodes have no effect.
+// An input is two bytes of length, the record's unit, and then a row of steps, each an opcode and
+// what belongs to it:
+//   0 to 133         that parameter's attribute: a length, then so many characters (255: no file)
+//   FULL_CYCLE       2 bytes: the lower 10 bits are the seconds since the last cycle (few, as
+//                    ageing is summed second by second), the upper 6, signed, the days by which the
+//                    wall clock is set
+//   LIGHT_CYCLE      nothing
+//   RESTART          nothing
+//   FAULTS           1 byte: what fails from now on, one bit each
+// Other opcodes do nothing.
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <set>
+#include <sstream>
 
 #include "cycle/cycle.h"
+#include "decode/record_layout.h"
 #include "fuzz/fuzzing.h"
 #include "phone/phone_attributes.h"
 #include "phone/stand_in.h"
@@ -40,52 +43,49 @@ struct Life {
     ServiceState state;
     BattStat stat;
     ChgInsertionRemovalData connection;
-    std::vector<uint64_t> totals;  // after the last cycle; empty if the battery is not new
+    std::vector<int64_t> totals;  // after the last cycle; none where the battery is not new
     bool started_sane;
 };
 
-// --- Promises.
+// --- What is promised.
 
-// Returns every counter and sum that never falls.
-std::vector<uint64_t> totals_of(const BattStat& stat) {
-    std::vector<uint64_t> totals;
-    const auto take = [&](const auto& value) {
-        if constexpr (std::is_integral_v<std::decay_t<decltype(value)>>) {
-            totals.push_back(value);
-        } else {
-            totals.insert(totals.end(), value.begin(), value.end());
+// Counters and sums that only ever grow.
+constexpr char TOTALS[] =
+    "online_time total_cycle_count vt_cet_table ct_charge_table soc0_shutdown_cnt "
+    "off_charge_total_time on_charge_total_time soc_full_total_time smart_charge_mode_total_time "
+    "jeita_warm_total_time thermal_range_stay_time over_08c_total_time over_08c_charge_count "
+    "over_06c_total_time over_06c_charge_count total_discharge_time max_discharge_current "
+    "total_arrhenius arrhenius_per_10days total_full_stay_cap_degradation "
+    "full_stay_capacity_degradation_per_10days total_cycle_degradation "
+    "cycle_degradation_per_10days dev_attach_count dev_attach_total_time dev_charge_count";
+
+// What the working state keeps of a record as it is.
+constexpr char KEPT[] =
+    "online_time vt_cet_table ct_charge_table total_cycle_count total_arrhenius "
+    "arrhenius_per_10days";
+
+// These are divided by a million at the load and multiplied again: one comes back as it was, or one
+// millionth less where the quotient was rounded down.
+constexpr char ROUNDED[] =
+    "total_full_stay_cap_degradation total_cycle_degradation "
+    "full_stay_capacity_degradation_per_10days cycle_degradation_per_10days";
+
+// Every element of the named fields.
+std::vector<int64_t> values_of(const BattStat& stat, const char* names) {
+    std::vector<int64_t> values;
+    std::istringstream words(names);
+    for (std::string name; words >> name;) {
+        const decode::RecordField& field = *decode::find_record_field(name);
+        for (size_t i = 0; i < field.count; i++) {
+            values.push_back(decode::stored_value(stat, field, i));
         }
-    };
-    const auto take_all = [&](const auto&... values) { (take(values), ...); };
-    take_all(stat.online_time, stat.total_cycle_count, stat.vt_cet_table, stat.ct_charge_table,
-             stat.soc0_shutdown_cnt, stat.off_charge_total_time, stat.on_charge_total_time,
-             stat.soc_full_total_time, stat.smart_charge_mode_total_time,
-             stat.jeita_warm_total_time, stat.thermal_range_stay_time, stat.over_08c_total_time,
-             stat.over_08c_charge_count, stat.over_06c_total_time, stat.over_06c_charge_count,
-             stat.total_discharge_time, stat.max_discharge_current, stat.total_arrhenius,
-             stat.arrhenius_per_10days, stat.total_full_stay_cap_degradation,
-             stat.full_stay_capacity_degradation_per_10days, stat.total_cycle_degradation,
-             stat.cycle_degradation_per_10days);
-    for (const DevAttachEntry& entry : stat.dev_attach) {
-        take_all(entry.dev_attach_count, entry.dev_attach_total_time, entry.dev_charge_count);
     }
-    return totals;
+    return values;
 }
 
 BattStatVerdict verdict_of(const std::string& image) {
     return judge_batt_stat(reinterpret_cast<const uint8_t*>(image.data()),
                            static_cast<uint32_t>(image.size()));
-}
-
-// The load divides degradations by a million, and the copy back multiplies them: a value is
-// unchanged, or lower by 1 if the quotient was rounded down.
-template <typename Field>
-bool kept(const Field& before, const Field& after) {
-    if constexpr (std::is_integral_v<Field>) {
-        return before - after <= 1;
-    } else {
-        return std::equal(before.begin(), before.end(), after.begin(), kept<uint32_t>);
-    }
 }
 
 // The tables and the ageing sums survive seeding the working state and copying it back.
@@ -94,20 +94,13 @@ void check_round_trip(const ServiceState& state, const BattStat& stat) {
     copied = stat;
     copy_usage_tables(state.usage, copied);
     copy_soft_charge_history(state, copied);
-    const auto all_equal = [&](auto... fields) {
-        return ((copied.*fields == stat.*fields) && ...);
-    };
-    promise(all_equal(&BattStat::online_time, &BattStat::vt_cet_table, &BattStat::ct_charge_table,
-                      &BattStat::total_cycle_count, &BattStat::total_arrhenius,
-                      &BattStat::arrhenius_per_10days),
-            "tables and Arrhenius sums are unchanged by a restart");
-    const auto all_kept = [&](auto... fields) {
-        return (kept(stat.*fields, copied.*fields) && ...);
-    };
-    promise(all_kept(&BattStat::total_full_stay_cap_degradation, &BattStat::total_cycle_degradation,
-                     &BattStat::full_stay_capacity_degradation_per_10days,
-                     &BattStat::cycle_degradation_per_10days),
-            "degradations are kept by a restart");
+    promise(values_of(copied, KEPT) == values_of(stat, KEPT),
+            "tables and Arrhenius sums survive a restart");
+    const std::vector<int64_t> before = values_of(stat, ROUNDED),
+                               after = values_of(copied, ROUNDED);
+    promise(std::equal(before.begin(), before.end(), after.begin(),
+                       [](int64_t a, int64_t b) { return a == b || a == b + 1; }),
+            "degradations survive a restart");
 }
 
 void check_load(const std::string& image, const Life& life) {
@@ -120,17 +113,17 @@ void check_load(const std::string& image, const Life& life) {
         expected.version = version;
     }
     promise(memcmp(&life.stat, &expected, sizeof expected) == 0,
-            "a record is accepted, upgraded or reset");
+            "a record is taken as it stands, upgraded or reset");
     check_round_trip(life.state, life.stat);
 }
 
-// Returns true if the daemon itself could have decided the record's levels, and no override is set.
+// Whether the levels that the record brings are such as the daemon itself decides, and none is
+// ordered from outside.
 bool levels_are_sane(const BattStat& stat) {
-    const auto is_sane = [](uint8_t level) { return level <= 5 || level == 255; };
+    const auto levels = values_of(stat, "arrhenius_lv full_stay_capacity_degradation_aging_lv");
     return stat.soft_charge_override < 0xD0 && stat.soft_charge_mode <= 5 &&
-           std::all_of(stat.arrhenius_lv.begin(), stat.arrhenius_lv.end(), is_sane) &&
-           std::all_of(stat.full_stay_capacity_degradation_aging_lv.begin(),
-                       stat.full_stay_capacity_degradation_aging_lv.end(), is_sane);
+           std::all_of(levels.begin(), levels.end(),
+                       [](int64_t level) { return level <= 5 || level == 255; });
 }
 
 void check_cycle(Life& life) {
@@ -141,7 +134,7 @@ void check_cycle(Life& life) {
                  life.state.levels.soft_charge_mode <= 5 && levels_are_sane(life.stat)),
             "levels stay in 0 to 5");
     if (!life.totals.empty()) {
-        const std::vector<uint64_t> totals = totals_of(life.stat);
+        const std::vector<int64_t> totals = values_of(life.stat, TOTALS);
         promise(
             std::equal(totals.begin(), totals.end(), life.totals.begin(), std::greater_equal<>()),
             "no total falls");
@@ -149,7 +142,7 @@ void check_cycle(Life& life) {
     }
 }
 
-// --- The steps of an input.
+// --- What an input does.
 
 const char* path_of(uint8_t id) {
     return id == PARAM_SDM_THERM_ZONE_TEMP ? "/sys/class/thermal/thermal_zone7/temp"
@@ -166,37 +159,34 @@ void set_attribute(StandIn& phone, uint8_t id, Input& steps) {
 }
 
 void switch_faults(StandIn& phone, uint8_t bits) {
-    phone.failing_writes.clear();
-    if ((bits & 1) != 0) {
-        phone.failing_writes = {UNIT_BATT_STAT, UNIT_HEAT_TIME, UNIT_CYCLE_COUNT};
-    }
+    const std::set<uint32_t> some = {UNIT_BATT_STAT, UNIT_HEAT_TIME, UNIT_CYCLE_COUNT};
+    phone.failing_writes = (bits & 1) != 0 ? some : std::set<uint32_t>{};
     phone.ondra_missing = (bits & 2) != 0;
     phone.ondra_refuses = (bits & 4) != 0;
     phone.ondra_active = (bits & 8) != 0 ? 0 : 1;
 }
 
-void full_cycle(Life& life, uint32_t times) {
+void run_cycle(Life& life, bool is_full) {
+    const Device device = device_of(life.phone);
+    SysfsParams snapshot{};
+    read_sysfs_params(device, snapshot, is_full ? full_cycle_mask() : light_cycle_mask());
+    if (is_full) {
+        run_full_cycle(device, life.state, life.stat, life.connection, snapshot, POLICY);
+        check_cycle(life);
+    } else {
+        run_light_cycle(device, snapshot);
+    }
+    cleanup_sysfs_params(snapshot);
+}
+
+void pass_time(CycleClock& clock, uint32_t times) {
     const uint32_t seconds = times & 0x3FF;
     const int32_t days = static_cast<int16_t>(times) >> 10;
-    life.state.clock.cycle_boot_time += seconds;
-    life.state.clock.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
-    const Device device = device_of(life.phone);
-    SysfsParams snapshot{};
-    read_sysfs_params(device, snapshot, full_cycle_mask());
-    run_full_cycle(device, life.state, life.stat, life.connection, snapshot, POLICY);
-    cleanup_sysfs_params(snapshot);
-    check_cycle(life);
+    clock.cycle_boot_time += seconds;
+    clock.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
 }
 
-void light_cycle(Life& life) {
-    const Device device = device_of(life.phone);
-    SysfsParams snapshot{};
-    read_sysfs_params(device, snapshot, light_cycle_mask());
-    run_light_cycle(device, snapshot);
-    cleanup_sysfs_params(snapshot);
-}
-
-// Restarts only the daemon: the phone's clocks continue, and data that was not stored is lost.
+// The daemon alone starts again: the phone's clocks go on, and what was not yet stored is gone.
 void restart(Life& life) {
     life.state = ServiceState{.clock = {.cycle_boot_time = life.state.clock.cycle_boot_time,
                                         .cycle_wall_time = life.state.clock.cycle_wall_time}};
@@ -204,11 +194,12 @@ void restart(Life& life) {
     load_records(device_of(life.phone), life.state, life.stat, life.connection);
     check_load(life.phone.units[UNIT_BATT_STAT], life);
     if (!life.totals.empty()) {
-        life.totals = totals_of(life.stat);
+        life.totals = values_of(life.stat, TOTALS);
     }
 }
 
-// Starts the daemon on a phone that has no attributes and the given bytes in the record's unit.
+// A phone with no attributes and the given bytes in the record's unit, and the daemon started on
+// it.
 void start_life(Life& life, const std::string& record) {
     life.phone = StandIn{.attributes = {{ZONE_TYPE_PATH, "sdm_therm\n"}},
                          .units = {{UNIT_BATT_STAT, record}},
@@ -216,7 +207,7 @@ void start_life(Life& life, const std::string& record) {
     life.state.clock.cycle_boot_time = 86'000;  // the daily save is near
     life.state.clock.cycle_wall_time = 1'700'000'000;
     restart(life);
-    life.totals = record.empty() ? totals_of(life.stat) : std::vector<uint64_t>{};
+    life.totals = record.empty() ? values_of(life.stat, TOTALS) : std::vector<int64_t>{};
     life.started_sane = levels_are_sane(life.stat);
 }
 
@@ -225,9 +216,10 @@ void take_step(Life& life, Input& input) {
     if (opcode < SYSFS_PARAM_COUNT) {
         set_attribute(life.phone, opcode, input);
     } else if (opcode == FULL_CYCLE) {
-        full_cycle(life, input.number(2));
+        pass_time(life.state.clock, input.number(2));
+        run_cycle(life, true);
     } else if (opcode == LIGHT_CYCLE) {
-        light_cycle(life);
+        run_cycle(life, false);
     } else if (opcode == RESTART) {
         restart(life);
     } else if (opcode == FAULTS) {
@@ -235,30 +227,28 @@ void take_step(Life& life, Input& input) {
     }
 }
 
-// --- Initial inputs.
+// --- Inputs to start from.
 
-void append_attribute(std::string& steps, SysfsParamId id, const std::string& text) {
-    steps += static_cast<char>(id);
-    steps += static_cast<char>(text.size() + 1);
-    steps += text + "\n";
+void append(std::string& steps, const std::vector<phone::AttributeText>& attributes) {
+    for (const phone::AttributeText& attribute : attributes) {
+        steps += static_cast<char>(attribute.id);
+        steps += static_cast<char>(attribute.text.size() + 1);
+        steps += attribute.text + "\n";
+    }
 }
 
 void append_cycle(std::string& steps, const phone::Phone& phone, uint16_t seconds) {
-    for (const phone::AttributeText& attribute : phone::live_attributes(phone)) {
-        append_attribute(steps, attribute.id, attribute.text);
-    }
+    append(steps, phone::live_attributes(phone));
     steps += static_cast<char>(FULL_CYCLE);
     steps += bytes_of(seconds);
 }
 
-// Returns the attributes of the bench's phone, full cycles in which it charges, heats up and
-// empties, a shutdown and a restart.
+// The attributes of the bench's phone, then full cycles in which it charges, heats up and empties,
+// then a shutdown and a restart.
 std::string ordinary_steps() {
     phone::Phone phone;
     std::string steps;
-    for (const phone::AttributeText& attribute : phone::start_attributes(phone)) {
-        append_attribute(steps, attribute.id, attribute.text);
-    }
+    append(steps, phone::start_attributes(phone));
     append_cycle(steps, phone, 20);
     phone.battery.soc = 0.9;
     phone.battery.temp_c = 46;
@@ -308,6 +298,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     while (!input.empty()) {
         take_step(life, input);
     }
-    fuzz::promise(life.phone.open_handles == 0, "every handle of the event library is released");
+    fuzz::promise(life.phone.open_handles == 0, "every handle of the event library is given back");
     return 0;
 }

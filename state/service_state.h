@@ -1,6 +1,7 @@
 // The daemon's working record, in groups: the rule named above a group computes it, the others read
 // it. It is never stored as a whole: values that survive a restart are copied to BattStat and read
-// back from it (stats/soft_charge_history.cpp). A restart is ServiceState{} plus the loads of start-up.
+// back from it (stats/soft_charge_history.cpp). A restart is ServiceState{} plus the loads of
+// start-up.
 //
 // Units: times in seconds; states of health in 0.001 % (100000 = 100 %); degradations in % of
 // design capacity. Periods are ten days (864,000 s) of online time; the record has 252 of them.

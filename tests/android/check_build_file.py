@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-"""Builds the modules of Android.bp, each with only the inputs that Soong would pass to it.
+"""Builds what Android.bp describes, with what Soong would give each module and nothing else.
 
 Usage: check_build_file.py BUILD_DIRECTORY
 
-Runs each genrule in a separate directory and keeps only its declared outputs. Compiles each C and C++
-module with clang and the module's own flags and include directories, and links it with the libraries
-that it names; the stand-ins in BUILD_DIRECTORY replace those of the phone's maker. Runs the test
-module. Compares the daemon's sources and flags and the generated files with those of the CMake build.
+Each genrule runs in a directory of its own, of which only the declared outputs are kept. Each C and
+C++ module is compiled by clang with the module's own flags and include directories, and linked with
+the libraries that it names: those of the phone's maker are the stand-ins of BUILD_DIRECTORY. The
+test module is run. The daemon's sources and flags and the generated files are compared with those
+of the CMake build.
 """
 
 import json
@@ -20,75 +21,43 @@ from pathlib import Path
 
 from checking import ROOT, expect_equal, failures, finish, need_programs, run
 
-# The flags that Soong passes to clang for a sanitizer on a device, without diag and recover. They do
-# not apply to this machine's C++ library, whose hashes and random numbers wrap; Android's library
-# excludes itself in its headers.
+# What Soong passes to clang for a sanitizer on a device, without diag and recover. The desk's C++
+# library, whose hashes and random numbers wrap, is left out; Android's own says so in its headers.
 SANITIZERS = {
     "integer_overflow": "-fsanitize=unsigned-integer-overflow,signed-integer-overflow -fsanitize-trap=all"
                         " -fsanitize-minimal-runtime -fno-sanitize-trap=integer,undefined"
                         " -fno-sanitize-recover=integer,undefined".split(),
 }
-NOT_SANITIZED = "src:/usr/*\n"
-LINKED_BY_TYPE = {"cc_binary": [], "cc_test": ["-lgtest"]}
 
 
 # --- The Blueprint language: properties with values that are strings, booleans, lists and maps.
 
-def tokens_of(text):
-    """Returns the tokens of a build file in reverse order."""
-    pattern = r'//[^\n]*|\s+|("[^"]*"|[\w.]+|[{}\[\]:,+])'
-    return [match[1] for match in re.finditer(pattern, text) if match[1]][::-1]
+def read_blueprint(text):
+    """Type and properties of each module; with names in quotes, a build file is Python."""
+    def as_python(found):
+        if found[1]:
+            return f'"{found[1]}"'
+        return "" if found[0].startswith("//") else {"true": "True", "false": "False"}.get(found[0], found[0])
 
-
-def read_value(tokens):
-    token = tokens.pop()
-    if token == "{":
-        value = read_properties(tokens)
-    elif token == "[":
-        value = []
-        while tokens[-1] != "]":
-            value.append(read_value(tokens))
-            if tokens[-1] == ",":
-                tokens.pop()
-        tokens.pop()
-    else:
-        value = token[1:-1] if token[0] == '"' else {"true": True, "false": False}[token]
-    if tokens[-1] == "+":
-        tokens.pop()
-        value += read_value(tokens)
-    return value
-
-
-def read_properties(tokens):
-    properties = {}
-    while (name := tokens.pop()) != "}":
-        if name != ",":
-            tokens.pop()  # the colon
-            properties[name] = read_value(tokens)
-    return properties
+    text = re.sub(r'"[^"]*"|//[^\n]*|(\w+)(?=:)|\btrue\b|\bfalse\b', as_python, text)
+    return [(kind, eval(body)) for kind, body in re.findall(r"^(\w+) (\{.*?^\})", text, re.M | re.S)]
 
 
 def merged(first, second):
-    """Returns the properties as Soong merges them: it appends lists; another second value replaces the first."""
-    result = dict(first)
-    for name, value in second.items():
-        if isinstance(value, list):
-            value = first.get(name, []) + value
-        elif isinstance(value, dict):
-            value = merged(first.get(name, {}), value)
-        result[name] = value
+    """Properties as Soong merges them: lists are appended, of other values the second wins."""
+    result = first | second
+    for name in first.keys() & second.keys():
+        if isinstance(second[name], list):
+            result[name] = first[name] + second[name]
+        elif isinstance(second[name], dict):
+            result[name] = merged(first[name], second[name])
     return result
 
 
 def read_modules():
-    """Returns the modules by name, with their type in "type", and with defaults and conditions applied."""
-    tokens = tokens_of((ROOT / "Android.bp").read_text())
-    modules = {}
-    while tokens:
-        kind = tokens.pop()
-        tokens.pop()  # the brace
-        module = read_properties(tokens)
-        modules[module["name"]] = module | {"type": kind}
+    """The modules by name, with their type in "type", defaults and conditions applied."""
+    modules = {module["name"]: module | {"type": kind}
+               for kind, module in read_blueprint((ROOT / "Android.bp").read_text())}
     own_types = {name: module["module_type"] for name, module in modules.items() if "module_type" in module}
     for name, module in modules.items():
         for variable in module.get("soong_config_variables", {}).values():
@@ -102,12 +71,12 @@ def read_modules():
 # --- Building.
 
 class Tree:
-    """The modules, and the directory for their build: NAME/gen, NAME/obj, NAME/NAME."""
+    """The modules, and the directory in which they are built: NAME/gen, NAME/obj, NAME/NAME."""
 
     def __init__(self, modules, top, device_libraries):
         self.modules, self.top, self.device_libraries = modules, top, device_libraries
         self.ignore_list = top / "not_sanitized"
-        self.ignore_list.write_text(NOT_SANITIZED)
+        self.ignore_list.write_text("src:/usr/*\n")
 
     def of_type(self, *kinds):
         return [name for name, module in self.modules.items() if module["type"] in kinds]
@@ -135,10 +104,10 @@ class Tree:
                 try:
                     shutil.move(f"{sandbox}/{output}", gen / output)
                 except FileNotFoundError:
-                    failures.append(f"{name} does not write its output {output}")
+                    failures.append(f"{name} does not make its output {output}")
 
     def sources(self, module):
-        """Returns the paths of the sources, including those of genrules."""
+        """Paths of the sources, those of genrules included."""
         named = module.get("srcs", []) + [f":{rule}" for rule in module.get("generated_sources", [])]
         paths = []
         for source in named:
@@ -149,12 +118,12 @@ class Tree:
             rule, tag = reference.groups()
             made = [output for output in self.modules[rule]["out"] if tag in (None, output)]
             if not made:
-                failures.append(f"{source} is not an output of {rule}")
+                failures.append(f"{source} names no output of {rule}")
             paths += [self.top / rule / "gen" / output for output in made]
         return paths
 
     def include_directories(self, module):
-        """Returns the module's own directory, those that it names, and those that other modules export to it."""
+        """The module's own directory always, then what it asks for and what it gets from others."""
         directories = [ROOT] + [ROOT / path for path in module.get("local_include_dirs", [])]
         for rule in module.get("generated_headers", []) + module.get("generated_sources", []):
             exported = self.modules[rule].get("export_include_dirs", [""])
@@ -169,12 +138,12 @@ class Tree:
         if source.suffix == ".cpp":
             command = ["clang++", *command[1:], *module["cppflags"], f"-std={module['cpp_std']}"]
         elif source.suffix != ".c":
-            failures.append(f"{module['name']}: {source.name} is not a source that Soong compiles")
+            failures.append(f"{module['name']}: {source.name} is no source that Soong compiles")
             return
         run(*command, *(f"-I{path}" for path in self.include_directories(module)), source, "-o", target)
 
     def build(self, name):
-        """Compiles and links a module. Returns the path of the result."""
+        """Compiles and links a module; returns the path of what it makes."""
         module, folder = self.modules[name], self.top / name
         sources = self.sources(module)
         objects = [folder / "obj" / f"{number}.o" for number in range(len(sources))]
@@ -190,12 +159,12 @@ class Tree:
         libraries = module.get("shared_libs", [])
         run("clang++", *sanitizer_flags(module), *objects,
             *(self.top / library / (library + ".a") for library in module.get("static_libs", [])),
-            *LINKED_BY_TYPE[module["type"]], f"-L{self.device_libraries}", "-Wl,--as-needed",
+            *(["-lgtest"] if module["type"] == "cc_test" else []), f"-L{self.device_libraries}", "-Wl,--as-needed",
             *("-l" + library.removeprefix("lib") for library in libraries), "-o", made)
         if made.is_file():
             needed = re.findall(r"NEEDED.*\[(.+)\.so", run("readelf", "-d", made))
             desk = {"libc", "libm", "libgcc_s", "libstdc++", "libgtest", "ld-linux-x86-64", "ld-linux-aarch64"}
-            expect_equal(f"{name}: shared_libs equal the libraries that it needs",
+            expect_equal(f"{name}: shared_libs, and the libraries that it calls",
                          sorted(libraries), sorted({*needed} - desk))
         return made
 
@@ -204,10 +173,10 @@ def sanitizer_flags(module):
     return [flag for name, wanted in module.get("sanitize", {}).items() if wanted for flag in SANITIZERS[name]]
 
 
-# --- Comparison of Android.bp with CMake.
+# --- Android.bp against CMake.
 
 def compile_commands(build):
-    """Returns (path, target, command) of each source that CMake compiles, without generated sources."""
+    """Path of each source that CMake compiles, to the target and the command; without generated ones."""
     entries = json.loads((build / "compile_commands.json").read_text())
     return [(str(Path(entry["file"]).relative_to(ROOT)), re.search(r"CMakeFiles/([\w-]+)\.dir/", entry["command"])[1],
              entry["command"].split()) for entry in entries if not Path(entry["file"]).is_relative_to(build)]
@@ -218,7 +187,7 @@ def compare_generated_files(tree, build):
             for name in tree.of_type("genrule") for output in tree.modules[name]["out"]}
     generated = build / "generated"
     cmake = {str(path.relative_to(generated)): path for path in generated.rglob("*")
-             if path.is_file() and path.relative_to(generated).parts[0] != "report"}  # belongs to a tool
+             if path.is_file() and path.relative_to(generated).parts[0] != "report"}  # of a tool, not the daemon
     expect_equal("generated files in Android.bp, and in CMake", sorted(made), sorted(cmake))
     for output in sorted(made.keys() & cmake.keys()):
         if made[output].is_file():
@@ -241,8 +210,8 @@ def compare_with_cmake(tree, build):
         flags = module["cflags"] + module["cppflags"] + ["-std=" + module["cpp_std"]]
         shared = [daemon[source] for source in own_sources(name) if source in daemon]
         lacking = [flag for flag in flags if not all(flag in command for command in shared)]
-        expect_equal(f"flags of {name} that CMake does not pass to all of its sources", lacking, [])
-    # A test on the phone also runs on the desk and on emulated Arm, with another main function.
+        expect_equal(f"flags of {name} that CMake does not give each of its sources", lacking, [])
+    # A test that runs on the phone runs on the desk and on emulated Arm too; its main function is its own.
     elsewhere = {source for source, _, _ in commands} | {"tests/android/main.cpp"}
     expect_equal("sources of the test module that CMake does not build",
                  sorted({*own_sources(*tree.of_type("cc_test"))} - elsewhere), [])

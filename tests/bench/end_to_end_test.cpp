@@ -6,18 +6,17 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "state/batt_stat.h"
+#include "support/folder.h"
+#include "support/rows.h"
 
 namespace cellwarden::bench {
 namespace {
 
-namespace fs = std::filesystem;
 using nlohmann::json;
 
 struct BenchRun {
@@ -26,7 +25,7 @@ struct BenchRun {
 
     [[nodiscard]] const json& summary() const { return lines.back(); }
 
-    // Returns the lines of one kind in order; with a key, only those with that value.
+    // Lines of one kind, in order; where a key is given, those that have that value there.
     [[nodiscard]] std::vector<json> all(const std::string& what, const char* key = "what",
                                         const std::string& value = "") const {
         std::vector<json> found;
@@ -36,27 +35,22 @@ struct BenchRun {
         return found;
     }
 
-    // Returns the text that the daemon last wrote to an attribute; empty if it wrote none.
+    // What the daemon last wrote to an attribute; empty where it wrote nothing.
     [[nodiscard]] std::string written(const std::string& attribute) const {
         const auto writes = all("write", "attribute", attribute);
         return writes.empty() ? "" : writes.back().at("new");
     }
 };
 
-class EndToEnd : public testing::Test {
+class EndToEnd : public test::FolderTest {
   protected:
-    void SetUp() override {
-        std::string path = (fs::temp_directory_path() / "cellwarden-e2e-XXXXXX").string();
-        ASSERT_NE(mkdtemp(path.data()), nullptr);
-        folder = path;
-    }
-    void TearDown() override { fs::remove_all(folder); }
+    static json scenario_of(const std::string& file) { return json::parse(test::text_of_file(BENCH_TESTS "/" + file)); }
 
-    // Runs to the scenario's end, or sends the signal of Ctrl-C after that many saves of the record.
+    // Runs to the scenario's end, or presses Ctrl-C once the record has been saved that often.
     BenchRun run(const json& scenario, int saves = -1) {
-        std::ofstream(folder / "scenario.json") << scenario;
+        write("scenario.json", scenario.dump());
         const std::string options =
-            " --json --scenario " + folder.string() + "/scenario.json --state " + folder.string() + "/state";
+            " --json --scenario " + top.string() + "/scenario.json --state " + top.string() + "/state";
         FILE* output = popen(("echo $$; exec " BENCH_COMMAND + options).c_str(), "r");
         BenchRun result;
         pid_t bench = -1;
@@ -74,38 +68,25 @@ class EndToEnd : public testing::Test {
         return result;
     }
 
-    // Returns a unit of the store after the latest run.
+    // A unit of the store, as the latest run left it.
     template <typename T>
     [[nodiscard]] T unit(int number) const {
-        const fs::path file = folder / "state" / "units" / std::to_string(number);
-        EXPECT_EQ(fs::file_size(file), sizeof(T)) << file;
+        const std::string bytes = read("state/units/" + std::to_string(number));
+        EXPECT_EQ(bytes.size(), sizeof(T)) << number;
         T content{};
-        std::ifstream(file, std::ios::binary).read(reinterpret_cast<char*>(&content), sizeof content);
+        bytes.copy(reinterpret_cast<char*>(&content), sizeof content);
         return content;
     }
-
-    fs::path folder;
 };
 
 TEST_F(EndToEnd, CyclesFollowUeventsAndThePeriod) {
-    const json scenario = json::parse(R"({
-        "duration_s": 15, "speed": 10, "uptime_s": 86500,
-        "driver_ready_s": 2.5, "battery_uevent_s": 0,
-        "phone": {"soc_percent": 50, "battery_temp_c": 30, "ambient_c": 30, "load_ma": 500,
-                  "thermal_zone": 12},
-        "units": {"2802": {"text": "250401"}, "2803": {"i32": 1743465600}},
-        "properties": {"ro.product.vendor.model": "PVX-40"},
-        "timeline": [
-            {"at_s": 0.5, "uevent": {"subsystem": "power_supply", "name": "usb_pd"}},
-            {"at_s": 1, "uevent": {"subsystem": "thermal", "name": "battery"}},
-            {"at_s": 2, "plug": {"type": "PD", "watts": 27}}, {"at_s": 4, "unplug": true}]})");
-    const BenchRun result = run(scenario);
+    const BenchRun result = run(scenario_of("four_cycles.json"));
     ASSERT_EQ(result.exit_code, 0);
     EXPECT_TRUE(result.summary().at("daemon_ran"));
-    EXPECT_GE(result.all("listens").front().at("at_s"), 2.5) << "not before the driver is ready";
-    EXPECT_EQ(result.summary().at("units").at("2491"), 1) << "the phone has been up for a day, including suspend";
+    EXPECT_GE(result.all("listens").front().at("at_s"), 2.5) << "not before the driver is there";
+    EXPECT_EQ(result.summary().at("units").at("2491"), 1) << "the phone has been up for a day, asleep included";
 
-    // Plug and unplug send two uevents each that start a cycle; the other two start none.
+    // Plug and unplug bring two uevents each that concern the daemon; the other two do not.
     EXPECT_EQ(result.summary().at("uevents"), 6);
     EXPECT_EQ(result.summary().at("full_cycles"), 4);
 
@@ -118,33 +99,17 @@ TEST_F(EndToEnd, CyclesFollowUeventsAndThePeriod) {
     EXPECT_LE(decidegrees, 370);
 }
 
-// Three seconds before a hundred days of use are complete, on a phone that has been up for a day.
-constexpr const char* LIFE = R"({
-    "duration_s": 7, "speed": 20, "uptime_s": 90000, "battery_uevent_s": 1,
-    "phone": {"soc_percent": 40, "state_of_health_percent": 90},
-    "units": {
-        "2319": {"u8": 2}, "2802": {"text": "250401"}, "2803": {"i32": 1743552000},
-        "2491": {"record": {"online_time": 8639997, "total_cycle_count": 1203000,
-                            "fcc_mah": [4810], "latest_user_soh": 48600,
-                            "latest_filtered_soh": 48600, "min_temp": -123}}},
-    "properties": {"ro.product.vendor.model": "PVX-40"},
-    "timeline": [
-        {"at_s": 0.3, "plug": {"type": "PD", "watts": 27}}, {"at_s": 0.8, "thermal_level": 15},
-        {"at_s": 4.5, "unplug": true}, {"at_s": 5, "shutdown_phase": 4}]})";
-
 TEST_F(EndToEnd, AHundredDaysOfUse) {
-    const BenchRun result = run(json::parse(LIFE));
+    const BenchRun result = run(scenario_of("hundred_days.json"));
     ASSERT_EQ(result.exit_code, 0);
 
-    EXPECT_EQ(result.written("battchg_ext/restored_capacity"), "4810");
-    EXPECT_EQ(result.written("battchg_ext/batt_aging_level"), "1");
-    EXPECT_EQ(result.written("battery/manufacturing_date"), "1743465600");
-    EXPECT_EQ(result.written("battery/first_usage_date"), "1743552000");
-    EXPECT_EQ(result.written("battery/cycle_count"), "120");
-    EXPECT_EQ(result.all("status").back().at("level"), 1);  // the charger uses the level
+    for (const test::Row& row : test::values_of(BENCH_TESTS "/hundred_days_writes.csv")) {
+        EXPECT_EQ(result.written(row.at(0)), row.at(1)) << row.at(0);
+    }
+    EXPECT_EQ(result.all("status").back().at("level"), 1);  // the charger obeys
 
     EXPECT_FALSE(result.all("log", "text", "cellwarden: Sending ondra event for BatteryDegradation2").empty());
-    // The highest thermal level is reported while the charger is connected, and so is the removal.
+    // The level that is at its highest is reported while the charger is there, and its removal.
     const auto connections = result.all("event", "name", "ChargerInsertionRemoval");
     ASSERT_EQ(connections.size(), 2U);
     const json& kept = connections[0].at("fields");
@@ -154,7 +119,7 @@ TEST_F(EndToEnd, AHundredDaysOfUse) {
     EXPECT_EQ(kept.at("removal_soc"), 0);
     EXPECT_EQ(removed.at("removal_soc"), result.all("status").back().at("soc_percent"));
 
-    // Two episodes are counted, because a report during a connection clears its record.
+    // Two episodes are counted: a report during a connection starts its record anew.
     const auto summaries = result.all("event", "name", "BatteryDegradation2");
     ASSERT_EQ(summaries.size(), 1U);
     const json& summary = summaries[0].at("fields");
@@ -168,8 +133,8 @@ TEST_F(EndToEnd, AHundredDaysOfUse) {
     EXPECT_GE(result.summary().at("units").at("2491"), 2);  // after a day, and at the shutdown
 }
 
-TEST_F(EndToEnd, ARestartContinuesFromTheSavedData) {
-    json scenario = json::parse(LIFE);
+TEST_F(EndToEnd, ARestartGoesOnWithWhatWasSaved) {
+    json scenario = scenario_of("hundred_days.json");
     scenario["duration_s"] = 3.5;
     scenario["timeline"] = json::parse(R"([
         {"at_s": 0.2, "attribute": {"name": "battchg_ext/learning_counter", "text": "1"}},
@@ -180,7 +145,7 @@ TEST_F(EndToEnd, ARestartContinuesFromTheSavedData) {
     EXPECT_EQ(saved.fcc_mah[0], 4500);  // learned from the phone
     EXPECT_EQ(saved.fcc_mah[1], 4810);
 
-    // The run does not use the scenario's own record.
+    // The scenario's own record is left aside.
     scenario["units"]["2491"]["record"]["online_time"] = 5;
     scenario["properties"]["ro.product.vendor.model"] = "PVX_cdb";
     scenario["duration_s"] = 600;

@@ -1,4 +1,4 @@
-#include "charge/usage_accounting.h"
+#include "charge/soft_charge.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The tables of docs/ agree with the code that they describe, and the files that pages name exist."""
 
+import graphlib
 import re
 import sys
 from pathlib import Path
@@ -88,14 +89,12 @@ def included_rooms(rooms):
 
 
 def find_cycle(graph):
-    """Returns the rooms that include each other, directly or through others."""
-    left = dict(graph)
-    while True:
-        ends = [room for room, included in left.items() if not included & left.keys()]
-        if not ends:
-            return sorted(left)
-        for room in ends:
-            del left[room]
+    """Returns rooms that include each other, directly or through others."""
+    try:
+        graphlib.TopologicalSorter(graph).prepare()
+        return []
+    except graphlib.CycleError as error:
+        return error.args[1]
 
 
 def check_rooms():

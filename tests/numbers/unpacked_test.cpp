@@ -14,15 +14,11 @@ std::mt19937_64 random_bits(20261123);
 extended any_number() {
     uint128 significand = from_halves(random_bits(), random_bits()) >> 16;
     const uint128 tail = (uint128{1} << random_bits() % STORED_BITS) - 1;
-    switch (random_bits() % 4) {
-        case 0:
-            significand &= ~tail;
-            break;
-        case 1:
-            significand |= tail;
-            break;
-        default:
-            break;
+    const uint64_t kind = random_bits() % 4;
+    if (kind == 0) {
+        significand &= ~tail;
+    } else if (kind == 1) {
+        significand |= tail;
     }
     const uint128 exponent = MAX_EXPONENT - 120 + random_bits() % (random_bits() % 2 == 0 ? 4 : 240);
     return std::bit_cast<extended>(uint128{random_bits() % 2} << 127 | exponent << STORED_BITS | significand);

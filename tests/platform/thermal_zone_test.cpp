@@ -28,8 +28,8 @@ TEST(ThermalZone, IsFoundByItsType) {
         {"no zones", {}, ""},
         {"zone 99 is the last", {{99, "sdm_therm\n"}, {100, "sdm_therm\n"}}, zone(99, "temp")},
         {"zone 100 is too many", {{100, "sdm_therm\n"}}, ""},
-        {"similar names", {{0, "sdm_therm_2\n"}, {1, "xsdm_therm\n"}, {2, "sdm_ther"}}, ""},
-        {"the lower of two zones; further lines", {{12, "sdm_therm\n"}, {3, "sdm_therm\nmore\n"}}, zone(3, "temp")},
+        {"no other names", {{0, "sdm_therm_2\n"}, {1, "xsdm_therm\n"}, {2, "sdm_ther"}}, ""},
+        {"the first of two; more lines", {{12, "sdm_therm\n"}, {3, "sdm_therm\nmore\n"}}, zone(3, "temp")},
     };
     for (const auto& row : rows) {
         phone = StandIn{};
@@ -37,26 +37,24 @@ TEST(ThermalZone, IsFoundByItsType) {
         for (const auto& [number, type] : row.zones) {
             phone.attributes[zone(number, "type")] = type;
         }
-        // The path is searched until it is found, and then kept.
+        // The path, once found, is kept; until then it is looked for.
         EXPECT_EQ(sdm_therm_path_gen(device), row.expected) << row.name;
         phone.attributes.clear();
         EXPECT_EQ(sdm_therm_path_gen(device), row.expected) << row.name;
     }
 }
 
-TEST(ExternalThermalData, IsForwardedIfItDiffers) {
+TEST(ExternalThermalData, IsForwardedWhereItDiffers) {
     const struct {
         const char* name;
         int32_t zone_temp, driver_has;
         const char* driver_gets;
         int32_t zone_kind = KIND_INTEGER, driver_kind = KIND_INTEGER;
-    } rows[] = {
-        {"another value", 31'250, 300, "312\n"},
-        {"the same value", 31'250, 312, "as before"},
-        {"negative value, truncated toward zero", -150, 0, "-1\n"},
-        {"the zone has no value", 31'250, 300, "as before", KIND_NOT_READ},
-        {"the driver has no value", 31'250, 300, "as before", KIND_INTEGER, KIND_TEXT},
-    };
+    } rows[] = {{"another value", 31'250, 300, "312\n"},
+                {"the same value", 31'250, 312, "as before"},
+                {"toward zero below zero too", -150, 0, "-1\n"},
+                {"no value of the zone", 31'250, 300, "as before", KIND_NOT_READ},
+                {"no value of the driver", 31'250, 300, "as before", KIND_INTEGER, KIND_TEXT}};
     for (const auto& row : rows) {
         write_attribute(PARAM_SDM_THERM, "as before");
         SysfsParams snapshot =

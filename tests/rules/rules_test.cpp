@@ -22,24 +22,17 @@
 
 #include "charge/ageing_models.h"
 #include "charge/device_modes.h"
-#include "charge/lrc_mode.h"
 #include "charge/soft_charge.h"
-#include "charge/soft_charge_levels.h"
-#include "charge/soh_estimates.h"
-#include "charge/usage_accounting.h"
 #include "cycle/cycle.h"
 #include "passport/passport.h"
 #include "platform/sysfs_io.h"
-#include "stats/batt_stat_steps.h"
 #include "stats/batt_stat_store.h"
 #include "stats/batt_stat_update.h"
-#include "stats/soft_charge_history.h"
 #include "support/phone.h"
 #include "support/record.h"
 #include "support/rows.h"
-#include "telemetry/batt_degradation2.h"
-#include "telemetry/charger_insertion_removal.h"
-#include "telemetry/usb_connector_heat.h"
+#include "telemetry/charger_connection.h"
+#include "telemetry/reports.h"
 
 namespace cellwarden {
 namespace {

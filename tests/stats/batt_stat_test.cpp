@@ -6,7 +6,7 @@
 #include <tuple>
 
 #include "platform/unit_store.h"
-#include "state/stored_units.h"
+#include "state/batt_stat.h"
 #include "support/phone.h"
 
 namespace cellwarden {

@@ -15,9 +15,8 @@
 #include "support/phone.h"
 #include "support/rows.h"
 #include "support/sysfs.h"
-#include "telemetry/batt_degradation2.h"
-#include "telemetry/charger_insertion_removal.h"
 #include "telemetry/charging.pb-c.h"
+#include "telemetry/reports.h"
 #include "telemetry/send_event.h"
 
 namespace cellwarden {

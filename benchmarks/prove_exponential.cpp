@@ -1,5 +1,6 @@
 // Compares all bits of extended_exp with the MPFR library's exponential rounded to binary128.
-//   prove_exponential [COUNT]   COUNT arguments of each kind (default: 10,000,000); for the cycle model
+//   prove_exponential [COUNT]   COUNT arguments of each kind (default: 10,000,000); for the cycle
+//   model
 //                               COUNT of its 8,006,001 arguments, evenly spread (default: all)
 #include <mpfr.h>
 
@@ -49,7 +50,8 @@ extended get(const mpfr_t number) {
     const auto exponent = static_cast<int>(mpfr_get_z_2exp(integer, number)) + STORED_BITS;
     const Bits significand = Bits{mpz_getlimbn(integer, 1)} << 64 | mpz_getlimbn(integer, 0);
     mpz_clear(integer);
-    const auto stored_exponent = static_cast<unsigned>(std::max(exponent, MIN_EXPONENT) - MIN_EXPONENT);
+    const auto stored_exponent =
+        static_cast<unsigned>(std::max(exponent, MIN_EXPONENT) - MIN_EXPONENT);
     return std::bit_cast<extended>((Bits{stored_exponent} << STORED_BITS) +
                                    (significand >> std::max(MIN_EXPONENT - exponent, 0)));
 }
@@ -58,7 +60,8 @@ extended reference_exp(extended x) {
     static mpfr_t argument;
     static mpfr_t result;
     static const bool is_set_up = [] {
-        // MPFR represents a number by a fraction of at least 1/2; its exponents include subnormal numbers.
+        // MPFR represents a number by a fraction of at least 1/2; its exponents include subnormal
+        // numbers.
         mpfr_set_emin(MIN_EXPONENT - STORED_BITS + 1);
         mpfr_set_emax(MAX_EXPONENT + 1);
         mpfr_inits2(PRECISION, argument, result, static_cast<mpfr_ptr>(nullptr));
@@ -97,26 +100,29 @@ extended full_stay_argument(int32_t temperature_decic, int32_t voltage_uv) {
 
 extended arrhenius_argument(int32_t temperature_decic, int32_t voltage_uv) {
     const extended volts = static_cast<extended>(voltage_uv) / 1'000'000;
-    const extended line = voltage_uv <= ARRHENIUS.knee_uv ? ARRHENIUS.low_offset + ARRHENIUS.low_slope * volts
-                                                          : ARRHENIUS.high_offset + ARRHENIUS.high_slope * volts;
+    const extended line = voltage_uv <= ARRHENIUS.knee_uv
+                              ? ARRHENIUS.low_offset + ARRHENIUS.low_slope * volts
+                              : ARRHENIUS.high_offset + ARRHENIUS.high_slope * volts;
     return (ARRHENIUS.activation_k * (1 / kelvin(temperature_decic)) + line) + ARRHENIUS.offset;
 }
 
 extended any_between(extended low, extended high) {
-    const extended fraction = static_cast<extended>(random_bits()) + static_cast<extended>(random_bits()) / 0x1p64;
+    const extended fraction =
+        static_cast<extended>(random_bits()) + static_cast<extended>(random_bits()) / 0x1p64;
     return low + (high - low) * (fraction / 0x1p64);
 }
 
-// Arguments at which the parts of the computation change: multiples of ln 2 / 2^18 and of 2^-64 ... 1,
-// and numbers within 3 units of their last bit.
+// Arguments at which the parts of the computation change: multiples of ln 2 / 2^18 and of 2^-64 ...
+// 1, and numbers within 3 units of their last bit.
 extended border_between(extended low, extended high) {
     constexpr extended LN2 = extended{0x1.62e42fefa39efp-1} + extended{0x1.abc9e3b39803fp-56};
     const extended x = any_between(low, high);
     const int kept = random_between(-20, 64);
-    const extended grain =
-        kept < 0 ? LN2 / 0x1p18 * static_cast<extended>(1 << (-kept - 1)) : 1 / static_cast<extended>(Bits{1} << kept);
+    const extended grain = kept < 0 ? LN2 / 0x1p18 * static_cast<extended>(1 << (-kept - 1))
+                                    : 1 / static_cast<extended>(Bits{1} << kept);
     const extended multiple = static_cast<extended>(static_cast<__int128>(x / grain)) * grain;
-    return std::bit_cast<extended>(std::bit_cast<Bits>(multiple) + static_cast<Bits>(random_between(0, 6)) - 3);
+    return std::bit_cast<extended>(std::bit_cast<Bits>(multiple) +
+                                   static_cast<Bits>(random_between(0, 6)) - 3);
 }
 
 // Arguments of any sign and exponent, beyond those of the largest and smallest results.
@@ -166,14 +172,19 @@ int prove(int64_t count) {
     const auto reading = [](auto argument_of) {
         return argument_of(random_between(-1000, 1000), random_between(1'000'000, 5'000'000));
     };
-    same &= compare("Arrhenius model", count / 2, [&](int64_t) { return reading(arrhenius_argument); });
-    same &= compare("  any of its range, 3 to 65", count / 4, [](int64_t) { return any_between(3, 65); });
+    same &=
+        compare("Arrhenius model", count / 2, [&](int64_t) { return reading(arrhenius_argument); });
+    same &= compare("  any of its range, 3 to 65", count / 4,
+                    [](int64_t) { return any_between(3, 65); });
     same &= compare("  borders", count / 4, [](int64_t) { return border_between(3, 65); });
     same &= compare("full stay", count / 2, [&](int64_t) { return reading(full_stay_argument); });
-    same &= compare("  any of its range, -52 to -3", count / 4, [](int64_t) { return any_between(-52, -3); });
+    same &= compare("  any of its range, -52 to -3", count / 4,
+                    [](int64_t) { return any_between(-52, -3); });
     same &= compare("  borders", count / 4, [](int64_t) { return border_between(-52, -3); });
-    same &= compare("all of binary128, by powers of two", count / 4, [](int64_t) { return of_any_size(); });
-    same &= compare("  subnormal results", count / 16, [](int64_t) { return any_between(-11'434, -11'355); });
+    same &= compare("all of binary128, by powers of two", count / 4,
+                    [](int64_t) { return of_any_size(); });
+    same &= compare("  subnormal results", count / 16,
+                    [](int64_t) { return any_between(-11'434, -11'355); });
     return same ? 0 : 1;
 }
 
