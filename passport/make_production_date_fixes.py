@@ -51,7 +51,7 @@ def read_rows(path):
 
 def write_source(rows, path):
     with open(path, "w", encoding="ascii") as source:
-        source.write("// Made from the table of production-date fixes.\n")
+        source.write("// Generated from the table of production-date fixes.\n")
         source.write('#include "passport/production_date_fixes.h"\n\n')
         source.write("namespace cellwarden {\nnamespace {\n\n")
         source.write(f"constexpr std::array<ProductionDateFix, {len(rows)}> ROWS = {{{{\n")
