@@ -92,9 +92,11 @@ using Fields = std::map<std::string, Field>;
 
 template <typename Value>
 std::string text_of(const Value& value) {
-    std::ostringstream text;
-    text << std::conditional_t<std::is_integral_v<Value>, int64_t, double>(value);
-    return text.str();
+    if constexpr (std::is_integral_v<Value>) {
+        return std::to_string(value);
+    } else {
+        return std::to_string(static_cast<double>(value));
+    }
 }
 
 std::string replaced(std::string text, const std::string& what, const std::string& by) {

@@ -189,17 +189,5 @@ TEST(SendEvent, EveryOutcome) {
     EXPECT_EQ(effects_of(Effect::Kind::EVENT).back().bytes, "\x08\xAC\x02");
 }
 
-TEST(Reporting, NeedsAReportingModelAndAClock) {
-    const auto allowed = [](const char* model, int64_t wall_time) {
-        ServiceState state{.clock = {.cycle_wall_time = wall_time}};
-        strcpy(state.settings.vendor_model, model);
-        return reporting_is_allowed(state);
-    };
-    EXPECT_TRUE(allowed("", 1'483'228'800));
-    EXPECT_FALSE(allowed("", 1'483'228'799));
-    EXPECT_TRUE(allowed("A_cd-cdb", 1'483'228'800));
-    EXPECT_FALSE(allowed("A_cd_cdbB", INT64_MAX));
-}
-
 }  // namespace
 }  // namespace cellwarden
