@@ -1,6 +1,8 @@
 // Compares extended_exp, bit for bit, with the MPFR library's exponential rounded to binary128.
-//   prove_exponential [COUNT]   COUNT arguments of each kind, 10,000,000 where none is given; of the
-//                               8,006,001 that the cycle model can have, all, or COUNT evenly spread
+//   prove_exponential [COUNT]   COUNT arguments of each kind, 10,000,000 where none is given; of
+//   the
+//                               8,006,001 that the cycle model can have, all, or COUNT evenly
+//                               spread
 #include <mpfr.h>
 
 #include <bit>
@@ -49,7 +51,8 @@ extended get(const mpfr_t number) {
     const auto exponent = static_cast<int>(mpfr_get_z_2exp(integer, number)) + STORED_BITS;
     const Bits significand = Bits{mpz_getlimbn(integer, 1)} << 64 | mpz_getlimbn(integer, 0);
     mpz_clear(integer);
-    const auto stored_exponent = static_cast<unsigned>(std::max(exponent, MIN_EXPONENT) - MIN_EXPONENT);
+    const auto stored_exponent =
+        static_cast<unsigned>(std::max(exponent, MIN_EXPONENT) - MIN_EXPONENT);
     return std::bit_cast<extended>((Bits{stored_exponent} << STORED_BITS) +
                                    (significand >> std::max(MIN_EXPONENT - exponent, 0)));
 }
@@ -97,13 +100,15 @@ extended full_stay_argument(int32_t temperature_decic, int32_t voltage_uv) {
 
 extended arrhenius_argument(int32_t temperature_decic, int32_t voltage_uv) {
     const extended volts = static_cast<extended>(voltage_uv) / 1'000'000;
-    const extended line = voltage_uv <= ARRHENIUS.knee_uv ? ARRHENIUS.low_offset + ARRHENIUS.low_slope * volts
-                                                          : ARRHENIUS.high_offset + ARRHENIUS.high_slope * volts;
+    const extended line = voltage_uv <= ARRHENIUS.knee_uv
+                              ? ARRHENIUS.low_offset + ARRHENIUS.low_slope * volts
+                              : ARRHENIUS.high_offset + ARRHENIUS.high_slope * volts;
     return (ARRHENIUS.activation_k * (1 / kelvin(temperature_decic)) + line) + ARRHENIUS.offset;
 }
 
 extended any_between(extended low, extended high) {
-    const extended fraction = static_cast<extended>(random_bits()) + static_cast<extended>(random_bits()) / 0x1p64;
+    const extended fraction =
+        static_cast<extended>(random_bits()) + static_cast<extended>(random_bits()) / 0x1p64;
     return low + (high - low) * (fraction / 0x1p64);
 }
 
@@ -113,10 +118,11 @@ extended border_between(extended low, extended high) {
     constexpr extended LN2 = extended{0x1.62e42fefa39efp-1} + extended{0x1.abc9e3b39803fp-56};
     const extended x = any_between(low, high);
     const int kept = random_between(-20, 64);
-    const extended grain =
-        kept < 0 ? LN2 / 0x1p18 * static_cast<extended>(1 << (-kept - 1)) : 1 / static_cast<extended>(Bits{1} << kept);
+    const extended grain = kept < 0 ? LN2 / 0x1p18 * static_cast<extended>(1 << (-kept - 1))
+                                    : 1 / static_cast<extended>(Bits{1} << kept);
     const extended multiple = static_cast<extended>(static_cast<__int128>(x / grain)) * grain;
-    return std::bit_cast<extended>(std::bit_cast<Bits>(multiple) + static_cast<Bits>(random_between(0, 6)) - 3);
+    return std::bit_cast<extended>(std::bit_cast<Bits>(multiple) +
+                                   static_cast<Bits>(random_between(0, 6)) - 3);
 }
 
 // Any sign and power of two up to beyond those of the largest and smallest results.
@@ -166,14 +172,19 @@ int prove(int64_t count) {
     const auto reading = [](auto argument_of) {
         return argument_of(random_between(-1000, 1000), random_between(1'000'000, 5'000'000));
     };
-    same &= compare("Arrhenius model", count / 2, [&](int64_t) { return reading(arrhenius_argument); });
-    same &= compare("  any of its range, 3 to 65", count / 4, [](int64_t) { return any_between(3, 65); });
+    same &=
+        compare("Arrhenius model", count / 2, [&](int64_t) { return reading(arrhenius_argument); });
+    same &= compare("  any of its range, 3 to 65", count / 4,
+                    [](int64_t) { return any_between(3, 65); });
     same &= compare("  borders", count / 4, [](int64_t) { return border_between(3, 65); });
     same &= compare("full stay", count / 2, [&](int64_t) { return reading(full_stay_argument); });
-    same &= compare("  any of its range, -52 to -3", count / 4, [](int64_t) { return any_between(-52, -3); });
+    same &= compare("  any of its range, -52 to -3", count / 4,
+                    [](int64_t) { return any_between(-52, -3); });
     same &= compare("  borders", count / 4, [](int64_t) { return border_between(-52, -3); });
-    same &= compare("all of binary128, by powers of two", count / 4, [](int64_t) { return of_any_size(); });
-    same &= compare("  subnormal results", count / 16, [](int64_t) { return any_between(-11'434, -11'355); });
+    same &= compare("all of binary128, by powers of two", count / 4,
+                    [](int64_t) { return of_any_size(); });
+    same &= compare("  subnormal results", count / 16,
+                    [](int64_t) { return any_between(-11'434, -11'355); });
     return same ? 0 : 1;
 }
 
