@@ -1,8 +1,7 @@
 // Compares extended_exp, bit for bit, with the MPFR library's exponential rounded to binary128.
-//   prove_exponential [COUNT]   COUNT arguments of each kind, 10,000,000 where none is given; of
-//   the
-//                               8,006,001 that the cycle model can have, all, or COUNT evenly
-//                               spread
+//   prove_exponential [COUNT]
+// compares COUNT arguments of each kind (default: 10,000,000); of the 8,006,001 arguments that the
+// cycle model can have, all, or COUNT evenly spread.
 #include <mpfr.h>
 
 #include <bit>
