@@ -1,7 +1,7 @@
 // Compares all bits of extended_exp with the MPFR library's exponential rounded to binary128.
-//   prove_exponential [COUNT]   COUNT arguments of each kind (default: 10,000,000); for the cycle
-//   model
-//                               COUNT of its 8,006,001 arguments, evenly spread (default: all)
+//   prove_exponential [COUNT]
+// compares COUNT arguments of each kind (default: 10,000,000), and of the cycle model COUNT of its
+// 8,006,001 arguments, evenly spread (default: all).
 #include <mpfr.h>
 
 #include <bit>

@@ -68,6 +68,7 @@ std::string shown(Output output) {
                                     UeventSent{"power_supply", "usb"},
                                     UeventSent{"thermal", "zone"},
                                     CycleDone{true},
+                                    CycleDone{true},
                                     CycleDone{false},
                                     AttributeWrite{"battery/soh", "96", "95"},
                                     UnitStored{{2805, 2, "95"}},
