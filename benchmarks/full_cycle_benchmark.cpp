@@ -66,9 +66,9 @@ struct Daemon {
 
     void run(const Device& device, SysfsParams& snapshot) {
         const auto minute = static_cast<int32_t>(state.clock.cycle_boot_time / SECONDS_BETWEEN);
-        test::set_param(snapshot, {PARAM_BATT_SOC, 1 + minute * 7 % 11'000});
-        test::set_param(snapshot, {PARAM_BATTERY_VOLTAGE_NOW, 3'700'000 + minute * 997 % 700'000});
-        test::set_param(snapshot, {PARAM_BATTERY_TEMP, 250 + minute % 100});
+        snapshot[PARAM_BATT_SOC].value.integer = 1 + minute * 7 % 11'000;
+        snapshot[PARAM_BATTERY_VOLTAGE_NOW].value.integer = 3'700'000 + minute * 997 % 700'000;
+        snapshot[PARAM_BATTERY_TEMP].value.integer = 250 + minute % 100;
         state.clock.cycle_boot_time += SECONDS_BETWEEN;
         state.clock.cycle_wall_time = 1'800'000'000 + state.clock.cycle_boot_time;
         run_full_cycle(device, state, stat, connection, snapshot, POLICY);
