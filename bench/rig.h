@@ -33,9 +33,6 @@ struct Rig {
 // driver appear with show_driver_files. Call it inside the sandbox. Throws std::system_error.
 void set_up_rig(Rig& rig);
 
-// Lets the phone's currents and attributes follow a change of the phone.
-void settle_phone(Rig& rig);
-
 // Does what the action does to the phone, its attributes and the faults. Returns the uevents that a
 // phone sends after the change; they are not sent yet.
 std::vector<UeventSent> apply_action(Rig& rig, const Action& action);

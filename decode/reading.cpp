@@ -95,6 +95,12 @@ std::string time_text(int64_t wall_s, const char* format) {
     return text;
 }
 
+// Returns "2026-03-01 07:12:45 UTC"; a time before 1970 or after 9999 as its number of seconds.
+std::string date_text(int64_t wall_s) {
+    return is_date(wall_s) ? time_text(wall_s, "%Y-%m-%d %H:%M:%S UTC")
+                           : std::to_string(wall_s) + " s since 1970";
+}
+
 }  // namespace
 
 const char* reading_unit(FieldUnit unit) {
@@ -143,11 +149,6 @@ std::string reading_text(FieldUnit unit, int64_t stored) {
     (void)snprintf(text, sizeof text, "%.*f%s%s", row.digits, reading_number(unit, stored),
                    row.text[0] == '\0' ? "" : " ", row.text);
     return text;
-}
-
-std::string date_text(int64_t wall_s) {
-    return is_date(wall_s) ? time_text(wall_s, "%Y-%m-%d %H:%M:%S UTC")
-                           : std::to_string(wall_s) + " s since 1970";
 }
 
 std::string plain_number(double number, int digits) {

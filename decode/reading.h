@@ -45,9 +45,6 @@ nlohmann::ordered_json reading_json(FieldUnit unit, int64_t stored);
 // "not decided".
 std::string reading_text(FieldUnit unit, int64_t stored);
 
-// Returns "2026-03-01 07:12:45 UTC"; a time before 1970 or after 9999 as its number of seconds.
-std::string date_text(int64_t wall_s);
-
 // Returns the number with at most `digits` decimals, without trailing zeros: "98.5".
 std::string plain_number(double number, int digits);
 

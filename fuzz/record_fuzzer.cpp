@@ -229,8 +229,8 @@ void take_step(Life& life, Input& input) {
 
 // --- Inputs to start from.
 
-void append(std::string& steps, const std::vector<phone::AttributeText>& attributes) {
-    for (const phone::AttributeText& attribute : attributes) {
+void append(std::string& steps, const std::vector<phone::AttributeFile>& attributes) {
+    for (const phone::AttributeFile& attribute : attributes) {
         steps += static_cast<char>(attribute.id);
         steps += static_cast<char>(attribute.text.size() + 1);
         steps += attribute.text + "\n";

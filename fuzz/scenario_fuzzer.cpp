@@ -17,7 +17,7 @@ namespace {
 void check_phone(const phone::Phone& phone) {
     promise(phone.battery.soc >= 0 && phone.battery.soc <= 1, "the battery is 0 to 100 % full");
     promise(std::isfinite(phone.battery.temp_c), "the battery has a temperature");
-    for (const phone::AttributeText& attribute : phone::live_attributes(phone)) {
+    for (const phone::AttributeFile& attribute : phone::live_attributes(phone)) {
         promise(attribute.text.find("nan") == std::string::npos &&
                     attribute.text.find("inf") == std::string::npos,
                 "attributes are numbers");

@@ -238,16 +238,16 @@ std::vector<AttributeValue> live_values(const Phone& phone) {
     return values;
 }
 
-std::vector<AttributeText> live_attributes(const Phone& phone) {
-    std::vector<AttributeText> texts;
+std::vector<AttributeFile> live_attributes(const Phone& phone) {
+    std::vector<AttributeFile> texts;
     for (const AttributeValue& value : live_values(phone)) {
         texts.push_back({value.id, text_of(value)});
     }
     return texts;
 }
 
-std::vector<AttributeText> start_attributes(const Phone& phone) {
-    std::vector<AttributeText> texts;
+std::vector<AttributeFile> start_attributes(const Phone& phone) {
+    std::vector<AttributeFile> texts;
     for (const StartText& row : start_texts) {
         texts.push_back({row.id, row.text});
     }

@@ -53,9 +53,6 @@ void kill_daemon(Stage& stage);
 enum class AttributeFault { MISSING, UNREADABLE, EMPTY };
 void break_attribute(Stage& stage, const std::string& path, AttributeFault fault);
 
-// Returns whether a uevent of that subsystem and name starts a full cycle.
-bool concerns_daemon(const std::string& subsystem, const std::string& name);
-
 // Returns the content of all units by their number.
 using Units = std::map<uint32_t, std::string>;
 Units read_units(const Stage& stage);

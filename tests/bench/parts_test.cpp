@@ -63,7 +63,7 @@ TEST(EventText, TellsWhatThereIsAndNamesWhatThereIsNot) {
 
 // What is printed for all happenings, the status and the summary.
 std::string shown(Output output) {
-    const Settings settings = {"ordinary", "a day", "/d/cellwarden", "/s", 30, 60, 3600};
+    const DisplaySettings settings = {"ordinary", "a day", "/d/cellwarden", "/s", 30, 60, 3600};
     const Happening happenings[] = {DaemonListens{},
                                     PhoneChange{"load 5 mA"},
                                     UeventSent{"power_supply", "usb"},

@@ -152,7 +152,7 @@ TEST(Phone, LoadAndConverterWarmTheBattery) {
 std::map<std::string, std::string> texts_of(const Phone& phone) {
     std::map<std::string, std::string> texts;
     for (const auto& attributes : {live_attributes(phone), start_attributes(phone)}) {
-        for (const AttributeText& attribute : attributes) {
+        for (const AttributeFile& attribute : attributes) {
             texts[std::string(attribute_name(attribute_path(phone, attribute.id)))] = attribute.text;
         }
     }
@@ -182,7 +182,7 @@ TEST(Attributes, EveryParameterHasATextAndNoPathTwo) {
     std::map<std::string, std::string> texts;
     std::set<SysfsParamId> ids;
     for (const auto& attributes : {live_attributes(phone), start_attributes(phone)}) {
-        for (const AttributeText& attribute : attributes) {
+        for (const AttributeFile& attribute : attributes) {
             EXPECT_TRUE(ids.insert(attribute.id).second) << attribute.id;
             const auto [known, is_new] = texts.emplace(attribute_path(phone, attribute.id), attribute.text);
             EXPECT_EQ(known->second, attribute.text) << known->first;

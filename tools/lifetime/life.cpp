@@ -158,7 +158,7 @@ Life begin_life(const Profile& profile, uint64_t seed) {
     life.phone.battery.charge_full_design_uah = profile.design_mah * 1e3;
     life.phone.battery.resistance_mohm = profile.resistance_mohm;
     life.phone.battery.soc = profile.soc_percent / 100;
-    for (const AttributeText& attribute : start_attributes(life.phone)) {
+    for (const AttributeFile& attribute : start_attributes(life.phone)) {
         life.device.attributes[attribute_path(life.phone, attribute.id)] = attribute.text;
     }
     switch_on(life, PHASE_ON);
