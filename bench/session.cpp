@@ -20,7 +20,6 @@
 namespace cellwarden::bench {
 namespace {
 
-namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto TICK = std::chrono::milliseconds(100);
