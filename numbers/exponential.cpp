@@ -203,19 +203,19 @@ extended exp_of_large(extended x) {
 
 }  // namespace
 
-extended extended_exp(extended value) {
+extended extended_exp(extended x) {
     constexpr uint64_t HALF = 1 << 14;  // half of the last bit of the result, in units of 2^-127
     constexpr uint64_t ERROR = 5;
-    const Unpacked x = unpack(value);
-    if (x.exponent >= 14) {
-        return exp_of_large(value);
+    const Unpacked number = unpack(x);
+    if (number.exponent >= 14) {
+        return exp_of_large(x);
     }
-    if (x.exponent < -114) {
+    if (number.exponent < -114) {
         return 1;
     }
-    const Multiple multiple = multiple_below(x);
+    const Multiple multiple = multiple_below(number);
     if (multiple.power < MIN_EXPONENT || multiple.power > MAX_EXPONENT) {
-        return wide_exp(x, multiple.power);
+        return wide_exp(number, multiple.power);
     }
 
     // The product of the factors. Each value and product is truncated, by less than 1 for the first
@@ -225,14 +225,14 @@ extended extended_exp(extended value) {
     const uint128 power_262144th = POWERS_262144TH_LESS_1[multiple.fraction & 63];
     const uint128 two_127 = power_64th + (mul_high(power_64th, power_4096th) >> 6);
     const uint128 three_127 = two_127 + (mul_high(two_127, power_262144th) >> 12);
-    const uint128 series = series_146(remainder_146(x, multiple.magnitude));
+    const uint128 series = series_146(remainder_146(number, multiple.magnitude));
     uint128 result_127 = 0;
     // The product reaches 2 if the multiple is low by 1.
     const bool overflows =
         __builtin_add_overflow(three_127, mul_high(three_127, series) >> 18, &result_127);
     const uint64_t rest = low_half(result_127) % (2 * HALF);
     if (overflows || (rest < HALF && rest + ERROR > HALF)) {
-        return wide_exp(x, multiple.power);
+        return wide_exp(number, multiple.power);
     }
     return pack({(result_127 >> 15) + (rest >= HALF ? 1 : 0), multiple.power, false});
 }

@@ -16,10 +16,10 @@ __extension__ typedef __float128 extended;  // NOLINT(modernize-use-using): __ex
 
 static_assert(sizeof(extended) == 16);
 
-// Returns exp(value) correctly rounded to nearest for every value, with integer arithmetic only. The result
+// Returns exp(x) correctly rounded to nearest for every x, with integer arithmetic only. The result
 // is infinite above x = 11356.52, subnormal from -11355.14 down, 0 below -11433.46, and NaN for
 // NaN. Changes neither errno nor the floating-point exceptions.
-extended extended_exp(extended value);
+extended extended_exp(extended x);
 
 // Truncates toward zero. Returns 0 for negative values and NaN, 2^32 - 1 for values of 2^32 or
 // more.

@@ -21,8 +21,8 @@ struct Effect {
     Kind kind;
     std::string name;   // attribute: its path; unit: its number; event: its name; log: empty
     std::string bytes;  // log: the line; attribute: the text; unit written, event: the bytes
-    std::string category = "";  // category of an event
-    bool failed = false;        // the call reported a failure and changed nothing
+    std::string category{};  // category of an event
+    bool failed = false;     // the call reported a failure and changed nothing
 };
 
 struct StandIn {
