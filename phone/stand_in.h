@@ -19,8 +19,8 @@ struct Effect {
     enum class Kind { LOG, ATTRIBUTE, UNIT_READ, UNIT_WRITE, EVENT };
 
     Kind kind;
-    std::string name;   // attribute: its path; unit: its number; event: its name; log: empty
-    std::string bytes;  // log: the line; attribute: the text; unit written, event: the bytes
+    std::string name;        // attribute: its path; unit: its number; event: its name; log: empty
+    std::string bytes;       // log: the line; attribute: the text; unit written, event: the bytes
     std::string category{};  // category of an event
     bool failed = false;     // the call reported a failure and changed nothing
 };
