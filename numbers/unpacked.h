@@ -133,9 +133,9 @@ template <typename IsExact>
         low_half((uint128{half_reciprocal} << 31) + (missing * half_reciprocal >> 65)) - 4;
     // a * 2^61 / b, low by less than 10, and the 53 bits after it, rarely low by 1.
     const auto a_64 = static_cast<uint64_t>(a >> 49);
-    const uint64_t first = low_half(uint128{a_64} * reciprocal >> 66);
+    const uint64_t first = high_half(uint128{a_64} * reciprocal) >> 2;
     uint128 rest = wrapping_sub(wrapping_mul(a, uint64_t{1} << 61), wrapping_mul(b, first));
-    const uint64_t second = low_half(uint128{low_half(rest >> 53)} * reciprocal >> 70);
+    const uint64_t second = high_half(uint128{low_half(rest >> 53)} * reciprocal) >> 6;
     rest = wrapping_sub(wrapping_mul(rest, uint64_t{1} << 53), wrapping_mul(b, second));
     uint128 quotient = (uint128{first} << 53) + second;
     for (; rest >= b; rest -= b) {
