@@ -1,5 +1,9 @@
-// The one extended-precision type of the ageing models: IEEE binary128 on every machine, so that a
-// record computed on a desk equals the phone's byte for byte.
+// The one extended-precision type of the ageing models: IEEE binary128 on every machine. Its sums,
+// products and quotients have the same bits everywhere; the exponential is the C library's, and
+// another library's differs in about 1 of 1,100 arguments by one unit in the last place. Over whole
+// seven-year lives not one stored byte differed. A unit in the last place is two parts in 10^34 of
+// one addend, and the record keeps at most ten digits of a sum. It reaches a stored byte only where
+// the sum lies that close to the border between two stored values.
 #pragma once
 
 #include <cfloat>

@@ -37,14 +37,15 @@ def own_pages(daemon, libraries):
     """What a running daemon's own writable pages of the binary hold. It is still waiting for drivers."""
     process = subprocess.Popen([daemon], env={"LD_LIBRARY_PATH": libraries})
     try:
+        mappings = []
+        while not mappings and process.poll() is None:  # the kernel has not loaded it yet
+            maps = Path(f"/proc/{process.pid}/maps").read_text()
+            mappings = re.findall(rf"^(\w+)-(\w+) rw.*{re.escape(str(daemon))}$", maps, re.M)
         pages = b""
         with open(f"/proc/{process.pid}/mem", "rb") as memory:
-            for line in Path(f"/proc/{process.pid}/maps").read_text().splitlines():
-                bounds, rights, *_, path = line.split()
-                if "w" in rights and path == str(daemon):
-                    start, end = (int(bound, 16) for bound in bounds.split("-"))
-                    memory.seek(start)
-                    pages += memory.read(end - start)
+            for start, end in mappings:
+                memory.seek(int(start, 16))
+                pages += memory.read(int(end, 16) - int(start, 16))
         return pages
     finally:
         process.kill()

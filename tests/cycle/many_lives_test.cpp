@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <vector>
 
 #include "cycle/cycle.h"
 #include "platform/unit_store.h"
