@@ -26,6 +26,7 @@ SHARED |= set("getauxval getenv sigaction sigdelset sigfillset sigprocmask strto
 # Names that the GNU headers, or its start-up code, put in the place of another; Android's headers
 # make their own of the same call. Calls with a checked length, __..._chk, count as the plain ones.
 OTHER_NAMES = {
+    "__assert_fail": "__assert2, in builds with assertions",
     "__errno_location": "errno",
     "__fdelt_chk": "FD_SET, FD_ISSET",
     "__isoc99_sscanf": "sscanf",

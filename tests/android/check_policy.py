@@ -1,69 +1,89 @@
 #!/usr/bin/env python3
-"""The SELinux policy compiles, and gives the daemon the attributes that its code opens and no more.
-
-What the code opens is every "/sys/..." literal of its sources; what it writes is every parameter
-that a writing call names.
-"""
+"""The SELinux policy compiles, allows all that the daemon needs (android/checks/access.py) and no more."""
 
 import re
+import sys
 import tempfile
 from pathlib import Path
 
 from checking import ROOT, expect_equal, failures, finish, need_programs, run
 
-POLICY = ROOT / "android/sepolicy"
-WRITING_CALL = r"\b(?:write_sysfs_param|write_sysfs_integer|set_switch)\((?:snapshot, )?PARAM_(\w+)"
-DAEMON_FOLDERS = ("platform", "state", "charge", "stats", "telemetry", "passport", "cycle", "daemon")
+sys.path.insert(0, str(ROOT / "android/checks"))
+import access  # noqa: E402
+import cil  # noqa: E402
+import policy  # noqa: E402
+
+PLATFORM = ROOT / "tests/android/platform/system/sepolicy"
+
+# Attributes by which rules of the platform reach the types of this policy.
+ATTRIBUTES = {"cellwarden": {"domain", "ondra_client", "quillon_client", "tessera_client"},
+              "cellwarden_exec": {"exec_type", "file_type", "vendor_file_type"},
+              "sysfs_": {"fs_type", "sysfs_type"}}
 
 
-def compile_policy(directory):
-    """Compiles policy and contexts as a phone's build does; returns the policy in CIL."""
-    conf, cil = directory / "policy.conf", directory / "policy.cil"
-    binary = directory / "policy"
-    conf.write_text(run("m4", "-I", POLICY, Path(__file__).parent / "platform_policy.m4"))
-    run("checkpolicy", "-C", "-M", "-c", "30", "-o", cil, conf)
-    run("secilc", "-o", binary, "-f", directory / "contexts", cil)
-    run("sefcontext_compile", "-p", binary, "-o", directory / "compiled", POLICY / "file_contexts")
-    return cil.read_text() if not failures else ""
+def compile_policy(directory, *own):
+    """Compiles a platform's policy, cut down, as a phone's build does; returns the policy in CIL."""
+    build = policy.Build(PLATFORM, directory)
+    path, errors = build.to_cil("whole", [PLATFORM / "public"], [PLATFORM / "private"], own)
+    code, messages = build.link("binary", path.read_text()) if path else (1, errors)
+    if code != 0:
+        failures.append(messages)
+        return ""
+    if own:
+        run("sefcontext_compile", "-p", directory / "binary", "-o", directory / "compiled", policy.OURS / "file_contexts")
+    return path.read_text()
 
 
-def label_of(path, cil):
-    """Type of a path as the code names it; links of class directories are followed."""
-    path = path.replace("/sys/class/power_supply/", "/sys/devices/platform/board/power_supply/")
-    path = path.replace("/sys/class/thermal/", "/sys/devices/virtual/thermal/")
-    if "/power_supply/" in path:
-        found = run("selabel_lookup", "-r", "-b", "file", "-k", path, "-f", POLICY / "file_contexts")
-        return found.strip().split(":")[-2]
-    rows = re.findall(r"\(genfscon sysfs (\S+) \(u object_r (\w+)", cil)
-    fitting = [row for row in rows if path.removeprefix("/sys").startswith(row[0].strip('"'))]
-    return max(fitting, key=lambda row: len(row[0]))[1]
+def allow_rules(text):
+    """Each permission of each rule as a text."""
+    return {f"{source} {target} {kind} {permission}"
+            for source, rows in cil.Policy(text).rules.items()
+            for target, kind, permissions in rows for permission in permissions}
 
 
-def check_attributes(cil):
-    sources = "\n".join(path.read_text() for folder in DAEMON_FOLDERS
-                        for path in (ROOT / folder).iterdir() if path.suffix in (".cpp", ".h", ".inc"))
-    paths = dict(re.findall(r'^SYSFS_FIXED\(\d+, (\w+), "([^"]+)"', sources, re.M))
-    written = {paths[name] for name in re.findall(WRITING_CALL, sources)}
-    opened = set(re.findall(r'"(/sys/[^"]+)"', sources))
-    allowed = {}
-    for kind, permissions in re.findall(r"\(allow cellwarden (sysfs\w*) \(file \(([^)]+)", cil):
-        allowed.setdefault(kind, set()).update(permissions.split())
-    used = set()
-    for path in sorted(opened):
-        wanted = {"open", "read", "write"} if path in written else {"open", "read"}
-        if path.startswith("/sys/power/"):
-            wanted = {"open", "append"}
-        label = label_of(path, cil)
-        used.add(label)
-        expect_equal(f"{path} ({label})", sorted(allowed.get(label, set())), sorted(wanted))
-    expect_equal("types that the daemon may open", sorted(allowed), sorted(used))
+def check_rules(compiled, added, wanted):
+    missing = [need for need in wanted if need.permission not in compiled.allowed(*need[:3])]
+    expect_equal("needed and not allowed", sorted(map(str, missing)), [])
+    needed = {f"{need.source} {'self' if need.source == need.target else need.target} {need.kind} {need.permission}"
+              for need in wanted}
+    expect_equal("allowed by android/sepolicy and not needed", sorted(added - needed), [])
+
+
+def check_types(compiled, platform, labels, paths):
+    """Each type of this policy is used, has the attributes of its kind, and all its paths are used alike."""
+    ours = compiled.types - platform.types
+    uses = {}
+    for path, permissions in paths.items():
+        *_, (place, _) = access.walk(path)
+        expect_equal(f"{path} labelled by its own name", [labels.of(place)], [labels.of(place, whole_names=True)])
+        uses.setdefault(labels.of(place), {}).setdefault(" ".join(sorted(permissions | {"open"})), []).append(path)
+    for label, groups in uses.items():
+        expect_equal(f"ways in which files of {label} are used", list(groups), list(groups)[:1])
+    labelled = {name for name in uses if name not in platform.types}
+    expect_equal("types of this policy", sorted(ours), sorted(labelled | {"cellwarden", "cellwarden_exec"}))
+    for name in ours:
+        wanted = ATTRIBUTES.get(name, ATTRIBUTES["sysfs_"])
+        attributes = [other for other in compiled.names_of(name) - {name} if not other.startswith("base_typeattr_")]
+        expect_equal(f"attributes of {name}", sorted(attributes), sorted(wanted))
+    expect_equal("domain in which init starts the program", sorted(compiled.transitions),
+                 [("init", "cellwarden_exec", "process", "cellwarden")])
+
+
+def check_service_file(sources):
     owned = re.findall(r"^    chown system system (\S+)$", (ROOT / "android/cellwarden.rc").read_text(), re.M)
-    expect_equal("attributes given to the daemon's user", sorted(owned), sorted(written))
+    expect_equal("attributes given to the daemon's user", sorted(owned), sorted(sources.written))
 
 
-need_programs("m4", "checkpolicy", "secilc", "sefcontext_compile", "selabel_lookup")
+need_programs("m4", "checkpolicy", "secilc", "sefcontext_compile")
 with tempfile.TemporaryDirectory() as temporary:
-    compiled = compile_policy(Path(temporary))
-if compiled:
-    check_attributes(compiled)
+    bare = compile_policy(Path(temporary))
+    whole = compile_policy(Path(temporary), policy.OURS)
+if whole:
+    rows = access.read_genfs(PLATFORM / "private/genfs_contexts") + access.read_genfs(policy.OURS / "genfs_contexts")
+    all_labels = access.Labels(rows, access.read_file_contexts(policy.OURS / "file_contexts"))
+    daemon = access.Sources()
+    expect_equal("calls whose permissions access.py does not know", daemon.strangers, [])
+    check_rules(cil.Policy(whole), allow_rules(whole) - allow_rules(bare), access.needs(all_labels, daemon))
+    check_types(cil.Policy(whole), cil.Policy(bare), all_labels, daemon.paths)
+    check_service_file(daemon)
 finish()
