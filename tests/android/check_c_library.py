@@ -28,6 +28,7 @@ SHARED |= set("getauxval getenv sigaction sigdelset sigfillset sigprocmask strto
 # for the same call. A call with a checked length, __..._chk, counts as the plain call.
 OTHER_NAMES = {
     "__assert_fail": "__assert2, in builds with assertions",
+    "bcmp": "memcmp, which clang replaces where the C library is GNU's",
     "__errno_location": "errno",
     "__fdelt_chk": "FD_SET, FD_ISSET",
     "__isoc99_sscanf": "sscanf",
