@@ -15,8 +15,8 @@ namespace {
 const fs::path CLASSES = "/sys/class";
 const fs::path CHARGER = "devices/platform/soc/soc:pmic_glink/soc:pmic_glink:battery_charger";
 
-// Attributes of a class lie in the class's own folder; those of a device lie in the device's, to
-// which the class has a link.
+// Attributes of a class are in the class's own folder. Attributes of a device are in the device's
+// folder, and the class has a link to it.
 void create_folder(const fs::path& folder) {
     const fs::path class_folder = folder.parent_path();
     if (class_folder.parent_path() != CLASSES || fs::exists(folder)) {

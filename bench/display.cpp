@@ -158,7 +158,7 @@ Json counts_json(const std::map<Key, int>& counts) {
     return object;
 }
 
-Json summary_json(const Settings& settings, const SessionEnd& ending, const Tally& tally) {
+Json summary_json(const DisplaySettings& settings, const SessionEnd& ending, const Tally& tally) {
     return {{"what", "summary"},
             {"reason", ending.reason},
             {"daemon_ran", ending.daemon_ran},
@@ -189,7 +189,7 @@ void print_counts(const char* title, const std::map<Key, int>& counts) {
 
 }  // namespace
 
-void show_settings(const Display& display, const Settings& settings) {
+void show_settings(const Display& display, const DisplaySettings& settings) {
     if (display.output == Output::JSON) {
         print_json(0, {{"what", "start"},
                        {"scenario", settings.scenario},
@@ -235,7 +235,7 @@ void show_status(Display& display, double at_s, const PhoneStatus& status) {
     }
 }
 
-void show_summary(const Display& display, const Settings& settings, const SessionEnd& ending,
+void show_summary(const Display& display, const DisplaySettings& settings, const SessionEnd& ending,
                   const Tally& tally) {
     if (display.output == Output::JSON) {
         print_json(ending.seconds, summary_json(settings, ending, tally));

@@ -14,7 +14,7 @@ enum class Output {
     JSON,      // one JSON object per line; a status object every second
 };
 
-struct Settings {
+struct DisplaySettings {
     std::string scenario;
     std::string about;
     std::string daemon;  // command line
@@ -35,7 +35,7 @@ struct Display {
     double next_status_s = 0;
 };
 
-void show_settings(const Display& display, const Settings& settings);
+void show_settings(const Display& display, const DisplaySettings& settings);
 
 // `at_s` is the time since the daemon's start in seconds, here and below.
 void show_happening(const Display& display, double at_s, const Happening& happening);
@@ -43,7 +43,7 @@ void show_happening(const Display& display, double at_s, const Happening& happen
 // Prints the status if it is due.
 void show_status(Display& display, double at_s, const PhoneStatus& status);
 
-void show_summary(const Display& display, const Settings& settings, const SessionEnd& ending,
+void show_summary(const Display& display, const DisplaySettings& settings, const SessionEnd& ending,
                   const Tally& tally);
 
 }  // namespace cellwarden::bench

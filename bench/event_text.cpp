@@ -31,8 +31,9 @@ bool has_content(const EventValue& value) {
     return number != 0 && number != UNDECIDED_LEVEL;
 }
 
-// Returns "level 1: 84 d 03:00:00; ..."; of more than three elements only the first and the last,
-// which is the newest of a history. Returns an empty text if all elements are zero or undecided.
+// Returns "level 1: 84 d 03:00:00; ...". If there are more than three elements, returns only the
+// first and the last, which is the newest of a history. Returns an empty text if all elements are
+// zero or undecided.
 std::string array_text(const EventField& field) {
     std::vector<std::string> texts;
     for (size_t i = 0; i < field.values.size(); i++) {

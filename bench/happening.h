@@ -1,4 +1,4 @@
-// What can happen during a run: one record for each kind of happening, and a tally of them.
+// The kinds of happenings in a run, each a record, and a tally of them.
 #pragma once
 
 #include <cstdint>

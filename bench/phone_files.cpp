@@ -16,8 +16,8 @@ bool belongs_to_driver(const std::string& path) {
 }
 
 void set_texts(PhoneFiles& files, const phone::Phone& phone,
-               const std::vector<phone::AttributeText>& texts) {
-    for (const phone::AttributeText& attribute : texts) {
+               const std::vector<phone::AttributeFile>& texts) {
+    for (const phone::AttributeFile& attribute : texts) {
         const std::string path = attribute_path(phone, attribute.id);
         if (files.held.count(path) == 0 && (files.driver_ready || !belongs_to_driver(path))) {
             set_attribute(files.tree, path, attribute.text);

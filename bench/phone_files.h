@@ -20,8 +20,8 @@ inline constexpr const char* FULL_CYCLE_PATH = "/sys/class/power_supply/battery/
 
 struct PhoneFiles {
     AttributeTree tree;
-    std::map<std::string, SysfsParamId>
-        ids;                     // by path; the lower id if two parameters share a path
+    // By path; the lower id if two parameters share a path.
+    std::map<std::string, SysfsParamId> ids;
     std::set<std::string> held;  // paths with a text that the phone does not change
     bool driver_ready = false;   // the attributes of the charger driver exist
 };

@@ -12,6 +12,16 @@ namespace cellwarden::bench {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+// Lets the phone's currents and attributes follow a change of the phone.
+void settle_phone(Rig& rig) {
+    advance_phone(rig.phone, 0);
+    refresh_phone_files(rig.files, rig.phone);
+}
+
+}  // namespace
+
 void set_up_rig(Rig& rig) {
     advance_phone(rig.phone, 0);
     rig.log_fd = open_kernel_log();
@@ -21,11 +31,6 @@ void set_up_rig(Rig& rig) {
     for (const char* folder : {"units", "outbox"}) {
         watch_folder(rig.watch, rig.state_dir / folder, FileAction::REPLACED);
     }
-}
-
-void settle_phone(Rig& rig) {
-    advance_phone(rig.phone, 0);
-    refresh_phone_files(rig.files, rig.phone);
 }
 
 std::vector<UeventSent> apply_action(Rig& rig, const Action& action) {

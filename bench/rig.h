@@ -33,16 +33,13 @@ struct Rig {
 // driver appear with show_driver_files. Call it inside the sandbox. Throws std::system_error.
 void set_up_rig(Rig& rig);
 
-// Lets the phone's currents and attributes follow a change of the phone.
-void settle_phone(Rig& rig);
-
 // Does what the action does to the phone, its attributes and the faults. Returns the uevents that a
 // phone sends after the change; they are not sent yet.
 std::vector<UeventSent> apply_action(Rig& rig, const Action& action);
 
 void send_uevent(const Rig& rig, const UeventSent& uevent);
 
-// Takes in one event of the watched folders. Returns what it means, if anything.
+// Handles an event of the watched folders. Returns what happened on the phone, if anything.
 std::optional<Happening> take_file_event(Rig& rig, const FileEvent& event);
 
 // Ends a running daemon with SIGKILL.

@@ -20,7 +20,6 @@
 namespace cellwarden::bench {
 namespace {
 
-namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto TICK = std::chrono::milliseconds(100);
@@ -32,7 +31,7 @@ struct Session : Rig {
     int signal_fd = -1;
     Clock::time_point start;
 
-    double now_s = 0;             // since the start
+    double now_s = 0;             // time since the start
     double listens_since_s = -1;  // when the daemon began to listen; -1: not yet
     double battery_uevent_s = 0;  // time of the latest battery uevent
     int told_capacity = -1;       // reported by that uevent
@@ -65,7 +64,7 @@ void send(Session& session, const UeventSent& uevent) {
     }
 }
 
-// --- What the daemon does.
+// --- Actions of the daemon
 
 void take_what_the_daemon_did(Session& session) {
     for (const FileEvent& event : read_file_events(session.watch)) {
@@ -99,7 +98,7 @@ void take_signals(Session& session) {
     }
 }
 
-// --- What happens to the phone.
+// --- Changes of the phone
 
 void act(Session& session, const Action& action) {
     tell(session, PhoneChange{action_text(action)});
@@ -179,7 +178,7 @@ void tick(Session& session) {
     show_status(session.display, session.now_s, phone_status(session));
 }
 
-// --- Start and end.
+// --- Start and end
 
 int block_and_watch_signals() {
     sigset_t signals;

@@ -9,7 +9,7 @@ namespace cellwarden::bench {
 
 struct SessionOptions {
     Scenario scenario;
-    Settings settings;
+    DisplaySettings settings;
     DaemonCommand daemon;
     Output output = Output::PLAIN;
 };

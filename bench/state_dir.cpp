@@ -86,9 +86,9 @@ OutboxEvent read_outbox_event(const fs::path& file) {
     // TIME-NUMBER-CATEGORY-NAME
     const std::string name = file.filename().string();
     const size_t number = name.find('-');
-    const size_t category = name.find('-', number + 1);
-    const size_t event = name.find('-', category + 1);
-    if (number == name.npos || category == name.npos || event == name.npos) {
+    const size_t category = number == name.npos ? name.npos : name.find('-', number + 1);
+    const size_t event = category == name.npos ? name.npos : name.find('-', category + 1);
+    if (event == name.npos) {
         throw std::runtime_error(file.string() +
                                  ": not an event file; expected TIME-NUMBER-CATEGORY-NAME");
     }

@@ -32,7 +32,7 @@ void take_acknowledgement(int socket_fd) {
     memcpy(&header, buffer, sizeof header);
     memcpy(&answer.error, buffer + NLMSG_HDRLEN, sizeof answer.error);
     if (header.nlmsg_type == NLMSG_ERROR && answer.error != 0) {
-        fail("uevent: refused by the kernel", -answer.error);
+        fail("uevent: rejected by the kernel", -answer.error);
     }
 }
 

@@ -1,5 +1,5 @@
-// The Arrhenius integral over an hour of ordinary use, against a bare loop of just the exponentials
-// that such an hour needs, by the C library: one for each second whose reading differs from the
+// Compares the Arrhenius integral over an hour of ordinary use with a loop of only the exponentials
+// of this hour, computed by the C library: one for each second whose reading differs from the
 // previous second's.
 #include <random>
 
@@ -21,8 +21,8 @@ struct Reading {
     int32_t voltage_uv;
 };
 
-// A reading every 10 to 60 s: the voltage drifts by some millivolts, so that it is another one
-// nearly every second, and the temperature by some tenths of a degree.
+// A reading every 10 to 60 s: the voltage changes by some millivolts, so that it differs nearly
+// every second, and the temperature by some tenths of a degree.
 std::vector<Reading> make_hour() {
     std::mt19937 random(20261123);
     const auto between = [&](int32_t low, int32_t high) {
@@ -47,7 +47,7 @@ SysfsParams snapshot_of(const Reading& reading) {
     return snapshot;
 }
 
-// What the exponential is taken of, second by second.
+// The arguments of the exponential, one for each second.
 std::vector<extended> needed_arguments(const std::vector<Reading>& hour) {
     std::vector<extended> arguments;
     int64_t previous_temperature = INT64_MIN;

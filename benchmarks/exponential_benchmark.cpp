@@ -1,4 +1,4 @@
-// One exponential of the Arrhenius model against the C library's.
+// Compares an exponential of the Arrhenius model with the C library's.
 #include <random>
 
 #include "benchmarks/figure.h"

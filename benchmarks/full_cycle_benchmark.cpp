@@ -1,10 +1,10 @@
-// One whole full cycle of the daemon's own work, a minute after the one before it, against the
-// reading of its snapshot.
+// Compares the daemon's own work in a full cycle, a minute after the previous one, with the time
+// for reading its snapshot.
 #include "benchmarks/figure.h"
 #include "cycle/cycle.h"
 #include "phone/stand_in.h"
 #include "platform/sysfs_io.h"
-#include "stats/batt_stat_store.h"
+#include "stats/batt_stat_update.h"
 #include "support/namespaces.h"
 #include "support/snapshot.h"
 #include "support/sysfs.h"
@@ -45,8 +45,8 @@ void make_attributes(const Device& device) {
     }
 }
 
-// A battery in use for a year and a half, with something in every sum. Each cycle finds a charge,
-// a voltage and a temperature of its own.
+// A battery in use for a year and a half, with no sum empty. State of charge, voltage and
+// temperature differ in each cycle.
 struct Daemon {
     ServiceState state;
     BattStat stat;
@@ -66,9 +66,9 @@ struct Daemon {
 
     void run(const Device& device, SysfsParams& snapshot) {
         const auto minute = static_cast<int32_t>(state.clock.cycle_boot_time / SECONDS_BETWEEN);
-        test::set_param(snapshot, {PARAM_BATT_SOC, 1 + minute * 7 % 11'000});
-        test::set_param(snapshot, {PARAM_BATTERY_VOLTAGE_NOW, 3'700'000 + minute * 997 % 700'000});
-        test::set_param(snapshot, {PARAM_BATTERY_TEMP, 250 + minute % 100});
+        snapshot[PARAM_BATT_SOC].value.integer = 1 + minute * 7 % 11'000;
+        snapshot[PARAM_BATTERY_VOLTAGE_NOW].value.integer = 3'700'000 + minute * 997 % 700'000;
+        snapshot[PARAM_BATTERY_TEMP].value.integer = 250 + minute % 100;
         state.clock.cycle_boot_time += SECONDS_BETWEEN;
         state.clock.cycle_wall_time = 1'800'000'000 + state.clock.cycle_boot_time;
         run_full_cycle(device, state, stat, connection, snapshot, POLICY);

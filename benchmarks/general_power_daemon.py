@@ -1,9 +1,11 @@
 #!/usr/bin/python3
-"""The daemon as a whole beside upower, a general-purpose power daemon, on as many battery events.
+"""Compares the whole daemon with upower, a general-purpose power daemon, for the same battery events.
 
-Both run the program that is shipped, each on simulated devices: cellwarden on its bench, upower
-under umockdev with a bus of its own. Prints rows of the table of figures; the limit of each is
-upower's figure of the same run, halved for memory. Exit code: 0 where every limit holds.
+Usage: general_power_daemon.py BUILD_DIRECTORY [EVENTS]
+
+Runs both shipped programs on simulated devices: cellwarden on its bench, upower under umockdev with a
+bus of its own. Prints rows of the table of figures. Each limit is upower's figure in the same run,
+halved for memory. Exit code: 0 if every limit holds.
 """
 import os
 import re
@@ -20,12 +22,12 @@ from gi.repository import UMockdev  # noqa: E402
 
 BUILD = sys.argv[1]
 ROUNDS = 5
-EVENTS = int(sys.argv[2]) if len(sys.argv) > 2 else 500  # of a round
+EVENTS = int(sys.argv[2]) if len(sys.argv) > 2 else 500  # per round
 WARM_UP = EVENTS // 10
 PAUSE_MS = 4  # between the events of both daemons
-# Open and read of each attribute; open and close of seven directories; closes of sixteen attributes
-# at a time, in as many runs as other descriptors lie between, at most four; open, write and close of
-# the two wakelock files; select and recvfrom.
+# Open and read of each attribute; open and close of seven directories; nine closes of sixteen
+# attributes each, in at most four calls if other descriptors are between them; open, write and close
+# of the two wakelock files; select and recvfrom.
 CYCLE_CALLS = 134 * 2 + 7 * 2 + 9 * 4 + 2 * 3 + 2
 UPOWERD = "/usr/libexec/upowerd"
 BUS = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
@@ -37,7 +39,7 @@ BUS = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration
 
 
 def memory_of(pid):
-    """Resident and private KB, without the library that umockdev preloads."""
+    """Returns resident and private memory in KB, without the library that umockdev preloads."""
     kb = {"Rss": 0, "Private_Clean": 0, "Private_Dirty": 0}
     counted = True
     with open(f"/proc/{pid}/smaps") as file:
@@ -59,7 +61,7 @@ def cpu_of_threads(pid):
 
 
 def wait_until_idle(pid):
-    """Until the daemon has used no CPU time for half a second."""
+    """Waits until the daemon has used no CPU time for half a second."""
     before = -1.0
     while (now := cpu_of_threads(pid)) != before:
         before = now
@@ -91,7 +93,7 @@ def measure_upower(folder):
             for event in range(count):
                 bed.set_attribute(battery, "energy_now", str(48000000 - 1000 * (event % 9000)))
                 bed.uevent(battery, "change")
-                # One event at a time: upower has read it when it has been asleep for a moment.
+                # One event at a time: upower has handled it when it sleeps again.
                 wait_for_sleep(upower.pid)
             wait_until_idle(upower.pid)
 
@@ -118,7 +120,7 @@ def switches(pid):
 
 
 def wait_for_sleep(pid):
-    """Until the daemon has woken and gone to sleep again, or a tenth of a second has passed."""
+    """Waits until the daemon has woken and sleeps again, for at most a tenth of a second."""
     before = switches(pid)
     for _ in range(50):
         time.sleep(PAUSE_MS / 2e3)
@@ -154,7 +156,7 @@ def report(name, measured, limit, unit):
 
 
 def main():
-    # In turns, so that what else the machine does falls on both.
+    # The programs alternate, so that other load on the machine affects both.
     rounds = []
     for _ in range(ROUNDS):
         with tempfile.TemporaryDirectory() as folder:
@@ -165,7 +167,7 @@ def main():
         report("system calls of a full cycle; limit 134 x 2 + 58", own["calls"], CYCLE_CALLS, ""),
         report("battery event, daemon as a whole, CPU; limit upower", own["cpu_us"],
                upower["cpu_us"], "us"),
-        report("the same, as fast as the daemon takes them", hurried["cpu_us"], None, "us"),
+        report("the same without pauses between the events", hurried["cpu_us"], None, "us"),
         report("foreign uevent, CPU", hurried["foreign_us"], None, "us"),
         report("resident memory; limit half of upower", own["resident"], upower["resident"] / 2,
                "KB"),

@@ -1,6 +1,6 @@
-// Years of a phone's life through the simulator, with all its output, against the bare cost of the
-// exponentials that its Arrhenius integral needs on the way, had the C library computed them.
-//   lifetime_benchmark [YEARS]   a year where none is given
+// Compares the simulation of years of a phone's life, with all its output, with the time that the C
+// library would take for the exponentials of its Arrhenius integral.
+//   lifetime_benchmark [YEARS]   default: 1
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
@@ -23,7 +23,7 @@ double cpu_time_s() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-// CPU time of one exponential of the C library whose argument lies in the model's range.
+// Returns the CPU time of an exponential of the C library whose argument is in the model's range.
 double c_library_exp_s() {
     constexpr int COUNT = 1'000'000;
     volatile extended sink = 0;
@@ -35,7 +35,7 @@ double c_library_exp_s() {
     return (cpu_time_s() - start_s) / COUNT;
 }
 
-// How many seconds of the line between two readings differ from the second before them.
+// Returns how many seconds of the line between two readings differ from the previous second.
 uint64_t changes_between(const SoftChargeMemory& from, const SoftChargeMemory& to) {
     const int64_t seconds = int64_t{to.arrhenius_online_time} - from.arrhenius_online_time;
     int64_t previous_temperature = from.arrhenius_temperature_decic;
@@ -55,8 +55,8 @@ uint64_t changes_between(const SoftChargeMemory& from, const SoftChargeMemory& t
     return changes;
 }
 
-// Exponentials that the life of `profile` needs: one for each reading that differs from the second
-// before it.
+// Returns the number of exponentials that a life of `profile` needs: one for each second whose
+// reading differs from the previous second's.
 uint64_t needed_exponentials(const Profile& profile) {
     Life life = begin_life(profile, SEED);
     uint64_t needed = 0;

@@ -1,7 +1,8 @@
-// The daemon's main cost: reading all parameters and freeing their texts, against a bare loop that
-// opens each attribute by its path, reads it and closes it. Three tables: the phone's, on a tmpfs
-// laid out as its sysfs, where four of seven directories are classes and no links; 134 attributes
-// of one device, to which its class has a link, on tmpfs; and the same on the kernel's sysfs.
+// Compares the daemon's main cost, reading all parameters and freeing their texts, with a loop that
+// opens each attribute by its path, reads it and closes it. There are three tables: the phone's, on
+// a tmpfs with the layout of its sysfs, where four of seven directories are classes without links;
+// 134 attributes of one device behind a link of its class, on tmpfs; and the same on the kernel's
+// sysfs.
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -25,7 +26,8 @@ namespace fs = std::filesystem;
 constexpr double LIMIT_PHONE = 1;
 constexpr double LIMIT_ON_TMPFS = 0.9;
 constexpr double LIMIT_ON_SYSFS = 0.65;
-// The median of single calls: a call that another process breaks off does not count.
+// Returns the median of single calls, so that a call that another process interrupts does not
+// matter.
 constexpr int ROUNDS = 2001;
 constexpr int CALLS = 1;
 
@@ -103,7 +105,7 @@ int measure_device_on_tmpfs(const Device& device) {
                    LIMIT_ON_TMPFS);
 }
 
-// The loopback interface has the attributes of every network device; 134 are had by repetition.
+// Uses the attributes of the loopback interface, which every machine has, repeated up to 134.
 int measure_device_on_sysfs(const Device& device) {
     Paths paths;
     char text[SYSFS_BUFFER_SIZE];

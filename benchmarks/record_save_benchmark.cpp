@@ -1,4 +1,4 @@
-// A save of the statistics record that is due, against the bare copy of its bytes into the store.
+// Compares a due save of the statistics record with copying its bytes into the store.
 #include "benchmarks/figure.h"
 #include "phone/stand_in.h"
 #include "platform/unit_store.h"
@@ -23,7 +23,7 @@ int run() {
     snapshot[PARAM_BOOTUP_SHUTDOWN_PHASE].value.integer = SHUTDOWN;
     const std::vector<double> us = benchmark::median_cpu_us(
         {[&] { save_batt_stat_if_is_timing(device, state, snapshot, stat); },
-         [&] { (void)tessera_write_unit(device, UNIT_BATT_STAT, &stat, sizeof stat); }},
+         [&] { (void)write_unit(device, UNIT_BATT_STAT, stat); }},
         ROUNDS, CALLS);
     return benchmark::report_figure("record save, CPU; limit 1.25 x bare copy of 9,728 bytes",
                                     1000 * us[0], 1000 * LIMIT_OVER_BARE_COPY * us[1], "ns");

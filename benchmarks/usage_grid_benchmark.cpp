@@ -1,8 +1,8 @@
-// Booking a day's gap into the voltage x temperature grid, the temperature crossing all its bins,
-// against a plain walk over every second of that day.
+// Compares booking a gap of a day into the voltage x temperature grid, while the temperature
+// crosses all its bins, with a loop over every second of that day.
 #include "benchmarks/figure.h"
 #include "charge/grid_line.h"
-#include "charge/usage_accounting.h"
+#include "charge/soft_charge.h"
 #include "phone/stand_in.h"
 
 namespace cellwarden {

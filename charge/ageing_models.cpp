@@ -23,14 +23,16 @@ bool is_valid(extended volts) {
     return volts >= 1 && volts <= 5;
 }
 
-// Share of the design capacity lost per hour or full charge, each operation rounded once.
+// Returns the loss per hour or full charge as a fraction of the design capacity, with each
+// operation rounded once.
 extended loss_rate(const LossConstants& loss, int32_t temperature_decic, extended volts) {
     const extended kelvin = static_cast<extended>(temperature_decic) / 10 + KELVIN_OFFSET;
     return extended_exp((loss.voltage_slope * volts + (-1 / kelvin) * loss.activation_k) +
                         loss.offset);
 }
 
-// The value of the period that `online_time` lies in, whose change is noted; null outside of all.
+// Returns the value of the period of `online_time` and marks the period as changed; null if there
+// is no such period.
 extended* period_value(AgeingState& ageing, PerPeriod<extended> AgeingState::*values,
                        int64_t online_time) {
     if (online_time < 0 || online_time >= int64_t{PERIOD_S} * PERIOD_COUNT) {
@@ -50,18 +52,18 @@ void add_to_period(AgeingState& ageing, PerPeriod<extended> AgeingState::*values
     }
 }
 
-// Seconds from `online_time` to the end of its period of ten days.
+// Returns the seconds from `online_time` to the end of its ten-day period.
 int64_t rest_of_period(int64_t online_time) {
     const int64_t since_start = online_time % PERIOD_S;
     return since_start < 0 ? -since_start : PERIOD_S - since_start;
 }
 
-// from + k * (to - from) / steps for k = 0, 1, 2 ..., cut toward zero, without a product.
+// from + k * (to - from) / steps for k = 0, 1, 2 ..., truncated toward zero, without a product.
 struct LineWalk {
-    int64_t value;     // at step k
-    int64_t fraction;  // what the cut left over so far, in parts of `steps`
-    int64_t whole;     // each step moves by this much
-    int64_t rest;      // and by this many parts of `steps`
+    int64_t value;     // value at step k
+    int64_t fraction;  // truncated remainder at step k, in units of 1 / `steps`
+    int64_t whole;     // whole change per step
+    int64_t rest;      // remaining change per step, in units of 1 / `steps`
     int64_t sign;
     int64_t steps;
 };
@@ -86,7 +88,7 @@ void step(LineWalk& walk) {
     }
 }
 
-// Seconds at full charge: a call at full charge books the time until the next call.
+// Adds the seconds at full charge: the time from a call at full charge until the next call counts.
 void update_full_time(AgeingState& ageing, int64_t& full_stay_start, int64_t boot_time,
                       int32_t capacity_percent) {
     if (full_stay_start != 0) {

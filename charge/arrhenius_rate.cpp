@@ -3,8 +3,8 @@
 namespace cellwarden {
 namespace {
 
-// A battery's voltage is another one nearly every second, so what depends on it is computed with
-// unpacked numbers: as 128-bit floats its six operations take longer than the exponential.
+// A battery's voltage changes nearly every second, so the terms that depend on it are computed with
+// unpacked numbers: with 128-bit floats, their six operations take longer than the exponential.
 Unpacked voltage_term(const ArrheniusModel& model, int32_t voltage_uv) {
     constexpr Unpacked UV_PER_VOLT = unpack_integer(1'000'000);
     const Unpacked volts = divide(unpack_integer(static_cast<uint32_t>(voltage_uv)), UV_PER_VOLT);

@@ -1,4 +1,4 @@
-// The rate of the Arrhenius integral: how fast a battery ages at a temperature and a voltage.
+// The rate of the Arrhenius integral: the speed of ageing at a temperature and a voltage.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace cellwarden {
 
-// The constants as the integer arithmetic uses them.
+// The constants in the form for the integer arithmetic.
 struct ArrheniusModel {
     struct Line {
         Unpacked offset;
@@ -24,7 +24,7 @@ struct ArrheniusModel {
     Unpacked numerator;
 };
 
-// Requires constants in which policy_fault() finds none.
+// Requires constants that policy_fault() accepts.
 constexpr ArrheniusModel arrhenius_model(const ArrheniusConstants& constants) {
     return {.activation_k = constants.activation_k,
             .knee_uv = constants.knee_uv,
@@ -34,14 +34,14 @@ constexpr ArrheniusModel arrhenius_model(const ArrheniusConstants& constants) {
             .numerator = unpack(constants.numerator)};
 }
 
-// The Arrhenius rate per second of a reading in 0.1 degC and uV: 5041 / exp(A + B - 25.41) with
-// A = 9441.71 / (T + 273.15) and B = 44.206 - 9.04 V up to 4.4 V, 13.75 - 2.12 V above, for
+// Returns the Arrhenius rate per second of a reading in 0.1 degC and uV: 5041 / exp(A + B - 25.41)
+// with A = 9441.71 / (T + 273.15) and B = 44.206 - 9.04 V up to 4.4 V, 13.75 - 2.12 V above, for
 // -100 <= T <= 100 (degC) and 1 <= V <= 5 (volts); 0 for other samples. About 1 at 45 degC and
 // 4.48 V, 0.115 at 25 degC and 4.4 V.
 //
-// Neighbouring seconds mostly share a reading: `terms` keeps what was computed last, and nothing is
-// computed again whose input did not change; it must not be passed with another model. The result
-// is bit for bit that of the formula in extended precision, each operation rounded once.
+// Consecutive seconds often share a reading: `terms` keeps the latest terms, and a term is computed
+// only if its input has changed. Do not pass the same `terms` with another model. The result has
+// the same bits as the formula in extended precision, with each operation rounded once.
 extended arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
                         int32_t temperature_decic, int32_t voltage_uv);
 

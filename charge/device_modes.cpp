@@ -1,7 +1,5 @@
 #include "charge/device_modes.h"
 
-#include <cstdint>
-
 #include "platform/log.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"
@@ -19,24 +17,21 @@ void hold_between(HoldState& hold, const HoldLimits& limits) {
     hold.lrc_lower_soc = limits.lower_percent;
 }
 
-bool startup_process_is_set(const Device& device) {
-    // The unit is compared as one number with all that the store may have written.
-    uint64_t mark = 0;
-    uint32_t size = sizeof(uint32_t);
-    return tessera_read_unit(device, UNIT_STARTUP_PROCESS, &mark, &size) == 0 &&
-           mark == STARTUP_PROCESS_MARK;
+// Reads a unit into `size` bytes. Returns it as one number with every byte that the store may have
+// written; 0 if it cannot be read.
+uint64_t number_in(const Device& device, Unit unit, uint32_t size) {
+    uint64_t number = 0;
+    return tessera_read_unit(device, unit, &number, &size) == 0 ? number : 0;
 }
 
 bool mode_is_set(const Device& device, Unit unit) {
-    uint8_t mode = 0;
-    uint32_t size = sizeof mode;
-    return tessera_read_unit(device, unit, &mode, &size) == 0 && mode == MODE_SET;
+    return static_cast<uint8_t>(number_in(device, unit, sizeof MODE_SET)) == MODE_SET;
 }
 
 }  // namespace
 
 void handle_tessera(const Device& device, ServiceState& state) {
-    if (startup_process_is_set(device)) {
+    if (number_in(device, UNIT_STARTUP_PROCESS, sizeof(uint32_t)) == STARTUP_PROCESS_MARK) {
         log_line(
             device,
             "<3>cellwarden: This phone is in startup process now, battery charge is limited.\n");

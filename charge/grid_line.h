@@ -1,11 +1,10 @@
-// Booking the straight line between two readings into a grid of bins, a whole run of steps at a
-// time.
+// Books the straight line between two readings into a grid of bins, a run of steps at a time.
 //
-// The line has n steps, k = 0 .. n - 1. On each axis step k reads
-//     x(k) = from + k * (to - from) / n      (integer division, cut toward zero),
-// so step 0 is the earlier reading, and the later one starts the next line. The cells and their
-// counts are exactly those of walking step by step; the work is one run per border crossed. No
-// product overflows for any 32-bit readings and any n up to 2^63 - 1.
+// The line has n steps, k = 0 .. n - 1. On each axis the value of step k is
+//     x(k) = from + k * (to - from) / n      (integer division, truncated toward zero),
+// so step 0 is the earlier reading, and the later reading starts the next line. The cells and their
+// counts equal those of a loop over all steps; the work is one run per crossed border. No product
+// overflows for any 32-bit readings and any n up to 2^63 - 1.
 #pragma once
 
 #include <algorithm>
@@ -15,8 +14,8 @@
 
 namespace cellwarden {
 
-// Borders of an axis, strictly falling: bin i holds the values above borders[i] and not above
-// borders[i - 1]; values not above any border fall into the last bin, borders.size().
+// Borders of an axis in strictly falling order: bin i contains the values above borders[i] and not
+// above borders[i - 1]; the last bin, borders.size(), contains the values above no border.
 using BinBorders = std::span<const int32_t>;
 
 constexpr size_t bin_of(BinBorders borders, int32_t value) {
@@ -31,14 +30,14 @@ struct GridAxis {
     int32_t to;
 };
 
-// A stretch of steps whose readings lie in one bin.
+// A run of steps whose values are in one bin.
 struct GridRun {
     size_t bin;
-    int64_t end;  // the first step after it
+    int64_t end;  // the first step after the run
 };
 
-// The first step whose reading is `distance` (1 or more) away from the start of the line, for a
-// line that moves by `change` (1 or more) in `steps` steps.
+// Returns the first step whose value differs from the start of the line by `distance` (1 or more),
+// for a line that changes by `change` (1 or more) in `steps` steps.
 constexpr int64_t step_at_distance(int64_t distance, int64_t change, int64_t steps) {
     if (distance >= change) {
         return steps;
@@ -48,7 +47,7 @@ constexpr int64_t step_at_distance(int64_t distance, int64_t change, int64_t ste
     return static_cast<int64_t>((product + divisor - 1) / divisor);
 }
 
-// The run that step `step` lies in.
+// Returns the run that contains step `step`.
 constexpr GridRun grid_run_at(const GridAxis& axis, int64_t step, int64_t steps) {
     const int64_t change = int64_t{axis.to} - axis.from;
     const auto moved = static_cast<int64_t>(static_cast<__int128>(step) * change / steps);
@@ -63,8 +62,8 @@ constexpr GridRun grid_run_at(const GridAxis& axis, int64_t step, int64_t steps)
     return {bin, steps};
 }
 
-// Calls book(row bin, column bin, number of steps) for each run of the line, in order; the numbers
-// add up to `steps`.
+// Calls book(row bin, column bin, number of steps) for each run of the line, in order. The sum of
+// the numbers is `steps`.
 template <typename Book>
 constexpr void book_line(const GridAxis& rows, const GridAxis& columns, int64_t steps, Book book) {
     GridRun row{0, 0};

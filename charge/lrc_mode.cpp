@@ -1,4 +1,4 @@
-#include "charge/lrc_mode.h"
+#include "charge/device_modes.h"
 
 #include <array>
 
@@ -7,7 +7,7 @@
 namespace cellwarden {
 namespace {
 
-// Where the capacity lies, from above the upper limit to below the lower one.
+// The capacity relative to the limits, from above the upper limit to below the lower limit.
 enum Zone : uint8_t { ABOVE = 0, AT_UPPER = 1, BETWEEN = 2, AT_LOWER = 3, BELOW = 4 };
 
 constexpr std::array<std::array<LrcState, 5>, 4> NEXT_STATE = {{
@@ -18,28 +18,14 @@ constexpr std::array<std::array<LrcState, 5>, 4> NEXT_STATE = {{
     {{LRC_DRAINING, LRC_CHARGING, LRC_CHARGING, LRC_CHARGING, LRC_CHARGING}},  // any other value
 }};
 
-struct Switches {
-    int32_t charge_disable;
-    int32_t input_suspend;
-};
-
-constexpr std::array<Switches, 3> SWITCHES = {{
-    {.charge_disable = 0, .input_suspend = 0},  // charging
-    {.charge_disable = 1, .input_suspend = 0},  // holding
-    {.charge_disable = 0, .input_suspend = 1},  // draining
-}};
-
 Zone zone_of(int32_t capacity, int32_t upper, int32_t lower) {
-    if (capacity > upper) {
-        return ABOVE;
+    if (capacity >= upper) {
+        return capacity > upper ? ABOVE : AT_UPPER;
     }
-    if (capacity == upper) {
-        return AT_UPPER;
+    if (capacity <= lower) {
+        return capacity < lower ? BELOW : AT_LOWER;
     }
-    if (capacity > lower) {
-        return BETWEEN;
-    }
-    return capacity == lower ? AT_LOWER : BELOW;
+    return BETWEEN;
 }
 
 void set_switch(const Device& device, const SysfsParams& snapshot, SysfsParamId id, int32_t value) {
@@ -61,9 +47,8 @@ void control_lrc_mode(const Device& device, ServiceState& state, const SysfsPara
     HoldState& hold = state.hold;
     hold.lrc_state = next_lrc_state(hold.lrc_state, param_integer(snapshot, PARAM_BATTERY_CAPACITY),
                                     hold.lrc_upper_soc, hold.lrc_lower_soc);
-    const Switches& switches = SWITCHES[static_cast<size_t>(hold.lrc_state)];
-    set_switch(device, snapshot, PARAM_LRC_CHARGE_DISABLE, switches.charge_disable);
-    set_switch(device, snapshot, PARAM_LRC_INPUT_SUSPEND, switches.input_suspend);
+    set_switch(device, snapshot, PARAM_LRC_CHARGE_DISABLE, hold.lrc_state == LRC_HOLDING ? 1 : 0);
+    set_switch(device, snapshot, PARAM_LRC_INPUT_SUSPEND, hold.lrc_state == LRC_DRAINING ? 1 : 0);
 }
 
 }  // namespace cellwarden

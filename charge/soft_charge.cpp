@@ -3,9 +3,6 @@
 #include <algorithm>
 
 #include "charge/ageing_models.h"
-#include "charge/soft_charge_levels.h"
-#include "charge/soh_estimates.h"
-#include "charge/usage_accounting.h"
 #include "platform/sysfs_io.h"
 #include "product/attribute_texts.h"
 
@@ -21,7 +18,7 @@ bool is_served(const LevelState& levels, const SysfsParams& snapshot) {
            param_integer(snapshot, PARAM_BATTERY_MODEL_NAME) == SERVED_MODEL;
 }
 
-// A level that the driver did not take is written again in the next cycle.
+// If the driver does not accept a level, the next cycle writes it again.
 void hand_level_to_driver(const Device& device, const LevelState& levels,
                           const SysfsParams& snapshot) {
     const int32_t target = override_kind(levels.soft_charge_override) == OVERRIDE_LEVEL

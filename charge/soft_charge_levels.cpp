@@ -1,4 +1,4 @@
-#include "charge/soft_charge_levels.h"
+#include "charge/soft_charge.h"
 
 #include <algorithm>
 #include <array>
@@ -9,34 +9,32 @@
 namespace cellwarden {
 namespace {
 
-// Levels are frozen after the horizon of their projection.
+// Levels do not change after the horizon of their projection.
 constexpr int32_t HORIZON = LEVEL_HORIZON_PERIODS;
 constexpr int32_t LAST_JUDGED_SLOT = HORIZON - 1;
 constexpr int32_t LAST_JUDGED_SECOND = HORIZON * PERIOD_S - 1;
 
-// The clock of the levels runs 256 s beside the ten-day mark: the first period is judged in its
-// last 256 s, and counts as the first up to 255 s into the second.
+// The levels' clock is shifted by 256 s from the ten-day mark: levels are decided from the last 256
+// s of the first period on, which counts as the first until 255 s into the second.
 constexpr int32_t FIRST_JUDGED_SECOND = PERIOD_S - 256;
 constexpr int32_t FIRST_PERIOD_END = PERIOD_S + 255;
 
 using Projection = std::array<extended, HORIZON>;
 
-// Ten-day period and its slot, of an online time of 0 or more.
+// Returns the ten-day period, and its slot, of an online time of 0 or more.
 constexpr size_t slot_of(int32_t online_time) {
     return static_cast<size_t>(std::min(online_time / PERIOD_S, PERIOD_COUNT - 1));
 }
 
-// Level of the nearest decided slot before `slot`; 0 where there is none.
+// Returns the level of the nearest decided slot before `slot`; 0 if there is none.
 int32_t nearest_decided_before(const PerPeriod<uint8_t>& levels, size_t slot) {
-    for (; slot > 0; slot--) {
-        if (levels[slot - 1] != LEVEL_NOT_DECIDED) {
-            return levels[slot - 1];
-        }
+    while (slot > 0 && levels[slot - 1] == LEVEL_NOT_DECIDED) {
+        slot--;
     }
-    return 0;
+    return slot > 0 ? levels[slot - 1] : 0;
 }
 
-// The ageing of all 108 periods, if the rest of them age as the latest whole one did.
+// Returns the ageing of all 108 periods if the rest of them age like the latest complete one.
 Projection project(const PerPeriod<extended>& per_period, extended total, int32_t online_time) {
     Projection projection;
     if (online_time <= FIRST_PERIOD_END) {
@@ -50,7 +48,8 @@ Projection project(const PerPeriod<extended>& per_period, extended total, int32_
     return projection;
 }
 
-// The level of this cycle. `judge` turns the previous level and the projection into a level.
+// Returns the level of this cycle. `judge` returns a level for the previous level and the
+// projection.
 template <typename Judge>
 int32_t decide_period_level(PerPeriod<uint8_t>& levels, const PerPeriod<extended>& per_period,
                             extended total, int32_t online_time, Judge judge) {
@@ -72,8 +71,8 @@ int32_t decide_period_level(PerPeriod<uint8_t>& levels, const PerPeriod<extended
     return level;
 }
 
-// The expected Arrhenius sum at the end of battery life raises the level from the upper border on
-// and lowers it below the lower one.
+// The Arrhenius sum expected at the end of the battery's life raises the level from the upper
+// border on, and lowers it below the lower border.
 int32_t judge_arrhenius(const Device& device, const Policy& policy, int32_t previous,
                         const Projection& projection, int32_t online_time) {
     log_line(device, "<3>cellwarden: Phone online time has reached %d days\n",
@@ -90,8 +89,8 @@ int32_t judge_arrhenius(const Device& device, const Policy& policy, int32_t prev
     return expected < policy.arrhenius_lower_below && previous > 0 ? previous - 1 : previous;
 }
 
-// Whether the level may rise in this period: it rises at most once in three periods in a row,
-// unless it fell in between. An undecided period counts as higher than any level.
+// Returns whether the level may rise in this period: it rises at most once in three consecutive
+// periods, unless it fell in between. An undecided period counts as higher than any level.
 bool full_stay_level_may_rise(const PerPeriod<uint8_t>& levels, int32_t previous,
                               int32_t online_time) {
     constexpr int32_t WALK_BACK = 3;
@@ -122,14 +121,6 @@ int32_t judge_full_stay(const Policy& policy, const PerPeriod<uint8_t>& levels, 
     return previous;
 }
 
-// In the last judged period the top rising level or a higher one becomes the next, for good.
-int32_t settle_full_stay(const Policy& policy, int32_t level, int32_t online_time) {
-    constexpr int32_t SETTLING_FROM = LAST_JUDGED_SLOT * PERIOD_S;
-    return level >= policy.top_rising_level && online_time >= SETTLING_FROM
-               ? policy.top_rising_level + 1
-               : level;
-}
-
 }  // namespace
 
 int32_t soft_charge1_level_of(uint32_t total_cycle_count, const Policy& policy) {
@@ -150,13 +141,16 @@ int32_t decide_arrhenius_level(const Device& device, LevelState& levels, const A
 int32_t decide_full_stay_level(LevelState& levels, const AgeingState& ageing,
                                const UsageState& usage, const Policy& policy) {
     PerPeriod<uint8_t>& decided = levels.full_stay_capacity_degradation_aging_lv;
+    const auto judge = [&](int32_t previous, const Projection& projection) {
+        constexpr int32_t SETTLING_FROM = LAST_JUDGED_SLOT * PERIOD_S;
+        const int32_t top = policy.top_rising_level;
+        const int32_t judged = judge_full_stay(policy, decided, previous, projection, usage);
+        // In the last judged period the top rising level or a higher one becomes the next, for
+        // good.
+        return judged >= top && usage.online_time >= SETTLING_FROM ? top + 1 : judged;
+    };
     return decide_period_level(decided, ageing.full_stay_capacity_degradation_per_10days,
-                               ageing.total_full_stay_cap_degradation, usage.online_time,
-                               [&](int32_t previous, const Projection& projection) {
-                                   const int32_t judged = judge_full_stay(policy, decided, previous,
-                                                                          projection, usage);
-                                   return settle_full_stay(policy, judged, usage.online_time);
-                               });
+                               ageing.total_full_stay_cap_degradation, usage.online_time, judge);
 }
 
 }  // namespace cellwarden

@@ -1,4 +1,4 @@
-#include "charge/soh_estimates.h"
+#include "charge/soft_charge.h"
 
 #include <algorithm>
 
@@ -20,7 +20,7 @@ void update_predicted_soh(HealthState& health, const AgeingState& ageing) {
     health.latest_predicted_soh = to_i32((100 - lost) * 1000);
 }
 
-// The reference moves once per ten-day period.
+// The reference changes once per ten-day period.
 void move_reference(HealthState& health, int32_t online_time) {
     const int32_t previous_period = online_time / PERIOD_S - 1;
     if (health.prev_soh_bucket_index != previous_period) {

@@ -1,4 +1,4 @@
-#include "charge/usage_accounting.h"
+#include "charge/soft_charge.h"
 
 #include "charge/grid_line.h"
 #include "platform/log.h"
@@ -8,7 +8,7 @@
 namespace cellwarden {
 namespace {
 
-// Row-major index of a cell.
+// Returns the row-major index of a cell.
 constexpr size_t cell(size_t row, size_t temperature_bin) {
     return row * TEMPERATURE_BIN_COUNT + temperature_bin;
 }
@@ -39,7 +39,7 @@ void update_charge_grid(const Device& device, UsageState& usage, SoftChargeMemor
     }
     const int32_t gain = soc - memory.charge_soc;
     if (gain > 0) {
-        // Each 0.01 % is booked under the state of charge that it started from.
+        // Each 0.01 % is booked at the state of charge from which it started.
         book_line({bins.soc, memory.charge_soc, soc},
                   {bins.temperature_decic, memory.charge_temperature_decic, temperature_decic},
                   gain, [&](size_t charge, size_t temperature, int64_t units) {

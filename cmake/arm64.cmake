@@ -1,4 +1,4 @@
-# 64-bit Arm with Debian's cross compiler and arm64 libraries; what is built runs through qemu-user.
+# 64-bit Arm with Debian's cross compiler and arm64 libraries; the programs run through qemu-user.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)

@@ -1,7 +1,7 @@
-# A program for people comes with its version, its man page, made from its own --help, and the bash
-# completion of tools/completion. ABOUT says in one line what it does.
-#   cellwarden_program(NAME ABOUT SOURCE...)  one that runs from the build alone
-#   cellwarden_tool(NAME ABOUT SOURCE...)     one that is installed too
+# A program for users has a version, a man page made from its --help, and the bash completion of
+# tools/completion. ABOUT describes it in one line.
+#   cellwarden_program(NAME ABOUT SOURCE...)  a program that runs only from the build directory
+#   cellwarden_tool(NAME ABOUT SOURCE...)     a program that is also installed
 find_program(HELP2MAN help2man)
 
 function(cellwarden_program name about)
@@ -11,11 +11,11 @@ function(cellwarden_program name about)
         CELLWARDEN_TOOL_NAME="${name}"
         CELLWARDEN_TOOL_ABOUT="${about}"
         CELLWARDEN_TOOL_VERSION="${name} ${PROJECT_VERSION}")
-    # As the daemon: the 128-bit float arithmetic is called directly.
+    # As in the daemon, a static link makes the calls of the 128-bit float arithmetic direct.
     target_link_options(${name} PRIVATE -static-libgcc)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 
-    # The program runs to print its help, which a cross build cannot count on.
+    # help2man runs the program, which a cross build may not be able to do.
     if(HELP2MAN AND NOT CMAKE_CROSSCOMPILING)
         set(page ${CMAKE_BINARY_DIR}/man/${name}.1)
         add_custom_command(OUTPUT ${page}

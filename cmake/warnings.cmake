@@ -1,11 +1,11 @@
-# One interface target with the flags of every target: warnings are errors, hardening as vendor
-# daemons have it, and the sanitizers where they are asked for.
+# An interface target with the flags of all targets: warnings as errors, the hardening of vendor
+# daemons, and the sanitizers if selected.
 add_library(cellwarden_flags INTERFACE)
 
-# A product is rounded before it is added to: the ageing sums are the same on every machine.
+# A product is rounded before an addition, so that the ageing sums are the same on every machine.
 target_compile_options(cellwarden_flags INTERFACE -ffp-contract=off)
 
-# Builds in two folders give the same bytes: no path of this machine goes into a file.
+# Builds in two folders have the same bytes, because no output contains a path of this machine.
 target_compile_options(cellwarden_flags INTERFACE
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
 
@@ -16,7 +16,7 @@ if(CELLWARDEN_SANITIZE STREQUAL address)
     target_compile_options(cellwarden_flags INTERFACE
         -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(cellwarden_flags INTERFACE -fsanitize=address,undefined,float-cast-overflow)
-    # Every array checks its index.
+    # std::array and the containers check their indices.
     target_compile_definitions(cellwarden_flags INTERFACE _GLIBCXX_ASSERTIONS)
 else()
     target_compile_options(cellwarden_flags INTERFACE
@@ -24,14 +24,14 @@ else()
     target_link_options(cellwarden_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
 if(CELLWARDEN_SANITIZE STREQUAL integer)
-    # Overflow of any integer and values lost in implicit conversions: what is intended is written
-    # with state/wrapping.h or as a cast.
+    # Checks overflow of all integers and implicit conversions that change a value; the code marks
+    # intended ones with state/wrapping.h or a cast.
     target_compile_options(cellwarden_flags INTERFACE
         -fsanitize=integer -fno-sanitize-recover=all -fno-omit-frame-pointer
         -fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/integer_ignorelist.txt)
     target_link_options(cellwarden_flags INTERFACE -fsanitize=integer)
 endif()
-if(CELLWARDEN_FUZZ)  # marks for libFuzzer which code an input reaches
+if(CELLWARDEN_FUZZ)  # shows libFuzzer which code an input reaches
     target_compile_options(cellwarden_flags INTERFACE -fsanitize=fuzzer-no-link)
     target_link_options(cellwarden_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()

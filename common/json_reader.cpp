@@ -76,7 +76,7 @@ double read_number(const JsonPlace& place, double low, double high) {
 }
 
 int64_t read_integer(const JsonPlace& place, int64_t low, int64_t high) {
-    // A whole number beyond 64 signed bits would come out as a negative one.
+    // A whole number beyond 64 signed bits would be converted to a negative number.
     const bool is_too_large = place.value.is_number_unsigned() &&
                               place.value.get<uint64_t>() > static_cast<uint64_t>(INT64_MAX);
     if (!place.value.is_number_integer() || is_too_large || place.value.get<int64_t>() < low ||

@@ -1,22 +1,19 @@
 #include "cycle/cycle.h"
 
 #include "charge/device_modes.h"
-#include "charge/lrc_mode.h"
 #include "charge/soft_charge.h"
 #include "passport/passport.h"
 #include "platform/thermal_zone.h"
 #include "product/attribute_texts.h"
 #include "stats/batt_stat_store.h"
 #include "stats/batt_stat_update.h"
-#include "telemetry/batt_degradation2.h"
-#include "telemetry/charger_insertion_removal.h"
-#include "telemetry/usb_connector_heat.h"
+#include "telemetry/reports.h"
 
 namespace cellwarden {
 namespace {
 
-// The battery is identified, has a design capacity and a state of charge above zero. An unreadable
-// attribute reads as 0 and fails.
+// Returns whether the battery's model is known, and its design capacity and state of charge are
+// above 0. An unreadable attribute counts as 0.
 bool battery_is_known(const SysfsParams& snapshot) {
     return static_cast<uint32_t>(param_integer(snapshot, PARAM_BATTERY_MODEL_NAME)) >=
                uint32_t{FIRST_KNOWN_MODEL} &&

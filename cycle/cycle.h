@@ -1,5 +1,5 @@
-// What one cycle does with its snapshot, and in which order. Nothing here reads the snapshot from
-// the kernel or frees it: a cycle is a function of the records it is given.
+// The steps of a cycle and their order. A cycle is a function of the given records: it neither
+// reads the snapshot from the kernel nor frees it.
 #pragma once
 
 #include "platform/sysfs_params.h"
@@ -10,21 +10,20 @@
 
 namespace cellwarden {
 
-// The parameters that a cycle reads: all of them in a full cycle, the two thermal ones in a light
-// cycle.
+// The parameters that a cycle reads: a full cycle all of them, a light cycle the two thermal ones.
 SysfsReadMask full_cycle_mask();
 SysfsReadMask light_cycle_mask();
 
-// Before the first wait: the stored records and the device modes.
+// Loads the stored records and applies the device modes, before the first wait.
 void load_records(const Device& device, ServiceState& state, BattStat& stat,
                   ChgInsertionRemovalData& connection);
 
-// After a power-supply event, with a snapshot of all parameters. The daemon takes POLICY.
+// Runs after a power-supply event, with a snapshot of all parameters. The daemon passes POLICY.
 void run_full_cycle(const Device& device, ServiceState& state, BattStat& stat,
                     ChgInsertionRemovalData& connection, const SysfsParams& snapshot,
                     const Policy& policy);
 
-// At the end of a period, with a snapshot of the two thermal parameters.
+// Runs at the end of a period, with a snapshot of the two thermal parameters.
 void run_light_cycle(const Device& device, const SysfsParams& snapshot);
 
 }  // namespace cellwarden

@@ -3,41 +3,29 @@
 #include <cstring>
 
 namespace cellwarden {
-namespace {
-
-constexpr int32_t DEFAULT_EVENT_INTERVAL_S = 10;
-
-constexpr ConfigEntry unset_integer(const char* key) {
-    return {.key = key, .type = CONFIG_INTEGER, .is_set = false, .integer = 0};
-}
-
-constexpr ConfigEntry unset_text(const char* key) {
-    return {.key = key, .type = CONFIG_TEXT, .is_set = false, .text = ""};
-}
-
-}  // namespace
 
 constexpr ConfigTable config_table = {{
-    unset_text("data_dir"),
-    unset_integer("max_battlog_lines"),
-    unset_integer("max_total_battlog_size"),
-    unset_integer("battlog_with_all_events"),
-    unset_integer("periodic_event_interval"),
-    unset_integer("bmdbg_regupdate_interval"),
-    unset_integer("fake_learning_completion"),
-    unset_integer("battman_log_interval"),
-    unset_integer("battman_log_categories0"),
-    unset_integer("battman_log_categories1"),
-    unset_integer("battman_log_categories2"),
-    unset_integer("battman_log_categories3"),
-    unset_integer("battman_log_level"),
+    {"data_dir", CONFIG_TEXT},
+    {"max_battlog_lines"},
+    {"max_total_battlog_size"},
+    {"battlog_with_all_events"},
+    {"periodic_event_interval"},
+    {"bmdbg_regupdate_interval"},
+    {"fake_learning_completion"},
+    {"battman_log_interval"},
+    {"battman_log_categories0"},
+    {"battman_log_categories1"},
+    {"battman_log_categories2"},
+    {"battman_log_categories3"},
+    {"battman_log_level"},
 }};
 
 int32_t periodic_event_interval(const ConfigTable& table) {
+    constexpr int32_t DEFAULT_EVENT_INTERVAL_S = 10;
     for (const ConfigEntry& entry : table) {
         if (strcmp(entry.key, "periodic_event_interval") == 0 && entry.is_set &&
-            entry.integer >= 0) {
-            return entry.integer;
+            entry.value.integer >= 0) {
+            return entry.value.integer;
         }
     }
     return DEFAULT_EVENT_INTERVAL_S;

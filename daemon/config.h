@@ -6,18 +6,18 @@
 
 namespace cellwarden {
 
-struct ConfigEntry {
-    const char* key;
-    uint32_t type;  // CONFIG_INTEGER or CONFIG_TEXT
-    bool is_set;    // false: the daemon's default holds
-    union {
-        int32_t integer;
-        char text[32];  // zero-terminated
-    };
-};
-
 inline constexpr uint32_t CONFIG_INTEGER = 0;
 inline constexpr uint32_t CONFIG_TEXT = 1;
+
+struct ConfigEntry {
+    const char* key;
+    uint32_t type = CONFIG_INTEGER;  // or CONFIG_TEXT
+    bool is_set = false;             // false: the daemon's default holds
+    union {
+        int32_t integer;
+        char text[32] = "";  // zero-terminated
+    } value{};
+};
 
 using ConfigTable = std::array<ConfigEntry, 13>;
 extern const ConfigTable config_table;

@@ -16,7 +16,7 @@
 namespace cellwarden {
 namespace {
 
-// The records of the one daemon in this process.
+// The records of this process's daemon.
 ServiceState service_state;
 BattStat batt_stat;
 ChgInsertionRemovalData connection;
@@ -27,7 +27,7 @@ void take_settings(const Device& device, ServiceState& state) {
     device.property_get(device.context, "ro.product.vendor.model", state.settings.vendor_model, "");
 }
 
-// A clock that cannot be read leaves the previous cycle's time.
+// If a clock cannot be read, the previous cycle's time remains.
 void take_cycle_times(ServiceState& state) {
     state.clock.cycle_wall_time = time(nullptr);
     timespec boot{};
@@ -36,7 +36,7 @@ void take_cycle_times(ServiceState& state) {
     }
 }
 
-// `event_name`: the supply that woke the daemon, or the empty text at the end of a period.
+// `event_name`: the supply that woke the daemon, or an empty text at the end of a period.
 void run_cycle(const Device& device, ServiceState& state, const char* event_name) {
     take_wakelock(device);
     snapshot = SysfsParams{};

@@ -5,8 +5,8 @@
 
 namespace cellwarden {
 
-// Runs the daemon, once per process. Returns only when the uevent socket cannot be created or
-// waiting on it fails.
+// Runs the daemon, once per process. Returns only if the uevent socket cannot be created or waiting
+// on it fails.
 void run_daemon(const Device& device);
 
 }  // namespace cellwarden

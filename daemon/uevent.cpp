@@ -18,7 +18,7 @@ namespace {
 constexpr std::string_view NAME_KEY = "POWER_SUPPLY_NAME=";
 
 char uevent_recv_buffer[65536];
-timeval uevent_wait_left;  // select leaves in it what is left of the period
+timeval uevent_wait_left;  // select stores the remaining time of the period in it
 
 const char* known_supply(const char* name) {
     for (const char* supply : SUPPLIES) {
@@ -29,7 +29,7 @@ const char* known_supply(const char* name) {
     return nullptr;
 }
 
-// Receives one message. Returns the supply it speaks of, or null.
+// Receives a message. Returns the supply that it names, or null.
 const char* receive_power_supply(const Device& device, int32_t fd) {
     const ssize_t received =
         recvfrom(fd, uevent_recv_buffer, sizeof uevent_recv_buffer - 1, 0, nullptr, nullptr);
@@ -87,10 +87,7 @@ int32_t wait_for_uevent(const Device& device, int32_t fd, int32_t timeout_s,
             uevent_wait_left.tv_sec = timeout_s;
         }
         const int ready = device.select(device.context, fd + 1, &readable, timeout);
-        if (ready < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
+        if (ready < 0 && errno != EINTR) {
             log_line(device, "<3>cellwarden: select error: '%s'\n", strerror(errno));
             return -1;
         }
@@ -98,10 +95,8 @@ int32_t wait_for_uevent(const Device& device, int32_t fd, int32_t timeout_s,
             name_out[0] = '\0';
             return 0;
         }
-        if (!FD_ISSET(fd, &readable)) {
-            continue;
-        }
-        const char* supply = receive_power_supply(device, fd);
+        const bool has_message = ready > 0 && FD_ISSET(fd, &readable);
+        const char* supply = has_message ? receive_power_supply(device, fd) : nullptr;
         if (supply != nullptr) {
             (void)snprintf(name_out, sizeof name_out, "%s", supply);
             return 0;

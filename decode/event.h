@@ -43,7 +43,7 @@ std::vector<std::string_view> event_names();
 // Returns the event name at the end of an outbox file name; empty if there is no event name.
 std::string_view event_name_of_file(std::string_view file_name);
 
-// Decodes an event. If `name` is empty, the type is the one that decodes all bytes. Throws
+// Decodes an event. If `name` is empty, the type is that which decodes all bytes. Throws
 // EventError.
 Event decode_event(std::span<const uint8_t> bytes, std::string_view name = {});
 

@@ -6,7 +6,7 @@
 #include "decode/reading.h"
 #include "product/limits.h"
 #include "product/policy.h"
-#include "stats/soft_charge_history.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden::decode {
 namespace {
@@ -64,7 +64,7 @@ std::string discharge_label(const DischargeLimits& limits) {
 std::string charger_label(size_t charger_class) {
     std::string types;
     std::string wattage;
-    int32_t lower_uw = 0;  // of the class below, if a type has several classes
+    int32_t lower_uw = 0;  // limit of the class below, if a type has several classes
     for (const ChargerClassRow& row : CHARGER_CLASS_ROWS) {
         if (row.charger_class != static_cast<int32_t>(charger_class)) {
             continue;

@@ -11,12 +11,12 @@ namespace {
 constexpr int64_t SECONDS_PER_DAY = 86'400;
 constexpr int64_t SECONDS_PER_HOUR = 3600;
 constexpr int64_t SECONDS_PER_MINUTE = 60;
-constexpr int64_t LAST_SECOND = 253'402'300'799;  // of the year 9999
+constexpr int64_t LAST_SECOND = 253'402'300'799;  // last second of the year 9999
 
 struct ReadingForm {
     const char* text;
     double per_unit;  // stored numbers in one reading unit
-    int digits;       // after the point
+    int digits;       // digits after the point
 };
 
 ReadingForm row_of(FieldUnit unit) {
@@ -69,7 +69,7 @@ std::string duration_text(int64_t seconds) {
     return seconds < 0 ? std::to_string(seconds) + " s" : text;
 }
 
-// The high half of the override says what holds, the low half the level.
+// The high half of the override is its kind, the low half the level.
 std::string override_text(int64_t code) {
     constexpr int64_t SUSPENDED = 0xE;
     constexpr int64_t FIXED_LEVEL = 0xD;
@@ -94,6 +94,12 @@ std::string time_text(int64_t wall_s, const char* format) {
     char text[40];
     (void)strftime(text, sizeof text, format, gmtime_r(&seconds, &utc));
     return text;
+}
+
+// Returns "2026-03-01 07:12:45 UTC"; a time before 1970 or after 9999 as its number of seconds.
+std::string date_text(int64_t wall_s) {
+    return is_date(wall_s) ? time_text(wall_s, "%Y-%m-%d %H:%M:%S UTC")
+                           : std::to_string(wall_s) + " s since 1970";
 }
 
 }  // namespace
@@ -144,11 +150,6 @@ std::string reading_text(FieldUnit unit, int64_t stored) {
     (void)snprintf(text, sizeof text, "%.*f%s%s", row.digits, reading_number(unit, stored),
                    row.text[0] == '\0' ? "" : " ", row.text);
     return text;
-}
-
-std::string date_text(int64_t wall_s) {
-    return is_date(wall_s) ? time_text(wall_s, "%Y-%m-%d %H:%M:%S UTC")
-                           : std::to_string(wall_s) + " s since 1970";
 }
 
 std::string plain_number(double number, int digits) {

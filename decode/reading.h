@@ -15,7 +15,7 @@ enum class FieldUnit : uint8_t {
     COUNT,
     TEXT,
     WALL_S,    // seconds since 1970; 0 = not yet
-    ONLINE_S,  // seconds of online time; 0 = not yet, where it is a milestone
+    ONLINE_S,  // seconds of online time; in a milestone 0 = not yet
     SECONDS,
     HALF_SOH,  // 0.002 % of design capacity
     PERCENT,
@@ -44,9 +44,6 @@ nlohmann::ordered_json reading_json(FieldUnit unit, int64_t stored);
 // Returns the number as text with its unit: "98.500 %", "2026-03-01 07:12:45 UTC", "12 d 07:00:31",
 // "not decided".
 std::string reading_text(FieldUnit unit, int64_t stored);
-
-// Returns "2026-03-01 07:12:45 UTC"; a time before 1970 or after 9999 as its number of seconds.
-std::string date_text(int64_t wall_s);
 
 // Returns the number with at most `digits` decimals, without trailing zeros: "98.5".
 std::string plain_number(double number, int digits);

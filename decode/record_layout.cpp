@@ -60,7 +60,6 @@ std::vector<RecordField> all_fields() {
 #define BATT_STAT_FIELD(offset, name, unit, ...) \
     add_field(fields, field_of<decltype(BattStat::name)>(#name, FieldUnit::unit, offset));
 #include "state/batt_stat_fields.inc"
-#undef BATT_STAT_FIELD
     return fields;
 }
 
@@ -82,7 +81,7 @@ std::vector<ReservedBytes> all_reserved_bytes() {
     return stretches;
 }
 
-// Little-endian, as every machine that this is built for.
+// Numbers are little-endian, like every supported machine.
 template <typename T>
 int64_t number_at(const uint8_t* bytes) {
     T number;

@@ -15,8 +15,8 @@ struct Reader {
     size_t at = 0;
 };
 
-// Seven bits per byte, the lowest first, at most ten bytes, of which the low 64 bits count. Returns
-// nullopt if the bytes end early.
+// Reads a varint: seven bits per byte, the lowest first, at most ten bytes; only the low 64 bits
+// are used. Returns nullopt if the bytes end early.
 std::optional<uint64_t> read_varint(Reader& reader) {
     constexpr unsigned BITS = 7;
     constexpr unsigned MAX_SHIFT = 63;

@@ -1,5 +1,5 @@
-// Fuzzes uevent datagrams: the supply found must be the one that a straightforward parser finds,
-// and only such a datagram may end the wait.
+// Fuzzes uevent datagrams: the daemon must find the same supply as a simple parser, and only a
+// datagram with a known supply may end the wait.
 #include <sys/socket.h>
 
 #include <cstring>
@@ -16,7 +16,8 @@ using namespace std::string_literals;
 constexpr char KEY[] = "POWER_SUPPLY_NAME=";
 const std::string WIRELESS_EVENT = "change@/w\0POWER_SUPPLY_NAME=wireless\0"s;
 
-// The texts after the header, each up to its NUL; the first with the key decides.
+// Returns the known supply of the first text with the key; each text after the header ends at its
+// NUL.
 std::string supply_by_definition(const std::string& message) {
     size_t start = message.find('\0');
     while (start != std::string::npos && start + 1 < message.size()) {
@@ -64,13 +65,13 @@ std::vector<std::string> seeds() {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace cellwarden;
     const std::string message = fuzz::Input(data, size).text(size);
-    // A block of exactly this size lets the address sanitizer see a look beyond it.
+    // With a block of exactly this size, the address sanitizer detects a read beyond it.
     const std::vector<char> exact(message.c_str(), message.c_str() + size + 1);
     const char* supply = power_supply_of_uevent(exact.data(), size);
     const std::string expected = fuzz::supply_by_definition(message);
     fuzz::promise((supply != nullptr ? supply : "") == expected,
-                  "the supply that the message names");
+                  "the daemon finds the supply that the message names");
     fuzz::promise(fuzz::supply_of_wait(message) == (expected.empty() ? "wireless" : expected),
-                  "the wait ends for a known supply alone");
+                  "only a known supply ends the wait");
     return 0;
 }

@@ -10,7 +10,7 @@ namespace cellwarden::fuzz {
 
 void promise(bool holds, const char* what) {
     if (!holds) {
-        (void)fprintf(stderr, "broken: %s\n", what);
+        (void)fprintf(stderr, "broken promise: %s\n", what);
         abort();
     }
 }

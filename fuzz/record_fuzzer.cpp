@@ -17,14 +17,17 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <set>
+#include <sstream>
 
 #include "cycle/cycle.h"
+#include "decode/record_layout.h"
 #include "fuzz/fuzzing.h"
 #include "phone/phone_attributes.h"
 #include "phone/stand_in.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"
-#include "stats/soft_charge_history.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden::fuzz {
 namespace {
@@ -40,52 +43,49 @@ struct Life {
     ServiceState state;
     BattStat stat;
     ChgInsertionRemovalData connection;
-    std::vector<uint64_t> totals;  // after the last cycle; none where the battery is not new
+    std::vector<int64_t> totals;  // after the last cycle; none where the battery is not new
     bool started_sane;
 };
 
 // --- What is promised.
 
-// Every counter and sum that only ever grows.
-std::vector<uint64_t> totals_of(const BattStat& stat) {
-    std::vector<uint64_t> totals;
-    const auto take = [&](const auto& value) {
-        if constexpr (std::is_integral_v<std::decay_t<decltype(value)>>) {
-            totals.push_back(value);
-        } else {
-            totals.insert(totals.end(), value.begin(), value.end());
+// Counters and sums that only ever grow.
+constexpr char TOTALS[] =
+    "online_time total_cycle_count vt_cet_table ct_charge_table soc0_shutdown_cnt "
+    "off_charge_total_time on_charge_total_time soc_full_total_time smart_charge_mode_total_time "
+    "jeita_warm_total_time thermal_range_stay_time over_08c_total_time over_08c_charge_count "
+    "over_06c_total_time over_06c_charge_count total_discharge_time max_discharge_current "
+    "total_arrhenius arrhenius_per_10days total_full_stay_cap_degradation "
+    "full_stay_capacity_degradation_per_10days total_cycle_degradation "
+    "cycle_degradation_per_10days dev_attach_count dev_attach_total_time dev_charge_count";
+
+// What the working state keeps of a record as it is.
+constexpr char KEPT[] =
+    "online_time vt_cet_table ct_charge_table total_cycle_count total_arrhenius "
+    "arrhenius_per_10days";
+
+// These are divided by a million at the load and multiplied again: one comes back as it was, or one
+// millionth less where the quotient was rounded down.
+constexpr char ROUNDED[] =
+    "total_full_stay_cap_degradation total_cycle_degradation "
+    "full_stay_capacity_degradation_per_10days cycle_degradation_per_10days";
+
+// Every element of the named fields.
+std::vector<int64_t> values_of(const BattStat& stat, const char* names) {
+    std::vector<int64_t> values;
+    std::istringstream words(names);
+    for (std::string name; words >> name;) {
+        const decode::RecordField& field = *decode::find_record_field(name);
+        for (size_t i = 0; i < field.count; i++) {
+            values.push_back(decode::stored_value(stat, field, i));
         }
-    };
-    const auto take_all = [&](const auto&... values) { (take(values), ...); };
-    take_all(stat.online_time, stat.total_cycle_count, stat.vt_cet_table, stat.ct_charge_table,
-             stat.soc0_shutdown_cnt, stat.off_charge_total_time, stat.on_charge_total_time,
-             stat.soc_full_total_time, stat.smart_charge_mode_total_time,
-             stat.jeita_warm_total_time, stat.thermal_range_stay_time, stat.over_08c_total_time,
-             stat.over_08c_charge_count, stat.over_06c_total_time, stat.over_06c_charge_count,
-             stat.total_discharge_time, stat.max_discharge_current, stat.total_arrhenius,
-             stat.arrhenius_per_10days, stat.total_full_stay_cap_degradation,
-             stat.full_stay_capacity_degradation_per_10days, stat.total_cycle_degradation,
-             stat.cycle_degradation_per_10days);
-    for (const DevAttachEntry& entry : stat.dev_attach) {
-        take_all(entry.dev_attach_count, entry.dev_attach_total_time, entry.dev_charge_count);
     }
-    return totals;
+    return values;
 }
 
 BattStatVerdict verdict_of(const std::string& image) {
     return judge_batt_stat(reinterpret_cast<const uint8_t*>(image.data()),
                            static_cast<uint32_t>(image.size()));
-}
-
-// Degradations are divided by a million at the load and multiplied again: one comes back as it was,
-// or one millionth less where the quotient was rounded down.
-template <typename Field>
-bool kept(const Field& before, const Field& after) {
-    if constexpr (std::is_integral_v<Field>) {
-        return before - after <= 1;
-    } else {
-        return std::equal(before.begin(), before.end(), after.begin(), kept<uint32_t>);
-    }
 }
 
 // The tables and the ageing sums survive seeding the working state and copying it back.
@@ -94,19 +94,12 @@ void check_round_trip(const ServiceState& state, const BattStat& stat) {
     copied = stat;
     copy_usage_tables(state.usage, copied);
     copy_soft_charge_history(state, copied);
-    const auto all_equal = [&](auto... fields) {
-        return ((copied.*fields == stat.*fields) && ...);
-    };
-    promise(all_equal(&BattStat::online_time, &BattStat::vt_cet_table, &BattStat::ct_charge_table,
-                      &BattStat::total_cycle_count, &BattStat::total_arrhenius,
-                      &BattStat::arrhenius_per_10days),
+    promise(values_of(copied, KEPT) == values_of(stat, KEPT),
             "tables and Arrhenius sums survive a restart");
-    const auto all_kept = [&](auto... fields) {
-        return (kept(stat.*fields, copied.*fields) && ...);
-    };
-    promise(all_kept(&BattStat::total_full_stay_cap_degradation, &BattStat::total_cycle_degradation,
-                     &BattStat::full_stay_capacity_degradation_per_10days,
-                     &BattStat::cycle_degradation_per_10days),
+    const std::vector<int64_t> before = values_of(stat, ROUNDED),
+                               after = values_of(copied, ROUNDED);
+    promise(std::equal(before.begin(), before.end(), after.begin(),
+                       [](int64_t a, int64_t b) { return a == b || a == b + 1; }),
             "degradations survive a restart");
 }
 
@@ -127,11 +120,10 @@ void check_load(const std::string& image, const Life& life) {
 // Whether the levels that the record brings are such as the daemon itself decides, and none is
 // ordered from outside.
 bool levels_are_sane(const BattStat& stat) {
-    const auto is_sane = [](uint8_t level) { return level <= 5 || level == 255; };
+    const auto levels = values_of(stat, "arrhenius_lv full_stay_capacity_degradation_aging_lv");
     return stat.soft_charge_override < 0xD0 && stat.soft_charge_mode <= 5 &&
-           std::all_of(stat.arrhenius_lv.begin(), stat.arrhenius_lv.end(), is_sane) &&
-           std::all_of(stat.full_stay_capacity_degradation_aging_lv.begin(),
-                       stat.full_stay_capacity_degradation_aging_lv.end(), is_sane);
+           std::all_of(levels.begin(), levels.end(),
+                       [](int64_t level) { return level <= 5 || level == 255; });
 }
 
 void check_cycle(Life& life) {
@@ -142,7 +134,7 @@ void check_cycle(Life& life) {
                  life.state.levels.soft_charge_mode <= 5 && levels_are_sane(life.stat)),
             "levels stay in 0 to 5");
     if (!life.totals.empty()) {
-        const std::vector<uint64_t> totals = totals_of(life.stat);
+        const std::vector<int64_t> totals = values_of(life.stat, TOTALS);
         promise(
             std::equal(totals.begin(), totals.end(), life.totals.begin(), std::greater_equal<>()),
             "no total falls");
@@ -167,34 +159,31 @@ void set_attribute(StandIn& phone, uint8_t id, Input& steps) {
 }
 
 void switch_faults(StandIn& phone, uint8_t bits) {
-    phone.failing_writes.clear();
-    if ((bits & 1) != 0) {
-        phone.failing_writes = {UNIT_BATT_STAT, UNIT_HEAT_TIME, UNIT_CYCLE_COUNT};
-    }
+    const std::set<uint32_t> some = {UNIT_BATT_STAT, UNIT_HEAT_TIME, UNIT_CYCLE_COUNT};
+    phone.failing_writes = (bits & 1) != 0 ? some : std::set<uint32_t>{};
     phone.ondra_missing = (bits & 2) != 0;
     phone.ondra_refuses = (bits & 4) != 0;
     phone.ondra_active = (bits & 8) != 0 ? 0 : 1;
 }
 
-void full_cycle(Life& life, uint32_t times) {
-    const uint32_t seconds = times & 0x3FF;
-    const int32_t days = static_cast<int16_t>(times) >> 10;
-    life.state.clock.cycle_boot_time += seconds;
-    life.state.clock.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
+void run_cycle(Life& life, bool is_full) {
     const Device device = device_of(life.phone);
     SysfsParams snapshot{};
-    read_sysfs_params(device, snapshot, full_cycle_mask());
-    run_full_cycle(device, life.state, life.stat, life.connection, snapshot, POLICY);
+    read_sysfs_params(device, snapshot, is_full ? full_cycle_mask() : light_cycle_mask());
+    if (is_full) {
+        run_full_cycle(device, life.state, life.stat, life.connection, snapshot, POLICY);
+        check_cycle(life);
+    } else {
+        run_light_cycle(device, snapshot);
+    }
     cleanup_sysfs_params(snapshot);
-    check_cycle(life);
 }
 
-void light_cycle(Life& life) {
-    const Device device = device_of(life.phone);
-    SysfsParams snapshot{};
-    read_sysfs_params(device, snapshot, light_cycle_mask());
-    run_light_cycle(device, snapshot);
-    cleanup_sysfs_params(snapshot);
+void pass_time(CycleClock& clock, uint32_t times) {
+    const uint32_t seconds = times & 0x3FF;
+    const int32_t days = static_cast<int16_t>(times) >> 10;
+    clock.cycle_boot_time += seconds;
+    clock.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
 }
 
 // The daemon alone starts again: the phone's clocks go on, and what was not yet stored is gone.
@@ -205,7 +194,7 @@ void restart(Life& life) {
     load_records(device_of(life.phone), life.state, life.stat, life.connection);
     check_load(life.phone.units[UNIT_BATT_STAT], life);
     if (!life.totals.empty()) {
-        life.totals = totals_of(life.stat);
+        life.totals = values_of(life.stat, TOTALS);
     }
 }
 
@@ -218,7 +207,7 @@ void start_life(Life& life, const std::string& record) {
     life.state.clock.cycle_boot_time = 86'000;  // the daily save is near
     life.state.clock.cycle_wall_time = 1'700'000'000;
     restart(life);
-    life.totals = record.empty() ? totals_of(life.stat) : std::vector<uint64_t>{};
+    life.totals = record.empty() ? values_of(life.stat, TOTALS) : std::vector<int64_t>{};
     life.started_sane = levels_are_sane(life.stat);
 }
 
@@ -227,9 +216,10 @@ void take_step(Life& life, Input& input) {
     if (opcode < SYSFS_PARAM_COUNT) {
         set_attribute(life.phone, opcode, input);
     } else if (opcode == FULL_CYCLE) {
-        full_cycle(life, input.number(2));
+        pass_time(life.state.clock, input.number(2));
+        run_cycle(life, true);
     } else if (opcode == LIGHT_CYCLE) {
-        light_cycle(life);
+        run_cycle(life, false);
     } else if (opcode == RESTART) {
         restart(life);
     } else if (opcode == FAULTS) {
@@ -239,16 +229,16 @@ void take_step(Life& life, Input& input) {
 
 // --- Inputs to start from.
 
-void append_attribute(std::string& steps, SysfsParamId id, const std::string& text) {
-    steps += static_cast<char>(id);
-    steps += static_cast<char>(text.size() + 1);
-    steps += text + "\n";
+void append(std::string& steps, const std::vector<phone::AttributeFile>& attributes) {
+    for (const phone::AttributeFile& attribute : attributes) {
+        steps += static_cast<char>(attribute.id);
+        steps += static_cast<char>(attribute.text.size() + 1);
+        steps += attribute.text + "\n";
+    }
 }
 
 void append_cycle(std::string& steps, const phone::Phone& phone, uint16_t seconds) {
-    for (const phone::AttributeText& attribute : phone::live_attributes(phone)) {
-        append_attribute(steps, attribute.id, attribute.text);
-    }
+    append(steps, phone::live_attributes(phone));
     steps += static_cast<char>(FULL_CYCLE);
     steps += bytes_of(seconds);
 }
@@ -258,9 +248,7 @@ void append_cycle(std::string& steps, const phone::Phone& phone, uint16_t second
 std::string ordinary_steps() {
     phone::Phone phone;
     std::string steps;
-    for (const phone::AttributeText& attribute : phone::start_attributes(phone)) {
-        append_attribute(steps, attribute.id, attribute.text);
-    }
+    append(steps, phone::start_attributes(phone));
     append_cycle(steps, phone, 20);
     phone.battery.soc = 0.9;
     phone.battery.temp_c = 46;

@@ -1,6 +1,6 @@
-// The one extended-precision type of the ageing models: IEEE binary128 on every machine. Its basic
-// operations round once, as IEEE 754 demands of them, and the exponential is our own: so a record
-// computed on a desk equals the phone's byte for byte, whatever C library either has.
+// The extended-precision type of the ageing models: IEEE binary128 on every machine. Its basic
+// operations round once, as IEEE 754 requires, and the exponential is our own. A record computed on
+// a desktop machine therefore equals the phone's byte for byte, whatever their C libraries.
 #pragma once
 
 #include <cfloat>
@@ -16,12 +16,13 @@ __extension__ typedef __float128 extended;  // NOLINT(modernize-use-using): __ex
 
 static_assert(sizeof(extended) == 16);
 
-// exp(x), correctly rounded: the number nearest to it, by integer arithmetic alone, for every x.
-// Above 11356.52 it is infinite, from -11355.14 down it is subnormal, below -11433.46 it is 0;
-// exp(NaN) is NaN. Neither errno nor the floating-point exceptions are touched.
+// Returns exp(x) correctly rounded to nearest for every x, with integer arithmetic only. The result
+// is infinite above x = 11356.52, subnormal from -11355.14 down, 0 below -11433.46, and NaN for
+// NaN. Changes neither errno nor the floating-point exceptions.
 extended extended_exp(extended x);
 
-// Truncates toward zero; negative values and NaN give 0, values of 2^32 or more give 2^32 - 1.
+// Truncates toward zero. Returns 0 for negative values and NaN, 2^32 - 1 for values of 2^32 or
+// more.
 constexpr uint32_t to_u32(extended value) {
     if (!(value > 0)) {
         return 0;
@@ -29,7 +30,7 @@ constexpr uint32_t to_u32(extended value) {
     return value >= extended{4294967296.0} ? UINT32_MAX : static_cast<uint32_t>(value);
 }
 
-// Truncates toward zero; values outside the range of i32 give its nearest end, NaN gives 0.
+// Truncates toward zero. Returns the nearest limit of i32 for values outside its range, 0 for NaN.
 constexpr int32_t to_i32(extended value) {
     if (value >= extended{2147483648.0}) {
         return INT32_MAX;

@@ -1,21 +1,21 @@
 #!/usr/bin/env python3
-"""Computes the tables of the exponential, numbers/exponential_tables.inc, with integers alone.
+"""Computes the tables of the exponential, numbers/exponential_tables.inc, with integer arithmetic.
 
-Usage: make_exponential_tables.py            writes them to standard output
-       make_exponential_tables.py --check F  exit code 1 where F holds anything else
+Usage: make_exponential_tables.py               writes the tables to standard output
+       make_exponential_tables.py --check FILE  exits with 1 if FILE has other content
 """
 
 import math
 import sys
 from pathlib import Path
 
-BITS = 640  # of the computation; every result is cut far above its last bits
+BITS = 640  # precision of the computation; every result is truncated far above the last bits
 INDEX_BITS = 6
 LN2_BITS = 320
 
 
 def ln2(bits):
-    """floor(ln 2 x 2^bits), by ln 2 = 2 artanh(1/3) = sum of 2 / (n 3^n) over odd n."""
+    """Returns floor(ln 2 x 2^bits), by ln 2 = 2 artanh(1/3) = sum of 2 / (n 3^n) over odd n."""
     total, power, n = 0, 2 * 2**BITS // 3, 1
     while power:
         total += power // n
@@ -25,7 +25,7 @@ def ln2(bits):
 
 
 def powers_of_root(squarings):
-    """2^(i / 2^squarings) x 2^BITS for i = 0 .. 63."""
+    """Returns 2^(i / 2^squarings) x 2^BITS for i = 0 .. 63."""
     root = 2 << BITS
     for _ in range(squarings):
         root = math.isqrt(root << BITS)
@@ -50,7 +50,7 @@ def table(name, comment, values):
 
 
 def lines():
-    yield "// Written by make_exponential_tables.py. Every value is cut toward zero."
+    yield "// Written by make_exponential_tables.py. Every value is truncated toward zero."
     yield ""
     yield f"// ln 2 in units of 2^-{LN2_BITS}, the lowest 64 bits first."
     yield f"constexpr uint64_t LN2[{LN2_BITS // 64}] = {{"
@@ -66,5 +66,5 @@ def lines():
 
 text = "\n".join(lines()) + "\n"
 if sys.argv[1:2] == ["--check"]:
-    sys.exit(0 if Path(sys.argv[2]).read_text() == text else f"{sys.argv[2]} is not what {sys.argv[0]} writes")
+    sys.exit(0 if Path(sys.argv[2]).read_text() == text else f"{sys.argv[2]} differs from the output of {sys.argv[0]}")
 print(text, end="")

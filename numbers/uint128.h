@@ -20,7 +20,7 @@ constexpr uint64_t low_half(uint128 value) {
     return static_cast<uint64_t>(value);
 }
 
-// 128 for 0.
+// Returns 128 for 0.
 constexpr int leading_zeros(uint128 value) {
     return high_half(value) != 0 ? std::countl_zero(high_half(value))
                                  : 64 + std::countl_zero(low_half(value));

@@ -1,6 +1,7 @@
-// Finite numbers of extended precision taken apart into integers, and their arithmetic: the bits
-// are those of the compiler's 128-bit floats, each operation rounded once to nearest, ties to even,
-// in less than half of their time. Loops that take a life's time keep their numbers in this form.
+// Finite numbers of extended precision, split into integers, and their arithmetic. The results have
+// the same bits as those of the compiler's 128-bit floats (each operation rounded once to nearest,
+// ties to even) in less than half of the time. Loops that dominate the time of a simulation use
+// this form.
 #pragma once
 
 #include <algorithm>
@@ -41,10 +42,10 @@ constexpr Unpacked unpack_integer(uint32_t value) {
             false};
 }
 
-// Also takes a significand of 2^113, which adds one to the exponent, and shorter ones at
+// Also accepts a significand of 2^113, which adds one to the exponent, and shorter significands at
 // MIN_EXPONENT.
 inline extended pack(const Unpacked& number) {
-    // The highest bit of the significand adds the one that the exponent lacks.
+    // The highest bit of the significand adds the 1 that the stored exponent needs.
     const auto exponent =
         static_cast<uint64_t>(number.exponent - MIN_EXPONENT + (number.negative ? 0x8000 : 0));
     const uint64_t high = (exponent << 48) + high_half(number.significand);
@@ -53,9 +54,9 @@ inline extended pack(const Unpacked& number) {
     return std::bit_cast<extended>(Halves{low_half(number.significand), high});
 }
 
-// value * 2^(exponent - 112 - excess), rounded. Requires 0 < excess < 64 and a value of 113 +
-// excess bits. `is_exact` returns whether nothing was cut off below the value; only a value that
-// looks like the middle of two numbers asks.
+// Returns value * 2^(exponent - 112 - excess), rounded. Requires 0 < excess < 64 and a value of 113
+// + excess bits. `is_exact` returns whether no bits were truncated below the value; it is called
+// only for a possible tie.
 template <typename IsExact>
 [[gnu::always_inline]] inline Unpacked round_off(uint128 value, int excess, IsExact is_exact,
                                                  int exponent, bool negative) {
@@ -71,13 +72,13 @@ template <typename IsExact>
 }
 
 [[gnu::always_inline]] inline Unpacked add(Unpacked a, Unpacked b) {
-    constexpr int SPARE = 14;  // bits below the significand, with one above it for the carry
+    constexpr int SPARE = 14;  // bits below the significand; one bit above it holds the carry
     if (a.exponent < b.exponent) {
         std::swap(a, b);
     }
     const int distance = a.exponent - b.exponent;
     if (distance > SIGNIFICAND_BITS + 1) {
-        return a;  // b is less than a quarter of the last bit, also where a is a power of two
+        return a;  // b is less than a quarter of the last bit, even if a is a power of two
     }
     const uint128 large = a.significand << SPARE;
     const uint128 small = b.significand << SPARE;
@@ -88,7 +89,7 @@ template <typename IsExact>
         return sum >> 127 == 0 ? round_off(sum, SPARE, is_exact, a.exponent, a.negative)
                                : round_off(sum, SPARE + 1, is_exact, a.exponent + 1, a.negative);
     }
-    // At equal exponents b may be the larger one.
+    // With equal exponents, b may be larger.
     const bool negative = large >= shifted ? a.negative : b.negative;
     const uint128 difference =
         large >= shifted ? large - shifted - (is_exact() ? 0 : 1) : shifted - large;
@@ -100,9 +101,9 @@ template <typename IsExact>
     return round_off(difference << zeros, SPARE + 1, is_exact, a.exponent + 1 - zeros, negative);
 }
 
-// Requires factors that are not 0.
+// Requires nonzero factors.
 [[gnu::always_inline]] inline Unpacked multiply(const Unpacked& a, const Unpacked& b) {
-    // The product has 225 or 226 bits; `leading` are the 127 or 128 highest.
+    // The product has 225 or 226 bits; `leading` has the highest 127 or 128.
     const uint64_t a_high = high_half(a.significand);
     const uint64_t b_high = high_half(b.significand);
     const uint128 low = uint128{low_half(a.significand)} * low_half(b.significand);
@@ -118,30 +119,30 @@ template <typename IsExact>
                      a.negative != b.negative);
 }
 
-// Requires numbers that are not 0.
+// Requires nonzero numbers.
 [[gnu::always_inline]] inline Unpacked divide(const Unpacked& dividend, const Unpacked& divisor) {
     const uint128 a = dividend.significand;
     const uint128 b = divisor.significand;
-    // The 64 leading bits of b have the reciprocal 2^127 / b_64. The processor's division gives its
-    // leading 31 bits, a step of Newton's method twice as many. Both are never too large; less 4 it
-    // is below the reciprocal of b itself, by less than 2^-59 of it.
+    // The 64 leading bits of b have the reciprocal 2^127 / b_64. The processor's division returns
+    // its leading 31 bits, and a step of Newton's method doubles them. Neither is too large; minus
+    // 4, the result is below the reciprocal of b itself, by less than 2^-59 of it.
     const auto b_64 = static_cast<uint64_t>(b >> 49);
     const uint64_t half_reciprocal = UINT64_MAX / ((b_64 >> 32) + 1);
     const uint128 missing = (uint128{1} << 96) - uint128{b_64} * half_reciprocal;
     const uint64_t reciprocal =
         low_half((uint128{half_reciprocal} << 31) + (missing * half_reciprocal >> 65)) - 4;
-    // a * 2^61 / b, too small by less than 10, and the 53 bits after it, seldom too small by 1.
+    // a * 2^61 / b, low by less than 10, and the 53 bits after it, rarely low by 1.
     const auto a_64 = static_cast<uint64_t>(a >> 49);
-    const uint64_t first = low_half(uint128{a_64} * reciprocal >> 66);
+    const uint64_t first = high_half(uint128{a_64} * reciprocal) >> 2;
     uint128 rest = wrapping_sub(wrapping_mul(a, uint64_t{1} << 61), wrapping_mul(b, first));
-    const uint64_t second = low_half(uint128{low_half(rest >> 53)} * reciprocal >> 70);
+    const uint64_t second = high_half(uint128{low_half(rest >> 53)} * reciprocal) >> 6;
     rest = wrapping_sub(wrapping_mul(rest, uint64_t{1} << 53), wrapping_mul(b, second));
     uint128 quotient = (uint128{first} << 53) + second;
     for (; rest >= b; rest -= b) {
         quotient++;
     }
     const int carry = quotient >> 114 != 0 ? 1 : 0;
-    // It never is the middle of two numbers: an odd number of 114 bits does not divide one of 113.
+    // The quotient is never a tie: an odd number of 114 bits does not divide a number of 113 bits.
     return round_off(
         quotient, 1 + carry, [] { return false; }, dividend.exponent - divisor.exponent - 1 + carry,
         dividend.negative != divisor.negative);

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Turns a table of production-date fixes into C++.
+"""Converts a table of production-date fixes to C++.
 
 Usage: make_production_date_fixes.py TABLE.csv OUTPUT.cpp
 
-A row is `<64 lower-case hex digits>,<YYMMDD>`; `#` starts a comment line. A row of another shape, a
-digest that stands twice, or a date that no calendar has, ends with an error that names the line.
+A row is `<64 lower-case hex digits>,<YYMMDD>`; `#` starts a comment line. A row of another form, a
+duplicate digest and an impossible date are errors; the message names the line.
 """
 
 import datetime
@@ -15,7 +15,7 @@ ROW = re.compile(r"([0-9a-f]{64}),([0-9]{6})")
 
 
 class TableError(Exception):
-    """What is wrong with the table, with its place."""
+    """An error in the table, with its line."""
 
 
 def calendar_has(date):
@@ -40,10 +40,10 @@ def read_rows(path):
                     f"{path}:{number}: expected <64 lower-case hex digits>,<YYMMDD>, found {text!a}")
             digest, date = match.groups()
             if not calendar_has(date):
-                raise TableError(f"{path}:{number}: {date} is no date (YYMMDD)")
+                raise TableError(f"{path}:{number}: {date} is not a date (YYMMDD)")
             if digest in line_of_digest:
                 raise TableError(
-                    f"{path}:{number}: this digest stands in line {line_of_digest[digest]} already")
+                    f"{path}:{number}: duplicate digest, already in line {line_of_digest[digest]}")
             line_of_digest[digest] = number
             rows.append((digest, date))
     return rows
@@ -51,7 +51,7 @@ def read_rows(path):
 
 def write_source(rows, path):
     with open(path, "w", encoding="ascii") as source:
-        source.write("// Made from the table of production-date fixes.\n")
+        source.write("// Generated from the table of production-date fixes.\n")
         source.write('#include "passport/production_date_fixes.h"\n\n')
         source.write("namespace cellwarden {\nnamespace {\n\n")
         source.write(f"constexpr std::array<ProductionDateFix, {len(rows)}> ROWS = {{{{\n")

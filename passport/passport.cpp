@@ -1,10 +1,8 @@
 #include "passport/passport.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 
-#include "passport/production_date.h"
 #include "platform/log.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"
@@ -52,7 +50,7 @@ void publish_cycle_count(const Device& device, PassportMemory& memory, uint32_t 
     if (whole_cycles == memory.last_cycle_count_written) {
         return;
     }
-    if (tessera_write_unit(device, UNIT_CYCLE_COUNT, &whole_cycles, sizeof whole_cycles) != 0) {
+    if (!write_unit(device, UNIT_CYCLE_COUNT, whole_cycles)) {
         log_line(device, "<3>cellwarden: Failed to save cycle_count in Tessera:2804");
         return;
     }
@@ -74,7 +72,7 @@ void publish_state_of_health(const Device& device, PassportMemory& memory, int32
     if (soh_percent == memory.last_soh_written) {
         return;
     }
-    if (tessera_write_unit(device, UNIT_STATE_OF_HEALTH, &soh_percent, sizeof soh_percent) != 0) {
+    if (!write_unit(device, UNIT_STATE_OF_HEALTH, soh_percent)) {
         log_line(device, "<3>cellwarden: Failed to save state_of_health in Tessera:2805");
         return;
     }

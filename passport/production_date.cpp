@@ -1,4 +1,4 @@
-#include "passport/production_date.h"
+#include "passport/passport.h"
 
 #include <openssl/sha.h>
 
@@ -33,11 +33,9 @@ ImeiDigest sha256(const char* text, uint32_t length) {
 std::optional<ImeiDigest> imei_digest(const Device& device) {
     char* text = nullptr;
     uint32_t length = 0;
-    if (device.quillon_get_imei(device.context, IMEI_SELECTOR, &text, &length) != 0) {
-        return std::nullopt;
-    }
     // A length without a text is no IMEI, whatever the library says.
-    if (text == nullptr && length > 0) {
+    if (device.quillon_get_imei(device.context, IMEI_SELECTOR, &text, &length) != 0 ||
+        (text == nullptr && length > 0)) {
         return std::nullopt;
     }
     const ImeiDigest digest = sha256(text, length);
@@ -76,8 +74,8 @@ bool repair_production_date(const Device& device, PassportMemory& memory) {
         return row.imei_digest == *digest;
     });
     if (fix != fixes.end()) {
-        if (tessera_write_unit(device, UNIT_PRODUCTION_DATE, fix->production_date,
-                               PRODUCTION_DATE_SIZE) != 0) {
+        if (device.tessera_write_unit(device.context, UNIT_PRODUCTION_DATE, fix->production_date,
+                                      PRODUCTION_DATE_SIZE) != 0) {
             log_line(device, "<3>cellwarden: Failed to write TESSERA_BATTERY_PRODUCTION_DATE");
             return false;
         }

@@ -1,4 +1,4 @@
-// Names of attributes as people read them.
+// Readable names of attributes.
 #pragma once
 
 #include <string_view>

@@ -12,7 +12,7 @@ struct Battery {
     double soc = 0.5;              // state of charge, 0 to 1 of the full-charge capacity
     double resistance_mohm = 60;   // 1 to 1000
     double temp_c = 25;
-    double current_ua = 0;  // in the latest step; positive while charging
+    double current_ua = 0;  // current of the latest step; positive while charging
 };
 
 // Returns the full-charge capacity of the aged cell in µAh.
@@ -20,7 +20,7 @@ double charge_full_uah(const Battery& battery);
 
 // Returns the open-circuit voltage in µV: linear interpolation between points that are typical of a
 // cell with a charging voltage of 4.48 V, from 3.30 V (empty) to 4.47 V (full). `soc` is clamped to
-// 0 to 1.
+// the range 0 to 1.
 double open_circuit_uv(double soc);
 
 // Returns the state of charge, 0 to 1, at an open-circuit voltage: the inverse of open_circuit_uv.

@@ -9,8 +9,8 @@ constexpr double USB_EFFICIENCY = 0.90;
 constexpr double WIRELESS_EFFICIENCY = 0.75;
 constexpr double FAST_CHARGE_C_RATE = 0.9;
 constexpr double END_OF_CHARGE_C_RATE = 0.05;
-constexpr double RECHARGE_SAG_UV =
-    40'000;  // the open-circuit voltage lost before charging restarts
+// Fall of the open-circuit voltage before charging restarts.
+constexpr double RECHARGE_SAG_UV = 40'000;
 
 double temperature_share(double temp_c) {
     if (temp_c < 0 || temp_c >= 60) {
@@ -26,7 +26,7 @@ double available_w(const Charger& charger) {
     return charger.watts * (charger.source == Source::USB ? USB_EFFICIENCY : WIRELESS_EFFICIENCY);
 }
 
-// The highest current, in µA, that the float voltage lets into the battery.
+// Returns the highest charging current, in µA, at the float voltage.
 double voltage_limited_ua(const Charger& charger, const Battery& battery) {
     const double headroom_uv = float_voltage_uv(charger) - open_circuit_uv(battery.soc);
     return std::max(0.0, headroom_uv / battery.resistance_mohm * 1e3);

@@ -26,8 +26,8 @@ struct Charger {
     bool lrc_charge_disable = false;  // the source feeds the phone, the battery is not charged
     int ageing_level = 0;             // 0 to 5; each step reduces charging voltage and current
 
-    bool full =
-        false;  // charging has ended; reset when the charge has fallen or the source is removed
+    // Charging has ended; reset when the charge has fallen or the source is removed.
+    bool full = false;
 };
 
 // Power and current during one step.

@@ -7,8 +7,8 @@ namespace cellwarden::phone {
 namespace {
 
 constexpr double LONGEST_STEP_S = 10;
-constexpr double LOAD_HEAT_SHARE = 0.15;       // of the load's power that warms the battery
-constexpr double CONVERTER_HEAT_SHARE = 0.05;  // of the input power that warms the battery
+constexpr double LOAD_HEAT_SHARE = 0.15;       // share of the load's power that warms the battery
+constexpr double CONVERTER_HEAT_SHARE = 0.05;  // share of the input power that warms the battery
 
 void advance_step(Phone& phone, double seconds) {
     phone.flow = share_power(phone.charger, phone.battery, phone.load_ma * 1e3);

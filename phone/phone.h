@@ -13,15 +13,15 @@ namespace cellwarden::phone {
 struct Phone {
     Battery battery;
     Charger charger;
-    PowerFlow flow;  // of the latest step
+    PowerFlow flow;  // power and current of the latest step
     double ambient_c = 25;
     double load_ma = 250;    // current of the phone itself, at battery voltage
     int shutdown_phase = 3;  // 1 charging while switched off, 3 running, 4 shutting down
     std::string model_name = "PELLAMIR_VOSKA";
     int thermal_zone = 7;  // number of the zone of the board's sensor, 2 to 99
 
-    // What the fuel gauge reports: the full-charge capacity (empty: the true one), and how often it
-    // has learned that capacity since the phone was switched on.
+    // The fuel gauge's reports: the full-charge capacity (empty: the true capacity), and the number
+    // of times that it has learned the capacity since the phone was switched on.
     std::optional<double> gauge_uah;
     int learning_count = 0;
 };

@@ -13,19 +13,6 @@ namespace {
 
 constexpr double SECONDS_PER_HOUR = 3600;
 
-// Path of each parameter (nullptr if it depends on the phone), and the format of its text.
-struct FileForm {
-    const char* path;
-    SysfsFormat format;
-};
-constexpr FileForm file_forms[] = {
-#define SYSFS_FIXED(id, name, path, format, table) {path, FORMAT_##format},
-#define SYSFS_GENERATED(id, name, generator, format, table) {nullptr, FORMAT_##format},
-#include "product/attributes.inc"
-#undef SYSFS_FIXED
-#undef SYSFS_GENERATED
-};
-
 struct StartText {
     SysfsParamId id;
     const char* text;
@@ -225,7 +212,7 @@ std::string text_of(const AttributeValue& value) {
     if (value.text != nullptr) {
         return value.text;
     }
-    if (file_forms[value.id].format != FORMAT_HEX) {
+    if (SysfsParamTable[value.id].format != FORMAT_HEX) {
         return std::to_string(value.number);
     }
     char hex[24];
@@ -239,7 +226,7 @@ std::string attribute_path(const Phone& phone, SysfsParamId id) {
     if (id == PARAM_SDM_THERM_ZONE_TEMP) {
         return "/sys/class/thermal/thermal_zone" + std::to_string(phone.thermal_zone) + "/temp";
     }
-    return file_forms[id].path;
+    return SysfsParamTable[id].path;
 }
 
 std::vector<AttributeValue> live_values(const Phone& phone) {
@@ -251,16 +238,16 @@ std::vector<AttributeValue> live_values(const Phone& phone) {
     return values;
 }
 
-std::vector<AttributeText> live_attributes(const Phone& phone) {
-    std::vector<AttributeText> texts;
+std::vector<AttributeFile> live_attributes(const Phone& phone) {
+    std::vector<AttributeFile> texts;
     for (const AttributeValue& value : live_values(phone)) {
         texts.push_back({value.id, text_of(value)});
     }
     return texts;
 }
 
-std::vector<AttributeText> start_attributes(const Phone& phone) {
-    std::vector<AttributeText> texts;
+std::vector<AttributeFile> start_attributes(const Phone& phone) {
+    std::vector<AttributeFile> texts;
     for (const StartText& row : start_texts) {
         texts.push_back({row.id, row.text});
     }

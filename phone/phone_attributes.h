@@ -13,7 +13,7 @@
 
 namespace cellwarden::phone {
 
-struct AttributeText {
+struct AttributeFile {
     SysfsParamId id;
     std::string text;  // without a newline
 };
@@ -31,10 +31,10 @@ struct AttributeValue {
 
 // Return the live attributes, as values and as the texts of their files.
 std::vector<AttributeValue> live_values(const Phone& phone);
-std::vector<AttributeText> live_attributes(const Phone& phone);
+std::vector<AttributeFile> live_attributes(const Phone& phone);
 
 // Returns the start texts of all other attributes.
-std::vector<AttributeText> start_attributes(const Phone& phone);
+std::vector<AttributeFile> start_attributes(const Phone& phone);
 
 // Passes a text that the daemon wrote to the charger driver. Only the switches of Charger have an
 // effect.

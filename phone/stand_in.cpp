@@ -8,7 +8,7 @@
 namespace cellwarden {
 namespace {
 
-constexpr size_t PROPERTY_SIZE = 92;  // terminator included
+constexpr size_t PROPERTY_SIZE = 92;  // including the terminator
 constexpr int DAEMON_LOG_LEVEL = 3;
 
 StandIn& phone_of(void* context) {
@@ -33,7 +33,8 @@ void record(StandIn& phone, Effect effect) {
     }
 }
 
-// Directories need no opening: an attribute is found by its path. The latest to be opened is read.
+// Directories are not opened, because attributes are found by their path. The latest opened
+// attribute is read.
 int open_directory(void* /*context*/, const char* /*path*/) {
     return 0;
 }
@@ -153,7 +154,7 @@ void ondra_destroy(void* context, void** handle) {
     phone_of(context).open_handles--;
 }
 
-// The text has no terminator, as the library hands it over.
+// Like the library's text, this one has no terminator.
 int quillon_get_imei(void* context, int selector, char** text, uint32_t* length) {
     const StandIn& phone = phone_of(context);
     const auto found = phone.imei.find(selector);

@@ -8,7 +8,7 @@
 namespace cellwarden {
 namespace {
 
-// A descriptor that names the directory and cannot read it.
+// Opens a descriptor that refers to the directory but cannot read it.
 int open_directory(void* /*context*/, const char* path) {
     return ::open(path, O_PATH | O_DIRECTORY | O_CLOEXEC);
 }
@@ -21,7 +21,7 @@ ssize_t read_on(void* /*context*/, int fd, char* buffer, size_t room) {
     return ::read(fd, buffer, room);
 }
 
-// A kernel before 5.9 closes one at a time.
+// Kernels before 5.9 have no close_range; descriptors are then closed one by one.
 void close_files(void* /*context*/, int first, int last) {
     const int failed = close_range(static_cast<unsigned>(first), static_cast<unsigned>(last), 0);
     for (int fd = first; failed != 0 && fd <= last; fd++) {

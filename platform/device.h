@@ -1,7 +1,7 @@
-// The seam between the daemon and the phone: one record of functions, through which every effect of
+// The seam between the daemon and the phone: a record of functions through which every effect of
 // the rules passes. platform/phone_device.cpp binds it to the phone's libraries and files;
-// phone/stand_in.h is a phone in memory for tests, tools, benchmarks and fuzzing. Functions are
-// named for the calls that they stand for; platform/device/ describes those of the libraries.
+// phone/stand_in.h is a phone in memory for tests, tools, benchmarks and fuzzing. Each function has
+// the name of the call that it makes; platform/device/ describes the calls of the libraries.
 #pragma once
 
 #include <sys/select.h>
@@ -14,20 +14,20 @@ namespace cellwarden {
 
 inline constexpr size_t THERMAL_ZONE_PATH_SIZE = 128;
 
-// The kernel's attributes, by absolute path. None is ever created.
+// The kernel's attributes, by absolute path. No function creates an attribute.
 struct AttributeAccess {
-    // Opens a directory, for `open` alone. Returns a descriptor, or -1.
+    // Opens a directory, only for use with `open`. Returns a descriptor, or -1.
     int (*open_directory)(void* context, const char* path);
     // Opens the attribute for reading. Its name begins at `path + name_at`, relative to
-    // `directory`; with AT_FDCWD and 0 the whole path leads to it. Returns a descriptor, or -1.
+    // `directory`; AT_FDCWD and 0 open it by its whole path. Returns a descriptor, or -1.
     int (*open)(void* context, int directory, const char* path, size_t name_at);
-    // Reads on where the read before ended, as read().
+    // Continues after the previous read, like read().
     ssize_t (*read)(void* context, int fd, char* buffer, size_t room);
-    // Closes the descriptors `first` to `last`, all of them opened by open or open_directory.
+    // Closes the descriptors `first` to `last`, all opened by open or open_directory.
     void (*close)(void* context, int first, int last);
 
-    // Replaces the attribute's text. Returns 0, or -1 where it cannot be opened, or refuses the
-    // text or a part of it. A null text is refused: the attribute is opened and keeps its text.
+    // Replaces the attribute's text. Returns 0, or -1 if it cannot be opened or rejects the text or
+    // a part of it. With a null text it opens the attribute, keeps its text and returns -1.
     int32_t (*write)(void* context, const char* path, const char* text);
     bool (*is_writable)(void* context, const char* path);
 };
@@ -47,7 +47,8 @@ struct Device {
     void (*ondra_destroy)(void* context, void** handle);
     int (*quillon_get_imei)(void* context, int selector, char** text, uint32_t* length);
 
-    // The C library. Memory of `malloc` is freed with free(); `select` waits for reading alone.
+    // The C library. The caller frees the memory of `malloc` with free(); `select` waits only for
+    // readable descriptors.
     void* (*malloc)(void* context, size_t size);
     unsigned (*sleep)(void* context, unsigned seconds);
     int (*select)(void* context, int count, fd_set* readable, timeval* timeout);
@@ -56,14 +57,14 @@ struct Device {
     char* thermal_zone_temp_path;
 };
 
-// The phone that the daemon runs on; the daemon alone links it.
+// The phone on which the daemon runs; only the daemon links it.
 extern const Device phone_device;
 
-// Its attributes: files.
+// The phone's attributes, which are files.
 extern const AttributeAccess attribute_files;
 
-// Writes the text with as many calls of `write` as it takes. A call that fails or accepts nothing
-// ends the attempt, with -1.
+// Writes the text with as many calls of `write` as necessary. Returns 0, or -1 as soon as a call
+// fails or accepts nothing.
 int32_t write_text(int fd, const char* text, ssize_t (*write)(int, const void*, size_t));
 
 }  // namespace cellwarden

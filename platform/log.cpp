@@ -9,7 +9,7 @@ void log_line(const Device& device, const char* format, ...) {
     char text[512];
     va_list values;
     va_start(values, format);
-    // The analyser does not see that va_start set the list.
+    // The analyser does not see that va_start initialises the list.
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     (void)vsnprintf(text, sizeof text, format, values);
     va_end(values);

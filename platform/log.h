@@ -1,5 +1,5 @@
-// Log lines of the daemon: every one goes to the kernel log at one level, and its text, prefix
-// included, stands as a literal where it is logged.
+// The daemon's log lines. All go to the kernel log at the same level; each text, including its
+// prefix, is a literal at the place that logs it.
 #pragma once
 
 #include "platform/device.h"
@@ -8,8 +8,8 @@ namespace cellwarden {
 
 inline constexpr int LOG_LEVEL = 3;
 
-// `format` and what follows are those of printf. Texts end in "\n" or not exactly as the readers of
-// the kernel log know them.
+// `format` and the following arguments are those of printf. Readers of the kernel log know the
+// exact texts, some of which do not end with "\n".
 void log_line(const Device& device, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 }  // namespace cellwarden

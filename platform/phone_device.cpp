@@ -14,7 +14,7 @@ namespace {
 
 char thermal_zone_temp_path[THERMAL_ZONE_PATH_SIZE];
 
-// `function` without the seam's context.
+// Calls `function` without the seam's context.
 template <auto function, typename... Arguments>
 auto without_context(void* /*context*/, Arguments... arguments) {
     return function(arguments...);

@@ -29,16 +29,16 @@ const char* path_of(const Device& device, const SysfsParamDesc& desc) {
     }
 }
 
-// Gathers a text line by line into a buffer of TEXT_MAX characters. A line that holds a NUL counts
-// up to the NUL only; what follows it in that line is dropped, newline included. A line is taken in
-// pieces of at most the room that is left, so a NUL drops no more than its own piece.
+// Gathers a text line by line in a buffer of TEXT_MAX characters. A NUL drops the rest of its line,
+// including the newline. A line is read in pieces of at most the remaining room, so a NUL drops at
+// most the rest of its piece.
 struct TextGatherer {
     char* text;
     size_t length = 0;
-    size_t piece_room = TEXT_MAX;  // raw characters that the current piece may still take
-    bool cut = false;              // the current piece has met its NUL
+    size_t piece_room = TEXT_MAX;  // raw characters that still fit into the current piece
+    bool cut = false;              // the current piece has had a NUL
 
-    // Takes `count` raw characters that lie at text + length.
+    // Adds `count` raw characters, which are at text + length.
     void take(size_t count) {
         const char* raw = text + length;
         if (!cut && memchr(raw, '\0', count) == nullptr) {
@@ -61,11 +61,11 @@ struct TextGatherer {
     }
 };
 
-// The directory whose attributes are being read. It is opened once for all of them, so its path is
-// walked once and all of them belong to the same device, whatever takes the path meanwhile.
+// The directory whose attributes are being read. It is opened once for all of them, so the kernel
+// resolves its path once, and all belong to the same device even if the path changes meanwhile.
 struct OpenDirectory {
-    const SysfsParamDesc* shared_by = nullptr;  // one of its parameters; null: none is open
-    int fd = -1;                                // -1: it cannot be opened
+    const SysfsParamDesc* shared_by = nullptr;  // one of its parameters; null: no directory is open
+    int fd = -1;                                // -1: the directory cannot be opened
 };
 
 bool share_directory(const SysfsParamDesc& one, const SysfsParamDesc& other) {
@@ -80,8 +80,8 @@ void leave_directory(const Device& device, OpenDirectory& directory) {
     directory = OpenDirectory{};
 }
 
-// Whether the mask selects more parameters of the directory after `id`: the table has those of one
-// directory one after another.
+// Returns whether the mask selects further parameters of the directory after `id`. The parameters
+// of a directory are consecutive in the table.
 bool more_follow(const SysfsParamDescs& table, uint32_t id, const SysfsReadMask& mask) {
     const SysfsParamDesc& desc = table[id];
     for (id++; id < SYSFS_PARAM_COUNT && share_directory(desc, table[id]); id++) {
@@ -92,8 +92,8 @@ bool more_follow(const SysfsParamDescs& table, uint32_t id, const SysfsReadMask&
     return false;
 }
 
-// Makes `directory` that of the parameter. A parameter that is alone in its directory is reached by
-// its path, as one whose path is generated: AT_FDCWD.
+// Sets `directory` to that of the parameter. A parameter that is alone in its directory, or has a
+// generated path, is opened by its path: AT_FDCWD.
 void enter_directory(const Device& device, const SysfsParamDescs& table, uint32_t id,
                      const SysfsReadMask& mask, OpenDirectory& directory) {
     const SysfsParamDesc& desc = table[id];
@@ -109,14 +109,14 @@ void enter_directory(const Device& device, const SysfsParamDescs& table, uint32_
     }
 }
 
-// Attributes that have been read and not closed: together that costs the kernel less. Each holds a
-// page of its memory until then.
+// Attributes that have been read but not closed. Closing them together costs the kernel less; until
+// then, each uses a page of kernel memory.
 struct ReadAttributes {
     std::array<int, 16> fds;
     size_t count = 0;
 };
 
-// Descriptors that follow one another are closed by one call; those between are someone else's.
+// Closes consecutive descriptors with one call. Descriptors between them belong to other owners.
 void close_attributes(const Device& device, ReadAttributes& read) {
     for (size_t begin = 0, end = 0; begin < read.count; begin = end) {
         for (end = begin + 1; end < read.count && read.fds[end] == read.fds[end - 1] + 1;) {
@@ -134,8 +134,7 @@ void close_later(const Device& device, ReadAttributes& read, int fd) {
     read.fds[read.count++] = fd;
 }
 
-// Reads the attribute into `buffer` and returns the length of its text; 0 where it cannot be
-// opened.
+// Reads the attribute into `buffer`. Returns the length of its text, 0 if it cannot be opened.
 size_t read_text(const Device& device, int directory, const char* path, size_t name_at,
                  ReadAttributes& read, char (&buffer)[SYSFS_BUFFER_SIZE]) {
     const AttributeAccess& attributes = device.attributes;
@@ -144,7 +143,8 @@ size_t read_text(const Device& device, int directory, const char* path, size_t n
         return 0;
     }
     TextGatherer gatherer{.text = buffer};
-    // An attribute gives what fits in one read: a read that leaves room has met its end.
+    // A read returns as much of an attribute as fits, so a read that leaves room has reached the
+    // end.
     for (bool more = true; more && gatherer.length < TEXT_MAX;) {
         const size_t room = TEXT_MAX - gatherer.length;
         const ssize_t count = attributes.read(device.context, fd, buffer + gatherer.length, room);
@@ -172,7 +172,7 @@ void keep_text(const Device& device, SysfsParamValue& slot, const char* text, si
     slot.text = copy;
 }
 
-// The first row whose text equals `text`, else the terminating row.
+// Returns the first row whose text equals `text`, otherwise the terminating row.
 const SysfsEnumEntry& match_enum(const SysfsEnumEntry* row, const char* text) {
     while (row->text != nullptr && strcmp(row->text, text) != 0) {
         row++;
@@ -180,7 +180,7 @@ const SysfsEnumEntry& match_enum(const SysfsEnumEntry* row, const char* text) {
     return *row;
 }
 
-// The text of the row at `position`, or null where the table ends before it.
+// Returns the text of the row at `position`, or null if the table ends before it.
 const char* enum_text_at(const SysfsEnumEntry* row, int32_t position) {
     if (position < 0) {
         return nullptr;
@@ -192,7 +192,7 @@ const char* enum_text_at(const SysfsEnumEntry* row, int32_t position) {
     return row->text;
 }
 
-// The kind of a format's value.
+// Returns the kind of a format's value.
 constexpr SysfsKind KIND_OF_FORMAT[] = {
     KIND_INTEGER, KIND_INTEGER, KIND_FLOAT,   KIND_TEXT,
     KIND_INTEGER, KIND_TEXT,    KIND_INTEGER, KIND_TEXT,

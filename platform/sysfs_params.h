@@ -12,14 +12,14 @@ struct Device;
 
 // PARAM_<NAME> for every row of product/attributes.inc; the value is the parameter's id, 0 to 133.
 enum SysfsParamId : uint32_t {
-#define SYSFS_FIXED(id, name, path, format, table) PARAM_##name = (id),
-#define SYSFS_GENERATED(id, name, generator, format, table) PARAM_##name = (id),
+#define SYSFS_PARAM(id, name, path, format, table) PARAM_##name,
 #include "product/attributes.inc"
-#undef SYSFS_FIXED
-#undef SYSFS_GENERATED
+    PARAM_END
 };
+#define SYSFS_PARAM(id, name, path, format, table) static_assert(PARAM_##name == (id));
+#include "product/attributes.inc"
 
-inline constexpr size_t SYSFS_PARAM_COUNT = 134;
+inline constexpr size_t SYSFS_PARAM_COUNT = PARAM_END;
 
 // How an attribute's text becomes a value and back.
 enum SysfsFormat : uint32_t {

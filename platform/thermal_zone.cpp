@@ -15,14 +15,14 @@ namespace {
 constexpr int ZONE_COUNT = 100;
 constexpr int32_t MILLIDEGREES_PER_DECIDEGREE = 100;
 
-// Whether the first line of the file is exactly the sensor's type.
+// Returns whether the first line of the file is exactly the sensor's type.
 bool zone_type_matches(const Device& device, const char* path) {
     const AttributeAccess& attributes = device.attributes;
     const int fd = attributes.open(device.context, AT_FDCWD, path, 0);
     if (fd < 0) {
         return false;
     }
-    // One character more than the type and a newline tells a longer name.
+    // The buffer has room for a character after type and newline, which shows a longer name.
     char line[THERMAL_ZONE_TYPE.size() + 2] = {};
     const ssize_t count = attributes.read(device.context, fd, line, sizeof line - 1);
     attributes.close(device.context, fd, fd);

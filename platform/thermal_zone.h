@@ -1,4 +1,4 @@
-// The board's "sdm_therm" sensor: finding its thermal zone, and handing its temperature to the
+// The board's "sdm_therm" sensor: finds its thermal zone, and forwards its temperature to the
 // charger driver.
 #pragma once
 
@@ -6,12 +6,12 @@
 
 namespace cellwarden {
 
-// Path of the temperature file of the first thermal zone, 0 to 99, whose type is "sdm_therm"; the
-// empty text while there is none (the search is then repeated at the next call). Never null.
+// Returns the path of the temperature file of the first thermal zone, 0 to 99, whose type is
+// "sdm_therm"; an empty text if there is none, and the next call then searches again. Never null.
 const char* sdm_therm_path_gen(const Device& device);
 
-// Writes the zone's temperature (parameter 78, 0.001 degC), cut toward zero to 0.1 degC, to
-// parameter 49 where that differs.
+// Writes the zone's temperature (parameter 78, 0.001 degC), truncated toward zero to 0.1 degC, to
+// parameter 49 if it differs.
 void provide_external_thermal_data(const Device& device, const SysfsParams& snapshot);
 
 }  // namespace cellwarden

@@ -12,14 +12,15 @@ namespace cellwarden {
 
 static_assert(std::endian::native == std::endian::little);
 
-// The functions of libtessera (platform/device/tessera.h) on a device's store.
+// The function of libtessera (platform/device/tessera.h) on a device's store.
 inline int32_t tessera_read_unit(const Device& device, Unit unit, void* buffer, uint32_t* size) {
     return device.tessera_read_unit(device.context, unit, buffer, size);
 }
 
-inline int32_t tessera_write_unit(const Device& device, Unit unit, const void* buffer,
-                                  uint32_t size) {
-    return device.tessera_write_unit(device.context, unit, buffer, size);
+// Replaces the unit by the bytes of the value. Returns whether the store accepted them.
+template <typename T>
+bool write_unit(const Device& device, Unit unit, const T& value) {
+    return device.tessera_write_unit(device.context, unit, &value, sizeof value) == 0;
 }
 
 }  // namespace cellwarden

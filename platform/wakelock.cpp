@@ -18,7 +18,7 @@ void write_wakelock_name(const Device& device, const char* path) {
         log_line(device, "<3>cellwarden: Unable to open: '%s'", path);
         return;
     }
-    // A refused write is no reason to skip the cycle.
+    // The cycle runs even if the write fails.
     [[maybe_unused]] const ssize_t written = write(fd, WAKELOCK_NAME.data(), WAKELOCK_NAME.size());
     close(fd);
 }

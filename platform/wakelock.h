@@ -5,7 +5,7 @@
 
 namespace cellwarden {
 
-// Both log "Unable to open" with the path where the kernel's file cannot be opened, and go on.
+// If the kernel's file cannot be opened, both log "Unable to open" with its path and continue.
 void take_wakelock(const Device& device);
 void drop_wakelock(const Device& device);
 

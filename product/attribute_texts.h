@@ -1,5 +1,5 @@
-// Attributes whose texts have a meaning: what the kernel says, and the value that the rules know it
-// by. The last row, without a text, gives the value of every other text.
+// Attributes whose texts have a meaning: the kernel's text, and the value that the rules use for
+// it. The last row has no text; it has the value of every other text.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ struct AttributeText {
     int32_t value;
 };
 
-inline constexpr int32_t STATUS_DISCHARGING = 0;  // or not charging
+inline constexpr int32_t STATUS_DISCHARGING = 0;  // discharging, or not charging
 inline constexpr int32_t STATUS_CHARGING = 1;
 inline constexpr int32_t STATUS_FULL = 2;
 inline constexpr AttributeText STATUS_TEXTS[] = {
@@ -20,8 +20,8 @@ inline constexpr AttributeText STATUS_TEXTS[] = {
 inline constexpr int32_t HEALTH_WARM = 1;
 inline constexpr AttributeText HEALTH_TEXTS[] = {{"Hot", 2}, {"Warm", HEALTH_WARM}, {nullptr, 0}};
 
-// Batteries from FIRST_KNOWN_MODEL on have their statistics kept. The figures of policy.h are of
-// one cell: soft charge serves its model only.
+// The daemon keeps statistics of models from FIRST_KNOWN_MODEL on. The figures of policy.h belong
+// to one cell, so soft charge serves only SERVED_MODEL.
 inline constexpr int32_t FIRST_KNOWN_MODEL = 2;
 inline constexpr int32_t SERVED_MODEL = 5;
 inline constexpr AttributeText MODEL_TEXTS[] = {

@@ -1,4 +1,4 @@
-// Names and numbers under which this phone knows its parts, besides its attributes.
+// Names and numbers of this phone's parts, except its attributes.
 #pragma once
 
 #include <cstdint>
@@ -6,13 +6,14 @@
 
 namespace cellwarden {
 
-// POWER_SUPPLY_NAME of the uevents that make a full cycle; at most 15 characters each.
+// POWER_SUPPLY_NAME of the uevents that start a full cycle; at most 15 characters each.
 inline constexpr const char* SUPPLIES[] = {"battery", "usb", "wireless"};
 
-// Type of the thermal zone whose temperature the charger driver is given.
+// Type of the thermal zone whose temperature the daemon writes to the charger driver.
 inline constexpr std::string_view THERMAL_ZONE_TYPE = "sdm_therm";
 
-// Units of the persistent store.
+// Units of the persistent store: whether the daemon reads or writes them, their size in bytes, and
+// their content.
 enum Unit : uint32_t {
     UNIT_STARTUP_PROCESS = 2227,      // read, 4 bytes: 171 = the phone is in its start-up process
     UNIT_HEAT_TIME = 2310,            // read, written, 8: start of the latest heat episode, i64 s

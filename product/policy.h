@@ -1,11 +1,11 @@
-// The battery-care policy: the cell's ageing models, and what soft charge and the state of health
-// make of them. The daemon takes POLICY; a simulator may hand the rules another one, which has to
-// pass policy_fault() first.
+// The battery-care policy: the cell's ageing models, and the constants by which soft charge and the
+// states of health use them. The daemon uses POLICY; a simulator may pass another policy to the
+// rules if policy_fault() accepts it.
 //
 // The figures come from the cell maker's ageing tests. T is in degC, V in volts; samples are valid
-// for -100 <= T <= 100 and 1 <= V <= 5. The Arrhenius figures were fitted in
-// double precision and are those doubles, widened; all others are rounded once to extended
-// precision, as a quotient of exact integers. The difference reaches the stored digits.
+// for -100 <= T <= 100 and 1 <= V <= 5. The Arrhenius figures were fitted in double precision and
+// are these doubles, widened; all others are quotients of exact integers, rounded once to extended
+// precision. The difference affects stored digits.
 #pragma once
 
 #include <algorithm>
@@ -18,8 +18,8 @@
 
 namespace cellwarden {
 
-// The layout of the stored record fixes these counts; the borders between the bins are the
-// policy's.
+// The layout of the stored record determines these counts; the policy has the borders between the
+// bins.
 inline constexpr int32_t VOLTAGE_BIN_COUNT = 42;
 inline constexpr int32_t TEMPERATURE_BIN_COUNT = 16;
 inline constexpr int32_t SOC_BIN_COUNT = 10;
@@ -31,13 +31,13 @@ inline constexpr int32_t LEVEL_HORIZON_PERIODS = 108;
 
 inline constexpr extended KELVIN_OFFSET = extended{27315} / 100;
 
-// Samples outside these limits age the battery by nothing.
-inline constexpr int32_t SAMPLE_TEMPERATURE_LIMIT_DECIC = 1000;  // on either side of 0
+// Samples outside these limits add no ageing.
+inline constexpr int32_t SAMPLE_TEMPERATURE_LIMIT_DECIC = 1000;  // valid from -1000 to 1000
 inline constexpr int32_t SAMPLE_VOLTAGE_MIN_UV = 1'000'000;
 inline constexpr int32_t SAMPLE_VOLTAGE_MAX_UV = 5'000'000;
 
-// Rate per second: numerator / exp(activation_k / (T + 273.15) + line + offset), where the line is
-// low_offset + low_slope * V up to the knee and high_offset + high_slope * V above it.
+// Rate per second: numerator / exp(activation_k / (T + 273.15) + line + offset); line is
+// low_offset + low_slope * V up to the knee, and high_offset + high_slope * V above it.
 struct ArrheniusConstants {
     extended activation_k;
     int32_t knee_uv;
@@ -49,14 +49,14 @@ struct ArrheniusConstants {
     extended numerator;
 };
 
-// The exponent of the rate at a temperature, and at a voltage on one of the two lines.
+// Returns the exponent of the rate at a temperature, and at a voltage on one of the two lines.
 constexpr extended arrhenius_exponent(const ArrheniusConstants& constants, int32_t celsius,
                                       extended line_offset, extended slope, int32_t voltage_uv) {
     return constants.activation_k / (celsius + KELVIN_OFFSET) + line_offset +
            slope * voltage_uv / 1'000'000 + constants.offset;
 }
 
-// Share of the design capacity that is lost per hour at full charge, or per full charge put in:
+// Loss per hour at full charge, or per full charge, as a fraction of the design capacity:
 // exp(voltage_slope * V - activation_k / (T + 273.15) + offset).
 struct LossConstants {
     extended voltage_slope;  // per volt
@@ -64,8 +64,8 @@ struct LossConstants {
     extended offset;
 };
 
-// Borders of the usage grids, falling: bin i holds the readings above border i and not above border
-// i - 1; the last bin holds the rest.
+// Borders of the usage grids in falling order: bin i contains the readings above border i and not
+// above border i - 1; the last bin contains the rest.
 struct UsageBins {
     std::array<int32_t, VOLTAGE_BIN_COUNT - 1> voltage_uv;
     std::array<int32_t, TEMPERATURE_BIN_COUNT - 1> temperature_decic;
@@ -77,29 +77,29 @@ struct Policy {
     LossConstants full_stay;     // per hour at full charge, V = battery voltage
     LossConstants charge_cycle;  // per full charge, V = the charger's full-charge voltage
 
-    // Charge put in over life above which a level holds, 0.01 %: level i + 1 above border i.
+    // Borders of the charge put in over life, 0.01 %: the level is i + 1 above border i.
     std::array<uint32_t, MAX_LEVEL> cycle_count_borders;
 
-    // The projected Arrhenius sum raises the level from the first on and lowers it below the
-    // second.
+    // The projected Arrhenius sum raises the level from arrhenius_raise_from on, and lowers it
+    // below arrhenius_lower_below.
     uint32_t arrhenius_raise_from;
     uint32_t arrhenius_lower_below;
 
-    // The full-stay level falls while the measured capacity less the projected loss stays above
-    // `capacity_kept_percent`, and rises only while the measured capacity is `rise_from_percent` or
-    // more, to `top_rising_level` at most. In the last period of the horizon that level or a higher
-    // one becomes the next.
+    // The full-stay level falls while the measured capacity minus the projected loss is above
+    // `capacity_kept_percent`. It rises, to at most `top_rising_level`, only while the measured
+    // capacity is at least `rise_from_percent`. In the last period of the horizon, a level of
+    // `top_rising_level` or more becomes `top_rising_level` + 1.
     int32_t capacity_kept_percent;
     int32_t rise_from_percent;
     int32_t top_rising_level;
 
-    // The user's state of health is 100 % until this much charge was put in, 0.01 %. From then on
-    // it goes toward the gauge's state of health times the factor of the level, and within one
-    // period falls to no less than the step factor times its value.
+    // The user's state of health is 100 % until the charge put in reaches this value, 0.01 %. Then
+    // it falls toward the gauge's state of health times the factor of the level, within one period
+    // to no less than its value times the step factor.
     uint32_t smoothing_from_cycle_count;
     std::array<extended, MAX_LEVEL + 1> level_factors;
-    extended step_factor;      // from `low_soh_percent` up
-    extended step_factor_low;  // below
+    extended step_factor;      // from `low_soh_percent` on
+    extended step_factor_low;  // below `low_soh_percent`
     int32_t low_soh_percent;
 
     UsageBins bins;
@@ -142,14 +142,14 @@ inline constexpr Policy POLICY = {
                               -100},
         .soc = {9000, 8000, 7000, 6000, 5000, 4000, 3000, 2000, 1000}}};
 
-// --- What the arithmetic of the rules can hold
+// --- Limits of the arithmetic of the rules
 
 constexpr extended loss_exponent(const LossConstants& loss, int32_t volts, int32_t celsius) {
     return loss.voltage_slope * volts - loss.activation_k / (celsius + KELVIN_OFFSET) + loss.offset;
 }
 
-// Returns the name of the first figure that lies outside its range or contradicts another one; null
-// where the rules can work with all of them.
+// Returns the name of the first figure that is outside its range or contradicts another figure;
+// null if the rules can work with all figures.
 constexpr const char* policy_fault(const Policy& policy) {
     const ArrheniusConstants& a = policy.arrhenius;
     const char* fault = nullptr;
@@ -164,7 +164,7 @@ constexpr const char* policy_fault(const Policy& policy) {
         require(name,
                 std::adjacent_find(values.begin(), values.end(), out_of_order) == values.end());
     };
-    // The rate of every valid sample is a number that is neither infinite nor 0, nor is any factor.
+    // The rate of every valid sample and all its factors are finite and not 0.
     require("arrhenius.activation_k", a.activation_k != 0);
     require_range("arrhenius.knee_uv", a.knee_uv, SAMPLE_VOLTAGE_MIN_UV, SAMPLE_VOLTAGE_MAX_UV);
     require("arrhenius.low_slope", a.low_slope != 0);
@@ -182,8 +182,7 @@ constexpr const char* policy_fault(const Policy& policy) {
                           -11'000, 11'000);
         }
     }
-    // At 5 V and 100 degC, where the loss is largest, an hour or a full charge loses no more than
-    // there is.
+    // At 5 V and 100 degC, where the loss is largest, an hour or a full charge loses at most 100 %.
     require_range("full_stay.voltage_slope", policy.full_stay.voltage_slope, 0, 20);
     require_range("full_stay.activation_k", policy.full_stay.activation_k, 0, 60'000);
     require_range("full_stay.offset", loss_exponent(policy.full_stay, 5, 100), -100, 0);

@@ -1,15 +1,11 @@
-// Judging and resetting a record: needs nothing of the phone, so that tools judge as the daemon
-// does.
+// Judges and resets a record without access to the phone, so that the tools use the same code as
+// the daemon.
 #include "state/batt_stat.h"
 
 namespace cellwarden {
-namespace {
-
-constexpr uint8_t UPGRADED_PATCH = 3;
-
-}  // namespace
 
 BattStatVerdict judge_batt_stat(const uint8_t* bytes, uint32_t size) {
+    constexpr uint8_t UPGRADED_PATCH = 3;
     constexpr uint32_t HEADER_SIZE = offsetof(BattStat, fcc_mah);
     if (size < HEADER_SIZE) {
         return BattStatVerdict::TOO_SHORT;

@@ -1,4 +1,4 @@
-// What several rules know: units, marks and phases, each in one place.
+// Constants that several rules share: units, special values and phases.
 #pragma once
 
 #include <cstdint>
@@ -12,15 +12,15 @@ inline constexpr int32_t UAH_PER_MAH = 1000;
 inline constexpr int32_t PERIOD_S = 10 * SECONDS_PER_DAY;
 inline constexpr int32_t PERIOD_COUNT = 252;
 
-// A level, state of health, capacity, charger class or period that is not known, or not yet.
+// An unknown level, state of health, capacity, charger class or period.
 inline constexpr int32_t NOT_KNOWN = -1;
 inline constexpr uint8_t LEVEL_NOT_DECIDED = 0xFF;  // in the levels per period
 
 inline constexpr int32_t FULL_SOH = 100'000;          // state of health of a new battery, 0.001 %
 inline constexpr int32_t FULL_CHARGE_UNITS = 10'000;  // one full charge, in units of 0.01 %
 
-// State of charge, 0.01 %. NO_SOC is more than any battery reports: the first comparison with it
-// never shows a gain.
+// State of charge, 0.01 %. NO_SOC is above every reported value, so that the first comparison with
+// it never shows a gain.
 inline constexpr int32_t NO_SOC = 11'000;
 constexpr bool soc_is_valid(int32_t soc) {
     return soc >= 0 && soc <= NO_SOC;
@@ -31,8 +31,8 @@ inline constexpr int32_t PHASE_OFF_CHARGE = 1;  // charging while the phone is o
 inline constexpr int32_t PHASE_ON = 3;
 inline constexpr int32_t PHASE_SHUTDOWN = 4;
 
-// High nibble of the record's override byte; the low nibble is the level that OVERRIDE_LEVEL
-// writes to the driver.
+// High nibble of the record's override byte; with OVERRIDE_LEVEL, the low nibble is the level that
+// the daemon writes to the driver.
 inline constexpr uint8_t OVERRIDE_SUSPEND = 0xE;
 inline constexpr uint8_t OVERRIDE_LEVEL = 0xD;
 
@@ -41,7 +41,7 @@ constexpr bool wall_clock_is_set(int64_t wall_time) {
     return wall_time >= 1'483'228'800;
 }
 
-// Records are saved once a day of boot time, and in every cycle of the shutdown phase.
+// The daemon saves its records once per day of boot time, and in every cycle of the shutdown phase.
 constexpr bool save_is_due(int32_t phase, int64_t since_last_save_s) {
     return phase == PHASE_SHUTDOWN || since_last_save_s >= SECONDS_PER_DAY;
 }

@@ -1,10 +1,10 @@
-// The daemon's one long-lived working record, in groups: the rule named above a group computes it,
-// the others read it. It is never stored as a whole: what survives a restart is copied into
-// BattStat and seeded from it again (stats/batt_stat_store.cpp). A restart is ServiceState{} plus
-// the loads of start-up.
+// The daemon's working record, in groups: the rule named above a group computes it, the others read
+// it. It is never stored as a whole: values that survive a restart are copied to BattStat and read
+// back from it (stats/soft_charge_history.cpp). A restart is ServiceState{} plus the loads of
+// start-up.
 //
-// Units: times in seconds; states of health in 0.001 % (100000 = 100 %); degradations in per cent
-// of design capacity; periods are ten days (864,000 s) of online time, 252 of which are kept.
+// Units: times in seconds; states of health in 0.001 % (100000 = 100 %); degradations in % of
+// design capacity. Periods are ten days (864,000 s) of online time; the record has 252 of them.
 #pragma once
 
 #include <array>
@@ -21,7 +21,7 @@ namespace cellwarden {
 template <typename T>
 using PerPeriod = std::array<T, PERIOD_COUNT>;
 
-// A run of periods, both ends included; empty where `last` lies before `first`.
+// A range of periods, including both ends; empty if `last` is before `first`.
 struct PeriodRun {
     int32_t first;
     int32_t last;
@@ -29,11 +29,11 @@ struct PeriodRun {
 inline constexpr PeriodRun ALL_PERIODS = {0, PERIOD_COUNT - 1};
 inline constexpr PeriodRun NO_PERIODS = {PERIOD_COUNT, -1};
 
-// --- What the rules remember from one call to the next, one record per rule. It lives for the
-// process and is not stored: the first call after start-up takes references only.
+// --- Values that the rules keep between calls, one record per rule. They are not stored: the first
+// call after start-up only sets the references.
 
-// Terms of the Arrhenius rate as computed last. The start reading is no valid sample (0 V), so the
-// first valid one is computed in full.
+// Latest terms of the Arrhenius rate. The start reading is not a valid sample (0 V), so the first
+// valid sample is computed in full.
 struct ArrheniusTerms {
     int32_t temperature_decic = INT32_MIN;
     int32_t voltage_uv = 0;
@@ -63,15 +63,15 @@ struct SoftChargeMemory {
     ArrheniusTerms arrhenius_terms{};
 
     // Capacity degradation.
-    int64_t full_stay_start = 0;          // cycle_boot_time of the previous step if the battery was
-                                          // full then; 0 = it was not
+    // cycle_boot_time of the previous step if the battery was full then; 0 = not full
+    int64_t full_stay_start = 0;
     int32_t previous_full_stay_time = 0;  // soc_full_total_time at the previous step; 0 = none
-    int32_t previous_cycle_count = 0;     // low 32 bits of total_cycle_count there; 0 = none
+    int32_t previous_cycle_count = 0;     // low 32 bits of its total_cycle_count; 0 = none
 };
 
 // Saving of the statistics record (stats/batt_stat_store.cpp).
 struct StatSaveMemory {
-    int64_t last_stat_save_time = 0;        // cycle_boot_time of the latest try to save BattStat
+    int64_t last_stat_save_time = 0;  // cycle_boot_time of the latest attempt to save BattStat
     uint64_t remembered_learning_time = 0;  // last_learning_time of the record; 0 = none
 };
 
@@ -107,20 +107,20 @@ struct ConnectionMemory {
     uint32_t prev_aicl_bit = 0;
 };
 
-// What made the charger report go out last (telemetry/charger_insertion_removal.cpp).
+// The reasons of the latest charger report (telemetry/charger_insertion_removal.cpp).
 struct InsertionRemovalReportMemory {
     int32_t reported_long_insertion_counter = 0;
     int32_t reported_shutdown_phase = 0;
     int32_t reported_thermal_level = 0;
 };
 
-// What made the ageing report go out last (telemetry/batt_degradation2.cpp).
+// The reason of the latest ageing report (telemetry/batt_degradation2.cpp).
 struct BattDegr2ReportMemory {
-    int32_t last_reported_period = NOT_KNOWN;  // NOT_KNOWN = none seen since start
+    int32_t last_reported_period = NOT_KNOWN;  // NOT_KNOWN = none since the start
 };
 
-// What the passport has published (passport/). The start values lie outside the range of real ones,
-// so each value is written once after start-up.
+// The values that the passport has published (passport/). The start values are outside the valid
+// range, so that each value is written once after start-up.
 struct PassportMemory {
     bool production_date_fix_pending = false;  // set by the load of a record of layout 5.2.3
     bool production_date_published = false;
@@ -130,15 +130,15 @@ struct PassportMemory {
     uint16_t last_soh_written = UINT16_MAX;
 };
 
-// --- What the rules compute, one group per rule.
+// --- Results of the rules, one group per rule.
 
-// daemon/main.cpp, at the start of each cycle.
+// daemon/loop.cpp, at the start of each cycle.
 struct CycleClock {
     int64_t cycle_boot_time = 0;  // CLOCK_BOOTTIME
-    int64_t cycle_wall_time = 0;  // wall clock, since 1970
+    int64_t cycle_wall_time = 0;  // wall clock, seconds since 1970
 };
 
-// daemon/main.cpp, once at start-up.
+// daemon/loop.cpp, once at start-up.
 struct Settings {
     int32_t event_wait_timeout_s = 0;  // period of light cycles; 0 = none
     char vendor_model[92] = "";        // property "ro.product.vendor.model"
@@ -146,7 +146,7 @@ struct Settings {
 
 // charge/usage_accounting.cpp.
 struct UsageState {
-    int32_t online_time = 0;  // switched-on time over the battery's life
+    int32_t online_time = 0;  // time switched on over the battery's life
     int32_t soh = NOT_KNOWN;  // gauge full-charge over design capacity, at most FULL_SOH
     // Seconds; row = voltage bin, column = temperature bin.
     std::array<uint32_t, size_t{VOLTAGE_BIN_COUNT} * TEMPERATURE_BIN_COUNT> vt_cet_table{};
@@ -165,18 +165,20 @@ struct AgeingState {
     PerPeriod<extended> full_stay_capacity_degradation_per_10days{};
     extended total_cycle_degradation = 0;
     PerPeriod<extended> cycle_degradation_per_10days{};
-    // Whose sums may differ from the record's; stats/batt_stat_update.cpp copies and empties it.
+    // Periods whose sums may differ from the record's; stats/batt_stat_update.cpp copies these and
+    // empties the range.
     PeriodRun changed_periods = ALL_PERIODS;
 };
 
-// charge/soft_charge.cpp and charge/soft_charge_levels.cpp. In the levels per period
-// LEVEL_NOT_DECIDED = not yet.
+// charge/soft_charge.cpp and charge/soft_charge_levels.cpp. LEVEL_NOT_DECIDED in the levels per
+// period means 'not yet'.
 struct LevelState {
     int32_t soft_charge_mode = NOT_KNOWN;  // level 0 to 5 in force
     int32_t soft_charge1_level = 0;        // 0 to 5, from total_cycle_count
     PerPeriod<uint8_t> arrhenius_lv{};
     PerPeriod<uint8_t> full_stay_capacity_degradation_aging_lv{};
-    uint8_t soft_charge_override = 0;  // from the record: 0xE- suspends, 0xD- fixes what is written
+    // From the record: 0xE- suspends soft charge, 0xD- fixes the level that is written.
+    uint8_t soft_charge_override = 0;
 };
 
 // charge/soh_estimates.cpp.
@@ -190,25 +192,25 @@ struct HealthState {
     int32_t user_charge_full = 0;               // full-charge capacity shown to the user, uAh
 };
 
-// charge/device_modes.cpp puts a hold in force, charge/lrc_mode.cpp moves it.
+// charge/device_modes.cpp starts a hold, charge/lrc_mode.cpp controls it.
 struct HoldState {
     bool lrc_hold_active = false;
-    int32_t lrc_upper_soc = 0;  // limits, per cent
+    int32_t lrc_upper_soc = 0;  // upper and lower limit, %
     int32_t lrc_lower_soc = 0;
     int32_t lrc_state = 0;  // LrcState
 };
 
-// charge/device_modes.cpp, from what the load of the record left in it.
+// charge/device_modes.cpp; the load of the record sets restore_capacity_mah.
 struct RestoreState {
     bool restored_capacity_applied = false;  // set_restored_capacity has run
-    int32_t restore_capacity_mah = 0;        // learned capacity to hand to the driver, or NOT_KNOWN
+    int32_t restore_capacity_mah = 0;        // learned capacity for the driver, or NOT_KNOWN
 };
 
 // telemetry/usb_connector_heat.cpp.
 struct HeatState {
     uint8_t usb_connector_heat_count = 0;  // heat episodes, stops at 255
     int64_t usb_connector_heat_time = 0;   // wall clock at the start of the latest episode
-    int64_t last_heat_save_time = 0;       // cycle_boot_time of the latest try to save both
+    int64_t last_heat_save_time = 0;       // cycle_boot_time of the latest attempt to save both
 };
 
 struct ServiceState {

@@ -1,7 +1,7 @@
-// Integer arithmetic that keeps the low bits of its result. These calls mark every place where that
-// is intended: a counter continues at 0 after its largest value, and negative seconds are
-// subtracted from it. Everywhere else a result that its type cannot hold is a fault, and the
-// integer sanitizer reports it.
+// Integer arithmetic that keeps the low bits of its result. Calls of these functions mark intended
+// wraps: a counter continues at 0 after its largest value, and negative seconds are subtracted from
+// it. At any other place, a result beyond its type is a fault, and the integer sanitizer reports
+// it.
 #pragma once
 
 #include <concepts>
@@ -37,7 +37,7 @@ constexpr void wrapping_count(T& counter, std::type_identity_t<T> amount = 1) {
     counter = wrapping_add(counter, amount);
 }
 
-// The low 32 bits of a 64-bit result, as a signed field stores them.
+// Returns the low 32 bits of a 64-bit result, as a signed field stores them.
 constexpr int32_t low_i32(int64_t value) {
     return static_cast<int32_t>(static_cast<uint32_t>(value));
 }

@@ -11,9 +11,6 @@ namespace cellwarden {
 // Loads the record, or resets it, and seeds the working state of soft charge from it. Logs nothing.
 void init_batt_stat(const Device& device, ServiceState& state, BattStat& stat);
 
-// Seeds the working state of soft charge from an accepted record.
-void seed_service_state(ServiceState& state, const BattStat& stat);
-
 // Writes the record to its unit once a day of boot time, in every cycle of shutdown phase 4, and
 // when a capacity-learning event has come after the one first seen. A write that fails is logged
 // and counts as a save.

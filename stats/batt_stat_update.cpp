@@ -1,33 +1,25 @@
 #include "stats/batt_stat_update.h"
 
-#include "stats/capacity_history.h"
-#include "stats/charge_counters.h"
-#include "stats/charger_classes.h"
-#include "stats/discharge_extremes.h"
-#include "stats/soft_charge_history.h"
-#include "stats/thermal_ranges.h"
-
 namespace cellwarden {
 
 void update_batt_stat(const Device& device, ServiceState& state, BattStat& stat,
                       const SysfsParams& snapshot) {
-    const CycleClock& clock = state.clock;
-    StatUpdateMemory& memory = state.stat_update;
-    update_established_time(clock, stat);
-    update_model_name(stat, snapshot);
-    update_capacity_history(state, memory, stat, snapshot);
-    update_charging_time(clock, memory, stat, snapshot);
+    const StatStep step{device, state, snapshot, state.stat_update, stat};
+    update_established_time(step);
+    update_model_name(step);
+    update_capacity_history(step);
+    update_charging_time(step);
     copy_usage_tables(state.usage, stat);
-    update_smart_charge_time(clock, memory, stat, snapshot);
-    update_warm_time(clock, memory, stat, snapshot);
-    update_charger_classes(clock, memory, stat, snapshot);
-    update_shutdown_count(memory, stat, snapshot);
-    update_thermal_ranges(clock, memory, stat, snapshot);
-    update_fast_charge_time(clock, memory, stat, snapshot);
-    update_fast_charge_soc(device, memory, stat, snapshot);
-    update_extremes(clock, stat, snapshot);
-    update_discharge_time(clock, memory, stat, snapshot);
-    update_shutdown_capacity(stat, snapshot);
+    update_smart_charge_time(step);
+    update_warm_time(step);
+    update_charger_classes(step);
+    update_shutdown_count(step);
+    update_thermal_ranges(step);
+    update_fast_charge_time(step);
+    update_fast_charge_soc(step);
+    update_extremes(step);
+    update_discharge_time(step);
+    update_shutdown_capacity(step);
     copy_soft_charge_history(state, stat);
     state.ageing.changed_periods = NO_PERIODS;
 }

@@ -1,10 +1,9 @@
-#include "stats/capacity_history.h"
-
 #include <algorithm>
 #include <cstring>
 
 #include "state/facts.h"
 #include "state/wrapping.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden {
 namespace {
@@ -17,43 +16,45 @@ void push_front(std::array<T, N>& history, T newest) {
     history[0] = newest;
 }
 
-void shift_histories(BattStat& stat, const SysfsParams& snapshot) {
-    push_front(stat.fcc_mah_raw,
-               static_cast<uint16_t>(param_integer(snapshot, PARAM_LEARNED_CAPACITY)));
-    push_front(stat.fcc_mah, static_cast<uint16_t>(param_integer(snapshot, PARAM_QCOM_CHARGE_FULL) /
-                                                   UAH_PER_MAH));
+void shift_histories(const StatStep& step) {
+    const int32_t learned_mah = param_integer(step.snapshot, PARAM_LEARNED_CAPACITY);
+    const int32_t full_uah = param_integer(step.snapshot, PARAM_QCOM_CHARGE_FULL);
+    push_front(step.stat.fcc_mah_raw, static_cast<uint16_t>(learned_mah));
+    push_front(step.stat.fcc_mah, static_cast<uint16_t>(full_uah / UAH_PER_MAH));
 }
 
 }  // namespace
 
-void update_established_time(const CycleClock& clock, BattStat& stat) {
-    if (stat.initialized_time == 0 && wall_clock_is_set(clock.cycle_wall_time) &&
+void update_established_time(const StatStep& step) {
+    const auto& [boot_time, wall_time] = step.state.clock;
+    BattStat& stat = step.stat;
+    if (stat.initialized_time == 0 && wall_clock_is_set(wall_time) &&
         stat.total_cycle_count >= ESTABLISHED_FROM_CYCLE_COUNT) {
-        stat.initialized_time = wrapping_sub(static_cast<uint64_t>(clock.cycle_wall_time),
-                                             static_cast<uint64_t>(clock.cycle_boot_time));
+        stat.initialized_time =
+            wrapping_sub(static_cast<uint64_t>(wall_time), static_cast<uint64_t>(boot_time));
     }
 }
 
-void update_model_name(BattStat& stat, const SysfsParams& snapshot) {
-    if (stat.battery_model_name[0] != '\0') {
-        return;
+void update_model_name(const StatStep& step) {
+    auto& name = step.stat.battery_model_name;
+    if (name[0] == '\0') {
+        const char* const text = step.snapshot[PARAM_BATTERY_MODEL_NAME].text;
+        name.fill('\0');
+        memcpy(name.data(), text, strnlen(text, name.size() - 1));
     }
-    const char* text = snapshot[PARAM_BATTERY_MODEL_NAME].text;
-    stat.battery_model_name.fill('\0');
-    memcpy(stat.battery_model_name.data(), text, strnlen(text, stat.battery_model_name.size() - 1));
 }
 
-void update_capacity_history(const ServiceState& state, StatUpdateMemory& memory, BattStat& stat,
-                             const SysfsParams& snapshot) {
+void update_capacity_history(const StatStep& step) {
+    const auto& [device, state, snapshot, memory, stat] = step;
     const int32_t counter = param_integer(snapshot, PARAM_LEARNING_COUNTER);
     if (counter != memory.prev_learning_counter) {
         stat.last_learning_time = static_cast<uint64_t>(state.clock.cycle_wall_time);
         const int64_t learned = int64_t{counter} - memory.prev_learning_counter;
         wrapping_count(stat.learning_total_count, static_cast<uint16_t>(learned));
-        shift_histories(stat, snapshot);
+        shift_histories(step);
     } else if (memory.prev_soft_charge_mode != NOT_KNOWN &&
                state.levels.soft_charge_mode != memory.prev_soft_charge_mode) {
-        shift_histories(stat, snapshot);
+        shift_histories(step);
     }
     memory.prev_learning_counter = counter;
     memory.prev_soft_charge_mode = state.levels.soft_charge_mode;

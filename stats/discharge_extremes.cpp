@@ -1,8 +1,7 @@
-#include "stats/discharge_extremes.h"
-
 #include "product/attribute_texts.h"
 #include "state/elapsed.h"
 #include "state/wrapping.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden {
 namespace {
@@ -45,51 +44,42 @@ void update_discharge_maxima(BattStat& stat, const Reading& reading, uint32_t wa
     }
 }
 
-void update_cell_voltage(BattStat& stat, uint16_t cell_voltage, uint32_t wall) {
+}  // namespace
+
+void update_extremes(const StatStep& step) {
+    BattStat& stat = step.stat;
+    const Reading reading = reading_of(step.snapshot);
+    const auto cell_voltage = static_cast<uint16_t>(param_integer(step.snapshot, PARAM_VCELL_MAX));
+    const auto wall = static_cast<uint32_t>(step.state.clock.cycle_wall_time);
+    update_discharge_maxima(stat, reading, wall);
     if (cell_voltage > stat.max_cell_voltage) {
         stat.max_cell_voltage = cell_voltage;
         stat.max_cell_voltage_time = wall;
     }
-}
-
-void update_temperature(BattStat& stat, int32_t temperature_decic, uint32_t wall) {
-    if (temperature_decic > stat.max_temp) {
-        stat.max_temp = static_cast<int16_t>(temperature_decic);
+    if (reading.temperature_decic > stat.max_temp) {
+        stat.max_temp = static_cast<int16_t>(reading.temperature_decic);
         stat.max_temp_time = wall;
-    } else if (temperature_decic < stat.min_temp) {
-        stat.min_temp = static_cast<int16_t>(temperature_decic);
+    } else if (reading.temperature_decic < stat.min_temp) {
+        stat.min_temp = static_cast<int16_t>(reading.temperature_decic);
         stat.min_temp_time = wall;
     }
 }
 
-}  // namespace
-
-void update_extremes(const CycleClock& clock, BattStat& stat, const SysfsParams& snapshot) {
-    const Reading reading = reading_of(snapshot);
-    const auto wall = static_cast<uint32_t>(clock.cycle_wall_time);
-    update_discharge_maxima(stat, reading, wall);
-    update_cell_voltage(stat, static_cast<uint16_t>(param_integer(snapshot, PARAM_VCELL_MAX)),
-                        wall);
-    update_temperature(stat, reading.temperature_decic, wall);
-}
-
-void update_discharge_time(const CycleClock& clock, StatUpdateMemory& memory, BattStat& stat,
-                           const SysfsParams& snapshot) {
-    int64_t& since = memory.discharge_sample_time;
-    if (param_integer(snapshot, PARAM_BATTERY_STATUS) != STATUS_DISCHARGING) {
-        since = 0;
-        return;
-    }
-    if (since != 0) {
-        const int32_t seconds = elapsed_i32(clock.cycle_boot_time, since);
-        const Reading reading = reading_of(snapshot);
-        for (size_t i = 0; i < DISCHARGE_BUCKETS.size() && seconds >= 1; i++) {
+void update_discharge_time(const StatStep& step) {
+    const int64_t now = step.state.clock.cycle_boot_time;
+    int64_t& since = step.memory.discharge_sample_time;
+    const bool discharging =
+        param_integer(step.snapshot, PARAM_BATTERY_STATUS) == STATUS_DISCHARGING;
+    const int32_t seconds = elapsed_i32(now, since);
+    if (discharging && since != 0 && seconds >= 1) {
+        const Reading reading = reading_of(step.snapshot);
+        for (size_t i = 0; i < DISCHARGE_BUCKETS.size(); i++) {
             if (within(reading, DISCHARGE_BUCKETS[i])) {
-                wrapping_count(stat.total_discharge_time[i], static_cast<uint32_t>(seconds));
+                wrapping_count(step.stat.total_discharge_time[i], static_cast<uint32_t>(seconds));
             }
         }
     }
-    since = clock.cycle_boot_time;
+    since = discharging ? now : 0;
 }
 
 }  // namespace cellwarden

@@ -1,6 +1,7 @@
-#include "stats/soft_charge_history.h"
+#include <algorithm>
 
-#include "state/stored_units.h"
+#include "state/wrapping.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden {
 namespace {
@@ -20,23 +21,29 @@ constexpr std::array<SohHistory, 4> SOH_HISTORIES = {{
      &BattStat::predicted_soh_per_10days},
 }};
 
-// A stored signed working value: its bits in 32, its sign carried into 64.
-constexpr uint32_t bits_of(int32_t value) {
-    return static_cast<uint32_t>(value);
+int32_t leading_non_zero(const std::array<uint64_t, 5>& times) {
+    const auto* const end = std::find(times.begin(), times.end(), 0U);
+    return static_cast<int32_t>(end - times.begin());
 }
-constexpr uint64_t sign_extended(int32_t value) {
-    return static_cast<uint64_t>(int64_t{value});
+
+void seed_user_soh_reference(ServiceState& state, const BattStat& stat) {
+    const int32_t previous_period = state.usage.online_time / PERIOD_S - 1;
+    if (previous_period >= 0 && previous_period < PERIOD_COUNT) {
+        state.health.prev_soh_bucket_index = previous_period;
+        state.health.prev_bucket_user_soh =
+            from_half_units(stat.user_soh_per_10days[static_cast<size_t>(previous_period)]);
+    }
 }
 
 void copy_level(const LevelState& levels, int32_t online_time, BattStat& stat) {
     if (levels.soft_charge_mode != NOT_KNOWN) {
-        stat.soft_charge_mode = bits_of(levels.soft_charge_mode);
+        stat.soft_charge_mode = static_cast<uint32_t>(levels.soft_charge_mode);
     }
     const int32_t level = levels.soft_charge1_level;
     if (level >= 1) {
         uint64_t& reached = stat.soft_charge1_onlinetime[static_cast<size_t>(level - 1)];
         if (reached == 0) {
-            reached = sign_extended(online_time);
+            reached = static_cast<uint64_t>(online_time);
         }
     }
 }
@@ -44,7 +51,7 @@ void copy_level(const LevelState& levels, int32_t online_time, BattStat& stat) {
 void copy_ageing(const AgeingState& ageing, const LevelState& levels, BattStat& stat) {
     stat.total_arrhenius = to_u32(ageing.total_arrhenius);
     stat.arrhenius_lv = levels.arrhenius_lv;
-    stat.soc_full_total_time = sign_extended(ageing.soc_full_total_time);
+    stat.soc_full_total_time = static_cast<uint64_t>(ageing.soc_full_total_time);
     stat.total_full_stay_cap_degradation = to_micropercent(ageing.total_full_stay_cap_degradation);
     stat.full_stay_capacity_degradation_aging_lv = levels.full_stay_capacity_degradation_aging_lv;
     stat.total_cycle_degradation = to_micropercent(ageing.total_cycle_degradation);
@@ -87,6 +94,37 @@ void copy_soh_histories(const HealthState& health, int32_t online_time, BattStat
 
 }  // namespace
 
+void seed_service_state(ServiceState& state, const BattStat& stat) {
+    state.levels.soft_charge_override = stat.soft_charge_override;
+    state.levels.soft_charge_mode = low_i32(stat.soft_charge_mode);
+    state.usage.online_time = low_i32(stat.online_time);
+    state.usage.soh = from_half_units(stat.latest_filtered_soh);
+    state.usage.vt_cet_table = stat.vt_cet_table;
+    state.usage.ct_charge_table = stat.ct_charge_table;
+    state.usage.total_cycle_count = stat.total_cycle_count;
+    state.levels.soft_charge1_level = leading_non_zero(stat.soft_charge1_onlinetime);
+    state.ageing.total_arrhenius = static_cast<extended>(stat.total_arrhenius);
+    state.levels.arrhenius_lv = stat.arrhenius_lv;
+    state.ageing.soc_full_total_time = low_i32(static_cast<int64_t>(stat.soc_full_total_time));
+    state.ageing.total_full_stay_cap_degradation =
+        from_micropercent(stat.total_full_stay_cap_degradation);
+    state.levels.full_stay_capacity_degradation_aging_lv =
+        stat.full_stay_capacity_degradation_aging_lv;
+    state.ageing.total_cycle_degradation = from_micropercent(stat.total_cycle_degradation);
+    for (size_t i = 0; i < PERIOD_COUNT; i++) {
+        state.ageing.arrhenius_per_10days[i] = static_cast<extended>(stat.arrhenius_per_10days[i]);
+        state.ageing.full_stay_capacity_degradation_per_10days[i] =
+            from_micropercent(stat.full_stay_capacity_degradation_per_10days[i]);
+        state.ageing.cycle_degradation_per_10days[i] =
+            from_micropercent(stat.cycle_degradation_per_10days[i]);
+    }
+    state.ageing.changed_periods = ALL_PERIODS;
+    for (const SohHistory& history : SOH_HISTORIES) {
+        state.health.*history.working = from_half_units(stat.*history.latest);
+    }
+    seed_user_soh_reference(state, stat);
+}
+
 void copy_usage_tables(const UsageState& usage, BattStat& stat) {
     stat.vt_cet_table = usage.vt_cet_table;
     stat.total_cycle_count = usage.total_cycle_count;
@@ -95,7 +133,7 @@ void copy_usage_tables(const UsageState& usage, BattStat& stat) {
 
 void copy_soft_charge_history(const ServiceState& state, BattStat& stat) {
     copy_level(state.levels, state.usage.online_time, stat);
-    stat.online_time = bits_of(state.usage.online_time);
+    stat.online_time = static_cast<uint32_t>(state.usage.online_time);
     copy_ageing(state.ageing, state.levels, stat);
     stamp_soh_milestones(state.usage.soh, state.clock.cycle_wall_time, stat);
     copy_soh_histories(state.health, state.usage.online_time, stat);

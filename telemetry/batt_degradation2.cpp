@@ -1,11 +1,13 @@
-#include "telemetry/batt_degradation2.h"
-
 #include <algorithm>
 #include <array>
+#include <concepts>
 #include <cstdio>
+#include <cstring>
+#include <string_view>
 #include <type_traits>
 
 #include "telemetry/charging.pb-c.h"
+#include "telemetry/reports.h"
 #include "telemetry/send_event.h"
 
 namespace cellwarden {
@@ -17,130 +19,105 @@ constexpr EventKind EVENT = {
     .sent_text = "<3>cellwarden: Sending ondra event for BatteryDegradation2\n",
 };
 
-// One event on its way: the record, and room for what the record holds in narrower types.
+// The message, and room for what it carries in another form than the record.
 struct Report {
-    const ServiceState& state;
-    BattStat stat;
-    Charging__BatteryDegradation2 message{};
+    Charging__BatteryDegradation2 message = CHARGING__BATTERY_DEGRADATION2__INIT;
     std::array<char, 16> version{};
     std::array<char, 17> battery_model_name{};
-    std::array<uint32_t, 6 * PERIOD_COUNT + 5 + 3 * CHARGER_CLASS_COUNT> widened{};
+    std::array<uint32_t, CHARGER_CLASS_COUNT> attach_counts{};
+    std::array<uint32_t, CHARGER_CLASS_COUNT> attach_times{};
+    std::array<uint32_t, CHARGER_CLASS_COUNT> charge_counts{};
+    std::array<uint32_t, 6 * PERIOD_COUNT + 5> widened{};
     size_t widened_count = 0;
 };
 
-// `elements` of the message: those of the record where the types are the same, else widened copies.
-template <typename Sent, typename Stored, size_t N>
-void put_list(Report& report, size_t& count, Sent*& elements, std::array<Stored, N>& stored) {
-    count = N;
-    if constexpr (std::is_same_v<Sent, Stored>) {
-        elements = stored.data();
+// Fields that the message has in common with the record, and that are never sent.
+constexpr std::array<std::string_view, 6> NEVER_SENT = {"fcc_mah_raw",          "full_count",
+                                                        "learning_total_count", "learning_try_cnt",
+                                                        "recharge_count",       "safety_timer_cnt"};
+
+// The field of the message that takes the record's field of that name; null where none does.
+const ProtobufCFieldDescriptor* field_of(const char* name) {
+    if (std::find(NEVER_SENT.begin(), NEVER_SENT.end(), name) != NEVER_SENT.end()) {
+        return nullptr;
+    }
+    return protobuf_c_message_descriptor_get_field_by_name(
+        &charging__battery_degradation2__descriptor, name);
+}
+
+template <typename T>
+void set(Report& report, unsigned offset, const T& value) {
+    memcpy(reinterpret_cast<char*>(&report.message) + offset, &value, sizeof value);
+}
+
+template <std::integral Stored>
+void put(Report& report, const char* name, Stored value) {
+    const ProtobufCFieldDescriptor* field = field_of(name);
+    if (field == nullptr) {
+        return;
+    }
+    set(report, field->quantifier_offset, protobuf_c_boolean{1});
+    if (field->type == PROTOBUF_C_TYPE_UINT64) {
+        set(report, field->offset, static_cast<uint64_t>(value));
     } else {
-        elements = report.widened.data() + report.widened_count;
-        std::copy(stored.begin(), stored.end(), elements);
+        set(report, field->offset, static_cast<uint32_t>(value));
+    }
+}
+
+// Puts the record's own elements where the message's are as wide, else widened copies of them.
+template <typename Stored, size_t N>
+void put(Report& report, const char* name, const std::array<Stored, N>& stored) {
+    const ProtobufCFieldDescriptor* field = field_of(name);
+    if (field == nullptr || field->label != PROTOBUF_C_LABEL_REPEATED) {
+        return;  // version and model name are texts of the message
+    }
+    set(report, field->quantifier_offset, N);
+    if constexpr (sizeof(Stored) >= sizeof(uint32_t)) {
+        set(report, field->offset, stored.data());
+    } else {
+        uint32_t* const elements = report.widened.data() + report.widened_count;
         report.widened_count += N;
-    }
-    if constexpr (std::is_same_v<Stored, uint8_t>) {
-        std::replace(elements, elements + N, Sent{LEVEL_NOT_DECIDED}, UINT32_MAX);
-    }
-}
-
-void put_chargers(Report& report, size_t& count, uint32_t*& elements,
-                  uint32_t DevAttachEntry::*field) {
-    count = CHARGER_CLASS_COUNT;
-    elements = report.widened.data() + report.widened_count;
-    for (const DevAttachEntry& entry : report.stat.dev_attach) {
-        report.widened[report.widened_count++] = entry.*field;
+        std::copy(stored.begin(), stored.end(), elements);
+        if constexpr (std::is_same_v<Stored, uint8_t>) {
+            std::replace(elements, elements + N, uint32_t{LEVEL_NOT_DECIDED}, UINT32_MAX);
+        }
+        set(report, field->offset, elements);
     }
 }
 
-// Fields that do not stand here are never sent.
-const ProtobufCMessage* fill_message(void* context) {
-#define SCALAR(field, value) message.has_##field = 1, message.field = (value)
-#define STORED(field) SCALAR(field, stat.field)
-#define LIST(field) put_list(report, message.n_##field, message.field, stat.field)
-#define CHARGERS(field) \
-    put_chargers(report, message.n_##field, message.field, &DevAttachEntry::field)
+// The use of the chargers is three lists of the message.
+void put(Report& report, const char* /*name*/,
+         const std::array<DevAttachEntry, CHARGER_CLASS_COUNT>& classes) {
+    for (size_t i = 0; i < CHARGER_CLASS_COUNT; i++) {
+        report.attach_counts[i] = classes[i].dev_attach_count;
+        report.attach_times[i] = classes[i].dev_attach_total_time;
+        report.charge_counts[i] = classes[i].dev_charge_count;
+    }
+    put(report, "dev_attach_count", report.attach_counts);
+    put(report, "dev_attach_total_time", report.attach_times);
+    put(report, "dev_charge_count", report.charge_counts);
+}
 
-    Report& report = *static_cast<Report*>(context);
-    const ServiceState& state = report.state;
-    BattStat& stat = report.stat;
+// The message's lists stay those of `stat`.
+void fill_report(Report& report, const HeatState& heat, const BattStat& stat) {
+#define BATT_STAT_FIELD(offset, name, unit, ...) put(report, #name, stat.name);
+#include "state/batt_stat_fields.inc"
     Charging__BatteryDegradation2& message = report.message;
-
     (void)snprintf(report.version.data(), report.version.size(), "%d.%d.%d", stat.version[0],
                    stat.version[1], stat.version[2]);
+    message.version = report.version.data();
     // A name without its terminator is sent as all of its bytes.
     std::copy(stat.battery_model_name.begin(), stat.battery_model_name.end(),
               report.battery_model_name.begin());
-    charging__battery_degradation2__init(&message);
-    // Identity and capacity
-    STORED(initialize);
-    message.version = report.version.data();
-    LIST(fcc_mah);
     message.battery_model_name = report.battery_model_name.data();
-    STORED(initialized_time);
-    STORED(last_learning_time);
-    LIST(first_soh_time);
-    // Soft charge
-    STORED(soft_charge_mode);
-    STORED(total_cycle_count);
-    LIST(soft_charge1_onlinetime);
-    LIST(soft_charge5_onlinetime);
-    LIST(vt_cet_table);
-    LIST(ct_charge_table);
-    // Charging
-    STORED(off_charge_total_time);
-    STORED(on_charge_total_time);
-    STORED(soc_full_total_time);
-    STORED(smart_charge_mode_total_time);
-    STORED(jeita_warm_total_time);
-    CHARGERS(dev_attach_count);
-    CHARGERS(dev_attach_total_time);
-    CHARGERS(dev_charge_count);
-    STORED(soc0_shutdown_cnt);
-    LIST(thermal_range_stay_time);
-    STORED(over_08c_total_time);
-    STORED(over_08c_charge_count);
-    STORED(over_06c_total_time);
-    STORED(over_06c_charge_count);
-    // Extremes: discharge currents are stored as magnitudes and sent as negative currents
-    SCALAR(max_discharge_current, -int32_t{stat.max_discharge_current});
-    STORED(online_time);
-    STORED(total_arrhenius);
-    LIST(arrhenius_per_10days);
-    SCALAR(max_dischg_cur_3500mv_10c, -int32_t{stat.max_dischg_cur_3500mv_10c});
-    SCALAR(max_dischg_cur_3500mv_5c, -int32_t{stat.max_dischg_cur_3500mv_5c});
-    SCALAR(max_dischg_cur_3500mv_0c, -int32_t{stat.max_dischg_cur_3500mv_0c});
-    LIST(max_discharge_time);
-    STORED(max_temp);
-    STORED(max_temp_time);
-    STORED(min_temp);
-    STORED(min_temp_time);
-    STORED(max_cell_voltage);
-    STORED(max_cell_voltage_time);
-    LIST(total_discharge_time);
-    // Ageing per ten-day period
-    LIST(arrhenius_lv);
-    LIST(full_stay_capacity_degradation_per_10days);
-    LIST(full_stay_capacity_degradation_aging_lv);
-    SCALAR(usb_connector_heat_count, state.heat.usb_connector_heat_count);
-    SCALAR(usb_connector_heat_time, static_cast<uint64_t>(state.heat.usb_connector_heat_time));
-    STORED(total_cycle_degradation);
-    LIST(cycle_degradation_per_10days);
-    STORED(total_full_stay_cap_degradation);
-    STORED(latest_user_soh);
-    LIST(user_soh_per_10days);
-    STORED(latest_predicted_soh);
-    LIST(predicted_soh_per_10days);
-    STORED(latest_raw_soh);
-    LIST(raw_soh_per_10days);
-    STORED(latest_filtered_soh);
-    LIST(filtered_soh_per_10days);
-    return &message.base;
-
-#undef SCALAR
-#undef STORED
-#undef LIST
-#undef CHARGERS
+    // Discharge currents are stored as magnitudes and sent as negative currents.
+    for (int32_t* current :
+         {&message.max_discharge_current, &message.max_dischg_cur_3500mv_10c,
+          &message.max_dischg_cur_3500mv_5c, &message.max_dischg_cur_3500mv_0c}) {
+        *current = -*current;
+    }
+    put(report, "usb_connector_heat_count", heat.usb_connector_heat_count);
+    put(report, "usb_connector_heat_time", heat.usb_connector_heat_time);
 }
 
 }  // namespace
@@ -155,8 +132,9 @@ void send_ondra_batt_degr2_if_is_timing(const Device& device, ServiceState& stat
     const bool due = last != NOT_KNOWN && period > last;
     last = period;
     if (due) {
-        Report report{.state = state, .stat = stat};
-        (void)send_event(device, EVENT, fill_message, &report);
+        Report report;
+        fill_report(report, state.heat, stat);
+        (void)send_event(device, EVENT, report.message.base);
     }
 }
 

@@ -1,9 +1,5 @@
-#include "telemetry/charger_insertion_removal.h"
-
-#include <algorithm>
-
-#include "state/stored_units.h"
 #include "telemetry/charging.pb-c.h"
+#include "telemetry/reports.h"
 #include "telemetry/send_event.h"
 
 namespace cellwarden {
@@ -17,42 +13,31 @@ constexpr EventKind EVENT = {
     .sent_text = "<3>cellwarden: Sending ondra event for ChargerInsertionRemoval\n",
 };
 
-bool report_is_due(const InsertionRemovalReportMemory& reported, const ServiceState& state,
-                   const ChgInsertionRemovalData& connection, const SysfsParams& snapshot) {
-    const int32_t phase = param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE);
-    const int32_t thermal_level = param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL);
-
+bool report_is_due(const InsertionRemovalReportMemory& before,
+                   const InsertionRemovalReportMemory& now,
+                   const ChgInsertionRemovalData& connection, int32_t thermal_maximum) {
     const bool removed =
         connection.usb_state == CONNECTION_REMOVED || connection.wls_state == CONNECTION_REMOVED;
-    const bool day_counted = reported.reported_long_insertion_counter <
-                             static_cast<int32_t>(state.connection.usb_long_insertion_counter);
+    const bool day_counted =
+        before.reported_long_insertion_counter < now.reported_long_insertion_counter;
     const bool attached =
         connection.usb_state != CONNECTION_NONE || connection.wls_state != CONNECTION_NONE;
-    const bool shutting_down =
-        attached && phase == PHASE_SHUTDOWN && reported.reported_shutdown_phase != PHASE_SHUTDOWN;
-    const bool thermal_maximum_reached =
-        thermal_level == param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL_MAX) &&
-        thermal_level != reported.reported_thermal_level;
-
+    const bool shutting_down = attached && now.reported_shutdown_phase == PHASE_SHUTDOWN &&
+                               before.reported_shutdown_phase != PHASE_SHUTDOWN;
+    const bool thermal_maximum_reached = now.reported_thermal_level == thermal_maximum &&
+                                         before.reported_thermal_level != thermal_maximum;
     return removed || day_counted || shutting_down || thermal_maximum_reached;
 }
 
-struct Report {
-    const ServiceState& state;
-    ChgInsertionRemovalData& connection;
-    Charging__ChargerInsertionRemoval message{};
-    char no_text[1] = "";
-};
-
 // Fields that do not stand here are never sent.
-const ProtobufCMessage* fill_message(void* report) {
+SendResult send_report(const Device& device, const ServiceState& state,
+                       ChgInsertionRemovalData& connection) {
 #define SCALAR(field, value) message.has_##field = 1, message.field = (value)
 #define RECORDED(field) SCALAR(field, connection.field)
 #define SOH(field) SCALAR(field, static_cast<uint32_t>(state.health.field))
 
-    auto& [state, connection, message, no_text] = *static_cast<Report*>(report);
-
-    charging__charger_insertion_removal__init(&message);
+    char no_text[] = "";
+    Charging__ChargerInsertionRemoval message = CHARGING__CHARGER_INSERTION_REMOVAL__INIT;
     SCALAR(version, MESSAGE_VERSION);
     message.charger_type = connection.charger_type;
     RECORDED(usb_insertion_time);
@@ -77,7 +62,7 @@ const ProtobufCMessage* fill_message(void* report) {
     SOH(latest_predicted_soh);
     SOH(latest_raw_soh);
     SOH(latest_filtered_soh);
-    return &message.base;
+    return send_event(device, EVENT, message.base);
 
 #undef SCALAR
 #undef RECORDED
@@ -89,19 +74,17 @@ const ProtobufCMessage* fill_message(void* report) {
 void send_ondra_chg_insertion_removal_if_is_timing(const Device& device, ServiceState& state,
                                                    ChgInsertionRemovalData& connection,
                                                    const SysfsParams& snapshot) {
-    InsertionRemovalReportMemory& reported = state.insertion_removal_report;
-    const bool due =
-        reporting_is_allowed(state) && report_is_due(reported, state, connection, snapshot);
+    const InsertionRemovalReportMemory now = {
+        .reported_long_insertion_counter =
+            static_cast<int32_t>(state.connection.usb_long_insertion_counter),
+        .reported_shutdown_phase = param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE),
+        .reported_thermal_level = param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL)};
+    const bool due = reporting_is_allowed(state) &&
+                     report_is_due(state.insertion_removal_report, now, connection,
+                                   param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL_MAX));
     // In every call, so that each change is a reason to send once.
-    reported.reported_long_insertion_counter =
-        static_cast<int32_t>(state.connection.usb_long_insertion_counter);
-    reported.reported_shutdown_phase = param_integer(snapshot, PARAM_BOOTUP_SHUTDOWN_PHASE);
-    reported.reported_thermal_level = param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL);
-    if (!due) {
-        return;
-    }
-    Report report{.state = state, .connection = connection};
-    if (send_event(device, EVENT, fill_message, &report) == SendResult::DONE) {
+    state.insertion_removal_report = now;
+    if (due && send_report(device, state, connection) == SendResult::DONE) {
         connection = ChgInsertionRemovalData{};
     }
 }

@@ -37,22 +37,21 @@ bool reporting_is_allowed(const ServiceState& state) {
            wall_clock_is_set(state.clock.cycle_wall_time);
 }
 
-SendResult send_event(const Device& device, const EventKind& kind, FillMessage fill, void* report) {
+SendResult send_event(const Device& device, const EventKind& kind,
+                      const ProtobufCMessage& message) {
     void* handle = device.ondra_create(device.context);
     if (handle == nullptr) {
         log_line(device, "%s", kind.library_missing_text);
         return SendResult::NOT_DONE;
     }
-    SendResult result = SendResult::NOT_DONE;
     const int active = device.ondra_is_active(device.context, handle);
-    if (active <= 0) {
-        log_line(device, "<3>cellwarden: ondra_is_active: %d\n", active);
+    if (active > 0) {
+        pack_and_add(device, handle, kind, message);
     } else {
-        pack_and_add(device, handle, kind, *fill(report));
-        result = SendResult::DONE;
+        log_line(device, "<3>cellwarden: ondra_is_active: %d\n", active);
     }
     device.ondra_destroy(device.context, &handle);
-    return result;
+    return active > 0 ? SendResult::DONE : SendResult::NOT_DONE;
 }
 
 }  // namespace cellwarden

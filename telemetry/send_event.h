@@ -19,15 +19,12 @@ struct EventKind {
     const char* sent_text;
 };
 
-// Fills the message that `report` holds and returns it. Called only when events may be sent.
-using FillMessage = const ProtobufCMessage* (*)(void* report);
-
 enum class SendResult : bool {
     NOT_DONE = false,  // the library is missing or not active: nothing was tried
     DONE = true,       // the attempt was made, with or without success
 };
 
 // Tries once to send the event; logs one line per failure and does not retry.
-SendResult send_event(const Device& device, const EventKind& kind, FillMessage fill, void* report);
+SendResult send_event(const Device& device, const EventKind& kind, const ProtobufCMessage& message);
 
 }  // namespace cellwarden

@@ -1,8 +1,7 @@
-#include "telemetry/usb_connector_heat.h"
-
 #include "platform/log.h"
 #include "platform/unit_store.h"
 #include "state/elapsed.h"
+#include "telemetry/charger_connection.h"
 
 namespace cellwarden {
 namespace {
@@ -42,12 +41,10 @@ void save_usb_connector_heat_data_if_is_timing(const Device& device, ServiceStat
                      elapsed_s(state.clock.cycle_boot_time, heat.last_heat_save_time))) {
         return;
     }
-    if (tessera_write_unit(device, UNIT_HEAT_COUNT, &heat.usb_connector_heat_count,
-                           sizeof heat.usb_connector_heat_count) != 0) {
+    if (!write_unit(device, UNIT_HEAT_COUNT, heat.usb_connector_heat_count)) {
         log_line(device, "<3>cellwarden: Failed to save USB connector heat count");
     }
-    if (tessera_write_unit(device, UNIT_HEAT_TIME, &heat.usb_connector_heat_time,
-                           sizeof heat.usb_connector_heat_time) != 0) {
+    if (!write_unit(device, UNIT_HEAT_TIME, heat.usb_connector_heat_time)) {
         log_line(device, "<3>cellwarden: Failed to save USB connector heat time");
     }
     heat.last_heat_save_time = state.clock.cycle_boot_time;

@@ -1,6 +1,6 @@
-"""The access that the daemon needs, derived from its sources and from what kernel, init and log library do.
+"""Derives the access that the daemon needs from its sources and from the behaviour of kernel, init and log library.
 
-Nothing here is read from the policy, so the policy can be compared with it.
+This module reads nothing from the policy, so the policy can be compared with its result.
 """
 
 import re
@@ -11,23 +11,23 @@ import build_file
 
 ROOT = Path(__file__).resolve().parents[2]
 
-# Where a class's entries are links to devices: the place of a power supply differs from board to
-# board, the place of a thermal zone does not.
+# Classes whose entries are links to devices. The directory of power supplies differs between boards;
+# this one is an example. That of thermal zones is fixed.
 LINKED_CLASSES = {"/sys/class/power_supply": "/sys/devices/platform/board/power_supply",
                   "/sys/class/thermal": "/sys/devices/virtual/thermal"}
 
-# Types of the nodes outside sysfs.
+# Types of files and directories outside sysfs.
 PLATFORM_TYPES = {"/": "rootfs", "/dev": "device", "/dev/kmsg": "kmsg_device", "/proc": "proc",
                   "/dev/__properties__": "properties_device"}
 
-# What the kernel asks for, by the flags of open().
+# The permissions that the kernel requires, by the flags of open().
 OPEN_PERMISSIONS = {"O_RDONLY": {"open", "read"}, "O_WRONLY": {"open", "write"},
                     "O_RDWR": {"open", "read", "write"}, "O_WRONLY O_APPEND": {"open", "append"},
-                    "O_PATH": set()}  # opens no file: the names in the directory need its search alone
+                    "O_PATH": set()}  # opening a name in the directory needs only `search`
 SOCKET_PERMISSIONS = {"socket": "create", "bind": "bind", "recvfrom": "read"}
 
-# Calls that a policy can refuse. Only `open`, `openat`, `access` and the socket calls above are understood
-# here; any other one in the daemon's sources fails the check until it is.
+# Calls that a policy can refuse. This module handles `open`, `openat`, `access` and the socket calls
+# above; the check fails if the daemon's sources contain any of the others.
 REFUSABLE = set(SOCKET_PERMISSIONS) | set("""
     open access openat creat fopen freopen opendir readlink realpath stat lstat fstat statfs chmod
     fchmod chown fchown unlink rename mkdir rmdir symlink link mount ioctl mmap mprotect flock lockf
@@ -36,11 +36,11 @@ REFUSABLE = set(SOCKET_PERMISSIONS) | set("""
     setpriority setrlimit setuid setgid syscall inotify_init fanotify_init property_set reboot
     settimeofday clock_settime epoll_create1 timerfd_create
 """.split())
-# read, write, select and close are not among them: open() asks for their permissions.
+# read, write, select and close are not listed, because open() requires their permissions.
 
 
 class Need(NamedTuple):
-    """One permission: `source` may do `permission` to an object of `kind` whose type is `target`."""
+    """A permission: `source` needs `permission` for an object of class `kind` and type `target`."""
     source: str
     target: str
     kind: str
@@ -49,18 +49,19 @@ class Need(NamedTuple):
 
 
 class Labels:
-    """Types of paths, from rows of genfs_contexts (of sysfs) and of file_contexts."""
+    """The types of paths, from rows of genfs_contexts (for sysfs) and file_contexts."""
 
     def __init__(self, genfs, files):
         self.genfs = dict(genfs)
         self.files = [(re.compile(pattern), label) for pattern, label in files]
 
     def of(self, path, whole_names=False):
-        """The type of a path. A row of genfs_contexts fits each path that begins with its text; with
-        `whole_names` only one in which that text ends a name."""
+        """Returns the type of a path. A row of genfs_contexts matches each path that begins with its
+        text; with `whole_names`, only at the end of a name."""
         if path in PLATFORM_TYPES:
             return PLATFORM_TYPES[path]
-        # ueventd labels devices by file_contexts; all else in sysfs has the label of its longest prefix.
+        # ueventd labels devices by file_contexts; other files in sysfs have the label of their longest
+        # prefix.
         if path.startswith("/sys/devices/") or not path.startswith("/sys"):
             for pattern, label in reversed(self.files):
                 if pattern.fullmatch(path):
@@ -72,37 +73,38 @@ class Labels:
 
 
 def read_genfs(path):
-    """Rows (prefix, type) of sysfs in a genfs_contexts file."""
+    """Returns the rows (prefix, type) for sysfs in a genfs_contexts file."""
     return re.findall(r"^genfscon\s+sysfs\s+(\S+)\s+\S+?:\S+?:(\w+)", path.read_text(), re.M)
 
 
 def read_file_contexts(path):
-    """Rows (pattern, type) of a file_contexts file."""
+    """Returns the rows (pattern, type) of a file_contexts file."""
     return re.findall(r"^(/\S*)\s+(?:-\S\s+)?\w+:\w+:(\w+):", path.read_text(), re.M)
 
 
 class Sources:
-    """What the daemon's sources open, write and call.
+    """The files that the daemon's sources open and write, and the calls that they make.
 
-    calls:   the refusable calls; strangers: those of them that are not understood here
-    paths:   path of each attribute, links not followed, to the permissions that it needs
-    written: the paths that are written
+    calls:     the calls that a policy can refuse
+    strangers: the calls that this module cannot handle
+    paths:     the permissions that each attribute needs, by its path, with links not followed
+    written:   the paths that the daemon writes
     """
 
     def __init__(self):
         folders = sorted({source.split("/")[0] for source in build_file.daemon("srcs") if source.endswith(".cpp")}
-                         | {"product"})  # tables alone, no source
+                         | {"product"})  # it has tables and no source
         self.files = [(path, re.sub(r"//.*", "", path.read_text())) for folder in folders
                       for path in sorted((ROOT / folder).iterdir()) if path.suffix in (".cpp", ".h", ".inc")]
         self.text = "\n".join(text for _, text in self.files)
         self.calls = {name for name in REFUSABLE if re.search(rf"(?<![\w.>]){name}\(", self.text)}
         self.strangers = sorted(self.calls - set(SOCKET_PERMISSIONS) - {"open", "openat", "access"})
         self.paths = {}
-        rows = dict(re.findall(r'^SYSFS_FIXED\(\d+, (\w+), "([^"]+)"', self.text, re.M))
+        rows = dict(re.findall(r'^SYSFS_PARAM\(\d+, (\w+), "([^"]+)"', self.text, re.M))
         calls = r"\b(?:write_sysfs_param|write_sysfs_integer|set_switch)\((?:device, )?(?:snapshot, )?PARAM_(\w+)"
         self.written = {rows[name] for name in re.findall(calls, self.text)}
         for _, text in self.files:
-            # A file of paths without an open() of its own is the table that platform/sysfs_io.cpp reads.
+            # A file with paths but no open() is the table that platform/sysfs_io.cpp reads.
             allowed = set().union(*(OPEN_PERMISSIONS[flags] for flags in open_flags(text)))
             allowed = allowed or OPEN_PERMISSIONS["O_RDONLY"]
             if re.search(r"\baccess\(\w+, W_OK\)", text):
@@ -114,13 +116,13 @@ class Sources:
 
 
 def open_flags(text):
-    """The flags that decide on permissions, of each open()."""
+    """Returns for each open() the flags that determine its permissions."""
     return [" ".join(flag for flag in ("O_RDONLY", "O_WRONLY", "O_RDWR", "O_APPEND", "O_PATH") if flag in call)
             for call in re.findall(r"\bopen(?:at)?\(([^;]*\bO_\w+[^;]*);", text)]
 
 
 def walk(path):
-    """Yields (path, kind) of each directory and link on the way to a file, then of the file."""
+    """Yields (path, class) of each directory and link on the way to a file, then of the file."""
     for place, device in LINKED_CLASSES.items():
         if path.startswith(place + "/"):
             link = "/".join(path.split("/")[:5])
@@ -146,7 +148,7 @@ def attribute_needs(source, path, permissions, labels):
 
 
 def program_needs(labels):
-    """init starts the program in its own domain."""
+    """Yields the needs for init to start the program in the program's own domain."""
     program = labels.of("/vendor/bin/cellwarden")
     for permission in ("getattr", "open", "read", "execute", "map"):
         yield Need("init", program, "file", permission, "init starts the program")
@@ -157,11 +159,11 @@ def program_needs(labels):
 
 
 def log_needs():
-    """The log library takes init's descriptor of /dev/kmsg.
+    """Yields the needs of the log library, which uses init's descriptor of /dev/kmsg.
 
-    Before that it compares realpath() of the node with that of /proc/self/fd/N. realpath opens with
-    O_PATH, which needs no permission, then calls fstat, readlink and stat. The library's other way,
-    to open the node, is not for this daemon: the node is 0600 and root's.
+    The library first compares realpath() of the node with that of /proc/self/fd/N. realpath opens with
+    O_PATH, which needs no permission, then calls fstat, readlink and stat. Otherwise the library would
+    open the node, which fails for this daemon: the node belongs to root and has mode 0600.
     """
     reason = "log: realpath and write"
     for path, kind, permission in (("/", "dir", "search"), ("/dev", "dir", "search"), ("/dev/kmsg", "chr_file", "getattr"),
@@ -170,11 +172,11 @@ def log_needs():
         yield Need("cellwarden", PLATFORM_TYPES[path], kind, permission, reason)
     for kind, permission in (("dir", "search"), ("lnk_file", "read")):
         yield Need("cellwarden", "cellwarden", kind, permission, reason)
-    yield Need("cellwarden", "init", "fd", "use", "log: the descriptor is init's")
+    yield Need("cellwarden", "init", "fd", "use", "log: the descriptor belongs to init")
 
 
 def property_needs():
-    """The C library maps the file of the property, and before it the table that names the file."""
+    """Yields the needs of the C library, which maps the file of the property and the table that names it."""
     yield Need("cellwarden", "properties_device", "dir", "search", "property")
     for target in ("build_vendor_prop", "property_info"):
         for permission in ("getattr", "open", "read", "map"):
@@ -182,7 +184,7 @@ def property_needs():
 
 
 def needs(labels, sources):
-    """Every Need of the daemon, and of those that hand it its attributes."""
+    """Returns every Need of the daemon, and of the domains that prepare its attributes."""
     found = set(program_needs(labels))
     for path, permissions in sources.paths.items():
         found.update(attribute_needs("cellwarden", path, permissions, labels))
@@ -195,7 +197,7 @@ def needs(labels, sources):
     if re.search(r"\bproperty_get\(", sources.text):
         found.update(property_needs())
     for path in sources.written:
-        # The service file is a vendor's, so its chown lines run as vendor_init.
+        # The chown lines of a vendor's service file run as vendor_init.
         found.update(need for need in attribute_needs("vendor_init", path, {"setattr"}, labels))
     for path in sources.paths:
         *_, (place, _) = walk(path)

@@ -1,4 +1,4 @@
-"""What Android.bp says of the daemon: the properties of its module, of their defaults and static libraries."""
+"""Reads the daemon's properties from Android.bp: those of its module, its defaults and its static libraries."""
 
 import re
 from pathlib import Path
@@ -7,13 +7,13 @@ ROOT = Path(__file__).resolve().parents[2]
 
 
 def strings(text, prop):
-    """The strings of a property, a list or a single text."""
+    """Returns the strings of a property, whether it is a list or a single string."""
     found = re.search(rf'^ *{prop}: (\[[^]]*\]|"[^"]*")', text, re.M)
     return re.findall(r'"([^"]*)"', found[1]) if found else []
 
 
 def daemon(prop):
-    """The strings that a property has for the daemon, those of other modules here that it is made of first."""
+    """Returns the strings of a property of the daemon, beginning with those of its defaults and static libraries."""
     text = re.sub(r"//.*", "", (ROOT / "Android.bp").read_text())
     modules = {strings(body, "name")[0]: body for body in re.findall(r"^\w+ \{\n(.*?)^\}$", text, re.M | re.S)}
 

@@ -1,10 +1,10 @@
-"""Reads what a compiled policy (in CIL, as checkpolicy writes it) allows."""
+"""Reads the permissions of a compiled policy, in CIL as checkpolicy writes it."""
 
 import re
 
 
 def parse(text):
-    """One statement as nested lists."""
+    """Returns a statement as nested lists."""
     stack = [[]]
     for token in re.findall(r'[()]|"[^"]*"|[^\s()]+', text):
         if token == "(":
@@ -26,14 +26,14 @@ class Policy:
         self.sets = {}
         for name, expression in re.findall(r"^\(typeattributeset (\w+) (.*)\)$", text, re.M):
             self.sets.setdefault(name, []).append(parse(expression))
-        self.rules = {}  # source to rows (target, class, permissions)
+        self.rules = {}  # by source: rows (target, class, permissions)
         for line in re.findall(r"^\(allow .*\)$", text, re.M):
             _, source, target, (kind, permissions) = parse(line)
             self.rules.setdefault(source, []).append((target, kind, set(permissions)))
         self.known = {}
 
     def members(self, expression):
-        """The types of a set expression, an attribute or a type."""
+        """Returns the types of a set expression, an attribute or a type."""
         if isinstance(expression, str):
             if expression not in self.known:
                 parts = self.sets.get(expression)
@@ -49,18 +49,18 @@ class Policy:
         return set().union(*map(self.members, rest if first == "or" else expression))
 
     def names_of(self, name):
-        """A type and its attributes."""
+        """Returns a type and its attributes."""
         return {name} | {attribute for attribute in self.sets if name in self.members(attribute)}
 
     def allowed(self, source, target, kind):
-        """The permissions of a source on the objects of one class and type."""
+        """Returns the permissions of a source on the objects of a class and type."""
         targets = self.names_of(target) | ({"self"} if source == target else set())
         return set().union(*(permissions for name in self.names_of(source)
                              for rule_target, rule_kind, permissions in self.rules.get(name, [])
                              if rule_target in targets and rule_kind == kind))
 
     def sources(self, target, kind, permission):
-        """The types that have a permission on the objects of one class and type."""
+        """Returns the types that have a permission on the objects of a class and type."""
         targets = self.names_of(target)
         return set().union(*(self.members(source) for source, rows in self.rules.items()
                              for rule_target, rule_kind, permissions in rows

@@ -1,4 +1,4 @@
-"""The SELinux policy of this repository within a platform's own."""
+"""Checks the SELinux policy of this repository together with a platform's policy."""
 
 import re
 import shutil
@@ -13,9 +13,9 @@ from report import call
 OURS = access.ROOT / "android/sepolicy"
 CLIENTS = ("tessera_client", "ondra_client", "quillon_client")
 
-# The order in which a platform's build puts policy files together. `attributes` and .te files are of
-# one rank, in which the sets of directories follow each other; within a set, `attributes` of all its
-# directories come first.
+# The order in which a platform's build concatenates policy files. `attributes` and .te files have the
+# same rank and are sorted by set of directories; within a set, the `attributes` of all its directories
+# come first.
 ORDER = ("security_classes initial_sids access_vectors global_macros neverallow_macros mls_macros mls_decl mls "
          "policy_capabilities te_macros ioctl_defines ioctl_macros attributes *.te roles_decl roles users "
          "initial_sid_contexts fs_use genfs_contexts port_contexts").split()
@@ -28,29 +28,29 @@ DEFINITIONS = {"mls_num_sens": 1, "mls_num_cats": 1024, "target_arch": "arm64", 
                "target_exclude_build_test": "false", "target_requires_insecure_execmem_for_swiftshader": "false",
                "target_enforce_debugfs_restriction": "true", "target_recovery": "false",
                "target_board_api_level": 1000000}
-# What of the public policy a vendor of Android 15 may name.
+# The public policy that a vendor of Android 15 may use.
 VENDOR_LEVEL = {"target_board_api_level": 202404}
 
-# No platform allows this to any domain.
+# Every platform forbids this rule for every domain.
 FORBIDDEN = "(allow cellwarden self (memprotect (mmap_zero)))"
 
 
 def policy_files(*sets):
-    """The files of several sets of directories, in the build's order."""
+    """Returns the files of several sets of directories in the build's order."""
     found = [path for directories in sets for name in ORDER for directory in directories
              for path in sorted(directory.glob(name)) if path.is_file()]
     return sorted(found, key=lambda path: ORDER.index("attributes" if path.suffix == ".te" else path.name))
 
 
 class Build:
-    """Compiles policies of one platform in a directory of their own."""
+    """Compiles policies of a platform in a separate directory."""
 
     def __init__(self, tree, directory):
         self.tree = tree
         self.directory = directory
 
     def to_cil(self, name, *sets, **definitions):
-        """Compiles to CIL; returns (path or None, messages)."""
+        """Compiles to CIL. Returns (path or None, messages)."""
         conf, output = self.directory / f"{name}.conf", self.directory / f"{name}.cil"
         macros = [path for path in [self.tree / "flagging/te_macros"] if path.is_file()]
         defined = [part for key, value in (DEFINITIONS | definitions).items() for part in ("-D", f"{key}={value}")]
@@ -61,7 +61,7 @@ class Build:
         return (output, "") if code == 0 else (None, errors)
 
     def link(self, name, text):
-        """Compiles CIL with its neverallow rules; returns (exit code, messages)."""
+        """Compiles CIL with its neverallow rules. Returns (exit code, messages)."""
         path = self.directory / f"{name}.cil"
         path.write_text(text)
         code, output, errors = call("secilc", "-m", "-M", "true", "-G", "-c", "30", path,
@@ -79,15 +79,15 @@ def stand_ins(report, directories, place):
         if not declared:
             missing.append(name)
         elif declared[0].name != "attributes":
-            report.note(f"{declared[0]} declares {name}: its directory must stand before ours in "
-                        "BOARD_VENDOR_SEPOLICY_DIRS, or the line in a file named attributes")
+            report.note(f"{declared[0]} declares {name}: put its directory before ours in "
+                        "BOARD_VENDOR_SEPOLICY_DIRS, or move the declaration to a file named attributes")
     if missing:
         report.not_checked(f"what {', '.join(missing)} may do: no directory declares them (--vendor-policy)")
         (place / "attributes").write_text("".join(f"attribute {name};\n" for name in missing))
 
 
 def texts_of(parsed):
-    """Some of the texts that a parsed pattern matches."""
+    """Returns some of the texts that a parsed pattern matches."""
     results = [""]
     for operator, value in parsed:
         name = str(operator)
@@ -119,9 +119,9 @@ def parse_pattern(pattern):
 
 
 def check_labels(report, directories, product):
-    """Paths that both this policy and another directory label. Returns the labels of the whole.
+    """Reports paths that both this policy and another directory label. Returns the labels of all directories.
 
-    product: those of the directories that are the product's
+    product: the directories that belong to the product
     """
     own_rows = access.read_genfs(OURS / "genfs_contexts")
     own_files = access.read_file_contexts(OURS / "file_contexts")
@@ -134,17 +134,17 @@ def check_labels(report, directories, product):
             for prefix, label in access.read_genfs(directory / "genfs_contexts"):
                 if prefix in own.genfs:
                     clashes.append(f"{directory}/genfs_contexts labels {prefix} {label}: two labels stop the build; "
-                                   "leave out our line and name that type in cellwarden.te")
+                                   "remove our line and name that type in cellwarden.te")
                     rows = [row for row in rows if row[0] != prefix]
                 rows.append((prefix, label))
                 taken = [f"/sys{prefix}{tail}" for tail in tails
                          if any(pattern.fullmatch(f"/sys{prefix}{tail}") for pattern, _ in own.files)]
                 if taken and "power_supply" in prefix:
-                    clashes.append(f"{directory}/genfs_contexts labels {prefix} {label}: our file_contexts takes it over "
-                                   f"without a word ({own.of(taken[0])}); its readers lose {taken[0]}")
+                    clashes.append(f"{directory}/genfs_contexts labels {prefix} {label}: our file_contexts replaces it "
+                                   f"without a warning ({own.of(taken[0])}); its readers lose {taken[0]}")
                 elif taken and directory in product and re.search("batt|charg|suppl|fuel|gauge|wireless|usb", prefix):
-                    report.note(f"{directory}/genfs_contexts labels {prefix} {label}: where a power supply lies below, "
-                                "our file_contexts takes it over without a word")
+                    report.note(f"{directory}/genfs_contexts labels {prefix} {label}: if it contains a power "
+                                "supply, our file_contexts replaces it without a warning")
         if (directory / "file_contexts").is_file():
             for pattern, label in access.read_file_contexts(directory / "file_contexts"):
                 files.append((pattern, label))
@@ -157,8 +157,8 @@ def check_labels(report, directories, product):
                 different = [path for path in common if own.of(path) != label]
                 if different and not (label == "vendor_file" and different == ["/vendor/bin/cellwarden"]):
                     clashes.append(f"{directory}/file_contexts labels {pattern} {label}, ours {different[0]} "
-                                   f"{own.of(different[0])}: one of them loses without a word")
-    report.verdict(not clashes, "no path is labelled by this policy and by another directory", "\n".join(clashes))
+                                   f"{own.of(different[0])}: one of them replaces the other without a warning")
+    report.verdict(not clashes, "no path is labelled by both this policy and another directory", "\n".join(clashes))
     return access.Labels(rows, files + own_files)
 
 
@@ -167,11 +167,11 @@ def check_property(report, tree):
     found = re.search(r"^ro\.product\.vendor\.model\s+\w+:\w+:(\w+):", rows, re.M)
     if rows:
         report.verdict(found and found[1] == "build_vendor_prop", "ro.product.vendor.model is a build_vendor_prop",
-                       f"property_contexts gives it {found[1] if found else 'no label'}")
+                       f"its label in property_contexts: {found[1] if found else 'missing'}")
 
 
 def check_access(report, text, labels):
-    """The compiled policy against what the daemon's sources need."""
+    """Compares the compiled policy with the access that the daemon's sources need."""
     policy = cil.Policy(text)
     needs = access.needs(labels, access.Sources())
     missing = {}
@@ -180,8 +180,8 @@ def check_access(report, text, labels):
             missing.setdefault(need[:3], set()).add((need.permission, need.reason))
     lines = [f"allow {source} {target}:{kind} {{ {' '.join(sorted({p for p, _ in rows}))} }}; ({sorted(rows)[0][1]})"
              for (source, target, kind), rows in sorted(missing.items())]
-    report.verdict(not missing, f"each of the {len(needs)} permissions that the daemon, and those who hand it its "
-                   "attributes, need is allowed", "\n".join(lines))
+    report.verdict(not missing, f"the policy allows all {len(needs)} permissions that the daemon, and the domains that "
+                   "prepare its attributes, need", "\n".join(lines))
     readers = sorted(policy.sources("sysfs_batteryinfo", "file", "read") -
                      policy.sources("sysfs_battery_passport", "file", "read"))
     if readers:
@@ -189,11 +189,11 @@ def check_access(report, text, labels):
 
 
 def note_definitions(report, tree):
-    """Names what the tree's own build defines for its policy and this check does not."""
+    """Reports names that the tree's own build defines for its policy and this check does not."""
     build = tree / "build/soong/policy.go"
     names = set(re.findall(r'"-D (\w+)=', build.read_text())) if build.is_file() else set()
     if names - set(DEFINITIONS):
-        report.note(f"the tree's build defines for its policy what is left out here: {sorted(names - set(DEFINITIONS))}")
+        report.note(f"the tree's build defines names for its policy that this check omits: {sorted(names - set(DEFINITIONS))}")
 
 
 def check(report, tree, vendor_directories):
@@ -201,7 +201,7 @@ def check(report, tree, vendor_directories):
     lacking = [name for name in ("m4", "checkpolicy", "secilc") if shutil.which(name) is None]
     if lacking or not (tree / "public").is_dir() or not (tree / "private").is_dir():
         report.not_checked("policy: " + (f"{', '.join(lacking)} not installed" if lacking else
-                                         f"{tree} has no public and private"))
+                                         f"{tree} does not have public and private"))
         return
     public, private, platform_vendor = ([tree / name] for name in ("public", "private", "vendor"))
     with tempfile.TemporaryDirectory() as temporary:
@@ -217,9 +217,9 @@ def check(report, tree, vendor_directories):
         if (tree / "reqd_mask").is_dir():
             path, errors = build.to_cil("vendor", public, [tree / "reqd_mask"], platform_vendor, vendor,
                                         **VENDOR_LEVEL)
-            report.verdict(path, "vendor policy compiles with the platform's public names alone", errors)
+            report.verdict(path, "vendor policy compiles with only the platform's public names", errors)
         else:
-            report.not_checked(f"vendor policy with public names alone: no {tree}/reqd_mask")
+            report.not_checked(f"vendor policy with only public names: no {tree}/reqd_mask")
         path, errors = build.to_cil("whole", public, private, platform_vendor, vendor)
 
         def with_debt(whole):
@@ -229,16 +229,16 @@ def check(report, tree, vendor_directories):
         if not report.verdict(path, "whole policy compiles", errors):
             return
         text = with_debt(path)
-        # Each of the two takes most of a minute.
+        # Each of the two compilations takes most of a minute.
         with ThreadPoolExecutor(2) as pool:
             forbidden = pool.submit(build.link, "forbidden", text + FORBIDDEN + "\n")
             real = pool.submit(build.link, "real", text)
         code, messages = forbidden.result()
-        report.verdict(code != 0 and "neverallow" in messages, f"a forbidden rule is refused: {FORBIDDEN}",
+        report.verdict(code != 0 and "neverallow" in messages, f"a forbidden rule is rejected: {FORBIDDEN}",
                        "It compiles: neverallow rules are not in force." if code == 0 else messages)
         code, messages = real.result()
         if not report.verdict(code == 0, f"{len(re.findall('^.neverallow ', text, re.M))} neverallow rules hold", messages):
             path, errors = build.to_cil("alone", public, private, platform_vendor, vendor[:-1])
             if path is None or build.link("bare", with_debt(path))[0] != 0:
-                report.note("the same policy without ours is refused too")
+                report.note("the same policy without ours is rejected too")
         check_access(report, text, labels)

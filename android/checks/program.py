@@ -1,4 +1,4 @@
-"""The daemon's units against a platform's headers, and their calls against its lists of symbols."""
+"""Compiles the daemon's sources with a platform's headers, and compares their calls with its lists of symbols."""
 
 import re
 import shutil
@@ -14,14 +14,14 @@ ROOT = build_file.ROOT
 CODENAMES = {"R": 30, "S": 31, "Tiramisu": 33, "UpsideDownCake": 34, "VanillaIceCream": 35}
 ARCHITECTURES = {"arm", "arm64", "x86", "x86_64", "riscv64"}
 
-# Arithmetic on long double and 128-bit integers, and atomics: the compiler's own library has them.
+# Arithmetic on long double and 128-bit integers, and atomics, which are in the compiler's own library.
 COMPILER_RUNTIME = re.compile(r"__(add|sub|mul|div|neg|eq|ne|lt|le|gt|ge|unord|cmp)tf[23]|__extend[hsd]ftf2|"
                               r"__trunctf[hsd]f2|__fix(uns)?tf[sdt]i|__float(un)?[sdt]itf|__powitf2|"
                               r"__\w+ti[2345]|__aarch64_\w+")
 
 
 def symbol_list(path, level):
-    """Names in a map file that a vendor's 64-bit Arm program may use at a platform level."""
+    """Returns the names in a map file that a vendor's 64-bit Arm program may use at a platform level."""
     names, block_tags = set(), set()
     for line in path.read_text().splitlines():
         code, _, comment = line.partition("#")
@@ -47,7 +47,7 @@ def first_directory(*candidates):
 
 
 class Headers:
-    """Include directories of the platform, and what stands in for those that are absent."""
+    """Include directories of the platform, or of this machine if the platform's are missing."""
 
     def __init__(self, report, roots, libc, libcxx, scratch):
         self.missing = []
@@ -60,18 +60,18 @@ class Headers:
         self.cxx = first_directory(libcxx, *in_trees)
         if self.cxx is None:
             self.cxx = first_directory(*sorted(Path("/usr/lib").glob("llvm-*/include/c++/v1"), reverse=True))
-            report.not_checked("compile against the platform's C++ headers: no external/libcxx or prebuilts/clang in the "
-                               "tree (--libcxx)" + (f"; {self.cxx} stands in" if self.cxx else ""))
-        # Headers of other libraries are linked into a directory of their own: no other header of
-        # this machine can be found.
+            report.not_checked("compile with the platform's C++ headers: no external/libcxx or prebuilts/clang in the "
+                               "tree (--libcxx)" + (f"; using {self.cxx}" if self.cxx else ""))
+        # A separate directory has links to the headers of other libraries, so that the compiler finds
+        # no other header of this machine.
         for name, in_tree, here in (("openssl", "external/boringssl/src/include/openssl",
                                      ("/usr/include/openssl", "/usr/include/x86_64-linux-gnu/openssl",
                                       "/usr/include/aarch64-linux-gnu/openssl")),
                                     ("protobuf-c", "external/protobuf-c/protobuf-c", ("/usr/include/protobuf-c",))):
             found = first_directory(*(root / in_tree for root in roots))
             if found is None:
-                report.not_checked(f"compile against the phone's {name} headers: no {in_tree} in the tree; "
-                                   "those of this machine stand in")
+                report.not_checked(f"compile with the phone's {name} headers: no {in_tree} in the tree; "
+                                   "using those of this machine")
             (scratch / name).mkdir()
             for folder in [found] if found else map(Path, here):
                 for header in folder.glob("*.h"):
@@ -81,7 +81,7 @@ class Headers:
 
 
 def generated_units(report, place):
-    """Makes the generated sources; returns those that could be made."""
+    """Generates sources. Returns those that could be generated."""
     (place / "telemetry").mkdir(parents=True)
     (place / "passport").mkdir()
     made = []
@@ -92,7 +92,7 @@ def generated_units(report, place):
         made.append(fixes)
     plugin = shutil.which("protoc-gen-c")
     if shutil.which("protoc") is None or plugin is None:
-        report.not_checked("units with telemetry messages: protoc or protoc-gen-c not installed")
+        report.not_checked("sources with telemetry messages: protoc or protoc-gen-c not installed")
         return made
     code, _, errors = call("protoc", f"--plugin=protoc-gen-c={plugin}", f"--proto_path={ROOT / 'telemetry'}",
                            f"--c_out={place / 'telemetry'}", ROOT / "telemetry/charging.proto")
@@ -102,7 +102,7 @@ def generated_units(report, place):
 
 
 def compile_units(report, clang, headers, level, place):
-    """Compiles every unit; returns the objects."""
+    """Compiles every source. Returns the objects."""
     generated = place / "generated"
     units = [ROOT / source for source in build_file.daemon("srcs") if not source.startswith(":")]
     units += generated_units(report, generated)
@@ -115,13 +115,13 @@ def compile_units(report, clang, headers, level, place):
     def compile_unit(unit):
         output = place / (unit.name + ".o")
         language = cxx if unit.suffix == ".cpp" else []
-        # The library's own headers stand before those of C, which they wrap.
+        # The C++ library's headers come before those of C, which they wrap.
         return (output, *call(clang, "-c", *base, *language, *system, unit, "-o", output))
 
     with ThreadPoolExecutor(2) as pool:
         results = list(pool.map(compile_unit, units))
     bad = [errors for _, code, _, errors in results if code != 0]
-    report.verdict(not bad, f"{len(units)} units compile without a warning for level {level} ({clang})",
+    report.verdict(not bad, f"{len(units)} sources compile without a warning for level {level} ({clang})",
                    "\n".join(bad)[:4000])
     return [output for output, code, _, _ in results if code == 0] if not bad else []
 
@@ -144,8 +144,8 @@ def check_symbols(report, objects, libc, level, cutils):
         report.not_checked(f"undefined symbols: no {path}")
     if not absent:
         known = set().union(*(symbol_list(path, level) for path in maps))
-        report.verdict(not wanted - known, f"C library has each of the {len(wanted)} symbols that the daemon takes from it "
-                       f"at level {level}", "not in libc.map.txt or libm.map.txt: " + ", ".join(sorted(wanted - known)))
+        report.verdict(not wanted - known, f"the C library of level {level} has all {len(wanted)} symbols that the daemon "
+                       "needs from it", "not in libc.map.txt or libm.map.txt: " + ", ".join(sorted(wanted - known)))
     from_cutils = {name for name in device if not re.match(r"(tessera|ondra|quillon)_", name)}
     if cutils is None:
         report.not_checked(f"{', '.join(sorted(from_cutils))}: no libcutils in the tree")
@@ -163,15 +163,15 @@ def check(report, roots, libc, libcxx, cutils, level):
                   sorted(root.glob("prebuilts/clang/host/linux-x86/clang-*/bin/clang"), reverse=True)),
                  shutil.which("clang"))
     if clang is None or not (libc / "libc/include").is_dir():
-        report.not_checked("units and symbols: " + ("clang not installed" if clang is None else
-                                                    f"no {libc}/libc/include"))
+        report.not_checked("sources and symbols: " + ("clang not installed" if clang is None else
+                                                      f"no {libc}/libc/include"))
         return
     with tempfile.TemporaryDirectory() as temporary:
         place = Path(temporary)
         (place / "include").mkdir()
         headers = Headers(report, roots, libc, libcxx, place / "include")
         if headers.cxx is None:
-            report.not_checked("units and symbols: no C++ headers")
+            report.not_checked("sources and symbols: no C++ headers")
             return
         objects = compile_units(report, clang, headers, level, place)
         if objects:

@@ -1,4 +1,4 @@
-"""What the checks of a platform print, and the sum of it."""
+"""Prints the results of the checks of a platform, and counts them."""
 
 import subprocess
 
@@ -30,7 +30,7 @@ class Report:
         print(f"  note: {what}")
 
     def verdict(self, good, what, details=""):
-        """One check: holds, or fails with details."""
+        """Reports a check: it holds, or fails with details."""
         if good:
             self.holds(what)
         else:
@@ -38,13 +38,13 @@ class Report:
         return good
 
     def exit_code(self):
-        """0: all was checked and holds; 1: something fails; 2: something was not checked."""
+        """Returns 0 if everything was checked and holds, 1 if a check fails, 2 if only some were not made."""
         print(f"\n{self.passed} hold, {self.failed} fail, {self.skipped} not checked")
         return 1 if self.failed else 2 if self.skipped else 0
 
 
 def call(*command, cwd=None):
-    """Runs a command; returns its exit code, output and error text."""
+    """Runs a command. Returns its exit code, output and error text."""
     done = subprocess.run([str(part) for part in command], capture_output=True, text=True, check=False, cwd=cwd,
                           errors="replace")
     return done.returncode, done.stdout, done.stderr

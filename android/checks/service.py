@@ -1,4 +1,4 @@
-"""The service file against init's own lists of keywords, users, capabilities."""
+"""Compares the service file with init's own lists of keywords, users and capabilities."""
 
 import re
 from pathlib import Path
@@ -7,7 +7,7 @@ import build_file
 
 
 def keyword_map(path):
-    """Keyword to the least and greatest number of its arguments, as init's table has them."""
+    """Returns by keyword the smallest and largest number of its arguments, from init's table."""
     number = lambda text: int(text) if text.isdigit() else None
     rows = re.findall(r'\{"([\w.]+)",\s*\{([^,{}]+),\s*([^,{}]+),', path.read_text())
     return {name: (number(low.strip()), number(high.strip())) for name, low, high in rows}
@@ -19,7 +19,7 @@ def count_fits(bounds, count):
 
 
 def read_sections(path):
-    """Rows (line number, words, section head) of a service file."""
+    """Yields rows (line number, words, section head) of a service file."""
     head = []
     for number, line in enumerate(path.read_text().splitlines(), 1):
         words = line.split("#")[0].split()
@@ -30,7 +30,7 @@ def read_sections(path):
 
 
 class Lists:
-    """What init and its companions know; None for a list whose file is absent."""
+    """The names that init and its companions know; None for a list whose file is missing."""
 
     def __init__(self, core):
         init = core / "init"
@@ -48,7 +48,7 @@ class Lists:
 
 
 def faults_of(rows, lists):
-    """Yields a text for each word that init would refuse, or that names nothing."""
+    """Yields a text for each word that init would reject, and for each unknown name."""
     heads = {(head[0], head[1]) for _, _, head in rows if len(head) > 1}
     for number, words, head in rows:
         keyword, values = words[0], words[1:]
@@ -63,9 +63,9 @@ def faults_of(rows, lists):
         if keyword not in known:
             yield f"line {number}: unknown {what} '{keyword}'"
         elif not count_fits(known[keyword], len(values)):
-            yield f"line {number}: '{keyword}' takes another number of arguments than {len(values)}"
+            yield f"line {number}: '{keyword}' does not accept {len(values)} argument(s)"
         elif head[0] == "service" and keyword == "file" and values[1] not in ("r", "w", "rw"):
-            yield f"line {number}: unknown way '{values[1]}' to open a file"
+            yield f"line {number}: unknown mode '{values[1]}' of a file"
         elif keyword == "trigger" and ("on", values[0]) not in heads:
             yield f"line {number}: no section is triggered by '{values[0]}'"
         elif keyword in ("start", "stop", "restart", "enable") and ("service", values[0]) not in heads:
@@ -87,8 +87,8 @@ def check(report, core):
     lists = Lists(core)
     for name in ("capabilities", "users", "classes", "profiles"):
         if getattr(lists, name) is None:
-            report.not_checked(f"names of {name}: their file is not in {core}")
+            report.not_checked(f"names of {name}: {core} does not have their file")
     for path in build_file.daemon("init_rc"):
         rows = list(read_sections(Path(build_file.ROOT / path)))
         faults = list(faults_of(rows, lists))
-        report.verdict(not faults, f"init knows every word of {path} ({len(rows)} lines)", "\n".join(faults))
+        report.verdict(not faults, f"init accepts every word of {path} ({len(rows)} lines)", "\n".join(faults))

@@ -15,11 +15,11 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-constexpr int CYCLES = 4;          // per session; each saves, because the phone is shutting down
-constexpr int KILLS_PER_SAVE = 8;  // with the same stored units
+constexpr int CYCLES = 4;  // per session; each cycle saves, because the phone is shutting down
+constexpr int KILLS_PER_SAVE = 8;  // kills with the same stored units
 constexpr double CYCLE_TIME_S = 3600;
 
-// What the store holds after each cycle of a session without a kill, the first being the start.
+// The content of the store at the start and after each cycle of a session without a kill.
 struct Reference {
     std::vector<Units> after;
     std::vector<size_t> lines;  // of the transcript, after each
@@ -29,10 +29,10 @@ struct Reference {
 
 struct Found {
     int tried = 0;
-    int running_cycle_lost = 0;  // the store holds what the cycle before had stored
+    int running_cycle_lost = 0;  // the store has the content of the previous cycle
     int running_cycle_kept = 0;  // all of the running cycle is stored
     int between = 0;             // some units of the running cycle are stored, others not yet
-    int inside_a_write = 0;      // a half-made new unit was left beside the old one
+    int inside_a_write = 0;      // an incomplete new unit is next to the old one
     int wrong = 0;
 };
 

@@ -52,7 +52,7 @@ std::string hash_of_file(const fs::path& path) {
     return hash_of(read_file(path));
 }
 
-// Notes what the daemon did to one file; returns whether it has dropped its wakelock.
+// Records the daemon's action on a file. Returns whether the daemon has released its wakelock.
 bool take_event(Stage& stage, const FileEvent& event) {
     if (event.action != FileAction::OPENED && stage.files.held.contains(event.path)) {
         note(stage, "write " + std::string(phone::attribute_name(event.path)) + " to no avail");
@@ -114,6 +114,12 @@ void make_phone(Stage& stage) {
     show_driver_files(stage.files, stage.phone);
 }
 
+// Returns whether a uevent of that subsystem and name starts a full cycle.
+bool concerns_daemon(const std::string& subsystem, const std::string& name) {
+    return subsystem == "power_supply" &&
+           (name == "battery" || name == "usb" || name == "wireless");
+}
+
 }  // namespace
 
 std::string read_file(const fs::path& path) {
@@ -138,11 +144,6 @@ void pass_time(Stage& stage, double seconds) {
     stage.clock.boot_s += static_cast<int64_t>(seconds);
     stage.clock.wall_s += static_cast<int64_t>(seconds);
     set_clock(stage);
-}
-
-bool concerns_daemon(const std::string& subsystem, const std::string& name) {
-    return subsystem == "power_supply" &&
-           (name == "battery" || name == "usb" || name == "wireless");
 }
 
 void play(Stage& stage, const TimedAction& entry, double since_s) {

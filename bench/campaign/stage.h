@@ -18,7 +18,7 @@ struct Stage : Rig {
     Scenario scenario;
     DaemonCommand daemon;
     ClockTimes clock;
-    std::chrono::steady_clock::time_point start;  // of the daemon
+    std::chrono::steady_clock::time_point start;  // start of the daemon
     int clock_fd = -1;
     int cycles = 0;
     Transcript transcript;
@@ -53,10 +53,7 @@ void kill_daemon(Stage& stage);
 enum class AttributeFault { MISSING, UNREADABLE, EMPTY };
 void break_attribute(Stage& stage, const std::string& path, AttributeFault fault);
 
-// Returns whether a uevent of that subsystem and name starts a full cycle.
-bool concerns_daemon(const std::string& subsystem, const std::string& name);
-
-// The content of all units, by number.
+// Returns the content of all units by their number.
 using Units = std::map<uint32_t, std::string>;
 Units read_units(const Stage& stage);
 void write_units(const Stage& stage, const Units& units);

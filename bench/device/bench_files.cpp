@@ -10,7 +10,8 @@
 namespace cellwarden::bench {
 namespace {
 
-// Writes all of it, over short writes; a write that takes nothing is a failure. Returns 0 or -1.
+// Writes the whole content, with several writes if necessary. Returns 0, or -1 if a write fails or
+// accepts nothing.
 int write_all(int fd, const void* data, size_t size) {
     const char* next = static_cast<const char*>(data);
     while (size > 0) {

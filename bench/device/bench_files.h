@@ -4,9 +4,8 @@
 //   outbox/          one file per telemetry event
 //   properties/KEY   the text of one system property
 //   imei/SELECTOR    the text of one IMEI
-//   faults/NAME      makes the call NAME fail: always if the file is empty; once, at the Nth call,
-//   if
-//                    it contains the number N
+//   faults/NAME      makes the call NAME fail: always if the file is empty; only the Nth time if it
+//                    contains the number N
 #pragma once
 
 #include <cstddef>

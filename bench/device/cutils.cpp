@@ -14,7 +14,7 @@
 namespace {
 
 constexpr size_t LOG_LINE_SIZE = 512;  // longer lines are truncated
-constexpr size_t PROPERTY_SIZE = 92;   // terminator included
+constexpr size_t PROPERTY_SIZE = 92;   // including the terminator
 constexpr int QUIETEST_LEVEL = 6;      // less urgent lines are dropped
 
 int kernel_log_fd() {

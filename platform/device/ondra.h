@@ -5,13 +5,13 @@
 
 extern "C" {
 
-// Returns an opaque handle, or a null pointer where the library is unavailable.
+// Returns an opaque handle, or a null pointer if the library is unavailable.
 void* ondra_create(void);
 
-// Returns 1 or more when events may be sent, 0 or less when not.
+// Returns 1 or more if events may be sent, otherwise 0 or less.
 int ondra_is_active(void* handle);
 
-// Queues one event. The bytes are copied; the caller keeps its buffer.
+// Queues an event. The library copies the bytes; the caller keeps its buffer.
 int ondra_add_event(void* handle, const char* category, const char* name, const void* data,
                     size_t length);
 

@@ -5,7 +5,7 @@
 
 extern "C" {
 
-// Hands over the IMEI of the modem slot `selector`: `*text` is allocated by the library and freed
-// by the caller with free(), `*length` is its length without a terminator. Returns 0 on success.
+// Returns the IMEI of the modem slot `selector`: the library allocates `*text`, which the caller
+// frees with free(); `*length` is its length without a terminator. Returns 0 on success.
 int quillon_get_imei(int selector, char** text, uint32_t* length);
 }

@@ -5,9 +5,9 @@
 
 extern "C" {
 
-// Reads `unit` into `buffer`. `*size` is the capacity of the buffer on entry and the number of
-// bytes that the unit holds on success. Returns 0 on success; on anything else neither the buffer
-// nor the size may be used.
+// Reads `unit` into `buffer`. `*size` is the capacity of the buffer on entry, and the number of
+// bytes of the unit on success. Returns 0 on success; otherwise the caller must not use the buffer
+// or the size.
 int32_t tessera_read_unit(uint32_t unit, void* buffer, uint32_t* size);
 
 // Replaces the whole content of `unit`, and its length, by `size` bytes. Returns 0 on success.

@@ -28,67 +28,36 @@ SANITIZERS = {
                         " -fsanitize-minimal-runtime -fno-sanitize-trap=integer,undefined"
                         " -fno-sanitize-recover=integer,undefined".split(),
 }
-NOT_SANITIZED = "src:/usr/*\n"
-LINKED_BY_TYPE = {"cc_binary": [], "cc_test": ["-lgtest"]}
 
 
 # --- The Blueprint language: properties with values that are strings, booleans, lists and maps.
 
-def tokens_of(text):
-    """The tokens of a build file, last one first."""
-    pattern = r'//[^\n]*|\s+|("[^"]*"|[\w.]+|[{}\[\]:,+])'
-    return [match[1] for match in re.finditer(pattern, text) if match[1]][::-1]
+def read_blueprint(text):
+    """Type and properties of each module; with names in quotes, a build file is Python."""
+    def as_python(found):
+        if found[1]:
+            return f'"{found[1]}"'
+        return "" if found[0].startswith("//") else {"true": "True", "false": "False"}.get(found[0], found[0])
 
-
-def read_value(tokens):
-    token = tokens.pop()
-    if token == "{":
-        value = read_properties(tokens)
-    elif token == "[":
-        value = []
-        while tokens[-1] != "]":
-            value.append(read_value(tokens))
-            if tokens[-1] == ",":
-                tokens.pop()
-        tokens.pop()
-    else:
-        value = token[1:-1] if token[0] == '"' else {"true": True, "false": False}[token]
-    if tokens[-1] == "+":
-        tokens.pop()
-        value += read_value(tokens)
-    return value
-
-
-def read_properties(tokens):
-    properties = {}
-    while (name := tokens.pop()) != "}":
-        if name != ",":
-            tokens.pop()  # the colon
-            properties[name] = read_value(tokens)
-    return properties
+    text = re.sub(r'"[^"]*"|//[^\n]*|(\w+)(?=:)|\btrue\b|\bfalse\b', as_python, text)
+    return [(kind, eval(body)) for kind, body in re.findall(r"^(\w+) (\{.*?^\})", text, re.M | re.S)]
 
 
 def merged(first, second):
     """Properties as Soong merges them: lists are appended, of other values the second wins."""
-    result = dict(first)
-    for name, value in second.items():
-        if isinstance(value, list):
-            value = first.get(name, []) + value
-        elif isinstance(value, dict):
-            value = merged(first.get(name, {}), value)
-        result[name] = value
+    result = first | second
+    for name in first.keys() & second.keys():
+        if isinstance(second[name], list):
+            result[name] = first[name] + second[name]
+        elif isinstance(second[name], dict):
+            result[name] = merged(first[name], second[name])
     return result
 
 
 def read_modules():
     """The modules by name, with their type in "type", defaults and conditions applied."""
-    tokens = tokens_of((ROOT / "Android.bp").read_text())
-    modules = {}
-    while tokens:
-        kind = tokens.pop()
-        tokens.pop()  # the brace
-        module = read_properties(tokens)
-        modules[module["name"]] = module | {"type": kind}
+    modules = {module["name"]: module | {"type": kind}
+               for kind, module in read_blueprint((ROOT / "Android.bp").read_text())}
     own_types = {name: module["module_type"] for name, module in modules.items() if "module_type" in module}
     for name, module in modules.items():
         for variable in module.get("soong_config_variables", {}).values():
@@ -107,7 +76,7 @@ class Tree:
     def __init__(self, modules, top, device_libraries):
         self.modules, self.top, self.device_libraries = modules, top, device_libraries
         self.ignore_list = top / "not_sanitized"
-        self.ignore_list.write_text(NOT_SANITIZED)
+        self.ignore_list.write_text("src:/usr/*\n")
 
     def of_type(self, *kinds):
         return [name for name, module in self.modules.items() if module["type"] in kinds]
@@ -190,7 +159,7 @@ class Tree:
         libraries = module.get("shared_libs", [])
         run("clang++", *sanitizer_flags(module), *objects,
             *(self.top / library / (library + ".a") for library in module.get("static_libs", [])),
-            *LINKED_BY_TYPE[module["type"]], f"-L{self.device_libraries}", "-Wl,--as-needed",
+            *(["-lgtest"] if module["type"] == "cc_test" else []), f"-L{self.device_libraries}", "-Wl,--as-needed",
             *("-l" + library.removeprefix("lib") for library in libraries), "-o", made)
         if made.is_file():
             needed = re.findall(r"NEEDED.*\[(.+)\.so", run("readelf", "-d", made))

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""The service file runs the daemon exactly once, from each way of starting a phone.
+"""The service file runs the daemon exactly once after each way of starting a phone.
 
-The rules of init that matter here: class_start starts the services of a class but those that are
-disabled, class_stop ends the services of a class and disables them, whether or not they ran.
+The test models two rules of init: class_start starts the services of a class that are not disabled;
+class_stop stops the services of a class and disables them, whether or not they ran.
 """
 
 from checking import ROOT, expect_equal, finish
 
-# What init is asked for, by way of starting; "start" and "stop" are class_start and class_stop.
+# The commands to init for each way of starting; "start" and "stop" are class_start and class_stop.
 STARTS = {
     "normal start": ["start core", "start main", "start late_start"],
     "off-mode charging": ["start charger"],
@@ -18,7 +18,7 @@ STARTS = {
 
 
 def read_services():
-    """The services of the daemon: name to options, the program among them."""
+    """Returns the options of each service of the daemon by its name; one option is the program."""
     services, options = {}, []
     for line in (ROOT / "android/cellwarden.rc").read_text().splitlines():
         words = line.split()
@@ -32,7 +32,7 @@ def read_services():
 
 
 def running_after(services, commands):
-    """Names of the running services after each command."""
+    """Returns the names of the running services after each command."""
     running, disabled, steps = set(), {name for name, options in services.items() if ("disabled", []) in options}, []
     for command in commands:
         action, group = command.split()
@@ -55,5 +55,5 @@ for way, wanted_commands in STARTS.items():
     expect_equal(f"{way}: daemons that run at the end", [len(steps[-1][1])], [1])
 first, *others = ([option for option in options if option[0] != "class"] for options in all_services.values())
 for other in others:
-    expect_equal("options of the services but their class", other, first)
+    expect_equal("options of the services except their class", other, first)
 finish()

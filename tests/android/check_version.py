@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The daemon's version is in the stripped binary and in a process's own pages, and names its sources.
+"""The daemon's version is in the stripped binary and in the process's own pages, and identifies its sources.
 
 Usage: check_version.py BUILD_DIRECTORY
 """
@@ -17,7 +17,7 @@ SECTION = ".cellwarden.version"
 
 
 def compiled_sources(build):
-    """Our files that the daemon was compiled from, as the compiler reported them."""
+    """Returns this repository's files from which the daemon was compiled, as the compiler reported them."""
     names = set()
     blocks = run("ninja", "-C", build, "-t", "deps").split("\n\n")
     for block in blocks:
@@ -28,13 +28,13 @@ def compiled_sources(build):
 
 
 def version_of(sources, root):
-    """The version text that these sources give in the folder `root`."""
+    """Returns the version text of these sources in the folder `root`."""
     text = run(sys.executable, ROOT / "daemon/make_version.py", "/dev/stdout", *(Path(root) / name for name in sources))
     return re.search(r'"(cellwarden .*)"', text)[1]
 
 
 def own_pages(daemon, libraries):
-    """What a running daemon's own writable pages of the binary hold. It is still waiting for drivers."""
+    """Returns the binary's writable pages in a running daemon, which still waits for the drivers."""
     process = subprocess.Popen([daemon], env={"LD_LIBRARY_PATH": libraries})
     try:
         mappings = []

@@ -1,5 +1,5 @@
-// The main function of the test program that runs on a phone: it needs no namespaces, since its tests
-// touch no file.
+// The main function of the test program for a phone. It needs no namespaces, because its tests use no
+// file.
 #include <gtest/gtest.h>
 
 #include "support/phone.h"

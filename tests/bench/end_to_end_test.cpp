@@ -6,18 +6,17 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "state/batt_stat.h"
+#include "support/folder.h"
+#include "support/rows.h"
 
 namespace cellwarden::bench {
 namespace {
 
-namespace fs = std::filesystem;
 using nlohmann::json;
 
 struct BenchRun {
@@ -43,20 +42,15 @@ struct BenchRun {
     }
 };
 
-class EndToEnd : public testing::Test {
+class EndToEnd : public test::FolderTest {
   protected:
-    void SetUp() override {
-        std::string path = (fs::temp_directory_path() / "cellwarden-e2e-XXXXXX").string();
-        ASSERT_NE(mkdtemp(path.data()), nullptr);
-        folder = path;
-    }
-    void TearDown() override { fs::remove_all(folder); }
+    static json scenario_of(const std::string& file) { return json::parse(test::text_of_file(BENCH_TESTS "/" + file)); }
 
     // Runs to the scenario's end, or presses Ctrl-C once the record has been saved that often.
     BenchRun run(const json& scenario, int saves = -1) {
-        std::ofstream(folder / "scenario.json") << scenario;
+        write("scenario.json", scenario.dump());
         const std::string options =
-            " --json --scenario " + folder.string() + "/scenario.json --state " + folder.string() + "/state";
+            " --json --scenario " + top.string() + "/scenario.json --state " + top.string() + "/state";
         FILE* output = popen(("echo $$; exec " BENCH_COMMAND + options).c_str(), "r");
         BenchRun result;
         pid_t bench = -1;
@@ -77,29 +71,16 @@ class EndToEnd : public testing::Test {
     // A unit of the store, as the latest run left it.
     template <typename T>
     [[nodiscard]] T unit(int number) const {
-        const fs::path file = folder / "state" / "units" / std::to_string(number);
-        EXPECT_EQ(fs::file_size(file), sizeof(T)) << file;
+        const std::string bytes = read("state/units/" + std::to_string(number));
+        EXPECT_EQ(bytes.size(), sizeof(T)) << number;
         T content{};
-        std::ifstream(file, std::ios::binary).read(reinterpret_cast<char*>(&content), sizeof content);
+        bytes.copy(reinterpret_cast<char*>(&content), sizeof content);
         return content;
     }
-
-    fs::path folder;
 };
 
 TEST_F(EndToEnd, CyclesFollowUeventsAndThePeriod) {
-    const json scenario = json::parse(R"({
-        "duration_s": 15, "speed": 10, "uptime_s": 86500,
-        "driver_ready_s": 2.5, "battery_uevent_s": 0,
-        "phone": {"soc_percent": 50, "battery_temp_c": 30, "ambient_c": 30, "load_ma": 500,
-                  "thermal_zone": 12},
-        "units": {"2802": {"text": "250401"}, "2803": {"i32": 1743465600}},
-        "properties": {"ro.product.vendor.model": "PVX-40"},
-        "timeline": [
-            {"at_s": 0.5, "uevent": {"subsystem": "power_supply", "name": "usb_pd"}},
-            {"at_s": 1, "uevent": {"subsystem": "thermal", "name": "battery"}},
-            {"at_s": 2, "plug": {"type": "PD", "watts": 27}}, {"at_s": 4, "unplug": true}]})");
-    const BenchRun result = run(scenario);
+    const BenchRun result = run(scenario_of("four_cycles.json"));
     ASSERT_EQ(result.exit_code, 0);
     EXPECT_TRUE(result.summary().at("daemon_ran"));
     EXPECT_GE(result.all("listens").front().at("at_s"), 2.5) << "not before the driver is there";
@@ -118,29 +99,13 @@ TEST_F(EndToEnd, CyclesFollowUeventsAndThePeriod) {
     EXPECT_LE(decidegrees, 370);
 }
 
-// Three seconds before a hundred days of use are complete, on a phone that has been up for a day.
-constexpr const char* LIFE = R"({
-    "duration_s": 7, "speed": 20, "uptime_s": 90000, "battery_uevent_s": 1,
-    "phone": {"soc_percent": 40, "state_of_health_percent": 90},
-    "units": {
-        "2319": {"u8": 2}, "2802": {"text": "250401"}, "2803": {"i32": 1743552000},
-        "2491": {"record": {"online_time": 8639997, "total_cycle_count": 1203000,
-                            "fcc_mah": [4810], "latest_user_soh": 48600,
-                            "latest_filtered_soh": 48600, "min_temp": -123}}},
-    "properties": {"ro.product.vendor.model": "PVX-40"},
-    "timeline": [
-        {"at_s": 0.3, "plug": {"type": "PD", "watts": 27}}, {"at_s": 0.8, "thermal_level": 15},
-        {"at_s": 4.5, "unplug": true}, {"at_s": 5, "shutdown_phase": 4}]})";
-
 TEST_F(EndToEnd, AHundredDaysOfUse) {
-    const BenchRun result = run(json::parse(LIFE));
+    const BenchRun result = run(scenario_of("hundred_days.json"));
     ASSERT_EQ(result.exit_code, 0);
 
-    EXPECT_EQ(result.written("battchg_ext/restored_capacity"), "4810");
-    EXPECT_EQ(result.written("battchg_ext/batt_aging_level"), "1");
-    EXPECT_EQ(result.written("battery/manufacturing_date"), "1743465600");
-    EXPECT_EQ(result.written("battery/first_usage_date"), "1743552000");
-    EXPECT_EQ(result.written("battery/cycle_count"), "120");
+    for (const test::Row& row : test::values_of(BENCH_TESTS "/hundred_days_writes.csv")) {
+        EXPECT_EQ(result.written(row.at(0)), row.at(1)) << row.at(0);
+    }
     EXPECT_EQ(result.all("status").back().at("level"), 1);  // the charger obeys
 
     EXPECT_FALSE(result.all("log", "text", "cellwarden: Sending ondra event for BatteryDegradation2").empty());
@@ -169,7 +134,7 @@ TEST_F(EndToEnd, AHundredDaysOfUse) {
 }
 
 TEST_F(EndToEnd, ARestartGoesOnWithWhatWasSaved) {
-    json scenario = json::parse(LIFE);
+    json scenario = scenario_of("hundred_days.json");
     scenario["duration_s"] = 3.5;
     scenario["timeline"] = json::parse(R"([
         {"at_s": 0.2, "attribute": {"name": "battchg_ext/learning_counter", "text": "1"}},

@@ -1,18 +1,24 @@
 // What the bench shows, keeps and allows: every line of text and every JSON object by what it says.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "bench/actions.h"
 #include "bench/campaign/call_faults.h"
+#include "bench/device/bench_files.h"
 #include "bench/display.h"
 #include "bench/event_text.h"
 #include "bench/uevent_sender.h"
+#include "support/folder.h"
+#include "support/hex.h"
+#include "support/process.h"
 #include "support/rows.h"
 
 namespace cellwarden::bench {
@@ -22,9 +28,8 @@ namespace fs = std::filesystem;
 using decode::EventField;
 using decode::FieldUnit;
 
-std::string expected(const char* name) {
-    std::ifstream file(std::string(BENCH_TESTS "/") + name);
-    return {std::istreambuf_iterator<char>(file), {}};
+std::string expected(const std::string& name) {
+    return test::text_of_file(BENCH_TESTS "/" + name);
 }
 
 decode::Event sample_event() {
@@ -42,21 +47,11 @@ decode::Event sample_event() {
 }
 
 TEST(EventText, TellsWhatThereIsAndNamesWhatThereIsNot) {
-    const auto name = [](std::string text) { return text.resize(42, ' '), text; };
-    const std::vector<std::string> wanted = {
-        name("version") + "2",
-        name("charger_type") + "\"PD\"",
-        name("battery_care_flg") + "yes",
-        name("max_discharge_current") + "-3000 mA",
-        name("thermal_level_time") + "thermal level 0: 0 d 00:00:11; thermal level 2: 0 d 00:00:13",
-        name("arrhenius_lv") + "10 days from day 10: 3",
-        name("fcc_mah") + "[0]: 1 mAh; ... 2 more ...; [3]: 4 mAh",
-        "empty: pdo_raw_list full_count"};
-    EXPECT_EQ(event_lines(sample_event()), wanted);
-    EXPECT_EQ(event_json(sample_event()).dump(),
-              R"({"version":2,"charger_type":"PD","pdo_raw_list":"","battery_care_flg":true,)"
-              R"("max_discharge_current":-3000,"full_count":0,"thermal_level_time":[11,0,13],)"
-              R"("arrhenius_lv":[4294967295,3],"fcc_mah":[1,2,3,4]})");
+    std::string text;
+    for (const std::string& line : event_lines(sample_event())) {
+        text += line + "\n";
+    }
+    EXPECT_EQ(text + event_json(sample_event()).dump() + "\n", expected("event_lines.txt"));
     decode::Event many;
     for (int i = 0; i < 10; i++) {
         many.fields.push_back({"a_name_of_20_letters", 1, FieldUnit::COUNT, false, {uint64_t{0}}});
@@ -69,21 +64,20 @@ TEST(EventText, TellsWhatThereIsAndNamesWhatThereIsNot) {
 
 // What is printed for all happenings, the status and the summary.
 std::string shown(Output output) {
-    const Settings settings = {"ordinary", "a day", "/d/cellwarden", "/s", 30, 60, 3600};
-    const Happening happenings[] = {
-        DaemonListens{},
-        PhoneChange{"load 5 mA"},
-        UeventSent{"power_supply", "usb"},
-        UeventSent{"thermal", "zone"},
-        CycleDone{true},
-        CycleDone{false},
-        AttributeWrite{"battery/soh", "96", "95"},
-        UnitStored{{2805, 2, "95"}},
-        UnitStored{{2491, 9728, ""}},
-        UnitStored{{2319, 1, "4"}},
-        EventSent{{"charging", "X", 1, {}, "is empty"}, "f"},
-        LogRecord{3, "hot"},
-    };
+    const DisplaySettings settings = {"ordinary", "a day", "/d/cellwarden", "/s", 30, 60, 3600};
+    const Happening happenings[] = {DaemonListens{},
+                                    PhoneChange{"load 5 mA"},
+                                    UeventSent{"power_supply", "usb"},
+                                    UeventSent{"thermal", "zone"},
+                                    CycleDone{true},
+                                    CycleDone{true},
+                                    CycleDone{false},
+                                    AttributeWrite{"battery/soh", "96", "95"},
+                                    UnitStored{{2805, 2, "95"}},
+                                    UnitStored{{2491, 9728, ""}},
+                                    UnitStored{{2319, 1, "4"}},
+                                    EventSent{{"charging", "X", 1, {}, "is empty"}, "f"},
+                                    LogRecord{3, "hot"}};
     Display display{.output = output};
     const PhoneStatus status = {48, 3.87654, -251.4, 25.04, "Full", 2, "PD 27 W", 93784};
     Tally tally;
@@ -108,26 +102,11 @@ TEST(Display, PrintsLinesOrJson) {
 
 // One after the other, on one phone: what is said, which uevents are sent, and the phone after it.
 TEST(Action, ChangesThePhoneAndTellsOfIt) {
-    const Action actions[] = {PlugUsb{"PD", 27},
-                              SetAmbient{-5},
-                              SetBatteryTemp{44.5},
-                              SetLoad{700},
-                              SetThermalLevel{9},
-                              SetShutdownPhase{4},
-                              PlugWireless{"EPP", 15.5},
-                              Unplug{},
-                              Unplug{},
-                              OverrideAttribute{"battery/health", "Hot"},
-                              OverrideAttribute{"battery/health", {}},
-                              SwitchFault{"imei", true},
-                              SwitchFault{"imei", false},
-                              SendUevent{"thermal", "zone"}};
     phone::Phone phone;
     std::ostringstream told;
-    for (const Action& action : actions) {
-        const std::vector<UeventSent> uevents = change_phone(phone, action);
-        told << action_text(action) << " |";
-        for (const UeventSent& uevent : uevents) {
+    for (const TimedAction& timed : load_scenario(BENCH_TESTS "/actions.json").timeline) {
+        told << action_text(timed.action) << " |";
+        for (const UeventSent& uevent : change_phone(phone, timed.action)) {
             told << ' ' << uevent.subsystem << '/' << uevent.name;
         }
         told << " | " << source_text(phone.charger) << ", " << phone.ambient_c << " and " << phone.battery.temp_c
@@ -137,16 +116,9 @@ TEST(Action, ChangesThePhoneAndTellsOfIt) {
     EXPECT_EQ(told.str(), expected("actions.txt"));
 }
 
-class StateDir : public testing::Test {
+class StateDir : public test::FolderTest {
   protected:
-    StateDir() : top(make_temporary_state_dir()) {}
-    ~StateDir() override { fs::remove_all(top); }
-    void write(const char* name, const std::string& bytes) const { std::ofstream(top / name) << bytes; }
-    [[nodiscard]] std::string read(const char* name) const {
-        std::ifstream stream(top / name);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-    const fs::path top;
+    StateDir() : FolderTest(make_temporary_state_dir()) {}
 };
 
 TEST_F(StateDir, TakesTheScenarioAndKeepsAnEarlierRun) {
@@ -168,22 +140,14 @@ TEST_F(StateDir, TakesTheScenarioAndKeepsAnEarlierRun) {
 }
 
 TEST_F(StateDir, ReadsUnitsAndEvents) {
-    const struct {
-        std::string bytes;
-        const char* value;
-    } rows[] = {{"\x79", "121"},
-                {std::string("\x01\x02", 2), "513"},
-                {std::string("\x01\0\0\x80", 4), "2147483649"},
-                {"250401", "250401"},
-                {"\x01\x02\x03", ""},
-                {std::string(8, '\xff'), "18446744073709551615"}};
     fs::create_directory(top / "units");
-    for (const auto& row : rows) {
-        write("units/2805", row.bytes);
+    for (const test::Row& row : test::values_of(BENCH_TESTS "/stored_units.csv")) {
+        const std::string bytes = test::bytes_of_hex(row.at(0));
+        write("units/2805", bytes);
         const StoredUnit unit = read_stored_unit(top / "units/2805");
         EXPECT_EQ(unit.unit, 2805U);
-        EXPECT_EQ(unit.size, row.bytes.size());
-        EXPECT_EQ(unit.value, row.value);
+        EXPECT_EQ(unit.size, bytes.size());
+        EXPECT_EQ(unit.value, row.at(1)) << row.at(0);
     }
     fs::create_directory(top / "outbox");
     const char* const event = "outbox/20260301T071245Z-0002-charging-ChargerInsertionRemoval";
@@ -195,6 +159,37 @@ TEST_F(StateDir, ReadsUnitsAndEvents) {
     write(event, "\x08");
     EXPECT_NE(read_outbox_event(top / event).fault.find("the value of field version is truncated"), std::string::npos);
     EXPECT_THROW(read_outbox_event(top / "outbox/letter"), std::runtime_error);
+}
+
+TEST_F(StateDir, AFileIsReplacedAsAWholeOrNotAtAll) {
+    const struct {
+        const char* name;
+        bool (*prepare)();  // the kernel of the child
+        const char* stored;
+    } rows[] = {
+        {"accepted", [] { return true; }, "newer"},
+        {"the disk is full after four bytes",
+         [] {
+             const rlimit limit{.rlim_cur = 4, .rlim_max = 4};
+             return signal(SIGXFSZ, SIG_IGN) != SIG_ERR && setrlimit(RLIMIT_FSIZE, &limit) == 0;
+         },
+         "old"},
+        {"the write returns 0", [] { return test::accept_nothing_of_writes(5); }, "old"},
+    };
+    setenv("CELLWARDEN_BENCH_DIR", top.c_str(), 1);
+    fs::create_directory(top / "units");
+    for (const auto& row : rows) {
+        ASSERT_EQ(replace_bench_file("units", "1", "old", 3), 0);
+        test::in_own_process([&] {
+            if (!row.prepare()) {
+                _exit(0);  // an emulator without the filter
+            }
+            EXPECT_EQ(replace_bench_file("units", "1", "newer", 5) == 0, row.stored == std::string("newer"))
+                << row.name;
+            EXPECT_EQ(read("units/1"), row.stored) << row.name;
+            EXPECT_EQ(std::distance(fs::directory_iterator(top / "units"), {}), 1) << row.name << ": a file is left";
+        });
+    }
 }
 
 TEST(Uevent, NamesTheDeviceAndASupply) {

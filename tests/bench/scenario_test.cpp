@@ -9,6 +9,8 @@
 
 #include "bench/actions.h"
 #include "state/batt_stat.h"
+#include "support/folder.h"
+#include "support/named.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -33,43 +35,22 @@ TEST(Scenario, ErrorsNameTheFileThePlaceAndWhatWasExpected) {
 TEST(Scenario, EveryKeyReachesItsField) {
     const Scenario scenario = load_scenario(BENCH_TESTS "/every_key.json");
     const phone::Phone& phone = scenario.phone;
-    const std::pair<double, double> numbers[] = {{scenario.duration_s, 2},
-                                                 {scenario.speed, 3},
-                                                 {scenario.uptime_s, 4},
-                                                 {scenario.driver_ready_s, 5},
-                                                 {scenario.battery_uevent_s, 6},
-                                                 {phone.battery.charge_full_design_uah, 4e6},
-                                                 {phone.battery.state_of_health, 0.9},
-                                                 {phone.battery.soc, 0.11},
-                                                 {phone.battery.resistance_mohm, 12},
-                                                 {phone.battery.temp_c, 13},
-                                                 {phone.ambient_c, 14},
-                                                 {phone.load_ma, 15},
-                                                 {phone.charger.thermal_level, 6},
-                                                 {phone.charger.thermal_level_max, 17},
-                                                 {phone.thermal_zone, 18},
-                                                 {phone.shutdown_phase, 4}};
-    for (const auto& [found, wanted] : numbers) {
-        EXPECT_DOUBLE_EQ(found, wanted);
-    }
-    EXPECT_EQ(scenario.about + scenario.imei + phone.model_name + scenario.properties.at("ro.a"), "x7mb");
-    EXPECT_EQ(scenario.faults, (std::vector<std::string>{"event-queue", "unit-write-8"}));
-    std::string actions;
+    const phone::Battery& battery = phone.battery;
+    const phone::Charger& charger = phone.charger;
+    std::string text = NAMED(scenario.about, scenario.duration_s, scenario.speed, scenario.uptime_s,
+                             scenario.driver_ready_s, scenario.battery_uevent_s, scenario.imei, scenario.faults.at(0),
+                             scenario.faults.at(1), scenario.properties.at("ro.a")) +
+                       NAMED(phone.model_name, phone.ambient_c, phone.load_ma, phone.thermal_zone, phone.shutdown_phase,
+                             battery.charge_full_design_uah, battery.state_of_health, battery.soc,
+                             battery.resistance_mohm, battery.temp_c, charger.thermal_level, charger.thermal_level_max);
     for (const TimedAction& timed : scenario.timeline) {
-        actions += std::to_string(std::lround(timed.at_s)) + " " + action_text(timed.action) + "\n";
+        text += std::to_string(std::lround(timed.at_s)) + " s: " + action_text(timed.action) + "\n";
     }
-    EXPECT_EQ(actions,
-              "1 USB charger plugged in: PD_PPS 2 W\n2 phone placed on a wireless charger: BPP 3 W\n"
-              "3 charger removed\n4 ambient temperature 5 °C\n5 battery temperature 6 °C\n6 load 7 mA\n"
-              "7 thermal level 8\n8 shutdown phase 9\n9 battery/health held at 'Hot'\n"
-              "10 battery/health follows the phone again\n11 fault unit-read-12 on\n12 uevent from s n\n");
+    EXPECT_EQ(text, test::text_of_file(BENCH_TESTS "/every_key.txt"));
 }
 
 TEST(Scenario, TakesUnitsInEveryForm) {
-    const Scenario scenario = parse_scenario(R"({"units": {
-        "1": {"u8": 255}, "2": {"u16": 258}, "3": {"u32": 171}, "4": {"i32": -2},
-        "5": {"i64": -3}, "6": {"text": "250401"}, "7": {"hex": "00Ff10"}, "8": {"text": ""}}})",
-                                             "phone.json");
+    const Scenario scenario = load_scenario(BENCH_TESTS "/unit_forms.json");
     const std::map<uint32_t, std::string> wanted = {{1, "\xff"},
                                                     {2, "\x02\x01"},
                                                     {3, "\xab\0\0\0"s},

@@ -1,5 +1,5 @@
-// The expected bits were computed apart from the daemon, with rational numbers rounded to 113 bits
-// after each operation and an exponential of 400 bits.
+// The expected bits were computed independently of the daemon, with rational numbers rounded to 113
+// bits after each operation and an exponential of 400 bits.
 #include "charge/ageing_models.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ namespace {
 
 using namespace test;
 
-// Values of extended precision by their bits: what two machines must agree in.
+// The bits of a value of extended precision, which must be the same on all machines.
 struct Bits {
     uint64_t high;
     uint64_t low;
@@ -48,9 +48,9 @@ TEST(ArrheniusRate, IsExactToTheLastBit) {
         {"1.006: 45 degC", 450, 4'480'000, {0x3fff018d742fc3be, 0x32167b2dc1002063}},
         {"0.115: 4.4 V is below the knee", 250, 4'400'000, {0x3ffbd74a74d5e13a, 0x27349c104f5f77af}},
         {"above the knee", 250, 4'400'001, {0x3ffbdb13c9fc2bb2, 0x4091c232b011c978}},
-        {"highest of all", 1000, 5'000'000, {0x4006e0f618ffa615, 0x8d6ccc43c2696fba}},
-        {"lowest of all", -1000, 1'000'000, {0x3fae784c27657751, 0xccf1109411c765d9}},
-        {"order of the sums", 235, 4'156'753, {0x3ff86452b2e3774a, 0x1f1e4eeee9da3028}},
+        {"highest rate", 1000, 5'000'000, {0x4006e0f618ffa615, 0x8d6ccc43c2696fba}},
+        {"lowest rate", -1000, 1'000'000, {0x3fae784c27657751, 0xccf1109411c765d9}},
+        {"depends on the order of the sums", 235, 4'156'753, {0x3ff86452b2e3774a, 0x1f1e4eeee9da3028}},
         {"too hot", 1001, 4'000'000, ZERO},
         {"too cold", -1001, 4'000'000, ZERO},
     };
@@ -63,7 +63,7 @@ TEST(ArrheniusRate, IsExactToTheLastBit) {
     }
 }
 
-// The rate as the formula has it, in floating point throughout.
+// Computes the rate's formula only with floating-point operations.
 extended plain_rate(int64_t temperature_decic, int64_t voltage_uv,
                     const ArrheniusConstants& constants = POLICY.arrhenius) {
     const extended celsius = static_cast<extended>(temperature_decic) / 10;
@@ -77,19 +77,19 @@ extended plain_rate(int64_t temperature_decic, int64_t voltage_uv,
     return constants.numerator / extended_exp((a + b) + constants.offset);
 }
 
-// Constants of another cell either give the rate of the formula or are refused.
-TEST(ArrheniusRate, TakesOtherConstants) {
+// For constants of another cell, the rate equals the formula, or policy_fault rejects them.
+TEST(ArrheniusRate, AcceptsOtherConstants) {
     const struct {
         const char* name;
         ArrheniusConstants constants;
         bool holds;
     } rows[] = {
-        {"a weak activation: the exponent falls below 0",
+        {"small activation: the exponent falls below 0",
          {6000, 4'400'000, 44.206, -9.04, 13.75, -2.12, -25.41, 5041},
          true},
         {"rising, negative and tiny terms", {-300, 3'900'000, -1e-30, 1e-9, 0, 77.7, 1e-40, 0.5}, true},
         {"terms that cancel", {9441.71, 4'000'000, 100, -25, 0, 25, -100, 5041}, true},
-        {"exp is infinite where cold", {1'950'000, 4'400'000, 44.206, -9.04, 13.75, -2.12, -25.41, 5041}, false},
+        {"exp is infinite in the cold", {1'950'000, 4'400'000, 44.206, -9.04, 13.75, -2.12, -25.41, 5041}, false},
         {"exp is 0 at 5 V", {9441.71, 4'400'000, 44.206, -9.04, 13.75, -2212, -25.41, 5041}, false},
         {"no slope", {9441.71, 4'400'000, 44.206, 0, 13.75, -2.12, -25.41, 5041}, false},
         {"no rate", {9441.71, 4'400'000, 44.206, -9.04, 13.75, -2.12, -25.41, 0}, false},
@@ -120,9 +120,9 @@ struct Reading {
     int32_t temperature_decic, voltage_uv;
 };
 
-// The integral is defined second by second.
+// The integral equals its definition as a sum over seconds.
 TEST(ArrheniusIntegral, EqualsTheSumOfItsSecondsBitForBit) {
-    // Where the rate's terms change their power of two, and the ends of validity.
+    // Readings at which the rate's terms change their exponent, and at the limits of the valid range.
     const int32_t voltages[] = {1'000'000, 1'350'221, 1'769'911, 2'000'000, 3'120'132,
                                 3'539'823, 4'000'000, 4'005'088, 4'400'000, 5'000'000};
     const int64_t starts[] = {-100, 1, 863'950, 1'727'990, END_OF_PERIODS - 50, INT32_MAX - 50};
@@ -136,16 +136,16 @@ TEST(ArrheniusIntegral, EqualsTheSumOfItsSecondsBitForBit) {
         PerPeriod<extended> per_period{};
         Reading reading{starts[history % std::size(starts)], 0, 0};
         for (int step = 0; step < 5; step++) {
-            const Reading next{reading.online_time + pick(-9, 60),  // it may stand still or go back
+            const Reading next{reading.online_time + pick(-9, 60),  // may be unchanged or go back
                                pick(0, 1) ? pick(-1002, 1002) : pick(250, 251),
                                pick(0, 3) ? voltages[pick(0, 9)] + pick(-2, 2) : pick(INT32_MIN, INT32_MAX)};
-            // Past 32 bits the online time goes on from their other end.
+            // The online time wraps at 32 bits.
             state.usage.online_time = static_cast<int32_t>(next.online_time);
             update_arrhenius(state,
                              snapshot_of({{PARAM_BATTERY_TEMP, next.temperature_decic},
                                           {PARAM_BATTERY_VOLTAGE_NOW, next.voltage_uv}}),
                              POLICY);
-            // A previous online time of 0 stands for none.
+            // A previous online time of 0 means that there is no previous reading.
             if (step > 0 && reading.online_time != 0) {
                 const int64_t seconds = next.online_time - reading.online_time;
                 for (int64_t k = 0; k < seconds; k++) {
@@ -166,26 +166,11 @@ TEST(ArrheniusIntegral, EqualsTheSumOfItsSecondsBitForBit) {
     }
 }
 
-TEST(FullStay, BooksTheTimeFromEachCallAtFullChargeToTheNextCall) {
-    const std::tuple<const char*, int32_t, int64_t, int32_t, int32_t> rows[] = {
-        {"full", 100, 560, 7, 67},
-        {"the boot clock went back", 100, 490, 7, -3},
-        {"wraps", 100, 560, INT32_MAX, INT32_MIN + 59},
-    };
-    for (const auto& [name, first_capacity, second_boot_time, start, expected] : rows) {
-        ServiceState state{.clock = {.cycle_boot_time = 500}, .ageing = {.soc_full_total_time = start}};
-        update_full_stay_degradation(state, snapshot_of({{PARAM_BATTERY_CAPACITY, first_capacity}}), POLICY);
-        state.clock.cycle_boot_time = second_boot_time;
-        update_full_stay_degradation(state, snapshot_of({}), POLICY);
-        EXPECT_EQ(state.ageing.soc_full_total_time, expected) << name;
-    }
-}
-
 struct LossRow {
     const char* name;
     int32_t online_time, temperature_decic, voltage;
-    int32_t previous, now;  // what the loss grows with
-    int32_t slot;           // of the periods; -1: none
+    int32_t previous, now;  // the time at full charge, or the charge put in
+    int32_t slot;           // the period that grows; -1: none
     Bits expected;
 };
 
@@ -204,7 +189,7 @@ void check_losses(std::initializer_list<LossRow> rows, SysfsParamId voltage,
             expected[static_cast<size_t>(row.slot)] = state.ageing.*total;
         }
         EXPECT_TRUE(state.ageing.*per_period == expected) << row.name;
-        // What was not counted is not made up for later.
+        // A later call does not add what this call did not count.
         update(state, snapshot_of({{PARAM_BATTERY_TEMP, 250}, {voltage, row.voltage}}), POLICY);
         EXPECT_EQ(bits_of(state.ageing.*total), row.expected) << row.name;
     }
@@ -215,11 +200,25 @@ TEST(FullStay, BooksTheCapacityLost) {
     check_losses(
         {
             {"0.00248 % in an hour", 1, 250, 4'480'000, 9, 3609, 0, ONE_HOUR},
-            {"order of products", 863'999, 174, 3'971'758, 1, 61'140, 0, {0x3ff3942bfae8c9a3, 0xf8e95d7770110f3c}},
-            {"hot and high", 217'727'999, 1000, 5'000'000, 1, 2, 251, {0x3ff543f815586569, 0x9fb438bf6aa4c25f}},
+            {"depends on the order of the products",
+             863'999,
+             174,
+             3'971'758,
+             1,
+             61'140,
+             0,
+             {0x3ff3942bfae8c9a3, 0xf8e95d7770110f3c}},
+            {"last period, highest temperature and voltage",
+             217'727'999,
+             1000,
+             5'000'000,
+             1,
+             2,
+             251,
+             {0x3ff543f815586569, 0x9fb438bf6aa4c25f}},
             {"coldest and lowest", 1, -1000, 1'000'000, 1, 2, 0, {0x3fb00d8acdfafffa, 0xf69c627e07b7bb45}},
-            {"beyond the periods", END_OF_PERIODS, 250, 4'480'000, 9, 3609, -1, ONE_HOUR},
-            {"before them", -1, 250, 4'480'000, 9, 3609, -1, ONE_HOUR},
+            {"after the last period", END_OF_PERIODS, 250, 4'480'000, 9, 3609, -1, ONE_HOUR},
+            {"before the first period", -1, 250, 4'480'000, 9, 3609, -1, ONE_HOUR},
             {"the time has wrapped", 1, 250, 4'480'000, INT32_MAX, INT32_MIN + 3599, 0, ONE_HOUR},
             {"no reference yet", 1, 250, 4'480'000, 0, 3600, -1, ZERO},
             {"time went back", 1, 250, 4'480'000, 9, 8, -1, ZERO},
@@ -233,12 +232,26 @@ TEST(FullStay, BooksTheCapacityLost) {
 TEST(CycleLoss, BooksTheCapacityLost) {
     constexpr Bits ONE_CHARGE = {0x3ff8410b093dac08, 0x4d1be332fad0393b};
     check_losses({{"0.0098 % with a full charge", 1, 250, 4480, 9, 10'009, 0, ONE_CHARGE},
-                  {"order of the products", 863'999, 381, 4005, 1, 7742, 0, {0x3ff6eaaab1b468c3, 0x2b54c9d1a4d3e351}},
-                  {"hot, high", END_OF_PERIODS - 1, 1000, 5000, 1, 2, 251, {0x3fed3a093d0de93a, 0xe24329cdb8445d8c}},
+                  {"depends on the order of the products",
+                   863'999,
+                   381,
+                   4005,
+                   1,
+                   7742,
+                   0,
+                   {0x3ff6eaaab1b468c3, 0x2b54c9d1a4d3e351}},
+                  {"last period, highest temperature and voltage",
+                   END_OF_PERIODS - 1,
+                   1000,
+                   5000,
+                   1,
+                   2,
+                   251,
+                   {0x3fed3a093d0de93a, 0xe24329cdb8445d8c}},
                   {"a count above 2^31", 1, 250, 4480, INT32_MIN, INT32_MIN + 10'000, 0, ONE_CHARGE},
                   {"no reference yet", 1, 250, 4480, 0, 10'000, -1, ZERO},
                   {"too hot", 1, 1001, 4480, 9, 10'009, -1, ZERO},
-                  {"too low", 1, 250, 999, 9, 10'009, -1, ZERO}},
+                  {"voltage too low", 1, 250, 999, 9, 10'009, -1, ZERO}},
                  PARAM_VBAT_FULL, update_cycle_degradation, &AgeingState::total_cycle_degradation,
                  &AgeingState::cycle_degradation_per_10days);
 }

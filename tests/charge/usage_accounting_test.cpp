@@ -1,4 +1,4 @@
-#include "charge/usage_accounting.h"
+#include "charge/soft_charge.h"
 
 #include <gtest/gtest.h>
 
@@ -28,16 +28,6 @@ TEST(Bins, ChangeAboveTheirBorders) {
     }
     for (int32_t i = 0; i < 9; i++) {
         expect_border(POLICY.bins.soc, 9000 - 1000 * i, static_cast<size_t>(i));
-    }
-}
-
-TEST(Soh, IsGaugeOverDesignCapacity) {
-    for (const auto& [charge_full_uah, design_uah, expected] :
-         {std::tuple(5'250'000, 5'000'000, 100'000), {0, 5'000'000, -1}, {5'000'000, 0, -1}, {INT32_MIN, 1, 0}}) {
-        ServiceState state;
-        update_soh(state.usage, snapshot_of({{PARAM_QCOM_CHARGE_FULL, charge_full_uah},
-                                             {PARAM_BATTERY_CHARGE_FULL_DESIGN, design_uah}}));
-        EXPECT_EQ(state.usage.soh, expected) << charge_full_uah << " of " << design_uah;
     }
 }
 

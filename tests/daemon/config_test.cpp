@@ -8,16 +8,9 @@
 namespace cellwarden {
 namespace {
 
-TEST(Config, NothingIsSetAsBuilt) {
-    for (const ConfigEntry& entry : config_table) {
-        EXPECT_FALSE(entry.is_set) << entry.key;
-        EXPECT_EQ(entry.type == CONFIG_TEXT, strcmp(entry.key, "data_dir") == 0) << entry.key;
-    }
-    EXPECT_EQ(periodic_event_interval(config_table), 10);
-}
-
 TEST(Config, PeriodicEventInterval) {
     const std::tuple<const char*, const char*, int32_t, int32_t> rows[] = {
+        {"as built, nothing is set", "", 0, 10},
         {"no light cycles", "periodic_event_interval", 0, 0},
         {"negative", "periodic_event_interval", -1, 10},
         {"another setting", "battman_log_interval", 60, 10},
@@ -27,7 +20,7 @@ TEST(Config, PeriodicEventInterval) {
         for (ConfigEntry& entry : table) {
             if (strcmp(entry.key, key) == 0) {
                 entry.is_set = true;
-                entry.integer = value;
+                entry.value.integer = value;
             }
         }
         EXPECT_EQ(periodic_event_interval(table), expected) << name;

@@ -29,7 +29,7 @@ TEST(Loop, RunsAFullCycleForAnEventAndALightOneForAPeriod) {
     phone.attributes["/sys/class/thermal/thermal_zone3/type"] = "sdm_therm\n";
     phone.attributes["/sys/class/thermal/thermal_zone3/temp"] = "31250\n";
 
-    // Two events, two ends of the period; then the same many times, watched for memory; then waiting fails.
+    // Two events and two ends of the period; then the same many times, to check memory; then waiting fails.
     constexpr size_t WATCHED = 20;
     size_t waits = 0;
     Calls first_calls;
@@ -60,14 +60,15 @@ TEST(Loop, RunsAFullCycleForAnEventAndALightOneForAPeriod) {
 
     const std::string lock = "log <3>cellwarden: Unable to open: '/sys/power/wake_lock'";
     const std::string unlock = "log <3>cellwarden: Unable to open: '/sys/power/wake_unlock'";
-    EXPECT_EQ(first_calls, (Calls{"read unit 2491 failed", "read unit 2319 failed", "read unit 2310 failed",
-                                  "read unit 2227 failed", "read unit 66677 failed", "read unit 2312 failed",
-                                  // Two full cycles at shutdown. A charger is attached, but this model reports nothing.
-                                  lock, "write unit 2491", "write unit 2319", "write unit 2310", unlock,  //
-                                  lock, "write unit 2491", "write unit 2319", "write unit 2310", unlock,
-                                  // Two light ones, of which the second has nothing to forward.
-                                  lock, "write battchg_ext/sdm_therm = 312", unlock, lock, unlock}));
-    EXPECT_EQ(phone.sleeps, std::vector<unsigned>{1}) << "the driver was there at once";
+    EXPECT_EQ(first_calls,
+              (Calls{"read unit 2491 failed", "read unit 2319 failed", "read unit 2310 failed", "read unit 2227 failed",
+                     "read unit 66677 failed", "read unit 2312 failed",
+                     // Two full cycles at shutdown. A charger is connected, but this model reports nothing.
+                     lock, "write unit 2491", "write unit 2319", "write unit 2310", unlock,  //
+                     lock, "write unit 2491", "write unit 2319", "write unit 2310", unlock,
+                     // Two light cycles; the second has no new temperature.
+                     lock, "write battchg_ext/sdm_therm = 312", unlock, lock, unlock}));
+    EXPECT_EQ(phone.sleeps, std::vector<unsigned>{1}) << "the driver was ready at once";
     EXPECT_EQ(at_last.uordblks, at_first.uordblks) << "bytes of the heap in use after " << WATCHED << " more cycles";
 }
 

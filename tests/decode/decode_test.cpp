@@ -12,7 +12,7 @@
 namespace cellwarden::decode {
 namespace {
 
-// The units that no field of the record has are named here.
+// Names of units that no field of the record has.
 FieldUnit unit_named(const std::string& name) {
     std::map<std::string, FieldUnit> units = {{"MILLI_SOH", FieldUnit::MILLI_SOH}, {"UV", FieldUnit::UV}};
 #define BATT_STAT_FIELD(offset, field, unit, ...) units[#unit] = FieldUnit::unit;
@@ -43,20 +43,8 @@ TEST(Label, OfTheElementsOfArrays) {
 }
 
 TEST(Layout, AnOffsetHasItsFieldElementAndBytes) {
-    const struct {
-        size_t offset;
-        const char* place;
-    } rows[] = {{0, "initialize"},
-                {1, "version[0]"},
-                {0x0D, "fcc_mah[4]"},
-                {0x2B, "online_time"},
-                {0x2C, "reserved bytes"},
-                {0x0F14, "dev_attach_total_time[1]"},
-                {0x0F18, "dev_charge_count[1]"},
-                {0x0F1C, "reserved bytes"},
-                {0x25F7, "predicted_soh_per_10days[251]"}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(place_of(row.offset), row.place);
+    for (const test::Row& row : test::values_of(DECODE_TESTS "/places.csv")) {
+        EXPECT_EQ(place_of(std::stoul(row.at(0), nullptr, 16)), row.at(1)) << row.at(0);
     }
     BattStat stat;
     reset_batt_stat(stat);

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""The tables of docs/ against the code that they describe, and that named files exist."""
+"""The tables of docs/ agree with the code that they describe, and the files that pages name exist."""
 
+import graphlib
 import re
 import sys
 from pathlib import Path
@@ -16,7 +17,7 @@ def text_of(path):
 
 
 def rows_of(document):
-    """Cells of every table row of a document."""
+    """Returns the cells of every table row of a document."""
     return [[cell.strip() for cell in line.strip("|").split("|")]
             for line in document.splitlines() if line.startswith("| ")]
 
@@ -33,24 +34,33 @@ def check_record():
         expect_equal(f"{name}: offset and unit", [row[0], row[3]], [offset, unit])
         kind, count = re.fullmatch(r"(\w+)(?:\[(\d+)\])?", row[2]).groups()
         past = int(offset, 16) + SIZES[kind] * int(count or 1)
-        expect_equal(f"{name}: where it ends", [past + int(gaps.get(f"{past:04X}", 0))], [end])
+        expect_equal(f"{name}: offset of its end", [past + int(gaps.get(f"{past:04X}", 0))], [end])
+
+
+def fields_sent(code):
+    """Names of the fields that a report is filled with; put() takes a whole record's by name."""
+    names = set(re.findall(r"\b[A-Z_]+\((\w+)\b|message\.(?:n_)?(\w+) =|\bput\(report, \"(\w+)\"", code))
+    names = {name for groups in names for name in groups}
+    if "put(report, #name," in code:
+        names |= set(re.findall(r"^BATT_STAT_FIELD\(\w+, (\w+),", text_of("state/batt_stat_fields.inc"), re.M))
+        names -= set(re.findall(r'"(\w+)"', re.search(r" NEVER_SENT = \{(.*?)\}", code, re.S)[1]))
+    return names
 
 
 def check_event(message, source):
     body = re.search(rf"message {message} \{{(.*?)\}}", text_of("telemetry/charging.proto"), re.S)[1]
     fields = re.findall(r"(\w+ \w+) (\w+) = (\d+);", body)
-    code = text_of(source)
+    sent = fields_sent(text_of(source))
     section = re.search(rf"^## {message}$(.*?)(?=^## |\Z)", text_of("docs/telemetry.md"), re.M | re.S)[1]
     rows = [row for row in rows_of(section) if row[0].isdigit()]
     expect_equal(message, [(row[2], row[1].strip("`"), row[0]) for row in rows], fields)
     for row in rows:
         name = row[1].strip("`")
-        filled = re.search(rf"\b[A-Z_]+\({name}\b|message\.(n_)?{name} =", code) is not None
-        expect_equal(f"{message}.{name} is sent", [row[3] != "not sent"], [filled])
+        expect_equal(f"{message}.{name} is sent", [row[3] != "not sent"], [name in sent])
 
 
 def all_rooms():
-    """Every top folder, and what lies directly below bench/ and tools/ with sources of its own."""
+    """Returns every top folder, and the folders directly below bench/ and tools/ that have sources."""
     tops = [path.name for path in ROOT.iterdir()
             if path.is_dir() and path.name != "build" and not path.name.startswith(".")]
     below = {str(path.parent.relative_to(ROOT)) for top in ("bench", "tools")
@@ -59,7 +69,7 @@ def all_rooms():
 
 
 def room_of(path, rooms):
-    """The innermost room of a path; the generated sources and tests/support go by their folder."""
+    """Returns the innermost room of a path; generated sources and tests/support belong to their folder."""
     if path.startswith("support/"):
         return "tests"
     parts = path.split("/")
@@ -67,7 +77,7 @@ def room_of(path, rooms):
 
 
 def included_rooms(rooms):
-    """Of each room the other rooms that its sources include."""
+    """Returns for each room the other rooms that its sources include."""
     graph = {room: set() for room in rooms}
     for path in ROOT.glob("[a-z]*/**/*"):
         name = str(path.relative_to(ROOT))
@@ -79,14 +89,12 @@ def included_rooms(rooms):
 
 
 def find_cycle(graph):
-    """The rooms of one circle of includes; empty where there is none."""
-    left = dict(graph)
-    while True:
-        ends = [room for room, included in left.items() if not included & left.keys()]
-        if not ends:
-            return sorted(left)
-        for room in ends:
-            del left[room]
+    """Returns rooms that include each other, directly or through others."""
+    try:
+        graphlib.TopologicalSorter(graph).prepare()
+        return []
+    except graphlib.CycleError as error:
+        return error.args[1]
 
 
 def check_rooms():
@@ -100,10 +108,10 @@ def check_rooms():
         wanted = sorted(graph.get(room, ())) or ["nothing"]
         expect_equal(f"{room}/ includes", row[2].split(", "), wanted)
     expect_equal("rooms that include each other", find_cycle(graph), [])
-    # The folders whose digest is the daemon's version.
+    # The folders of the daemon: the digest in its version covers them.
     daemon = set(re.findall(r'"(\w+)/\*\.h"', text_of("Android.bp")))
     for room in sorted(daemon):
-        expect_equal(f"{room}/ belongs to the daemon, and includes of the desk", sorted(graph[room] - daemon), [])
+        expect_equal(f"{room}/, a folder of the daemon, includes folders of the desk", sorted(graph[room] - daemon), [])
 
 
 def check_named_files():
@@ -117,9 +125,25 @@ def check_named_files():
             expect_equal(f"{page.name}: {name} exists", [exists], [True])
 
 
+# Names of kernel, platform and build system, and a battery's model.
+FOREIGN = set("BLOCK_SUSPEND CONFIG_PM_WAKELOCKS BOARD_VENDOR_SEPOLICY_DIRS PRODUCT_PACKAGES PELLAMIR_VOSKA FAILS".split())
+
+
+def check_named_constants():
+    """A paragraph, list item or table row that names a constant of the code names a file that has it."""
+    items = re.compile(r"\n\s*\n|\n(?=\s*(?:[-*]|\d+\.) )|\n(?=\|)")
+    for page in [*(ROOT / "docs").glob("*.md"), *ROOT.glob("*/README.md"), ROOT / "README.md"]:
+        for item in items.split(re.sub(r"```.*?```", "", page.read_text(), flags=re.S)):
+            texts = [(ROOT / name).read_text() for name in re.findall(r"`([\w/.]+\.\w+)`", item) if (ROOT / name).is_file()]
+            for name in set(re.findall(r"`([A-Z][A-Z0-9_]{4,})`", item)) - FOREIGN:
+                found = any(re.search(rf"\b{name}\b", text) for text in texts)
+                expect_equal(f"{page.relative_to(ROOT)} names a file with {name}", [found], [True])
+
+
 check_record()
 check_event("BatteryDegradation2", "telemetry/batt_degradation2.cpp")
 check_event("ChargerInsertionRemoval", "telemetry/charger_insertion_removal.cpp")
 check_rooms()
 check_named_files()
+check_named_constants()
 finish()

@@ -7,8 +7,10 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,8 @@
 #include "phone/stand_in.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"
+#include "support/hex.h"
+#include "support/named.h"
 #include "support/record.h"
 
 namespace cellwarden {
@@ -43,23 +47,6 @@ Json expanded(const Json& value) {
     return elements;
 }
 
-std::string bytes_of_hex(const std::string& hex) {
-    std::string bytes;
-    for (size_t i = 0; i < hex.size(); i += 2) {
-        bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
-    }
-    return bytes;
-}
-
-std::string hex_of(const std::string& bytes) {
-    std::string hex;
-    for (const char byte : bytes) {
-        hex += "0123456789abcdef"[static_cast<uint8_t>(byte) >> 4];
-        hex += "0123456789abcdef"[byte & 0xF];
-    }
-    return hex;
-}
-
 void set_fields(BattStat& record, const Json& fields) {
     for (const auto& [name, value] : fields.items()) {
         if (value.is_string()) {
@@ -76,42 +63,24 @@ void set_fields(BattStat& record, const Json& fields) {
     }
 }
 
-// The working state by the names of the histories.
-struct StateField {
-    const char* name;
-    int64_t (*value)(const ServiceState& state);
-};
-
-#define WORKING(name, member)                                                              \
-    {                                                                                      \
-        name, [](const ServiceState& state) { return static_cast<int64_t>(state.member); } \
+// The working state by the names of the histories, which are those of the members.
+std::map<std::string, int64_t> working_state(const ServiceState& s) {
+    std::istringstream lines(
+        NAMED(s.levels.soft_charge_mode, s.levels.soft_charge1_level, s.usage.online_time, s.usage.soh,
+              s.usage.total_cycle_count, s.ageing.soc_full_total_time, s.health.latest_raw_soh,
+              s.health.latest_filtered_soh, s.health.latest_predicted_soh, s.health.latest_user_soh,
+              s.health.prev_soh_bucket_index, s.health.prev_bucket_user_soh, s.health.user_charge_full,
+              s.restore.restored_capacity_applied, s.restore.restore_capacity_mah, s.hold.lrc_hold_active,
+              s.hold.lrc_upper_soc, s.hold.lrc_lower_soc, s.hold.lrc_state, s.connection.usb_long_insertion_counter,
+              s.heat.usb_connector_heat_count, s.heat.usb_connector_heat_time, s.heat.last_heat_save_time,
+              s.passport.production_date_fix_pending, s.stat_save.last_stat_save_time));
+    std::map<std::string, int64_t> state;
+    int64_t value = 0;
+    for (std::string member, equals; lines >> member >> equals >> value;) {
+        state[member.substr(member.rfind('.') + 1)] = value;
     }
-constexpr StateField STATE_FIELDS[] = {WORKING("soft_charge_mode", levels.soft_charge_mode),
-                                       WORKING("online_time", usage.online_time),
-                                       WORKING("soh", usage.soh),
-                                       WORKING("total_cycle_count", usage.total_cycle_count),
-                                       WORKING("soft_charge1_level", levels.soft_charge1_level),
-                                       WORKING("soc_full_total_time", ageing.soc_full_total_time),
-                                       WORKING("latest_raw_soh", health.latest_raw_soh),
-                                       WORKING("latest_filtered_soh", health.latest_filtered_soh),
-                                       WORKING("latest_predicted_soh", health.latest_predicted_soh),
-                                       WORKING("latest_user_soh", health.latest_user_soh),
-                                       WORKING("prev_soh_bucket_index", health.prev_soh_bucket_index),
-                                       WORKING("prev_bucket_user_soh", health.prev_bucket_user_soh),
-                                       WORKING("user_charge_full", health.user_charge_full),
-                                       WORKING("restored_capacity_applied", restore.restored_capacity_applied),
-                                       WORKING("restore_capacity_mah", restore.restore_capacity_mah),
-                                       WORKING("lrc_hold_active", hold.lrc_hold_active),
-                                       WORKING("lrc_upper_soc", hold.lrc_upper_soc),
-                                       WORKING("lrc_lower_soc", hold.lrc_lower_soc),
-                                       WORKING("lrc_state", hold.lrc_state),
-                                       WORKING("usb_long_insertion_counter", connection.usb_long_insertion_counter),
-                                       WORKING("usb_connector_heat_count", heat.usb_connector_heat_count),
-                                       WORKING("usb_connector_heat_time", heat.usb_connector_heat_time),
-                                       WORKING("production_date_fix_pending", passport.production_date_fix_pending),
-                                       WORKING("last_stat_save_time", stat_save.last_stat_save_time),
-                                       WORKING("last_heat_save_time", heat.last_heat_save_time)};
-#undef WORKING
+    return state;
+}
 
 // --- What differs in a history: the first few differences in full, the rest counted.
 class Differences {
@@ -176,41 +145,20 @@ Json event_fields(const Effect& event) {
     return fields;
 }
 
-void compare_event_fields(Differences& differences, const std::string& event, const Json& came, Json wanted) {
-    for (const auto& [name, value] : came.items()) {
-        wanted.emplace(name, nullptr);
-    }
-    for (const auto& [name, value] : wanted.items()) {
-        const Json wanted_value = expanded(value), came_value = came.value(name, Json());
-        const size_t size = wanted_value.is_array() && came_value.size() == wanted_value.size() ? came_value.size() : 0;
-        for (size_t i = 0; i < size; i++) {
-            if (came_value[i] != wanted_value[i]) {
-                differences.add(event + name + "[" + std::to_string(i) + "]", came_value[i], wanted_value[i]);
-            }
-        }
-        if (size == 0 && came_value != wanted_value) {
-            differences.add(event + name, came_value, wanted_value);
+// Each value that differs, by its place in the list of effects: "/2/3/fcc_mah/0" is a number in the fields of an event.
+void compare_effects(Differences& differences, const Json& came, Json wanted) {
+    for (Json& effect : wanted) {
+        if (effect[0] == "event") {
+            std::transform(effect[3].begin(), effect[3].end(), effect[3].begin(), expanded);
         }
     }
-}
-
-// In order. Past the first effect of another kind, or upon another thing, nothing can be compared.
-void compare_effects(Differences& differences, const Json& came, const Json& wanted) {
-    for (size_t i = 0; i < std::max(came.size(), wanted.size()); i++) {
-        const Json came_effect = i < came.size() ? came[i] : Json();
-        const Json wanted_effect = i < wanted.size() ? wanted[i] : Json();
-        const auto event_name = [](const Json& effect) {
-            return effect.is_array() && effect[0] == "event"
-                       ? effect[1].get<std::string>() + " " + effect[2].get<std::string>()
-                       : "";
-        };
-        const std::string name = "effect " + std::to_string(i), event = event_name(wanted_effect);
-        if (!event.empty() && event_name(came_effect) == event) {
-            compare_event_fields(differences, name + ", " + event + ": ", came_effect[3], wanted_effect[3]);
-        } else if (came_effect != wanted_effect) {
-            differences.add(name, came_effect, wanted_effect);
-            break;
-        }
+    for (const Json& change : Json::diff(came, wanted)) {
+        const Json::json_pointer place(change["path"].get<std::string>());
+        const size_t i = std::stoul(place.to_string().substr(1));
+        const Json& effect = i < wanted.size() ? wanted[i] : came[i];
+        differences.add("effect " + place.to_string() + " (" + effect[0].get<std::string>() + " " +
+                            (effect.size() > 2 ? effect[2].dump() : "") + ")",
+                        came.contains(place) ? came[place] : Json(), change.value("value", Json()));
     }
 }
 
@@ -229,11 +177,8 @@ class History : public testing::Test {
 
   private:
     void start() {
-        const Json& faults = given_["faults_at_start"];
-        differences_.start_step(given_["name"].get<std::string>() + ", start", faults);
-        set_attributes(given_["attributes"]);
-        set_units(given_["units"]);
-        set_faults(faults);
+        put_in("start",
+               {{"set", given_["attributes"]}, {"units", given_["units"]}, {"faults", given_["faults_at_start"]}});
         if (given_.contains("record_stored")) {
             set_fields(wanted_record_, given_["record_stored"]);
             phone_.units[UNIT_BATT_STAT] = bytes_of(wanted_record_);
@@ -247,20 +192,10 @@ class History : public testing::Test {
     }
 
     void run_cycle(const Json& cycle) {
-        Json put_in;
-        for (const char* key : {"set", "units", "faults"}) {
-            if (cycle.contains(key)) {
-                put_in[key] = cycle[key];
-            }
-        }
         const std::string kind = cycle["kind"];
-        differences_.start_step(given_["name"].get<std::string>() + ", cycle " + std::to_string(cycle_number_++) +
-                                    " (" + kind + ", boot " + cycle["boot"].dump() + ", wall " + cycle["wall"].dump() +
-                                    ")",
-                                put_in);
-        set_attributes(cycle.value("set", Json::object()));
-        set_units(cycle.value("units", Json::object()));
-        set_faults(cycle.value("faults", Json::object()));
+        put_in("cycle " + std::to_string(cycle_number_++) + " (" + kind + ", boot " + cycle["boot"].dump() + ", wall " +
+                   cycle["wall"].dump() + ")",
+               cycle);
         state_.clock.cycle_boot_time = cycle["boot"];
         state_.clock.cycle_wall_time = cycle["wall"];
         SysfsParams snapshot;
@@ -272,6 +207,16 @@ class History : public testing::Test {
         }
         cleanup_sysfs_params(snapshot);
         compare(cycle);
+    }
+
+    void put_in(const std::string& step, const Json& given) {
+        const Json set = given.value("set", Json::object()), units = given.value("units", Json::object()),
+                   faults = given.value("faults", Json::object());
+        differences_.start_step(given_["name"].get<std::string>() + ", " + step,
+                                {{"set", set}, {"units", units}, {"faults", faults}});
+        set_attributes(set);
+        set_units(units);
+        set_faults(faults);
     }
 
     void set_attributes(const Json& set) {
@@ -345,10 +290,10 @@ class History : public testing::Test {
         wanted_state_.update(wanted.value("state", Json::object()));
         compare_effects(differences_, take_effects(), wanted["effects"]);
         compare_records(differences_, "record", record_, wanted_record_);
-        for (const StateField& field : STATE_FIELDS) {
-            const Json came = field.value(state_), wanted_value = wanted_state_.value(field.name, Json());
+        for (const auto& [name, came] : working_state(state_)) {
+            const Json wanted_value = wanted_state_.value(name, Json());
             if (came != wanted_value) {
-                differences_.add_lasting(std::string("state ") + field.name, came, wanted_value);
+                differences_.add_lasting("state " + name, came, wanted_value);
             }
         }
     }

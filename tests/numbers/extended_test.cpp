@@ -4,75 +4,32 @@
 
 #include <bit>
 
+#include "support/rows.h"
+
 namespace cellwarden {
 namespace {
 
 TEST(Extended, BecomesAnIntegerTowardZeroWithinItsRange) {
-    const struct {
-        const char* name;
-        extended value;
-        uint32_t as_u32;
-        int32_t as_i32;
-    } rows[] = {{"a negative fraction", -2.999, 0, -2},
-                {"the largest i32", 2147483647.5, 2147483647, INT32_MAX},
-                {"below i32", -2147483650.0, 0, INT32_MIN},
-                {"beyond i32", 2147483648.0, 2147483648, INT32_MAX},
-                {"the largest u32", 4294967295.5, UINT32_MAX, INT32_MAX},
-                {"beyond u32", 4294967296.0, UINT32_MAX, INT32_MAX},
-                {"no number", __builtin_nan(""), 0, 0}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(to_u32(row.value), row.as_u32) << row.name;
-        EXPECT_EQ(to_i32(row.value), row.as_i32) << row.name;
+    for (const test::Row& row : test::values_of(NUMBERS_TESTS "/integers.csv")) {
+        const extended value = test::number(row, 1);
+        EXPECT_EQ(std::to_string(to_u32(value)), row.at(2)) << row.at(0);
+        EXPECT_EQ(std::to_string(to_i32(value)), row.at(3)) << row.at(0);
     }
 }
 
-struct Bits {
-    uint64_t high, low;
-};
-
-unsigned __int128 joined(Bits bits) {
-    return static_cast<unsigned __int128>(bits.high) << 64 | bits.low;
+// The 128 bits of 32 hexadecimal digits.
+unsigned __int128 bits_of(const std::string& digits) {
+    const auto half = [&](size_t start) { return std::stoull(digits.substr(start, 16), nullptr, 16); };
+    return static_cast<unsigned __int128>(half(0)) << 64 | half(16);
 }
 
-// Expected bits: the MPFR library's. tests/platform/prove_exponential.cpp compares arguments by the million; these are
-// the ones where a fault would hide.
+// Expected bits: the MPFR library's. benchmarks/prove_exponential.cpp compares arguments by the million; these are the
+// ones where a fault would hide: next to the middle of two results, of a power of two, of the ends of the range.
 TEST(Exponential, IsTheNearestNumber) {
-    const struct {
-        const char* name;
-        Bits argument, expected;
-    } rows[] = {
-        {"e", {0x3fff000000000000, 0}, {0x40005bf0a8b14576, 0x95355fb8ac404e7a}},
-        {"0", {0, 0}, {0x3fff000000000000, 0}},
-        {"-0", {0x8000000000000000, 0}, {0x3fff000000000000, 0}},
-        {"1.8e-8 of the last bit off the middle (cycle model)",
-         {0xc00289e465db60bc, 0x4307dca923905956},
-         {0x3fed2eafa0444006, 0x9a48a8bedbaafdba}},
-        {"6.4e-8 off (Arrhenius)", {0x4004a261d9442988, 0x91dddf805716c5be}, {0x404a5da4f6364d6b, 0xd5e8b754b1324389}},
-        {"2.2e-7 off (full stay)", {0xc0036389834a2b52, 0x92caba51fbee7ad8}, {0x3fdeebbeed2e252f, 0x720aeb098e5dccd4}},
-        {"above 94 ln 2", {0x4005049f9333fc28, 0xbab450866fc745cd}, {0x405d000000000000, 0x9}},
-        {"below 94 ln 2", {0x4005049f9333fc28, 0xbab450866fc745cc}, {0x405cffffffffffff, 0xffffffffffffff93}},
-        {"above -13 ln 2", {0xc002205966f2b4f1, 0x25b7281203d7066a}, {0x3ff2000000000000, 0x7}},
-        {"below -13 ln 2", {0xc002205966f2b4f1, 0x25b7281203d7066b}, {0x3ff1ffffffffffff, 0xfffffffffffffffd}},
-        {"2^-113, 2^-227 above the middle", {0x3f8e000000000000, 0}, {0x3fff000000000000, 1}},
-        {"below it", {0x3f8dffffffffffff, 0xffffffffffffffff}, {0x3fff000000000000, 0}},
-        {"-2^-114, as near", {0xbf8d000000000000, 0}, {0x3fff000000000000, 0}},
-        {"beyond it", {0xbf8d000000000000, 1}, {0x3ffeffffffffffff, 0xffffffffffffffff}},
-        {"largest finite", {0x400c62e42fefa39e, 0xf35793c7673007e5}, {0x7ffeffffffffffff, 0xffffffffffffc4a8}},
-        {"lowest infinite", {0x400c62e42fefa39e, 0xf35793c7673007e6}, {0x7fff000000000000, 0}},
-        {"smallest normal", {0xc00c62d918ce2421, 0xd65ff90ac8f4ce65}, {0x0001000000000000, 0x15c6}},
-        {"largest subnormal", {0xc00c62d918ce2421, 0xd65ff90ac8f4ce66}, {0x0000ffffffffffff, 0xfffffffffffff5c6}},
-        {"smallest of all", {0xc00c654bb3b2c73e, 0xbb059fabb506ff33}, {0, 1}},
-        {"highest 0", {0xc00c654bb3b2c73e, 0xbb059fabb506ff34}, {0, 0}},
-        {"16384", {0x400d000000000000, 0}, {0x7fff000000000000, 0}},
-        {"-16384", {0xc00d000000000000, 0}, {0, 0}},
-        {"infinity", {0x7fff000000000000, 0}, {0x7fff000000000000, 0}},
-        {"-infinity", {0xffff000000000000, 0}, {0, 0}},
-        {"NaN", {0x7fff800000000000, 0}, {0x7fff800000000000, 0}},
-    };
-    for (const auto& row : rows) {
-        const extended result = extended_exp(std::bit_cast<extended>(joined(row.argument)));
-        EXPECT_TRUE(std::bit_cast<unsigned __int128>(result) == joined(row.expected))
-            << row.name << ": exp is " << static_cast<double>(result);
+    for (const test::Row& row : test::values_of(NUMBERS_TESTS "/exponential.csv")) {
+        const extended result = extended_exp(std::bit_cast<extended>(bits_of(row.at(1))));
+        EXPECT_TRUE(std::bit_cast<unsigned __int128>(result) == bits_of(row.at(2)))
+            << row.at(0) << ": exp is " << static_cast<double>(result);
     }
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 using namespace test;
 
-TEST(ProductionDateFixes, TableIsCheckedBeforeItBecomesCode) {
+TEST(ProductionDateFixes, TheGeneratorChecksTheTable) {
     const std::string a(64, 'a');
     const std::string b = "0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef";
     const std::string expected = ": expected <64 lower-case hex digits>,<YYMMDD>, found ";
@@ -23,9 +23,9 @@ TEST(ProductionDateFixes, TableIsCheckedBeforeItBecomesCode) {
          ":2" + expected + "'" + std::string(64, 'A') + ",250401'"},
         {"no date", a, ":1" + expected + "'" + a + "'"},
         {"binary", "# \xFF\n\xFF", ":2" + expected + "'\\udcff'"},
-        {"a day that April lacks", "#\n" + a + ",250431", ":2: 250431 is no date (YYMMDD)"},
+        {"31 April", "#\n" + a + ",250431", ":2: 250431 is not a date (YYMMDD)"},
         {"a digest twice", "#\n" + a + ",250401\n" + b + ",250401\n" + a + ",250327\n",
-         ":4: this digest stands in line 2 already"},
+         ":4: duplicate digest, already in line 2"},
     };
     for (const auto& [name, table, error] : rows) {
         SCOPED_TRACE(name);

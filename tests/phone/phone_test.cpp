@@ -7,8 +7,10 @@
 #include <fstream>
 #include <map>
 #include <set>
+#include <sstream>
 
 #include "phone/phone_attributes.h"
+#include "support/named.h"
 #include "support/rows.h"
 
 namespace cellwarden::phone {
@@ -16,12 +18,27 @@ namespace {
 
 constexpr double HOUR_S = 3600;
 
-Phone plugged(Source source, const char* type, double watts, double soc = 0.5) {
+// A phone with the values that a text names: "soc=0.2 usb=PD watts=27"; every other is that of a new phone.
+Phone phone_of(const std::string& text) {
     Phone phone;
-    phone.battery.soc = soc;
-    phone.charger.source = source;
-    phone.charger.type = type;
-    phone.charger.watts = watts;
+    Battery& battery = phone.battery;
+    Charger& charger = phone.charger;
+    double gauge_uah = 0;
+    std::istringstream words(text);
+    for (std::string name, value; std::getline(words >> std::ws, name, '=') && words >> value;) {
+        if (name == "usb" || name == "wireless") {
+            charger.source = name == "usb" ? Source::USB : Source::WIRELESS;
+            charger.type = value;
+        } else if (!SET_NAMED(name, std::stod(value), battery.soc, battery.state_of_health, battery.temp_c,
+                              phone.load_ma, phone.ambient_c, phone.shutdown_phase, phone.learning_count,
+                              phone.thermal_zone, gauge_uah, charger.watts, charger.thermal_level, charger.ageing_level,
+                              charger.usb_input_suspend, charger.lrc_input_suspend, charger.lrc_charge_disable)) {
+            ADD_FAILURE() << "a phone has no " << name;
+        }
+    }
+    if (gauge_uah > 0) {
+        phone.gauge_uah = gauge_uah;
+    }
     return phone;
 }
 
@@ -41,82 +58,46 @@ TEST(Battery, OpenCircuitVoltageRisesWithTheChargeAndLeadsBackToIt) {
     EXPECT_EQ(soc_at_open_circuit(5'000'000), 1);
 }
 
-TEST(Battery, CountsChargeAgainstTheCapacityThatIsLeft) {
-    const struct {
-        const char* name;
-        double health, soc, current_ua, seconds, wanted_soc;
-    } rows[] = {{"half an hour at 1C", 1, 0.2, 5e6, HOUR_S / 2, 0.7},
-                {"an aged cell fills faster", 0.8, 0.2, 2e6, HOUR_S, 0.7},
-                {"and empties faster", 0.8, 0.7, -2e6, HOUR_S, 0.2},
-                {"no more than full", 1, 0.9, 5e6, HOUR_S, 1},
-                {"no less than empty", 1, 0.1, -5e6, HOUR_S, 0}};
-    for (const auto& row : rows) {
-        Battery battery{.state_of_health = row.health, .soc = row.soc};
-        advance_battery(battery, row.current_ua, 25, 0, row.seconds);
-        EXPECT_NEAR(battery.soc, row.wanted_soc, 1e-9) << row.name;
-        const double drop_uv = row.current_ua * 0.060;  // 60 mOhm
-        EXPECT_NEAR(terminal_uv(battery), open_circuit_uv(battery.soc) + drop_uv, 1e-3) << row.name;
-    }
-}
-
-TEST(Battery, WarmsBy8KPerWattIn800S) {
-    constexpr double FOREVER_S = 1e6;
-    constexpr double SHARE = 0.6321205588;  // 1 - 1/e
-    const struct {
-        const char* name;
-        double start_c, current_ua, ambient_c, other_w, seconds, wanted_c;
-    } rows[] = {{"at rest it stays", 25, 0, 25, 0, FOREVER_S, 25},
-                {"its own resistance: 4 A^2 x 60 mOhm", 25, 2e6, 25, 0, FOREVER_S, 25 + 8 * 0.24},
-                {"the same while discharging", 25, -2e6, 25, 0, FOREVER_S, 25 + 8 * 0.24},
-                {"other heat", 25, 0, 25, 1.5, FOREVER_S, 37},
-                {"one time constant up", 20, 0, 20, 1, 800, 20 + 8 * SHARE},
-                {"one time constant down", 45, 0, 25, 0, 800, 45 - 20 * SHARE},
-                {"no time", 45, 2e6, 25, 5, 0, 45}};
-    for (const auto& row : rows) {
-        Battery battery{.temp_c = row.start_c};
-        advance_battery(battery, row.current_ua, row.ambient_c, row.other_w, row.seconds);
-        EXPECT_NEAR(battery.temp_c, row.wanted_c, 1e-6) << row.name;
+TEST(Battery, CountsChargeAndWarms) {
+    for (const test::Row& row : test::values_of(PHONE_TESTS "/cell.csv")) {
+        Battery battery = phone_of(row.at(1)).battery;
+        const double current_ua = test::number(row, 2) * 1e3;
+        advance_battery(battery, current_ua, test::number(row, 3), test::number(row, 4), test::number(row, 5));
+        if (row.at(6) != "-") {
+            EXPECT_NEAR(battery.soc, test::number(row, 6), 1e-9) << row.at(0);
+        }
+        if (row.at(7) != "-") {
+            EXPECT_NEAR(battery.temp_c, test::number(row, 7), 1e-6) << row.at(0);
+        }
+        const double drop_uv = current_ua * 0.060;  // 60 mOhm
+        EXPECT_NEAR(terminal_uv(battery), open_circuit_uv(battery.soc) + drop_uv, 1e-3) << row.at(0);
     }
 }
 
 TEST(Charger, LimitsCurrentAndVoltageByLevelAndTemperature) {
-    const struct {
-        int ageing_level, thermal_level;
-        double temp_c, wanted_ma, wanted_v;
-    } rows[] = {{0, 0, 25, 4500, 4.48},   {1, 0, 25, 4275, 4.46},  {5, 0, 25, 3375, 4.38},   {0, 5, 25, 3150, 4.48},
-                {0, 15, 25, 450, 4.48},   {3, 10, 25, 1530, 4.42}, {0, 0, -0.1, 0, 4.48},    {0, 0, 0, 4500, 4.48},
-                {0, 0, 44.9, 4500, 4.48}, {0, 0, 45, 2250, 4.48},  {0, 0, 59.9, 2250, 4.48}, {0, 0, 60, 0, 4.48}};
-    for (const auto& row : rows) {
-        Charger charger;
-        charger.thermal_level = row.thermal_level;
-        charger.ageing_level = row.ageing_level;
-        EXPECT_NEAR(charge_current_limit_ua(charger, {.temp_c = row.temp_c}), row.wanted_ma * 1e3, 1)
-            << "ageing level " << row.ageing_level << ", thermal level " << row.thermal_level << ", " << row.temp_c;
-        EXPECT_NEAR(float_voltage_uv(charger), row.wanted_v * 1e6, 1) << "ageing level " << row.ageing_level;
+    for (const test::Row& row : test::values_of(PHONE_TESTS "/limits.csv")) {
+        const Phone phone = phone_of(row.at(0));
+        EXPECT_NEAR(charge_current_limit_ua(phone.charger, phone.battery), test::number(row, 1) * 1e3, 1) << row.at(0);
+        EXPECT_NEAR(float_voltage_uv(phone.charger), test::number(row, 2) * 1e6, 1) << row.at(0);
+        EXPECT_EQ(health_text(phone.battery.temp_c), row.at(3)) << row.at(0);
     }
 }
 
 // At 50 % the open-circuit voltage is 3.88 V; a load of 250 mA takes 0.97 W.
 TEST(Charger, SharesThePowerOfItsSource) {
     for (const test::Row& row : test::values_of(PHONE_TESTS "/power.csv")) {
-        const Source source = row.at(1) == "USB"        ? Source::USB
-                              : row.at(1) == "wireless" ? Source::WIRELESS
-                                                        : Source::NONE;
-        Phone phone = plugged(source, "", test::number(row, 2), test::number(row, 3));
-        phone.charger.usb_input_suspend = row.at(4) == "usb";
-        phone.charger.lrc_input_suspend = row.at(4) == "input";
-        phone.charger.lrc_charge_disable = row.at(4) == "charge";
+        Phone phone = phone_of(row.at(1));
         const PowerFlow flow = share_power(phone.charger, phone.battery, 250e3);
-        EXPECT_NEAR(flow.battery_ua, test::number(row, 5) * 1e3, 1) << row.at(0);
-        EXPECT_NEAR(flow.input_w, test::number(row, 6), 1e-4) << row.at(0);
-        EXPECT_EQ(flow.input_limited, row.at(7) == "yes") << row.at(0);
-        EXPECT_EQ(status_text(flow.status), row.at(8)) << row.at(0);
+        EXPECT_NEAR(flow.battery_ua, test::number(row, 2) * 1e3, 1) << row.at(0);
+        EXPECT_NEAR(flow.input_w, test::number(row, 3), 1e-4) << row.at(0);
+        EXPECT_EQ(flow.input_limited, row.at(4) == "yes") << row.at(0);
+        EXPECT_EQ(status_text(flow.status), row.at(5)) << row.at(0);
     }
 }
 
 // Full at 0.05C x 60 mOhm = 15 mV below the float voltage, again from 40 mV below that.
 TEST(Charger, StaysFullUntilTheChargeHasSunk) {
-    Phone phone = plugged(Source::USB, "PD", 27, 0.9965);
+    Phone phone = phone_of("usb=PD watts=27 soc=0.9965");
     const auto status_at = [&](double soc) {
         phone.battery.soc = soc;
         return share_power(phone.charger, phone.battery, 0).status;
@@ -140,8 +121,7 @@ TEST(Charger, StaysFullUntilTheChargeHasSunk) {
 
 TEST(Phone, AChargePutsInWhatTheBatteryGainsAndEndsFull) {
     for (const int level : {0, 5}) {
-        Phone phone = plugged(Source::USB, "PD", 27, 0.2);
-        phone.charger.ageing_level = level;
+        Phone phone = phone_of("usb=PD watts=27 soc=0.2 ageing_level=" + std::to_string(level));
         double put_in_uah = 0;
         for (int step = 0; step < 3 * 360; step++) {
             advance_phone(phone, 10);
@@ -152,7 +132,7 @@ TEST(Phone, AChargePutsInWhatTheBatteryGainsAndEndsFull) {
         EXPECT_NEAR(put_in_uah, (phone.battery.soc - 0.2) * 5e6, 1) << level;
         EXPECT_LE(terminal_uv(phone.battery), float_voltage_uv(phone.charger) + 1) << level;
     }
-    Phone once = plugged(Source::USB, "PD", 27, 0.2);
+    Phone once = phone_of("usb=PD watts=27 soc=0.2");
     Phone often = once;
     advance_phone(once, 65);
     for (const double seconds : {10, 10, 10, 10, 10, 10, 5}) {
@@ -163,85 +143,38 @@ TEST(Phone, AChargePutsInWhatTheBatteryGainsAndEndsFull) {
 
 // 2 A at 3.88 V: 15 % of the load and 5 % of what the source gives warm the battery.
 TEST(Phone, LoadAndConverterWarmTheBattery) {
-    Phone phone = plugged(Source::USB, "PD", 27);
-    phone.charger.lrc_charge_disable = true;
-    phone.load_ma = 2000;
-    phone.ambient_c = 20;
+    Phone phone = phone_of("usb=PD watts=27 lrc_charge_disable=1 load_ma=2000 ambient_c=20");
     advance_phone(phone, 20'000);
     EXPECT_NEAR(phone.battery.temp_c, 20 + 8 * 7.76 * (0.15 + 0.05 / 0.9), 0.01);
     EXPECT_NEAR(board_temp_c(phone) - phone.battery.temp_c, 3 + 4 * 2, 1e-9);
 }
 
-TEST(Phone, HealthFollowsTheTemperature) {
-    const std::pair<double, const char*> rows[] = {{-0.1, "Cold"}, {0, "Good"},    {44.9, "Good"},
-                                                   {45, "Warm"},   {59.9, "Warm"}, {60, "Hot"}};
-    for (const auto& [temp_c, text] : rows) {
-        EXPECT_STREQ(health_text(temp_c), text) << temp_c;
-    }
-}
-
 std::map<std::string, std::string> texts_of(const Phone& phone) {
     std::map<std::string, std::string> texts;
     for (const auto& attributes : {live_attributes(phone), start_attributes(phone)}) {
-        for (const AttributeText& attribute : attributes) {
+        for (const AttributeFile& attribute : attributes) {
             texts[std::string(attribute_name(attribute_path(phone, attribute.id)))] = attribute.text;
         }
     }
     return texts;
 }
 
-// Compares with the lines "NAME TEXT" of that section of attributes.txt.
-void expect_texts(const Phone& phone, const std::string& section) {
-    const auto texts = texts_of(phone);
+TEST(Attributes, ShowThePhone) {
     std::ifstream file(PHONE_TESTS "/attributes.txt");
-    std::string line;
-    while (std::getline(file, line) && line != "[" + section + "]") {
+    std::string section;
+    std::map<std::string, std::string> texts;
+    for (std::string line; std::getline(file, line);) {
+        if (line[0] == '[') {
+            section = line.substr(1, line.find(']') - 1);
+            Phone phone = phone_of(line.substr(line.find(']') + 1));
+            advance_phone(phone, 0);
+            texts = texts_of(phone);
+        } else if (line[0] != '#') {
+            const size_t blank = line.find(' ');
+            EXPECT_EQ(texts[line.substr(0, blank)], line.substr(blank + 1)) << section << ": " << line;
+        }
     }
-    int count = 0;
-    for (; std::getline(file, line) && line[0] != '['; count++) {
-        const size_t blank = line.find(' ');
-        const auto found = texts.find(line.substr(0, blank));
-        EXPECT_EQ(found == texts.end() ? "" : found->second, line.substr(blank + 1)) << section << ": " << line;
-    }
-    EXPECT_GT(count, 0) << section;
-}
-
-// 50 %, state of health 90 %, 46 degC: the driver halves 0.9C, takes 10 % off for level 2 and 18 %
-// for thermal level 3 of 15. Level 2 ends the charge at 96.786 %.
-TEST(Attributes, ShowTheChargingPhone) {
-    Phone phone = plugged(Source::USB, "PD", 27);
-    phone.battery.state_of_health = 0.9;
-    phone.battery.temp_c = 46.04;
-    phone.charger.thermal_level = 3;
-    phone.charger.ageing_level = 2;
-    phone.load_ma = 500;
-    phone.shutdown_phase = 1;
-    phone.learning_count = 6;
-    advance_phone(phone, 0);
-    expect_texts(phone, "charging");
-    phone.gauge_uah = 4.7e6;
-    phone.charger.watts = 5;  // too weak for the current that the battery may take
-    advance_phone(phone, 0);
-    expect_texts(phone, "limited by its source");
-}
-
-TEST(Attributes, ShowAWirelessChargerAndNone) {
-    Phone phone = plugged(Source::WIRELESS, "EPP", 15.9);
-    phone.battery.temp_c = 45;
-    advance_phone(phone, 0);
-    expect_texts(phone, "wireless");
-    phone = Phone{};
-    phone.thermal_zone = 12;
-    advance_phone(phone, 0);
-    expect_texts(phone, "unplugged");
-    expect_texts(phone, "start");
-}
-
-TEST(Attributes, KnowEachKindOfCharger) {
-    for (const char* const type : {"SDP", "DCP", "CDP", "C", "HVDCP", "HVDCP_3", "HVDCP_3P5", "PD_PPS"}) {
-        expect_texts(plugged(Source::USB, type, 10), type);
-    }
-    expect_texts(plugged(Source::WIRELESS, "BPP", 5), "BPP");
+    EXPECT_EQ(section, "start") << "the last one";
 }
 
 TEST(Attributes, EveryParameterHasATextAndNoPathTwo) {
@@ -249,7 +182,7 @@ TEST(Attributes, EveryParameterHasATextAndNoPathTwo) {
     std::map<std::string, std::string> texts;
     std::set<SysfsParamId> ids;
     for (const auto& attributes : {live_attributes(phone), start_attributes(phone)}) {
-        for (const AttributeText& attribute : attributes) {
+        for (const AttributeFile& attribute : attributes) {
             EXPECT_TRUE(ids.insert(attribute.id).second) << attribute.id;
             const auto [known, is_new] = texts.emplace(attribute_path(phone, attribute.id), attribute.text);
             EXPECT_EQ(known->second, attribute.text) << known->first;

@@ -1,4 +1,4 @@
-// The table of attributes against a list of them that does not come from the code.
+// The table of attributes equals a list that does not come from the code.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,7 +6,7 @@
 
 #include "platform/sysfs_params.h"
 #include "platform/thermal_zone.h"
-#include "support/csv.h"
+#include "support/rows.h"
 
 namespace cellwarden {
 namespace {
@@ -18,7 +18,7 @@ std::string format_name(uint32_t format) {
     return format < std::size(NAMES) ? NAMES[format] : "format " + std::to_string(format);
 }
 
-// "Charging=1|Full=2|=0"; the row without a text gives the value of every other text.
+// "Charging=1|Full=2|=0"; the row without a text has the value of every other text.
 std::string texts_of(const SysfsEnumEntry* row) {
     if (row == nullptr) {
         return "";
@@ -31,15 +31,12 @@ std::string texts_of(const SysfsEnumEntry* row) {
 }
 
 const char* const parameter_names[] = {
-#define SYSFS_FIXED(id, name, path, format, table) #name,
-#define SYSFS_GENERATED(id, name, generator, format, table) #name,
+#define SYSFS_PARAM(id, name, path, format, table) #name,
 #include "product/attributes.inc"
-#undef SYSFS_FIXED
-#undef SYSFS_GENERATED
 };
 
 TEST(SysfsParamTable, IsTheListOfAttributes) {
-    const auto rows = read_csv(ATTRIBUTES);
+    const auto rows = rows_of(ATTRIBUTES, ',');
     EXPECT_EQ(rows.size(), SYSFS_PARAM_COUNT);
     for (size_t id = 0; id < std::min(rows.size(), SYSFS_PARAM_COUNT); id++) {
         const SysfsParamDesc& desc = SysfsParamTable[id];
@@ -47,7 +44,7 @@ TEST(SysfsParamTable, IsTheListOfAttributes) {
         EXPECT_EQ(desc.path_is_generated == 0 ? desc.path : "(thermal zone)", rows[id].at(1)) << id;
         EXPECT_EQ(format_name(desc.format), rows[id].at(2)) << rows[id].at(1);
         EXPECT_EQ(texts_of(desc.enum_table), rows[id].at(3)) << rows[id].at(1);
-        // A name ends in its attribute's, so no rule that names a parameter meets another file.
+        // A parameter's name ends with its attribute's name, so that a rule cannot use another file.
         std::string attribute = rows[id].at(1).substr(rows[id].at(1).rfind('/') + 1);
         std::transform(attribute.begin(), attribute.end(), attribute.begin(), toupper);
         const std::string name = parameter_names[id];

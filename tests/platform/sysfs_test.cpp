@@ -6,8 +6,9 @@
 #include <cstdlib>
 #include <deque>
 #include <filesystem>
-#include <functional>
+#include <fstream>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <random>
 #include <string>
 
@@ -36,16 +37,22 @@ std::string read_text_of(SysfsParamId id) {
     return text;
 }
 
-// The formats; the last four are those that no row of the table has now.
+// The formats, with the kind of a value that can be written; the last four are those that no row of the table has now.
 constexpr SysfsEnumEntry SIDES[] = {{"left", {.text = "right"}}, {"right", {.text = "R"}}, {nullptr, {.text = "none"}}};
-const SysfsParamDesc& DECIMAL = SysfsParamTable[PARAM_BATT_SOC];
-const SysfsParamDesc& HEX = SysfsParamTable[PARAM_WLS_NEGOTIATED_PWR];
-const SysfsParamDesc& TEXT = SysfsParamTable[PARAM_WLS_TYPE];
-const SysfsParamDesc& STATUS = SysfsParamTable[PARAM_BATTERY_STATUS];
-constexpr SysfsParamDesc FLOAT = {2, {""}, FORMAT_FLOAT, {nullptr}};
-constexpr SysfsParamDesc SIDE = {2, {""}, FORMAT_ENUM_TEXT, {SIDES}};
-constexpr SysfsParamDesc NUMBER_OF = {2, {""}, FORMAT_CONVERTED_INT, {.to_integer = atoi}};
-constexpr SysfsParamDesc AS_C = {2, {""}, FORMAT_CONVERTED_TEXT, {.to_text = [](const char*) { return "C"; }}};
+struct Format {
+    SysfsParamDesc desc;
+    SysfsKind kind;
+};
+const std::map<std::string, Format> FORMATS = {
+    {"decimal", {SysfsParamTable[PARAM_BATT_SOC], KIND_INTEGER}},
+    {"hex", {SysfsParamTable[PARAM_WLS_NEGOTIATED_PWR], KIND_INTEGER}},
+    {"text", {SysfsParamTable[PARAM_WLS_TYPE], KIND_TEXT}},
+    {"status", {SysfsParamTable[PARAM_BATTERY_STATUS], KIND_INTEGER}},
+    {"type-C mode", {SysfsParamTable[PARAM_TYPEC_MODE], KIND_INTEGER}},
+    {"float", {{2, {""}, FORMAT_FLOAT, {nullptr}}, KIND_FLOAT}},
+    {"side", {{2, {""}, FORMAT_ENUM_TEXT, {SIDES}}, KIND_TEXT}},
+    {"number of", {{2, {""}, FORMAT_CONVERTED_INT, {.to_integer = atoi}}, KIND_NOT_READ}},
+    {"as C", {{2, {""}, FORMAT_CONVERTED_TEXT, {.to_text = [](const char*) { return "C"; }}}, KIND_NOT_READ}}};
 
 std::string shown(const SysfsParamValue& slot) {
     return slot.kind == KIND_INTEGER ? "integer " + std::to_string(slot.value.integer)
@@ -61,62 +68,28 @@ std::string written(const SysfsParamDesc& format, const SysfsParamValue& record)
 }
 
 TEST(SysfsFormats, ATextBecomesAValueAndThatATextAgain) {
-    const struct {
-        const char* name;
-        const SysfsParamDesc& format;
-        const char *text, *value, *text_again;
-    } rows[] = {
-        {"decimal, blanks and sign", DECIMAL, " \t+42", "integer 42", "42\n"},
-        {"decimal, up to the first other character", DECIMAL, "-12mV", "integer -12", "-12\n"},
-        {"decimal does not take hex", DECIMAL, "0x1f", "integer 0", "0\n"},
-        {"decimal, cut to 32 bits", DECIMAL, "4294967303", "integer 7", "7\n"},
-        {"decimal, beyond 64 bits", DECIMAL, "99999999999999999999", "integer -1", "-1\n"},
-        {"decimal, empty", DECIMAL, "", "integer 0", "0\n"},
-        {"hex with prefix", HEX, "0x1f", "integer 31", "0x1f\n"},
-        {"hex without, 32 bits", HEX, "FFffFFff", "integer -1", "0xffffffff\n"},
-        {"float", FLOAT, "-1.5e1V", "real -15.000000", "-15.000000\n"},
-        {"text", TEXT, "EPP", "text EPP", "EPP"},
-        {"enum; written is the row of that number", STATUS, "Charging", "integer 1", "Full"},
-        {"enum; the terminating row has no text", STATUS, "Full", "integer 2", "(none)"},
-        {"enum, more after the text", STATUS, "Full ", "integer 0", "Charging"},
-        {"enum, another no-match value", SysfsParamTable[PARAM_TYPEC_MODE], "", "integer 6", "Unknown"},
-        {"enum of texts; written is a text of the table", SIDE, "left", "text right", "right"},
-        {"enum of texts; no such text", SIDE, "Left", "text none", "(none)"},
-        {"converted to an integer", NUMBER_OF, "42", "integer 42", "(none)"},
-        {"converted to a text", AS_C, "42", "text C", "(none)"},
-    };
+    nlohmann::json rows = nlohmann::json::parse(std::ifstream(FORMAT_ROWS));
+    rows.erase(0);  // the names of the columns
     for (const auto& row : rows) {
-        SysfsParamValue slot{.text = row.text};
-        parse_sysfs_value(row.format, slot);
-        EXPECT_EQ(shown(slot), row.value) << row.name;
-        EXPECT_EQ(written(row.format, slot), row.text_again) << row.name;
+        const std::string name = row[0], text = row[2];
+        const SysfsParamDesc& format = FORMATS.at(row[1]).desc;
+        SysfsParamValue slot{.text = text.c_str()};
+        parse_sysfs_value(format, slot);
+        EXPECT_EQ(shown(slot), row[3]) << name;
+        EXPECT_EQ(written(format, slot), row[4]) << name;
     }
 }
 
 TEST(SysfsFormats, ARecordOfAnotherKindIsNotWritten) {
-    const std::pair<SysfsParamDesc, SysfsKind> formats[] = {{DECIMAL, KIND_INTEGER}, {HEX, KIND_INTEGER},
-                                                            {FLOAT, KIND_FLOAT},     {TEXT, KIND_TEXT},
-                                                            {STATUS, KIND_INTEGER},  {SIDE, KIND_TEXT}};
-    for (const auto& [format, kind] : formats) {
+    for (const auto& [name, format] : FORMATS) {
         for (const SysfsKind other : {KIND_NOT_READ, KIND_TEXT, KIND_INTEGER, KIND_FLOAT}) {
-            const SysfsParamValue record{.kind = other, .value = {.text = other == kind ? nullptr : "left"}};
-            EXPECT_EQ(written(format, record) == "(none)", other != kind || kind == KIND_TEXT)
-                << format.format << " " << other;
+            const bool is_same = other == format.kind && other != KIND_NOT_READ;
+            const SysfsParamValue record{.kind = other, .value = {.text = is_same ? nullptr : "left"}};
+            EXPECT_EQ(written(format.desc, record) != "(none)", is_same && other != KIND_TEXT) << name << " " << other;
         }
     }
-    EXPECT_EQ(written(STATUS, {.kind = KIND_INTEGER, .value = {.integer = -1}}), "(none)") << "before the table";
-}
-
-TEST(SysfsRead, TextsUpTo4095Characters) {
-    const std::string longest(4095, 'a');
-    const std::pair<std::string, std::string> rows[] = {
-        {"EPP\n", "EPP"}, {longest + "\n", longest}, {longest + "a", longest}, {"ab\0cd\nef\n"s, "abef"}};
-    for (const auto& [content, text] : rows) {
-        write_attribute(PARAM_WLS_TYPE, content);
-        EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), text) << content.size() << " bytes";
-    }
-    phone.attributes.clear();
-    EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), "") << "no such attribute";
+    EXPECT_EQ(written(FORMATS.at("status").desc, {.kind = KIND_INTEGER, .value = {.integer = -1}}), "(none)")
+        << "before the table";
 }
 
 // The definition of what is kept: fgets line after line, each as long as its text, into a buffer of
@@ -133,19 +106,25 @@ std::string gathered_by_fgets(std::string content) {
 }
 
 TEST(SysfsRead, AnyBytesAreGatheredAsByFgets) {
+    const std::string longest(4095, 'a');
+    std::vector<std::string> contents = {"EPP\n", longest + "\n", longest + "a", "ab\0cd\nef\n"s};
     const unsigned seed = std::random_device{}();
     std::mt19937 random(seed);
-    for (int run = 0; run < 500 && !HasFailure(); run++) {
+    for (int run = 0; run < 500; run++) {
         // From nearly only letters to nearly only NULs and newlines, short or around the limit.
         const uint32_t specials = 1U << random() % 13;
-        std::string content(run % 2 == 0 ? 1 + random() % 40 : 4000 + random() % 6000, 'a');
+        std::string& content = contents.emplace_back(run % 2 == 0 ? 1 + random() % 40 : 4000 + random() % 6000, 'a');
         for (char& c : content) {
             const uint32_t draw = static_cast<uint32_t>(random()) % 4096;
             c = draw >= specials ? 'a' : draw % 2 == 0 ? '\0' : '\n';
         }
-        write_attribute(PARAM_WLS_TYPE, content);
-        EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), gathered_by_fgets(content)) << "seed " << seed << ", run " << run;
     }
+    for (size_t i = 0; i < contents.size() && !HasFailure(); i++) {
+        write_attribute(PARAM_WLS_TYPE, contents[i]);
+        EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), gathered_by_fgets(contents[i])) << "seed " << seed << ", " << i;
+    }
+    phone.attributes.clear();
+    EXPECT_EQ(read_text_of(PARAM_WLS_TYPE), "") << "no such attribute";
 }
 
 TEST(SysfsRead, TheMaskLeavesOtherSlotsUnread) {
@@ -198,15 +177,9 @@ TEST(SysfsWrite, NeedsAParameterWithAPathAndAValueOfItsFormat) {
 
 // --- Attributes as files.
 
-// The stand-in with the attributes of files.
-Device device_with_files() {
-    Device mixed = device;
-    mixed.attributes = attribute_files;
-    return mixed;
-}
-
 TEST(AttributeFile, SnapshotsFollowDirectoriesAndLinks) {
-    const Device with_files = device_with_files();
+    Device with_files = device;
+    with_files.attributes = attribute_files;
     const auto read_capacity = [&with_files] {
         SysfsParams snapshot;
         read_sysfs_params(with_files, snapshot, full_cycle_mask());
@@ -217,61 +190,43 @@ TEST(AttributeFile, SnapshotsFollowDirectoriesAndLinks) {
     };
     write_file(SysfsParamTable[PARAM_BATT_SOC].path, "8000\n");
     const std::filesystem::path battery = "/sys/class/power_supply/battery";
-    const struct {
-        const char* name;
-        std::function<void()> change;
-        int32_t capacity;
-    } rows[] = {
-        {"no directory", [] {}, 0},
-        {"a directory", [&] { write_file(battery / "capacity", "41\n"); }, 41},
-        {"the same path as a link to a device",
-         [&] {
-             std::filesystem::remove_all(battery);
-             write_file("/sys/devices/a/battery/capacity", "42\n");
-             create_directory_symlink(std::filesystem::path("../../devices/a/battery"), battery);
-         },
-         42},
-        {"the device replaced",
-         [&] {
-             rename(std::filesystem::path("/sys/devices/a"), std::filesystem::path("/sys/devices/b"));
-             write_file("/sys/devices/a/battery/capacity", "43\n");
-         },
-         43},
-        {"a link to nothing", [] { std::filesystem::remove_all("/sys/devices/a"); }, 0},
-        {"a file in place of the directory", [] { write_file("/sys/devices/a/battery", "44\n"); }, 0},
-    };
-    for (const auto& row : rows) {
-        row.change();
-        EXPECT_EQ(read_capacity(), row.capacity) << row.name;
-    }
+    EXPECT_EQ(read_capacity(), 0) << "no directory";
+    write_file(battery / "capacity", "41\n");
+    EXPECT_EQ(read_capacity(), 41) << "a directory";
+    std::filesystem::remove_all(battery);
+    write_file("/sys/devices/a/battery/capacity", "42\n");
+    create_directory_symlink(std::filesystem::path("../../devices/a/battery"), battery);
+    EXPECT_EQ(read_capacity(), 42) << "the same path as a link to a device";
+    rename(std::filesystem::path("/sys/devices/a"), std::filesystem::path("/sys/devices/b"));
+    write_file("/sys/devices/a/battery/capacity", "43\n");
+    EXPECT_EQ(read_capacity(), 43) << "the device replaced";
+    std::filesystem::remove_all("/sys/devices/a");
+    EXPECT_EQ(read_capacity(), 0) << "a link to nothing";
+    write_file("/sys/devices/a/battery", "44\n");
+    EXPECT_EQ(read_capacity(), 0) << "a file in place of the directory";
 }
 
 // What is opened, and whether it is closed, on the stand-in: directories with their paths,
 // attributes by name.
 struct Openings {
-    std::vector<std::string> directories{};
+    Calls directories{};
     int by_path = 0, relative = 0;
     int next_fd = 100;
     std::multiset<int> open{};
+
+    int add() { return *open.insert(next_fd++); }
 } openings;
 
 Device device_that_counts() {
-    openings = Openings{};
     Device counting = device;
     counting.attributes.open_directory = [](void*, const char* path) {
         openings.directories.emplace_back(path);
-        if (openings.directories.back() == "/sys/class/battman_dbg/") {
-            return -1;
-        }
-        openings.open.insert(openings.next_fd);
-        return openings.next_fd++;
+        return openings.directories.back() == "/sys/class/battman_dbg/" ? -1 : openings.add();
     };
     counting.attributes.open = [](void*, int, const char*, size_t name_at) {
         (name_at == 0 ? openings.by_path : openings.relative)++;
-        // Now and then a descriptor between is someone else's.
-        openings.next_fd += openings.relative % 10 == 9 ? 1 : 0;
-        openings.open.insert(openings.next_fd);
-        return openings.next_fd++;
+        openings.next_fd += openings.relative % 10 == 9 ? 1 : 0;  // now and then one between is someone else's
+        return openings.add();
     };
     counting.attributes.read = [](void*, int, char*, size_t) -> ssize_t { return 0; };
     counting.attributes.close = [](void*, int first, int last) {
@@ -286,17 +241,17 @@ TEST(SysfsRead, OpensEachDirectoryOnceAndClosesWhatItOpens) {
     SysfsParams snapshot;
     const Device counting = device_that_counts();
     counting.thermal_zone_temp_path[0] = '/';  // found already
+    openings = Openings{};
     read_sysfs_params(counting, snapshot, light_cycle_mask());
-    EXPECT_EQ(openings.directories, std::vector<std::string>{}) << "two attributes, no directory in common";
+    EXPECT_EQ(openings.directories, Calls{}) << "two attributes, no directory in common";
     EXPECT_EQ(openings.by_path, 2);
 
     openings = Openings{};
     read_sysfs_params(counting, snapshot, full_cycle_mask());
-    EXPECT_EQ(
-        openings.directories,
-        (std::vector<std::string>{"/sys/class/power_supply/battery/", "/sys/class/power_supply/usb/",
-                                  "/sys/class/power_supply/wireless/", "/sys/class/qcom-battery/",
-                                  "/sys/class/battchg_ext/", "/sys/class/battman_dbg/", "/sys/class/battman_dbg2/"}));
+    EXPECT_EQ(openings.directories,
+              (Calls{"/sys/class/power_supply/battery/", "/sys/class/power_supply/usb/",
+                     "/sys/class/power_supply/wireless/", "/sys/class/qcom-battery/", "/sys/class/battchg_ext/",
+                     "/sys/class/battman_dbg/", "/sys/class/battman_dbg2/"}));
     EXPECT_EQ(openings.by_path, 1);
     EXPECT_EQ(openings.relative, 134 - 1 - 52) << "none in the directory that is missing";
     EXPECT_EQ(openings.open, std::multiset<int>{});
@@ -335,12 +290,10 @@ TEST(AttributeFile, GoesOnAfterAShortWriteAndRetriesNothing) {
         std::deque<ssize_t> writes;
         int32_t result;
         const char* content;
-    } rows[] = {
-        {"in pieces", {2, 3}, 0, "12345\n"},
-        {"nothing is accepted", {0}, -1, ""},
-        {"a piece, then nothing", {2, 0}, -1, "12"},
-        {"refused", {-1}, -1, ""},
-    };
+    } rows[] = {{"in pieces", {2, 3}, 0, "12345\n"},
+                {"nothing is accepted", {0}, -1, ""},
+                {"a piece, then nothing", {2, 0}, -1, "12"},
+                {"refused", {-1}, -1, ""}};
     for (const auto& row : rows) {
         accepted = row.writes;
         taken.clear();

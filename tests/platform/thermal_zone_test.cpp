@@ -50,13 +50,11 @@ TEST(ExternalThermalData, IsForwardedWhereItDiffers) {
         int32_t zone_temp, driver_has;
         const char* driver_gets;
         int32_t zone_kind = KIND_INTEGER, driver_kind = KIND_INTEGER;
-    } rows[] = {
-        {"another value", 31'250, 300, "312\n"},
-        {"the same value", 31'250, 312, "as before"},
-        {"toward zero below zero too", -150, 0, "-1\n"},
-        {"no value of the zone", 31'250, 300, "as before", KIND_NOT_READ},
-        {"no value of the driver", 31'250, 300, "as before", KIND_INTEGER, KIND_TEXT},
-    };
+    } rows[] = {{"another value", 31'250, 300, "312\n"},
+                {"the same value", 31'250, 312, "as before"},
+                {"toward zero below zero too", -150, 0, "-1\n"},
+                {"no value of the zone", 31'250, 300, "as before", KIND_NOT_READ},
+                {"no value of the driver", 31'250, 300, "as before", KIND_INTEGER, KIND_TEXT}};
     for (const auto& row : rows) {
         write_attribute(PARAM_SDM_THERM, "as before");
         SysfsParams snapshot =

@@ -1,4 +1,4 @@
-// Running a program of this machine beside the tests.
+// Runs a program of this machine.
 #pragma once
 
 #include <string>
@@ -6,8 +6,8 @@
 namespace cellwarden::test {
 
 struct CommandResult {
-    int exit_code;       // -1 where it did not end by itself
-    std::string output;  // both streams
+    int exit_code;       // -1 if a signal ended the program
+    std::string output;  // standard output and standard error
 };
 CommandResult run_command(const std::string& shell_command);
 

@@ -1,15 +1,14 @@
-// Uevents that the kernel broadcasts for a test, in a network namespace of the test's own.
+// Uevents that the kernel broadcasts for a test, in the test's own network namespace.
 #pragma once
 
 #include <string>
 
 namespace cellwarden::test {
 
-// Hands a message to the kernel, which broadcasts it in this network namespace with a sequence number of its own at the
-// end.
+// Passes a message to the kernel, which appends its own sequence number and broadcasts it in this network namespace.
 void broadcast_through_kernel(const std::string& message);
 
-// A power-supply uevent of that supply.
+// Returns a uevent of this power supply.
 std::string uevent_of(const std::string& supply);
 
 }  // namespace cellwarden::test

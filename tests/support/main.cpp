@@ -1,5 +1,5 @@
-// The main function of every test program: namespaces of its own, and for every test a fresh phone and a look that no
-// descriptor is left open.
+// The main function of every test program. It creates the namespaces and, for every test, a phone with start values,
+// and checks that the test leaves no descriptor open.
 #include <gtest/gtest.h>
 #include <unistd.h>
 

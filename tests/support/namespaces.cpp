@@ -33,7 +33,7 @@ void write_proc(const char* path, const std::string& text) {
     require(static_cast<bool>(file << text << std::flush), path);
 }
 
-// Root inside for the user outside.
+// Maps the current user to root in the new namespace.
 void enter_user_namespace() {
     const uid_t user = geteuid();
     const gid_t group = getegid();

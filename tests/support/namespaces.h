@@ -1,15 +1,15 @@
-// Namespaces of the process's own, so that nothing it mounts or sends is seen outside.
+// Namespaces of the process, so that its mounts and messages are not visible outside.
 #pragma once
 
 namespace cellwarden::test {
 
-// Gives the process a mount namespace of its own, and a user namespace where it is not root.
+// Moves the process to a new mount namespace, and first to a new user namespace if it is not root.
 void enter_namespaces();
 
-// Gives the process a network namespace of its own, where it may send uevents.
+// Moves the process to a new network namespace, in which it may send uevents.
 void enter_network_namespace();
 
-// Where the machine refuses, all of these end the process, with a message that says what to change.
+// If the machine forbids namespaces, these functions end the process with a message that says what to change.
 void require(bool done, const char* what);
 
 }  // namespace cellwarden::test

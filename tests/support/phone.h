@@ -1,4 +1,4 @@
-// The phone of a test: the stand-in, fresh before every test.
+// The phone of a test: a stand-in with its start values before every test.
 #pragma once
 
 #include <string>
@@ -11,20 +11,20 @@
 namespace cellwarden::test {
 
 extern StandIn phone;
-extern const Device device;  // the seam on it
+extern const Device device;  // bound to `phone`
 
 using Calls = std::vector<std::string>;
 
-// Every effect since the test's start or the last clear_calls(), as line_of shows it; an attribute
-// by the last two parts of its path.
+// Returns every effect since the test's start or the last clear_calls() as the text of line_of, with only
+// the last two parts of an attribute's path.
 Calls calls();
 void clear_calls();
 
-// Texts of the log lines among them, and the events and units written, failed ones included.
+// Return the texts of the log lines among these effects, and the effects of one kind, including failed ones.
 Calls logs();
 std::vector<Effect> effects_of(Effect::Kind kind);
 
-// Makes or replaces an attribute, and its text now, or "(no file)".
+// Creates or replaces an attribute; returns its text, or "(no file)".
 void write_attribute(SysfsParamId id, const std::string& text);
 std::string read_attribute(SysfsParamId id);
 

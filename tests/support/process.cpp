@@ -25,7 +25,7 @@ void in_own_process(const std::function<void()>& body) {
     }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "in the process of its own";
+    EXPECT_EQ(status, 0) << "in the child process";
 }
 
 bool accept_nothing_of_writes(size_t size) {

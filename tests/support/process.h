@@ -1,4 +1,4 @@
-// Children that keep a test's traces out of the test process.
+// Runs parts of tests in child processes.
 #pragma once
 
 #include <cstddef>
@@ -6,12 +6,12 @@
 
 namespace cellwarden::test {
 
-// Runs `body` in a child process, for code that remembers values for the process's life. The test
-// fails where an expectation in the child does, or where it ends otherwise than by returning.
+// Runs `body` in a child process, for code that keeps values for the life of the process. The test fails
+// if an expectation in the child fails, or if the child ends without returning from `body`.
 void in_own_process(const std::function<void()>& body);
 
-// From now on the kernel accepts nothing of a write of exactly `size` bytes in this process: the
-// call returns 0. For a child; returns false where the kernel has no such filter (an emulator).
+// Makes every later write of exactly `size` bytes in this process return 0. Call it only in a child
+// process. Returns false if the kernel has no such filter (in an emulator).
 bool accept_nothing_of_writes(size_t size);
 
 }  // namespace cellwarden::test

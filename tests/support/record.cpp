@@ -41,7 +41,6 @@ const std::vector<RecordElement>& record_elements() {
         std::vector<RecordElement> all;
 #define BATT_STAT_FIELD(offset, name, unit, ...) add_elements<decltype(BattStat::name)>(all, #name, offset);
 #include "state/batt_stat_fields.inc"
-#undef BATT_STAT_FIELD
         return all;
     }();
     return elements;

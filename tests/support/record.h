@@ -16,18 +16,18 @@ struct RecordElement {
     bool is_signed;
 };
 
-// In the order of their offsets.
+// Returns all elements in the order of their offsets.
 const std::vector<RecordElement>& record_elements();
 
 int64_t element_value(const BattStat& record, const RecordElement& element);
 
-// Sets an element by its name. The numbers of dev_attach are also found by their position, 0 to 63.
+// Sets an element by its name. The numbers of dev_attach also have names by their position, 0 to 63.
 void set_element(BattStat& record, const std::string& name, int64_t value);
 
-// The elements whose values differ, with their values in `after`: "max_temp=250 max_temp_time=7".
+// Returns the elements that differ, with their values in `after`: "max_temp=250 max_temp_time=7".
 std::string changes(const BattStat& before, const BattStat& after);
 
-// Sets the elements that such a text names.
+// Sets the elements in a text of the format of changes().
 void apply_changes(BattStat& record, const std::string& changes);
 
 }  // namespace cellwarden::test

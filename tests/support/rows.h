@@ -1,5 +1,5 @@
-// Tables of expected values in files: a line per row, cells between ';', the first line the names of
-// the columns.
+// Tables in files: a line per row, cells between ';', the first line the names of the columns; '#'
+// begins a comment line.
 #pragma once
 
 #include <fstream>
@@ -15,6 +15,9 @@ inline std::vector<Row> rows_of(const std::string& file, char separator = ';') {
     std::ifstream stream(file);
     std::vector<Row> rows;
     for (std::string line; std::getline(stream, line);) {
+        if (line.starts_with('#')) {
+            continue;
+        }
         std::istringstream cells(line + separator);
         rows.emplace_back();
         for (std::string cell; std::getline(cells >> std::ws, cell, separator);) {

@@ -1,9 +1,9 @@
-// The schema of the two events against the list that their receivers work by.
+// The schema of the two events equals the list that their receivers use.
 #include <gtest/gtest.h>
 
 #include <map>
 
-#include "support/csv.h"
+#include "support/rows.h"
 #include "telemetry/charging.pb-c.h"
 
 namespace cellwarden {
@@ -11,7 +11,7 @@ namespace {
 
 using namespace test;
 
-// "number,name,label,type" of the fields, by number.
+// Returns "number,name,label,type" of the fields in the order of their numbers.
 std::vector<std::string> fields_of(const ProtobufCMessageDescriptor& message) {
     const std::map<int, std::string> types = {{PROTOBUF_C_TYPE_UINT32, "uint32"},
                                               {PROTOBUF_C_TYPE_UINT64, "uint64"},
@@ -33,7 +33,7 @@ std::vector<std::string> fields_of(const ProtobufCMessageDescriptor& message) {
 
 TEST(EventSchema, IsThatOfTheReceivers) {
     std::map<std::string, std::vector<std::string>> wanted;
-    for (const auto& row : read_csv(EVENT_FIELDS)) {
+    for (const auto& row : rows_of(EVENT_FIELDS, ',')) {
         wanted["charging." + row.at(0)].push_back(row.at(1) + "," + row.at(2) + "," + row.at(3) + "," + row.at(4));
     }
     for (const auto* message :

@@ -13,10 +13,10 @@
 
 #include "support/command.h"
 #include "support/phone.h"
+#include "support/rows.h"
 #include "support/sysfs.h"
-#include "telemetry/batt_degradation2.h"
-#include "telemetry/charger_insertion_removal.h"
 #include "telemetry/charging.pb-c.h"
+#include "telemetry/reports.h"
 #include "telemetry/send_event.h"
 
 namespace cellwarden {
@@ -60,36 +60,11 @@ Fields decoded(const std::string& name) {
     return fields;
 }
 
-// From which bytes of the stored record a field is to be taken: name, type, first offset (hexadecimal), count. Offsets,
-// not the record's fields: so it does not depend on the names that the code matches.
-constexpr char MAPPINGS[] = R"(
-    initialize u8 0000 1  fcc_mah u16 0004 5  initialized_time u64 0020 1  last_learning_time u64 0030 1
-    first_soh_time u64 0040 9  soft_charge_mode u32 0090 1  total_cycle_count u32 0098 1
-    soft_charge1_onlinetime u64 00A0 5  soft_charge5_onlinetime u64 00C8 5  vt_cet_table u32 0100 672
-    ct_charge_table u32 0B80 160  off_charge_total_time u64 0E20 1  on_charge_total_time u64 0E28 1
-    soc_full_total_time u64 0E30 1  smart_charge_mode_total_time u64 0E38 1  jeita_warm_total_time u32 0E50 1
-    dev_attach_count u32 0F00 16  dev_attach_total_time u32 0F04 16  dev_charge_count u32 0F08 16
-    soc0_shutdown_cnt u32 0E10 1  thermal_range_stay_time u32 0E70 4  over_08c_total_time u32 0E80 1
-    over_08c_charge_count u32 0E84 1  over_06c_total_time u32 0E88 1  over_06c_charge_count u32 0E8C 1
-    max_discharge_current negated_u16 0E90 1  online_time u32 0028 1  total_arrhenius u32 1000 1
-    arrhenius_per_10days u32 1010 252  max_dischg_cur_3500mv_10c negated_u16 0E92 1
-    max_dischg_cur_3500mv_5c negated_u16 0E94 1  max_dischg_cur_3500mv_0c negated_u16 0E96 1
-    max_discharge_time u32 0EA0 4  max_temp i16 0E9C 1  max_temp_time u32 0EB8 1  min_temp i16 0E9E 1
-    min_temp_time u32 0EBC 1  max_cell_voltage u16 0EEA 1  max_cell_voltage_time u32 0EEC 1
-    total_discharge_time u32 0EC0 8  arrhenius_lv level_u8 1400 252
-    full_stay_capacity_degradation_per_10days u32 1510 252  full_stay_capacity_degradation_aging_lv level_u8 1900 252
-    total_cycle_degradation u32 1A00 1  cycle_degradation_per_10days u32 1A10 252
-    total_full_stay_cap_degradation u32 1500 1  latest_user_soh u16 0038 1  user_soh_per_10days u16 1E00 252
-    latest_predicted_soh u16 003E 1  predicted_soh_per_10days u16 2400 252  latest_raw_soh u16 003A 1
-    raw_soh_per_10days u16 2000 252  latest_filtered_soh u16 003C 1  filtered_soh_per_10days u16 2200 252
-)";
-
 Fields expected_fields(const std::string& record) {
     Fields fields;
-    std::istringstream mappings(MAPPINGS);
-    std::string field, type;
-    size_t offset = 0, count = 0;
-    while (mappings >> field >> type >> std::hex >> offset >> std::dec >> count) {
+    for (const Row& row : values_of(RECORD_FIELDS)) {
+        const std::string &field = row.at(0), &type = row.at(1);
+        const size_t offset = std::stoul(row.at(2), nullptr, 16), count = std::stoul(row.at(3));
         const size_t size = type.ends_with("64") ? 8 : type.ends_with("32") ? 4 : type.ends_with("16") ? 2 : 1;
         const size_t stride = field.starts_with("dev_") ? 16 : size;
         for (size_t i = 0; i < count; i++) {
@@ -141,37 +116,6 @@ TEST(BattDegradation2, CarriesTheRecordFieldByField) {
     }
 }
 
-TEST(BattDegradation2, IsSentOncePerTenDayMark) {
-    const struct {
-        const char* name;
-        uint32_t online_time;
-        bool sent;
-        int64_t wall_time = WALL_CLOCK_SET;
-        bool library_missing = false;
-    } steps[] = {
-        {"no clock: not even the first period is taken", 0, false, WALL_CLOCK_SET - 1},
-        {"the first evaluation only takes the period", 863'999, false},
-        {"the next mark", 864'000, true},
-        {"several marks at once", 4'320'000, true},
-        {"going down", 0, false},
-        {"rising again", 864'000, true},
-        {"no clock: the mark is not consumed", 1'728'000, false, 0},
-        {"the clock is set", 1'728'000, true},
-        {"no library: consumed", 2'592'000, false, WALL_CLOCK_SET, true},
-        {"the library is back", 2'592'000, false},
-        {"unsigned to its end", UINT32_MAX, true},
-    };
-    ServiceState state;
-    BattStat stat{};
-    for (const auto& step : steps) {
-        phone = StandIn{.ondra_missing = step.library_missing};
-        state.clock.cycle_wall_time = step.wall_time;
-        stat.online_time = step.online_time;
-        send_ondra_batt_degr2_if_is_timing(device, state, stat);
-        EXPECT_EQ(events_sent().size(), step.sent ? 1U : 0U) << step.name;
-    }
-}
-
 // A removed connection, in the record's order, with another value in every field; some of them are never sent.
 ChgInsertionRemovalData removed_connection() {
     std::array<uint32_t, THERMAL_LEVEL_COUNT> levels{};
@@ -209,68 +153,9 @@ TEST(ChargerInsertionRemoval, CarriesTheConnectionFieldByField) {
     EXPECT_EQ(decoded("ChargerInsertionRemoval"), expected);
 }
 
-// Whether a call sends, from the values of the call before and of this one.
-TEST(ChargerInsertionRemoval, IsSentOnceForEachReason) {
-    struct Row {
-        const char* name;
-        bool sent;
-        uint32_t usb_state = 0, wls_state = 0;
-        uint32_t days = 0;
-        int32_t phase = 0, level = 0, level_max = 9;
-        int32_t days_before = 0, phase_before = 0, level_before = 0;
-        const char* model = "";
-        bool library_missing = false;
-    };
-    const Row rows[] = {
-        {.name = "nothing new: another phase, another level", .sent = false, .usb_state = 2, .phase = 5, .level = 8},
-        {.name = "no library", .sent = false, .usb_state = 3, .library_missing = true},
-        {.name = "USB removed", .sent = true, .usb_state = 3},
-        {.name = "wireless removed", .sent = true, .wls_state = 3},
-        {.name = "not on this model", .sent = false, .usb_state = 3, .days = 1, .phase = 4, .model = "AB_cdb-2"},
-        {.name = "a day more", .sent = true, .days = 3, .days_before = 2},
-        {.name = "days are signed", .sent = false, .days = 0x80000000},
-        {.name = "phase 4 and nothing attached", .sent = false, .phase = 4},
-        {.name = "phase 4 with wireless", .sent = true, .wls_state = 1, .phase = 4},
-        {.name = "phase 4 since before", .sent = false, .usb_state = 2, .phase = 4, .phase_before = 4},
-        {.name = "the highest level", .sent = true, .level = 9, .level_before = 8},
-        {.name = "the highest level since before", .sent = false, .level = 9, .level_before = 9},
-        {.name = "level 0 of 0", .sent = true, .level_max = 0, .level_before = 1},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        phone = StandIn{.ondra_missing = row.library_missing};
-        ServiceState state{.clock = {.cycle_wall_time = WALL_CLOCK_SET},
-                           .connection = {.usb_long_insertion_counter = row.days}};
-        strcpy(state.settings.vendor_model, row.model);
-        state.insertion_removal_report = {row.days_before, row.phase_before, row.level_before};
-        ChgInsertionRemovalData connection = removed_connection();
-        connection.usb_state = row.usb_state;
-        connection.wls_state = row.wls_state;
-        const SysfsParams snapshot = snapshot_of({{PARAM_BOOTUP_SHUTDOWN_PHASE, row.phase},
-                                                  {PARAM_SYSTEM_TEMP_LEVEL, row.level},
-                                                  {PARAM_SYSTEM_TEMP_LEVEL_MAX, row.level_max}});
-        send_ondra_chg_insertion_removal_if_is_timing(device, state, connection, snapshot);
-
-        EXPECT_EQ(events_sent().size(), row.sent ? 1U : 0U);
-        EXPECT_EQ(connection.usb_insertion_time == 0, row.sent) << "cleared";
-        EXPECT_EQ(bytes_of(state.insertion_removal_report),
-                  bytes_of(InsertionRemovalReportMemory{static_cast<int32_t>(row.days), row.phase, row.level}));
-    }
-}
-
 // --- Sending any event
 
 constexpr EventKind KIND = {.name = "Name", .library_missing_text = "100 % missing", .sent_text = "100 % sent"};
-
-int fills;
-
-// Fills the message that it is handed, with a version that is 0 where nothing is to be sent.
-const ProtobufCMessage* fill(void* opaque) {
-    auto& message = *static_cast<Charging__ChargerInsertionRemoval*>(opaque);
-    fills++;
-    message.has_version = message.version == 0 ? 0 : 1;
-    return &message.base;
-}
 
 TEST(SendEvent, EveryOutcome) {
     struct Row {
@@ -278,44 +163,30 @@ TEST(SendEvent, EveryOutcome) {
         StandIn given;
         bool done;
         const char* log;
-        int fills = 1;
         size_t blocks = 1, events = 0;
         uint32_t version = 300;
     };
     const Row rows[] = {
-        {"no library", {.ondra_missing = true}, false, "100 % missing", 0, 0},
-        {"not active", {.ondra_active = 0}, false, "<3>cellwarden: ondra_is_active: 0\n", 0, 0},
-        {"no bytes", {}, true, "<3>cellwarden: ONDRA log Could not serialize message data\n", 1, 0, 0, 0},
+        {"no library", {.ondra_missing = true}, false, "100 % missing", 0},
+        {"not active", {.ondra_active = 0}, false, "<3>cellwarden: ondra_is_active: 0\n", 0},
+        {"no bytes", {}, true, "<3>cellwarden: ONDRA log Could not serialize message data\n", 0, 0, 0},
         {"no memory", {.heap_is_empty = true}, true, "<3>cellwarden: malloc failed\n"},
         {"refused", {.ondra_refuses = true}, true, "100 % sent"},
-        {"sent", {.ondra_active = 2}, true, "100 % sent", 1, 1, 1},
+        {"sent", {.ondra_active = 2}, true, "100 % sent", 1, 1},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         phone = row.given;
-        fills = 0;
         Charging__ChargerInsertionRemoval message = CHARGING__CHARGER_INSERTION_REMOVAL__INIT;
+        message.has_version = row.version == 0 ? 0 : 1;
         message.version = row.version;
-        EXPECT_EQ(send_event(device, KIND, fill, &message), SendResult{row.done});
+        EXPECT_EQ(send_event(device, KIND, message.base), SendResult{row.done});
         EXPECT_EQ(logs(), Calls{row.log});
-        EXPECT_EQ(fills, row.fills);
         EXPECT_EQ(phone.heap_blocks, std::vector<size_t>(row.blocks, 3));
         EXPECT_EQ(phone.open_handles, 0);
         EXPECT_EQ(events_sent(), Calls(row.events, "charging Name"));
     }
     EXPECT_EQ(effects_of(Effect::Kind::EVENT).back().bytes, "\x08\xAC\x02");
-}
-
-TEST(Reporting, NeedsAReportingModelAndAClock) {
-    const auto allowed = [](const char* model, int64_t wall_time) {
-        ServiceState state{.clock = {.cycle_wall_time = wall_time}};
-        strcpy(state.settings.vendor_model, model);
-        return reporting_is_allowed(state);
-    };
-    EXPECT_TRUE(allowed("", 1'483'228'800));
-    EXPECT_FALSE(allowed("", 1'483'228'799));
-    EXPECT_TRUE(allowed("A_cd-cdb", 1'483'228'800));
-    EXPECT_FALSE(allowed("A_cd_cdbB", INT64_MAX));
 }
 
 }  // namespace

@@ -2,15 +2,14 @@
 #include "tools/lifetime/life.h"
 
 #include <cstring>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "common/json_reader.h"
+#include "common/input.h"
 #include "decode/record_layout.h"
 #include "program.h"
-#include "stats/soft_charge_history.h"
-#include "support/rows.h"
+#include "small_profile.h"
+#include "stats/batt_stat_update.h"
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/run.h"
 #include "tools/lifetime/run_directory.h"
@@ -20,41 +19,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A small profile with a JSON merge patch applied.
-Profile small_profile(const std::string& patch) {
-    nlohmann::json document = nlohmann::json::parse(R"({
-        "start": "2026-01-01", "years": 0.01, "cycle_s": 300,
-        "home": "house", "idle_ma": 40, "suspended_ma": 8, "restarts_per_month": 0,
-        "places": {"house": {"mean_c": 22}, "outdoors": {"mean_c": 5}},
-        "chargers": {"fast": {"usb": "PD", "watts": 30}, "slow": {"wireless": "BPP", "watts": 5}},
-        "occasions": [
-            {"at": "02:00", "for_min": 180, "suspended": true},
-            {"at": "19:00", "spread_min": 45, "for_min": 120, "load_ma": 600, "chance": 0.7},
-            {"at": "22:00", "for_min": 300, "charger": "fast"}
-        ]})");
-    document.merge_patch(nlohmann::json::parse(patch));
-    return parse_profile(document.dump(), "small.json");
-}
-
 class LifeTest : public test::ToolTest {
   protected:
-    void run_into(const char* name, uint64_t seed, const char* patch = "{}") const {
+    void run_into(
+        const char* name, uint64_t seed, const std::string& patch = "{}",
+        const Watch& watch = [](const Life&) {}) const {
         const std::atomic<int> never = 0;
-        EXPECT_EQ(run_profile(small_profile(patch), seed, top / name, never, [](const Life&) {}), Ending::COMPLETE);
+        EXPECT_EQ(run_profile(small_profile(patch), seed, top / name, never, watch), Ending::COMPLETE);
     }
     Life& begin(const char* patch) {
         profile_ = small_profile(patch);
         return life_.emplace(begin_life(profile_, 1));
-    }
-    // Every file of a directory by its path in it.
-    [[nodiscard]] std::map<std::string, std::string> all_files(const char* name) const {
-        std::map<std::string, std::string> files;
-        for (const auto& entry : fs::recursive_directory_iterator(top / name)) {
-            if (entry.is_regular_file()) {
-                files[fs::relative(entry.path(), top / name)] = read(fs::relative(entry.path(), top));
-            }
-        }
-        return files;
     }
     void live_until(int64_t time_s) {
         while (life_->time_s < time_s) {
@@ -70,24 +45,19 @@ class LifeTest : public test::ToolTest {
 TEST_F(LifeTest, TheSeedGivesEveryByteOfARun) {
     run_into("a", 7);
     run_into("b", 7);
-    const std::map<std::string, std::string> first = all_files("a");
-    EXPECT_EQ(all_files("b"), first);
+    EXPECT_EQ(run("diff -r a b").output, "");
     run_into("b", 8);
     EXPECT_NE(read("b/units/2491"), read("a/units/2491"));
     run_into("b", 7);
-    EXPECT_EQ(all_files("b"), first) << "into the directory of an earlier run";
+    EXPECT_EQ(run("diff -r a b").output, "") << "into the directory of an earlier run";
 }
 
 TEST_F(LifeTest, SendsTheEventsAndWritesTheDays) {
     // Twelve days: one ten-day mark, and a charger each evening.
     run_into("a", 1, R"({"years": 0.033, "cycle_s": 600})");
-    std::map<std::string, int> events;
-    for (const fs::path& file : files_of(top / "a/outbox")) {
-        const std::string name = file.filename();
-        events[name.substr(name.rfind('-') + 1)]++;
-    }
-    EXPECT_EQ(events, (std::map<std::string, int>{{"BatteryDegradation2", 1}, {"ChargerInsertionRemoval", 12}}));
-    EXPECT_EQ(files_of(top / "a/outbox").front().filename(), "20260102T030000Z-0001-charging-ChargerInsertionRemoval");
+    EXPECT_EQ(run("ls a/outbox | sed 's/.*-//' | sort | uniq -c | tr -s ' '").output,
+              " 1 BatteryDegradation2\n 12 ChargerInsertionRemoval\n");
+    EXPECT_EQ(run("ls a/outbox | head -n 1").output, "20260102T030000Z-0001-charging-ChargerInsertionRemoval\n");
     EXPECT_EQ(test::rows_of(top / "a/series.csv", ',').size(), 13U)
         << "the names of the columns, and a row for each day";
     const std::string log = read("a/daemon.log");
@@ -98,16 +68,9 @@ TEST_F(LifeTest, SendsTheEventsAndWritesTheDays) {
 
 // The figures and the series of a run against the stored record and the life itself.
 TEST_F(LifeTest, FiguresAndColumnsAreThoseOfTheRecord) {
-    const Profile profile = small_profile(R"({"years": 0.085, "cycle_s": 900, "restarts_per_month": 3,
-        "battery": {"soc_percent": 20, "design_mah": 3000}, "fade": {"calendar_percent": 40},
-        "gauge": {"learns_below_percent": 90}, "places": {"house": {"mean_c": 34, "day_c": 4}}, "occasions": [
-            {"at": "02:00", "for_min": 180, "suspended": true},
-            {"at": "08:00", "for_min": 300, "load_ma": 900, "place": "house"},
-            {"at": "21:00", "for_min": 300, "charger": "fast"}]})");
     double true_percent = 0;
     double lived_days = 0;
-    const std::atomic<int> never = 0;
-    (void)run_profile(profile, 3, top / "a", never, [&](const Life& life) {
+    run_into("a", 3, expected("warm_month.json"), [&](const Life& life) {
         true_percent = 100 * life.phone.battery.state_of_health;
         lived_days = static_cast<double>(life.time_s) / 86'400;
     });
@@ -115,58 +78,55 @@ TEST_F(LifeTest, FiguresAndColumnsAreThoseOfTheRecord) {
     const std::string record = read("a/units/2491");
     ASSERT_EQ(record.size(), sizeof stat);
     memcpy(&stat, record.data(), sizeof stat);
-    const auto summary = nlohmann::ordered_json::parse(read("a/run.json"));
-    const auto figure = [&](const std::string& name) { return summary.at("figures").at(name).get<double>(); };
-    const auto rows = test::rows_of(top / "a/series.csv", ',');
-    // The last row shows the day before its midnight, so it lags by a day at most.
-    const auto cell = [&](const std::string& column) {
-        const auto at = std::find(rows.front().begin(), rows.front().end(), column) - rows.front().begin();
-        return std::stod(rows.back().at(static_cast<size_t>(at)));
-    };
-    for (const test::Row& row : test::values_of(TOOLS_TESTS "/figures.csv")) {
-        const auto stored = static_cast<double>(decode::stored_value(stat, *decode::find_record_field(row.at(1)), 0));
-        EXPECT_NEAR(figure(row.at(0)), stored / test::number(row, 2), 0.003) << row.at(0);
-        if (row.size() > 3) {
-            EXPECT_NEAR(cell(row.at(3)), figure(row.at(0)), test::number(row, 4)) << row.at(3);
-        }
-    }
-    uint32_t attachments = 0;
+    double attachments = 0;
     for (const DevAttachEntry& entry : stat.dev_attach) {
         attachments += entry.dev_attach_count;
     }
     const size_t period = stat.online_time / 864'000;
-    const struct {
-        const char* figure;
-        double wanted;
-        const char* column;
-        double growth;
-    } others[] = {{"days lived", lived_days, nullptr, 0},
-                  {"charger attachments", static_cast<double>(attachments), nullptr, 0},
-                  {"events sent", static_cast<double>(files_of(top / "a/outbox").size()), nullptr, 0},
-                  {"level by throughput", 0, "level_by_throughput", 0},
-                  {"level by Arrhenius", double(stat.arrhenius_lv.at(period)), "level_by_arrhenius", 0},
-                  {"level by full stay", double(stat.full_stay_capacity_degradation_aging_lv.at(period)),
-                   "level_by_full_stay", 0},
-                  {"state of health, true, %", true_percent, "true_soh", 0.5},
-                  {nullptr, 30, "temp_min_c", 1},
-                  {nullptr, 36, "temp_mean_c", 2},
-                  {nullptr, 44, "temp_max_c", 3},
-                  {nullptr, 4.46, "voltage_max_v", 0.03}};
-    for (const auto& row : others) {
-        if (row.figure != nullptr) {
-            EXPECT_NEAR(figure(row.figure), row.wanted, 0.003) << row.figure;
-        }
-        if (row.column != nullptr) {
-            EXPECT_NEAR(cell(row.column), row.wanted, row.growth + 0.003) << row.column;
+    const auto events = static_cast<double>(files_of(top / "a/outbox").size());
+    struct Wanted {
+        std::string figure;
+        double value;
+        std::string column{};
+        double growth = 0;  // the last row shows the day before its midnight, so it lags by a day at most
+    };
+    std::vector<Wanted> all = {
+        {"days lived", lived_days},
+        {"charger attachments", attachments},
+        {"events sent", events},
+        {"level by Arrhenius", double(stat.arrhenius_lv.at(period)), "level_by_arrhenius"},
+        {"level by full stay", double(stat.full_stay_capacity_degradation_aging_lv.at(period)), "level_by_full_stay"},
+        {"state of health, true, %", true_percent, "true_soh", 0.5}};
+    for (const test::Row& row : table("figures.csv")) {
+        const decode::RecordField* const field = decode::find_record_field(row.at(1));
+        const double value = field != nullptr ? double(decode::stored_value(stat, *field, 0)) : test::number(row, 1);
+        all.push_back({row.at(0), value / test::number(row, 2)});
+        if (row.size() > 3) {
+            all.back().column = row.at(3);
+            all.back().growth = test::number(row, 4);
         }
     }
-    EXPECT_GT(figure("restarts"), 0);
+    const auto summary = nlohmann::ordered_json::parse(read("a/run.json"));
+    const auto& figures = summary.at("figures");
+    const auto series = test::rows_of(top / "a/series.csv", ',');
+    for (const Wanted& wanted : all) {
+        if (!wanted.figure.empty()) {
+            EXPECT_NEAR(figures.at(wanted.figure).get<double>(), wanted.value, 0.003) << wanted.figure;
+        }
+        if (!wanted.column.empty()) {
+            const auto at = std::find(series.front().begin(), series.front().end(), wanted.column);
+            ASSERT_NE(at, series.front().end()) << wanted.column;
+            const double cell = std::stod(series.back().at(static_cast<size_t>(at - series.front().begin())));
+            EXPECT_NEAR(cell, wanted.value, wanted.growth + 0.003) << wanted.column;
+        }
+    }
+    EXPECT_GT(figures.at("restarts"), 0);
     EXPECT_EQ(summary.at("profile"), "small");
     EXPECT_EQ(summary.at("seed"), 3);
     EXPECT_TRUE(summary.at("complete").get<bool>());
     ASSERT_FALSE(summary.at("levels").empty());
     EXPECT_EQ(summary.at("levels").back().at("level"), stat.soft_charge_mode);
-    EXPECT_EQ(rows.back().front(), "2026-02-01");
+    EXPECT_EQ(series.back().front(), "2026-02-01");
 }
 
 TEST_F(LifeTest, RefusesADirectoryThatIsNoRun) {
@@ -226,47 +186,16 @@ TEST_F(LifeTest, TheRecordHoldsWhatEncodingAllPeriodsWouldGive) {
     EXPECT_GT(life.stat.arrhenius_per_10days[1], 0U);
 }
 
-TEST(Comparison, ShowsBothValuesTheirDifferenceAndTheLevels) {
-    const auto a = nlohmann::ordered_json::parse(R"({"figures": {"level": 2, "lost, %": 1.25, "only in a": 1},
-        "levels": [{"online_days": 203.6, "level": 1}, {"online_days": 410.2, "level": 2}]})");
-    const auto b = nlohmann::ordered_json::parse(R"({"figures": {"level": 2, "lost, %": 1.5},
-        "levels": [{"online_days": 198.1, "level": 1}]})");
+TEST_F(LifeTest, ComparisonShowsBothValuesTheirDifferenceAndTheLevels) {
+    const auto both = nlohmann::ordered_json::parse(expected("compared.json"));
     std::ostringstream out;
-    EXPECT_FALSE(print_comparison(out, a, b));
+    EXPECT_FALSE(print_comparison(out, both.at(0), both.at(1)));
     for (const char* const line :
          {"level +2 +2 *\n", "lost, % +1.25 +1.5 +\\+0.25\n", "level change 1 +1 on day 203 +1 on day 198 *\n",
           "level change 2 +2 on day 410 +- *\n"}) {
         EXPECT_THAT(out.str(), testing::ContainsRegex(line));
     }
-    EXPECT_TRUE(print_comparison(out, a, a));
-}
-
-TEST(Profile, AMistakeIsNamedWithItsPlace) {
-    const struct {
-        const char* name;
-        const char* patch;  // of the small profile; null removes a key
-        const char* message;
-    } rows[] = {
-        {"no such day", R"({"start": "2026-13-01"})", "small.json: start: expected a date"},
-        {"unknown key", R"({"color": 1})", "small.json: color: unknown key, expected one of: about"},
-        {"no places", R"({"places": {"house": null, "outdoors": null}})", "places: expected an object of places"},
-        {"a charger of both kinds", R"({"chargers": {"fast": {"wireless": "EPP"}}})",
-         "chargers.fast: expected an object with watts and either usb or wireless"},
-        {"an hour too late", R"({"occasions": [{"at": "24:00", "for_min": 5}]})",
-         "occasions[0].at: expected a time of day such as \"07:30\", found \"24:00\""},
-        {"an unknown charger", R"({"occasions": [{"at": "07:30", "for_min": 5, "charger": "x"}]})",
-         "occasions[0].charger: expected one of: fast, slow, found \"x\""}};
-    for (const auto& row : rows) {
-        try {
-            (void)small_profile(row.patch);
-            ADD_FAILURE() << row.name << ": was taken";
-        } catch (const InputError& error) {
-            EXPECT_THAT(error.what(), testing::HasSubstr(row.message)) << row.name;
-        }
-    }
-    for (const auto& file : fs::directory_iterator(CELLWARDEN_PROFILE_DIR)) {  // the shipped profiles have no error
-        EXPECT_FALSE(load_profile(file.path()).about.empty()) << file.path();
-    }
+    EXPECT_TRUE(print_comparison(out, both.at(0), both.at(0)));
 }
 
 }  // namespace

@@ -1,16 +1,15 @@
-// The parts of a simulated life: the user's days, the seasons, how the battery fades, what the gauge
-// learns, and every column and figure of a run against the record that the daemon stored.
+// The parts of a simulated life: the user's days, the seasons, how the battery fades, what the gauge learns; and the
+// profiles that describe them.
 #include <cmath>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "common/json_reader.h"
 #include "program.h"
-#include "support/rows.h"
+#include "small_profile.h"
+#include "support/named.h"
 #include "tools/lifetime/fade.h"
 #include "tools/lifetime/gauge.h"
-#include "tools/lifetime/profile.h"
 #include "tools/lifetime/usage.h"
 
 namespace cellwarden::lifetime {
@@ -18,63 +17,51 @@ namespace {
 
 constexpr int64_t HOUR_S = 3600;
 
-// A profile of one place, two chargers and the given occasions. 2026-01-01 is a Thursday.
-Profile profile_of(const std::string& occasions, const std::string& patch = "{}") {
-    auto document = nlohmann::json::parse(R"({"start": "2026-01-01", "home": "house", "idle_ma": 40,
-        "suspended_ma": 8, "restarts_per_month": 0, "places": {"away": {"mean_c": 5}, "house": {"mean_c": 22}},
-        "chargers": {"fast": {"usb": "PD", "watts": 30}, "slow": {"wireless": "BPP", "watts": 5}}})");
-    document["occasions"] = nlohmann::json::parse(occasions);
-    document.merge_patch(nlohmann::json::parse(patch));
-    return parse_profile(document.dump(), "days.json");
-}
-
-TEST(Usage, WorkdaysAndTheWeekend) {
-    const Profile profile = profile_of(R"([{"at": "10:00", "for_min": 60, "load_ma": 500, "days": "weekend"},
-        {"at": "12:00", "for_min": 60, "load_ma": 300, "days": "workdays"},
-        {"at": "14:00", "for_min": 60, "load_ma": 200}])");
-    UsagePlan plan{.profile = profile, .seed = 1};
-    const char* const names[] = {"Thursday", "Friday", "Saturday", "Sunday", "Monday", "Tuesday", "Wednesday"};
-    for (int day = 0; day < 7; day++) {
-        const bool weekend = day == 2 || day == 3;
-        const int64_t midnight = day * SECONDS_PER_DAY;
-        const double loads[] = {weekend ? 500.0 : 40, weekend ? 40.0 : 300, 200};
-        for (int i = 0; i < 3; i++) {
-            const int64_t start = midnight + (10 + 2 * i) * HOUR_S;
-            EXPECT_EQ(usage_at(plan, start - 1, 50).load_ma, 40) << names[day];
-            EXPECT_EQ(next_change(plan, start - 1), loads[i] == 40 ? midnight + (12 + 2 * i) * HOUR_S : start)
-                << names[day];
-            EXPECT_EQ(usage_at(plan, start, 50).load_ma, loads[i]) << names[day];
-            EXPECT_EQ(usage_at(plan, start + HOUR_S - 1, 50).load_ma, loads[i]) << names[day];
+class Usages : public test::ToolTest {
+  protected:
+    // From each change to the next, at both ends: "day 1, 12 to 13 h: 300 mA, 0 W, 22 degC". Day 1 is a Thursday.
+    static std::string usages(const std::string& occasions, int days) {
+        const Profile profile = small_profile(R"({"occasions": )" + occasions + "}");
+        UsagePlan plan{.profile = profile, .seed = 1};
+        const auto shown = [&](int64_t time_s) {
+            const Usage usage = usage_at(plan, time_s, 50);
+            std::ostringstream text;
+            text << usage.load_ma << " mA, " << (usage.charger != nullptr ? usage.charger->watts : 0) << " W, "
+                 << usage.ambient_c << " degC" << (usage.suspended ? ", suspended" : "");
+            return text.str();
+        };
+        std::ostringstream text;
+        for (int64_t start_s = 0, end_s = 0; start_s < days * SECONDS_PER_DAY; start_s = end_s) {
+            const std::string usage = shown(start_s);
+            end_s = next_change(plan, start_s);
+            EXPECT_EQ(shown(end_s - 1), usage) << "up to the change at " << end_s;
+            const int64_t day = start_s / SECONDS_PER_DAY, midnight_s = day * SECONDS_PER_DAY;
+            text << "day " << day + 1 << ", " << double(start_s - midnight_s) / HOUR_S << " to "
+                 << double(end_s - midnight_s) / HOUR_S << " h: " << usage << "\n";
         }
-        EXPECT_EQ(usage_at(plan, midnight + 15 * HOUR_S, 50).load_ma, 40) << names[day];
-        EXPECT_EQ(next_change(plan, midnight + 15 * HOUR_S), midnight + SECONDS_PER_DAY) << names[day];
+        return text.str();
     }
-}
+};
 
-TEST(Usage, EachPropertyComesFromTheLastOccasionThatSetsIt) {
-    const Profile profile = profile_of(R"([{"at": "01:00", "for_min": 60, "load_ma": 500, "place": "away"},
-        {"at": "01:30", "for_min": 60, "load_ma": 600},
-        {"at": "02:15", "for_min": 60, "suspended": true}, {"at": "02:45", "for_min": 60, "charger": "slow"},
-        {"at": "06:00", "for_min": 60, "load_ma": 900, "chance": 0}])");
-    UsagePlan plan{.profile = profile, .seed = 1};
-    const struct {
-        double hour, load_ma, ambient_c;
-        bool suspended;
-        double watts;
-    } rows[] = {{0, 40, 22, false, 0}, {1.2, 500, 5, false, 0}, {1.7, 600, 5, false, 0}, {2.1, 600, 22, false, 0},
-                {2.6, 8, 22, true, 0}, {3, 40, 22, false, 5},   {6.5, 40, 22, false, 0}};
-    for (const auto& row : rows) {
-        const Usage usage = usage_at(plan, std::lround(row.hour * HOUR_S), 50);
-        EXPECT_EQ(usage.load_ma, row.load_ma) << row.hour;
-        EXPECT_EQ(usage.ambient_c, row.ambient_c) << row.hour;
-        EXPECT_EQ(usage.suspended, row.suspended) << row.hour;
-        EXPECT_EQ(usage.charger == nullptr ? 0 : usage.charger->watts, row.watts) << row.hour;
-    }
+TEST_F(Usages, FollowTheOccasionsOfTheDay) {
+    EXPECT_EQ(usages(R"([{"at": "10:00", "for_min": 60, "load_ma": 500, "days": "weekend"},
+                         {"at": "12:00", "for_min": 60, "load_ma": 300, "days": "workdays"},
+                         {"at": "14:00", "for_min": 60, "load_ma": 200}])",
+                     7),
+              expected("usage_week.txt"));
+    // Each property comes from the last occasion that sets it; an occasion of chance 0 does not happen.
+    EXPECT_EQ(usages(R"([{"at": "01:00", "for_min": 60, "load_ma": 500, "place": "outdoors"},
+                         {"at": "01:30", "for_min": 60, "load_ma": 600},
+                         {"at": "02:15", "for_min": 60, "suspended": true},
+                         {"at": "02:45", "for_min": 60, "charger": "slow"},
+                         {"at": "06:00", "for_min": 60, "load_ma": 900, "chance": 0}])",
+                     1),
+              expected("usage_overlap.txt"));
 }
 
 TEST(Usage, ChargesWhenTheBatteryIsLowUntilItIsCharged) {
-    const Profile profile = profile_of(
-        R"([{"at": "01:00", "for_min": 60, "charger": "fast", "below_percent": 50, "unplug_at_percent": 80}])");
+    const Profile profile = small_profile(R"({"occasions": [
+        {"at": "01:00", "for_min": 60, "charger": "fast", "below_percent": 50, "unplug_at_percent": 80}]})");
     const auto charges = [&](std::initializer_list<int> shown) {
         UsagePlan plan{.profile = profile, .seed = 1};
         int64_t time_s = HOUR_S;
@@ -90,70 +77,56 @@ TEST(Usage, ChargesWhenTheBatteryIsLowUntilItIsCharged) {
 }
 
 TEST(Usage, ChanceAndSpreadFollowTheSeed) {
-    const Profile profile =
-        profile_of(R"([{"at": "12:00", "spread_min": 60, "for_min": 60, "load_ma": 500, "chance": 0.5}])",
-                   R"({"restarts_per_month": 15.21875, "crashes_per_year": 36.525})");
-    const auto starts_of = [&](uint64_t seed) {
+    const Profile profile = small_profile(R"({"restarts_per_month": 15.21875, "crashes_per_year": 36.525, "occasions": [
+        {"at": "12:00", "spread_min": 60, "for_min": 60, "load_ma": 500, "chance": 0.5}]})");
+    struct Draws {
+        std::vector<int64_t> starts{};
+        int restarts = 0, crashes = 0;
+    };
+    const auto draw = [&](uint64_t seed) {
         UsagePlan plan{.profile = profile, .seed = seed};
-        std::vector<int64_t> starts;
-        for (int64_t day = 0; day < 1000; day++) {
-            for (const int64_t hour : {0, 10, 11, 12, 13, 14}) {
-                (void)usage_at(plan, day * SECONDS_PER_DAY + hour * HOUR_S, 50);
-                for (const Visit& visit : plan.visits) {
-                    if (starts.empty() || starts.back() < visit.start_s) {
-                        starts.push_back(visit.start_s);
-                    }
+        Draws draws;
+        for (int64_t time_s = 0; time_s < 1000 * SECONDS_PER_DAY; time_s += HOUR_S) {
+            (void)usage_at(plan, time_s, 50);
+            for (const Visit& visit : plan.visits) {
+                if (draws.starts.empty() || draws.starts.back() < visit.start_s) {
+                    draws.starts.push_back(visit.start_s);
                 }
             }
+            if (const auto restart = take_restart(plan, time_s)) {
+                (restart->is_crash ? draws.crashes : draws.restarts)++;
+                EXPECT_GT(restart->at_s, time_s - HOUR_S);
+                EXPECT_FALSE(take_restart(plan, time_s).has_value());
+            }
         }
-        return starts;
+        return draws;
     };
-    const std::vector<int64_t> starts = starts_of(1);
-    EXPECT_NEAR(static_cast<double>(starts.size()), 500, 50);
+    const Draws draws = draw(1);
+    const auto count = static_cast<int64_t>(draws.starts.size());
+    EXPECT_NEAR(static_cast<double>(count), 500, 50);
+    EXPECT_NEAR(draws.restarts, 500, 50) << "on every other day";
+    EXPECT_NEAR(draws.crashes, 100, 30) << "on every tenth day";
     int64_t sum = 0;
-    for (const int64_t start : starts) {
+    for (const int64_t start : draws.starts) {
         const int64_t shift = start % SECONDS_PER_DAY - 12 * HOUR_S;
         EXPECT_LE(std::abs(shift), HOUR_S);
         sum += shift;
     }
-    EXPECT_LT(std::abs(sum) / static_cast<int64_t>(starts.size()), 300) << "as often before as after";
-    EXPECT_EQ(starts_of(1), starts);
-    EXPECT_NE(starts_of(2), starts);
-
-    UsagePlan plan{.profile = profile, .seed = 1};
-    int restarts[] = {0, 0};
-    for (int64_t hour = 0; hour < 24'000; hour++) {
-        (void)usage_at(plan, hour * HOUR_S, 50);
-        if (const auto restart = take_restart(plan, hour * HOUR_S)) {
-            restarts[restart->is_crash ? 1 : 0]++;
-            EXPECT_GT(restart->at_s, (hour - 1) * HOUR_S);
-            EXPECT_FALSE(take_restart(plan, hour * HOUR_S).has_value());
-        }
-    }
-    EXPECT_NEAR(restarts[0], 500, 50) << "on every other day";
-    EXPECT_NEAR(restarts[1], 100, 30) << "on every tenth day";
+    EXPECT_LT(std::abs(sum) / count, 300) << "as often before as after";
+    EXPECT_EQ(draw(1).starts, draws.starts);
+    EXPECT_NE(draw(2).starts, draws.starts);
 }
 
-TEST(Usage, SeasonsAndHours) {
-    const struct {
-        const char* name;
-        const char* start;
-        int64_t hour;
-        double wanted_c;
-    } rows[] = {{"a July afternoon", "2026-07-20", 15, 10 + 8 + 4},
-                {"a July night", "2026-07-20", 3, 10 + 8 - 4},
-                {"a January afternoon", "2026-01-18", 15, 10 - 8 + 4},
-                {"a January night", "2026-01-18", 3, 10 - 8 - 4},
-                {"a spring morning", "2026-04-20", 9, 10},
-                {"an autumn evening", "2026-10-19", 21, 10}};
-    for (const auto& row : rows) {
-        const Profile profile =
-            profile_of("[]", R"({"places": {"house": {"mean_c": 10, "season_c": 8, "day_c": 4}}, "start": ")" +
-                                 std::string(row.start) + "\"}");
+// Mean 10 degC, 8 K by season, 4 K by the hour.
+TEST(Usage, SeasonsHoursAndWeather) {
+    for (const test::Row& row : test::values_of(TOOLS_TESTS "/seasons.csv")) {
+        const Profile profile = small_profile(
+            R"({"places": {"house": {"mean_c": 10, "season_c": 8, "day_c": 4}}, "start": ")" + row.at(1) + "\"}");
         UsagePlan plan{.profile = profile, .seed = 1};
-        EXPECT_NEAR(usage_at(plan, row.hour * HOUR_S, 50).ambient_c, row.wanted_c, 0.2) << row.name;
+        const double ambient_c = usage_at(plan, std::stoi(row.at(2)) * HOUR_S, 50).ambient_c;
+        EXPECT_NEAR(ambient_c, test::number(row, 3), 0.2) << row.at(0);
     }
-    const Profile profile = profile_of("[]", R"({"places": {"house": {"mean_c": 10, "weather_c": 5}}})");
+    const Profile profile = small_profile(R"({"places": {"house": {"mean_c": 10, "weather_c": 5}}})");
     UsagePlan plan{.profile = profile, .seed = 1};
     double low_c = 10;
     double high_c = 10;
@@ -169,43 +142,35 @@ TEST(Usage, SeasonsAndHours) {
 
 TEST(FadeModel, FollowsItsEquation) {
     constexpr double YEAR_S = 365.25 * 86'400;
-    const struct {
-        const char* name;
-        double temp_c, voltage_v, charges, years, wanted_percent;
-    } rows[] = {{"a year at 25 degC and 3.9 V", 25, 3.9, 0, 1, 2.5},
-                {"four years: the square root of time", 25, 3.9, 0, 4, 5},
-                {"12 K halve the time", 37, 3.9, 0, 1, 2.5 * std::sqrt(2)},
-                {"and double it", 13, 3.9, 0, 1, 2.5 / std::sqrt(2)},
-                {"a volt: exp(1.5)", 25, 4.9, 0, 1, 2.5 * std::exp(0.75)},
-                {"200 charges", 25, 3.9, 200, 0, 2}};
-    for (const auto& row : rows) {
+    for (const test::Row& row : test::values_of(TOOLS_TESTS "/fade.csv")) {
+        const double lost_percent = test::number(row, 5);
         Fade fade;
-        advance_fade(fade, FadeModel{}, row.temp_c, row.voltage_v, row.charges, row.years * YEAR_S);
-        EXPECT_NEAR(100 * (1 - state_of_health(fade)), row.wanted_percent, 1e-9) << row.name;
-        EXPECT_NEAR(resistance_factor(fade, FadeModel{}), 1 + 0.03 * row.wanted_percent, 1e-9) << row.name;
+        advance_fade(fade, FadeModel{}, test::number(row, 1), test::number(row, 2), test::number(row, 3),
+                     test::number(row, 4) * YEAR_S);
+        EXPECT_NEAR(100 * (1 - state_of_health(fade)), lost_percent, 1e-9) << row.at(0);
+        EXPECT_NEAR(resistance_factor(fade, FadeModel{}), 1 + 0.03 * lost_percent, 1e-9) << row.at(0);
     }
-    Fade fade{.use_percent = 34.9};
-    advance_fade(fade, FadeModel{}, 25, 3.9, 10, 0);
-    EXPECT_NEAR(fade.use_percent, 35.0, 1e-9);
-    fade.use_percent = 35.1;
-    advance_fade(fade, FadeModel{}, 25, 3.9, 10, 0);
-    EXPECT_NEAR(fade.use_percent, 35.4, 1e-9) << "three times as much past the knee";
-    fade.use_percent = 99;
-    EXPECT_EQ(state_of_health(fade), 0.1);
+    const auto use_after_10_charges = [](double use_percent) {
+        Fade fade{.use_percent = use_percent};
+        advance_fade(fade, FadeModel{}, 25, 3.9, 10, 0);
+        return fade.use_percent;
+    };
+    EXPECT_NEAR(use_after_10_charges(34.9), 35.0, 1e-9);
+    EXPECT_NEAR(use_after_10_charges(35.1), 35.4, 1e-9) << "three times as much past the knee";
+    EXPECT_EQ(state_of_health({.use_percent = 99}), 0.1);
 }
 
 TEST(Gauge, LearnsTheCapacityFromLowToFull) {
-    const GaugeModel model{.learns_below_percent = 30, .error_percent = 1};
     phone::Phone phone;
     phone.battery.state_of_health = 0.8;
     Gauge gauge{.random = {1}};
     const auto charge_from = [&](double soc) {
-        phone.battery.soc = soc;
-        phone.flow.status = phone::ChargeStatus::CHARGING;
-        follow_battery(gauge, model, phone);
-        phone.battery.soc = 1;
-        phone.flow.status = phone::ChargeStatus::FULL;
-        follow_battery(gauge, model, phone);
+        for (const auto& [level, status] :
+             {std::pair(soc, phone::ChargeStatus::CHARGING), std::pair(1.0, phone::ChargeStatus::FULL)}) {
+            phone.battery.soc = level;
+            phone.flow.status = status;
+            follow_battery(gauge, {.learns_below_percent = 30, .error_percent = 1}, phone);
+        }
         return phone.learning_count;
     };
     restart_gauge(gauge, phone);
@@ -224,73 +189,49 @@ TEST(Gauge, LearnsTheCapacityFromLowToFull) {
     EXPECT_EQ(phone.gauge_uah, 4.1e6);
 }
 
-TEST(ProfileFile, EveryKeyReachesItsField) {
-    const Profile profile =
-        profile_of(R"([{"at": "07:30", "spread_min": 2, "for_min": 3, "load_ma": 4, "place": "house",
-        "charger": "slow", "suspended": true, "below_percent": 5, "unplug_at_percent": 6, "chance": 0.7}])",
-                   R"({"about": "x", "years": 8, "cycle_s": 9, "crashes_per_year": 10, "restarts_per_month": 11,
-            "battery": {"design_mah": 1200, "resistance_mohm": 13, "soc_percent": 14},
-            "fade": {"calendar_percent": 15, "doubling_k": 16, "per_volt": 1.7, "percent_per_100_charges": 18,
-                     "knee_percent": 19, "resistance_growth": 20},
-            "gauge": {"learns_below_percent": 21, "error_percent": 2.2},
-            "places": {"house": {"mean_c": 23, "season_c": 24, "day_c": 25, "weather_c": 26}}})");
-    const Occasion& occasion = profile.occasions.at(0);
+class ProfileFile : public test::ToolTest {};
+
+TEST_F(ProfileFile, EveryKeyReachesItsField) {
+    const Profile profile = load_profile(TOOLS_TESTS "/every_key.json");
+    const FadeModel& fade = profile.fade;
+    const GaugeModel& gauge = profile.gauge;
     const Place& house = profile.places.at(1);
-    const std::pair<double, double> numbers[] = {{occasion.at_s, 27'000},
-                                                 {occasion.spread_s, 120},
-                                                 {occasion.for_s, 180},
-                                                 {*occasion.load_ma, 4},
-                                                 {occasion.below_percent, 5},
-                                                 {occasion.unplug_at_percent, 6},
-                                                 {occasion.chance, 0.7},
-                                                 {profile.years, 8},
-                                                 {profile.cycle_s, 9},
-                                                 {profile.crashes_per_year, 10},
-                                                 {profile.restarts_per_month, 11},
-                                                 {profile.design_mah, 1200},
-                                                 {profile.resistance_mohm, 13},
-                                                 {profile.soc_percent, 14},
-                                                 {profile.fade.calendar_percent, 15},
-                                                 {profile.fade.doubling_k, 16},
-                                                 {profile.fade.per_volt, 1.7},
-                                                 {profile.fade.percent_per_100_charges, 18},
-                                                 {profile.fade.knee_percent, 19},
-                                                 {profile.fade.resistance_growth, 20},
-                                                 {profile.gauge.learns_below_percent, 21},
-                                                 {profile.gauge.error_percent, 2.2},
-                                                 {house.mean_c, 23},
-                                                 {house.season_c, 24},
-                                                 {house.day_c, 25},
-                                                 {house.weather_c, 26},
-                                                 {profile.idle_ma, 40},
-                                                 {profile.suspended_ma, 8},
-                                                 {occasion.suspended, 1},
-                                                 {static_cast<double>(profile.start_wall_s), 1'767'225'600},
-                                                 {static_cast<double>(*occasion.place), 1},
-                                                 {static_cast<double>(*occasion.charger), 1},
-                                                 {static_cast<double>(profile.home), 1},
-                                                 {profile.chargers.at(0).watts, 30},
-                                                 {profile.chargers.at(1).watts, 5},
-                                                 {profile.chargers.at(1).source == phone::Source::WIRELESS, 1}};
-    for (const auto& [found, wanted] : numbers) {
-        EXPECT_EQ(found, wanted);
+    const ChargerKind &fast = profile.chargers.at(0), &slow = profile.chargers.at(1);
+    const Occasion& occasion = profile.occasions.at(0);
+    EXPECT_EQ(
+        NAMED(profile.name, profile.about, profile.start_wall_s, profile.years, profile.cycle_s, profile.battery_model,
+              profile.design_mah, profile.resistance_mohm, profile.soc_percent, profile.idle_ma, profile.suspended_ma,
+              profile.home, profile.restarts_per_month, profile.crashes_per_year) +
+            NAMED(fade.calendar_percent, fade.doubling_k, fade.per_volt, fade.percent_per_100_charges,
+                  fade.knee_percent, fade.resistance_growth, gauge.learns_below_percent, gauge.error_percent,
+                  house.name, house.mean_c, house.season_c, house.day_c, house.weather_c, fast.watts, slow.name,
+                  slow.type, slow.watts, slow.source == phone::Source::WIRELESS) +
+            NAMED(occasion.at_s, occasion.spread_s, occasion.for_s, occasion.days == Days::WEEKEND, occasion.chance,
+                  *occasion.load_ma, *occasion.place, *occasion.charger, occasion.suspended, occasion.below_percent,
+                  occasion.unplug_at_percent),
+        expected("every_key.txt"));
+    for (const auto& file : std::filesystem::directory_iterator(CELLWARDEN_PROFILE_DIR)) {  // the shipped ones
+        EXPECT_FALSE(load_profile(file.path()).about.empty()) << file.path();
     }
-    EXPECT_EQ(profile.about + profile.name + profile.battery_model + profile.chargers.at(1).type,
-              "xdaysPELLAMIR_VOSKABPP");
 }
 
-TEST(ProfileFile, ValuesOutOfRangeAreNamedWithTheRange) {
-    for (const test::Row& row : test::values_of(TOOLS_TESTS "/ranges.csv")) {
-        nlohmann::json document = nlohmann::json::parse(R"({"start": "2026-01-01", "home": "house",
-            "places": {"house": {"mean_c": 22}}, "chargers": {"fast": {"usb": "PD", "watts": 30}},
-            "occasions": [{"at": "07:00", "for_min": 5}]})");
+void expect_mistake(const std::string& name, const nlohmann::json& document, const std::string& message) {
+    try {
+        (void)parse_profile(document.dump(), "small.json");
+        ADD_FAILURE() << name << ": was accepted";
+    } catch (const InputError& error) {
+        EXPECT_THAT(error.what(), testing::HasSubstr(message)) << name;
+    }
+}
+
+TEST_F(ProfileFile, AMistakeIsNamedWithItsPlaceAndRange) {
+    for (const test::Row& row : table("profile_mistakes.csv")) {
+        expect_mistake(row.at(0), small_document(row.at(1)), row.at(2));
+    }
+    for (const test::Row& row : table("ranges.csv")) {
+        nlohmann::json document = small_document();
         document[nlohmann::json::json_pointer(row.at(0))] = 1e9;
-        try {
-            (void)parse_profile(document.dump(), "x.json");
-            ADD_FAILURE() << row.at(0) << ": was accepted";
-        } catch (const InputError& error) {
-            EXPECT_THAT(error.what(), testing::HasSubstr(": expected " + row.at(1))) << row.at(0);
-        }
+        expect_mistake(row.at(0), document, ": expected " + row.at(1));
     }
 }
 

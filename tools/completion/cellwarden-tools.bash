@@ -1,5 +1,5 @@
-# bash completion of the cellwarden tools: commands, options and names come from each tool's own
-# --help and lists.
+# bash completion of the cellwarden tools. It reads commands, options and names from each tool's --help
+# and lists.
 
 _cellwarden_tool() {
     local cur prev words cword

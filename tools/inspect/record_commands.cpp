@@ -62,7 +62,7 @@ std::string name_of(const RecordField& field, size_t index) {
     return label.starts_with('[') ? place : place + " (" + label + ")";
 }
 
-// The difference of two numbers; empty for units whose difference means nothing.
+// Returns the difference of two numbers; empty for units without meaningful differences.
 std::string change_text(const RecordField& field, int64_t a, int64_t b) {
     switch (field.unit) {
         case decode::FieldUnit::WALL_S:

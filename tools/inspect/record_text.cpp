@@ -137,7 +137,7 @@ std::vector<const RecordField*> periodic_fields() {
     return fields;
 }
 
-// Number of periods up to the last one with a value.
+// Returns the number of periods up to the last period with a value.
 size_t known_periods(const BattStat& stat, const std::vector<const RecordField*>& fields) {
     for (size_t period = PERIOD_COUNT; period > 0; period--) {
         for (const RecordField* field : fields) {
@@ -208,12 +208,12 @@ ordered_json field_json(const BattStat& stat, const RecordField& field) {
     return json;
 }
 
-// Whether a number is outside the range of its unit in records that the daemon writes.
+// Returns whether a number is outside the range of its unit in records that the daemon writes.
 bool is_odd(const RecordField& field, int64_t stored) {
     constexpr int64_t FULL_HEALTH = 50'000;          // half units
-    constexpr int64_t CLOCK_IS_SET = 1'483'228'800;  // 2017-01-01, as the daemon's own test
+    constexpr int64_t CLOCK_IS_SET = 1'483'228'800;  // 2017-01-01, as in the daemon
     switch (field.unit) {
-        case FieldUnit::HALF_SOH:  // the raw one can exceed the design capacity
+        case FieldUnit::HALF_SOH:  // the raw state of health can exceed the design capacity
             return stored > FULL_HEALTH && !field.name.ends_with("raw_soh") &&
                    !field.name.starts_with("raw_soh");
         case FieldUnit::LEVEL:

@@ -19,14 +19,14 @@ using namespace cellwarden::phone;
 enum Phase : int { PHASE_CHARGING_WHILE_OFF = 1, PHASE_ON = 3, PHASE_SHUTTING_DOWN = 4 };
 
 constexpr int64_t START_UP_S = 30;     // from power on to the daemon's first cycle
-constexpr int64_t POWERED_OFF_S = 60;  // in a restart
-constexpr double BOOT_SOC = 0.03;      // an emptied phone boots from here on
-constexpr double OFF_MA = 0.5;         // of a phone that is switched off
+constexpr int64_t POWERED_OFF_S = 60;  // time switched off in a restart
+constexpr double BOOT_SOC = 0.03;      // an empty phone boots at this state of charge
+constexpr double OFF_MA = 0.5;         // load of a phone that is switched off
 constexpr double LONGEST_OFF_STEP_S = 3600;
-constexpr double NOTICE_S = 1;  // from a change that the driver tells of to the daemon's cycle
+constexpr double NOTICE_S = 1;  // time from a change that the driver reports to the daemon's cycle
 
-// The system takes performance and charging current away as the board warms: one level for each
-// degree from here on.
+// The system reduces performance and charging current as the board warms: by one level per degree
+// from this temperature on.
 constexpr double MITIGATION_FROM_C = 42;
 
 void advance(Life& life, double seconds) {
@@ -47,7 +47,7 @@ void advance(Life& life, double seconds) {
     life.boot_s += std::lround(seconds);
 }
 
-// What the daemon wrote to the driver's attributes takes effect.
+// Applies the daemon's writes to the driver's attributes.
 void obey_write(Life& life, const Effect& write) {
     if (write.name == SysfsParamTable[PARAM_BATT_AGING_LEVEL].path) {
         obey_attribute_write(life.phone, PARAM_BATT_AGING_LEVEL, write.bytes);
@@ -81,7 +81,7 @@ void run_cycle(Life& life) {
 void switch_on(Life& life, Phase phase) {
     life.is_on = true;
     life.phone.shutdown_phase = phase;
-    life.phone.charger.ageing_level = 0;  // the driver forgets it
+    life.phone.charger.ageing_level = 0;  // the driver resets it
     restart_gauge(life.gauge, life.phone);
     life.boot_s = START_UP_S;
     life.state = ServiceState{};
@@ -119,7 +119,7 @@ void apply_usage(Life& life, const Usage& usage) {
         charger.type = usage.charger->type;
         charger.watts = usage.charger->watts;
     }
-    advance_phone(phone, 0);  // the currents follow at once
+    advance_phone(phone, 0);  // updates the currents
 }
 
 double seconds_to_next_cycle(const Life& life, const Usage& usage) {
@@ -130,7 +130,7 @@ double seconds_to_next_cycle(const Life& life, const Usage& usage) {
     return usage.suspended ? std::max(to_change, life.profile.cycle_s) : life.profile.cycle_s;
 }
 
-// Made and first used on the first day.
+// The battery is made and first used on the first day.
 std::map<uint32_t, std::string> factory_dates(const Profile& profile) {
     const time_t start = profile.start_wall_s;
     char date[8] = {};
@@ -158,7 +158,7 @@ Life begin_life(const Profile& profile, uint64_t seed) {
     life.phone.battery.charge_full_design_uah = profile.design_mah * 1e3;
     life.phone.battery.resistance_mohm = profile.resistance_mohm;
     life.phone.battery.soc = profile.soc_percent / 100;
-    for (const AttributeText& attribute : start_attributes(life.phone)) {
+    for (const AttributeFile& attribute : start_attributes(life.phone)) {
         life.device.attributes[attribute_path(life.phone, attribute.id)] = attribute.text;
     }
     switch_on(life, PHASE_ON);

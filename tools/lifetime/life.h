@@ -19,12 +19,13 @@ struct Life {
     const Profile& profile;  // must outlive the life
     UsagePlan plan;
     phone::Phone phone;
-    StandIn device;  // what the daemon's code finds around it: units, log, events
-    std::function<void(const Life& life, const Effect& effect)> watch_effect;  // of each cycle
+    StandIn device;  // the phone of the daemon's code: units, log, events
+    // Called with each effect of each cycle.
+    std::function<void(const Life& life, const Effect& effect)> watch_effect;
     Gauge gauge;
     Fade fade;
 
-    // The daemon's records, as its main function holds them.
+    // The daemon's records.
     ServiceState state;
     BattStat stat;
     ChgInsertionRemovalData connection;
@@ -33,25 +34,25 @@ struct Life {
     int64_t time_s = 0;  // since midnight of the first day
     int64_t boot_s = 0;  // since the phone was switched on
     bool is_on = false;
-    bool driver_has_news = false;  // it was handed a capacity, which wakes the daemon once more
+    bool driver_has_news = false;  // it has received a capacity and will wake the daemon once more
     uint64_t cycles = 0;
     uint32_t restarts = 0;
 };
 
-// A new phone, switched on. Its statistics unit is empty; device.units holds the dates that the
+// Returns a new phone, switched on. It has no statistics unit; device.units has the dates that the
 // factory writes.
 Life begin_life(const Profile& profile, uint64_t seed);
 
-// Lives on for one step: a cycle of the daemon, then the time until the next one.
+// Simulates a step: a cycle of the daemon, then the time until the next cycle.
 void live_on(Life& life);
 
-// Ends as a phone ends that is switched off: the record is stored.
+// Ends the life like switching off the phone: the record is stored.
 void end_life(Life& life);
 
-// Wall clock of this moment, since 1970.
+// Returns the current wall clock in seconds since 1970.
 int64_t wall_s(const Life& life);
 
-// The levels in force for the current period: by throughput, by Arrhenius ageing, by full stay.
+// The levels of the current period: by throughput, by Arrhenius ageing, by full stay.
 struct Levels {
     int32_t by_throughput;
     int32_t by_arrhenius;

@@ -15,7 +15,7 @@ using phone::Source;
 
 constexpr double SECONDS_PER_MINUTE = 60;
 
-// Index of the named one; the list of names serves the message.
+// Returns the index of the named element; the list of names is for the error message.
 template <typename T>
 size_t read_name_of(const JsonPlace& at, const std::vector<T>& named) {
     std::vector<std::string> names;
@@ -27,7 +27,7 @@ size_t read_name_of(const JsonPlace& at, const std::vector<T>& named) {
     return static_cast<size_t>(std::find(names.begin(), names.end(), name) - names.begin());
 }
 
-// "07:30" in seconds since midnight.
+// Reads "07:30" as seconds since midnight.
 int read_time_of_day(const JsonPlace& at) {
     int hour = 0;
     int minute = 0;
@@ -81,7 +81,7 @@ void read_gauge(const JsonPlace& at, GaugeModel& gauge) {
                      {"error_percent", number_into(gauge.error_percent, 0, 20)}});
 }
 
-// Hands each member of an object of named things to `read`, in the order of their names.
+// Passes each member of an object to `read`, in the order of the names.
 template <typename T, typename Read>
 void read_named(const JsonPlace& at, const char* what, std::vector<T>& named, Read read) {
     if (!at.value.is_object() || at.value.empty()) {
@@ -158,7 +158,7 @@ void read_occasions(const JsonPlace& at, Profile& profile) {
 }
 
 void read_profile(const JsonPlace& top, Profile& profile) {
-    // Places and chargers are known before what names them is read.
+    // Places and chargers are read before the keys that name them.
     for (const char* key : {"start", "places", "home", "chargers", "occasions"}) {
         require(top, key);
     }

@@ -44,7 +44,7 @@ struct Occasion {
     std::optional<size_t> place;     // index into Profile::places
     std::optional<size_t> charger;   // index into Profile::chargers
     bool suspended = false;          // the phone is suspended unless a charger is connected
-    double below_percent = 101;      // takes place only if the shown charge is lower at its start
+    double below_percent = 101;      // happens only if the shown charge is lower at its start
     double unplug_at_percent = 101;  // ends when the shown charge reaches this
 };
 

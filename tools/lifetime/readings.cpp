@@ -7,7 +7,7 @@
 namespace cellwarden::lifetime {
 namespace {
 
-// The number that the parameter's table has for a text.
+// Returns the number for a text in the parameter's table.
 SysfsValue enum_value(const SysfsEnumEntry* row, const char* text) {
     while (row->text != nullptr && strcmp(row->text, text) != 0) {
         row++;

@@ -1,4 +1,4 @@
-// The simulated phone as the daemon reads it: the values of its attributes without their files.
+// The daemon's readings of the simulated phone: the values of the attributes without their files.
 #pragma once
 
 #include "phone/phone.h"
@@ -6,8 +6,8 @@
 
 namespace cellwarden::lifetime {
 
-// Sets the parameters that follow from the phone's state; all others read as from missing files.
-// The texts are the phone's own: it must outlive the snapshot.
+// Sets the parameters that depend on the phone's state; all others have the values of missing
+// files. The snapshot's texts belong to the phone, which must outlive it.
 void read_phone(const phone::Phone& phone, SysfsParams& snapshot);
 
 }  // namespace cellwarden::lifetime

@@ -1,4 +1,4 @@
-// One run: a profile lived through into a directory.
+// A run: simulates the life of a profile and stores the results in a directory.
 #pragma once
 
 #include <atomic>
@@ -12,16 +12,16 @@ namespace cellwarden::lifetime {
 
 enum class Ending { COMPLETE, STOPPED };
 
-// Called with each day lived and at the end, so that somebody can watch.
+// Called after each simulated day and at the end, to show the progress.
 using Watch = std::function<void(const Life& life)>;
 
-// Lives `profile` through, from the start to its last year or until `stop` is set, and stores what
-// was reached. Throws std::runtime_error where the directory cannot be written. Several
-// can run at once, each in a thread and a directory of its own.
+// Simulates `profile` from its start to its last year or until `stop` is set, and stores the
+// results. Throws std::runtime_error if the directory cannot be written. Several runs can run at
+// the same time, each in a thread and a directory of its own.
 Ending run_profile(const Profile& profile, uint64_t seed, const std::filesystem::path& directory,
                    const std::atomic<int>& stop, const Watch& watch);
 
-// Seconds that a profile's life lasts.
+// Returns the length of a profile's life in seconds.
 int64_t life_span_s(const Profile& profile);
 
 }  // namespace cellwarden::lifetime

@@ -33,19 +33,19 @@ void note_signal(int signal) {
 void catch_signals() {
     struct sigaction action = {};
     action.sa_handler = note_signal;
-    action.sa_flags = SA_RESTART;  // no write of a run is cut short
+    action.sa_flags = SA_RESTART;  // signals do not interrupt writes
     for (const int signal : {SIGINT, SIGTERM}) {
         (void)sigaction(signal, &action, nullptr);
     }
 }
 
-enum class Stage { WAITING, RUNNING, DONE, FAILED };
+enum class Progress { WAITING, RUNNING, DONE, FAILED };
 
-// A job, and what its thread reports to the one that watches.
+// A job, and the progress that its thread reports.
 struct Running {
     const Job* job = nullptr;
-    std::atomic<Stage> stage = Stage::WAITING;
-    std::atomic<double> share = 0;  // of the life, 0 to 1
+    std::atomic<Progress> progress = Progress::WAITING;
+    std::atomic<double> share = 0;  // finished share of the life, 0 to 1
     std::atomic<double> true_soh = 0;
     std::atomic<int32_t> level = 0;
     std::atomic<uint32_t> cycles = 0;
@@ -64,16 +64,16 @@ void run_job(Running& running, uint64_t seed) {
                               running.level = life.state.levels.soft_charge_mode;
                               running.cycles = static_cast<uint32_t>(life.cycles);
                           });
-        running.stage = Stage::DONE;
+        running.progress = Progress::DONE;
     } catch (const std::exception& error) {
         std::cerr << std::string("cellwarden-lifetime: ") + error.what() + "\n" << std::flush;
-        running.stage = Stage::FAILED;
+        running.progress = Progress::FAILED;
     }
 }
 
 void start(Running& running, uint64_t seed) {
     running.started = Clock::now();
-    running.stage = Stage::RUNNING;
+    running.progress = Progress::RUNNING;
     running.thread = std::jthread(run_job, std::ref(running), seed);
 }
 
@@ -86,10 +86,10 @@ std::string progress_line(const Running& running) {
     const double share = std::min(running.share.load(), 1.0);
     const std::chrono::duration<double> taken = Clock::now() - running.started;
     std::string rest = "waits";
-    const Stage stage = running.stage;
-    if (stage == Stage::DONE || stage == Stage::FAILED) {
-        rest = stage == Stage::FAILED ? "failed" : "done";
-    } else if (stage == Stage::RUNNING) {
+    const Progress progress = running.progress;
+    if (progress == Progress::DONE || progress == Progress::FAILED) {
+        rest = progress == Progress::FAILED ? "failed" : "done";
+    } else if (progress == Progress::RUNNING) {
         rest = share > 0 ? duration_text(taken.count() * (1 - share) / share) + " left" : "starts";
     }
     std::string bar(static_cast<size_t>(std::lround(share * BAR_WIDTH)), '#');
@@ -101,7 +101,7 @@ std::string progress_line(const Running& running) {
     return line;
 }
 
-// Draws all lines over those drawn before.
+// Draws all lines over the previous ones.
 void draw(const std::vector<Running>& all, bool first) {
     if (!first) {
         (void)fprintf(stderr, "\033[%zuA", all.size());
@@ -112,10 +112,10 @@ void draw(const std::vector<Running>& all, bool first) {
 }
 
 void print_result(const Running& running) {
-    const Stage stage = running.stage;
-    if (stage != Stage::DONE) {
+    const Progress progress = running.progress;
+    if (progress != Progress::DONE) {
         printf("%s: %s\n", running.job->profile.name.c_str(),
-               stage == Stage::FAILED ? "failed" : "was not started");
+               progress == Progress::FAILED ? "failed" : "was not started");
         return;
     }
     printf("%s: %.2f years, %u cycles, level %d, true state of health %.1f %%; %s\n",
@@ -133,13 +133,13 @@ int run_jobs(const std::vector<Job>& jobs, uint64_t seed, unsigned threads) {
     }
     catch_signals();
     const bool watched = isatty(STDERR_FILENO) != 0;
-    const auto is_at = [](Stage stage) {
-        return [stage](const Running& running) { return running.stage == stage; };
+    const auto is_at = [](Progress progress) {
+        return [progress](const Running& running) { return running.progress == progress; };
     };
     for (bool first = true;; first = false) {
-        auto going = std::count_if(all.begin(), all.end(), is_at(Stage::RUNNING));
+        auto going = std::count_if(all.begin(), all.end(), is_at(Progress::RUNNING));
         for (Running& running : all) {
-            if (running.stage == Stage::WAITING && going < threads && stop_signal == 0) {
+            if (running.progress == Progress::WAITING && going < threads && stop_signal == 0) {
                 start(running, seed);
                 going++;
             }
@@ -156,7 +156,7 @@ int run_jobs(const std::vector<Job>& jobs, uint64_t seed, unsigned threads) {
     if (stop_signal != 0) {
         return 128 + stop_signal;
     }
-    return std::any_of(all.begin(), all.end(), is_at(Stage::FAILED));
+    return std::any_of(all.begin(), all.end(), is_at(Progress::FAILED));
 }
 
 }  // namespace cellwarden::lifetime

@@ -1,4 +1,4 @@
-// Several runs side by side, each in a thread of its own.
+// Several runs at the same time, each in a thread of its own.
 #pragma once
 
 #include <cstdint>
@@ -14,10 +14,10 @@ struct Job {
     std::filesystem::path directory;
 };
 
-// Runs all jobs, at most `threads` at a time, with progress on the standard error where that is a
-// terminal, and a line for each on the standard output at its end. SIGINT and SIGTERM end all runs
-// with what they have reached. Returns the exit code: 0; 1 where a run failed; 128 + the signal
-// that ended them.
+// Runs all jobs, at most `threads` at a time. Shows the progress on standard error if it is a
+// terminal, and prints a line on standard output at the end of each job. SIGINT and SIGTERM end all
+// runs; the results so far are stored. Returns the exit code: 0; 1 if a run failed; 128 + the
+// number of the signal.
 int run_jobs(const std::vector<Job>& jobs, uint64_t seed, unsigned threads);
 
 }  // namespace cellwarden::lifetime

@@ -12,8 +12,8 @@ namespace {
 
 constexpr double DAYS_PER_YEAR = 365.25;
 constexpr double DAYS_PER_MONTH = DAYS_PER_YEAR / 12;
-constexpr double WARMEST_DAY = 200;  // of the year
-constexpr double WARMEST_HOUR = 15;  // of the day
+constexpr double WARMEST_DAY = 200;  // day of the year
+constexpr double WARMEST_HOUR = 15;  // hour of the day
 
 int64_t days_since_1970(const Profile& profile, int64_t day) {
     return profile.start_wall_s / SECONDS_PER_DAY + day;
@@ -25,8 +25,8 @@ bool is_day_of(Days days, int64_t day_since_1970) {
     return days == Days::ALL || (days == Days::WEEKEND) == weekend;
 }
 
-// Every draw is made whether or not its result is used: a profile with one chance changed keeps the
-// rest of the day.
+// Draws every number even if it is not used, so that a change of one chance in a profile does not
+// change the rest of the day.
 void plan_day(UsagePlan& plan) {
     const Profile& profile = plan.profile;
     const int64_t day = plan.planned_days++;
@@ -66,7 +66,7 @@ double ambient_at(const UsagePlan& plan, const Place& place, int64_t time_s) {
 }  // namespace
 
 Usage usage_at(UsagePlan& plan, int64_t time_s, int capacity_percent) {
-    // A visit may start up to half a day before its own day: that day is planned by then.
+    // A visit may start up to half a day before its day, which is therefore planned earlier.
     while (plan.planned_days * SECONDS_PER_DAY <= time_s + SECONDS_PER_DAY / 2) {
         plan_day(plan);
     }

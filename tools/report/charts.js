@@ -1,5 +1,5 @@
-// One chart description per kind of chart. Every chart has the data sets `table`, its own rows, and
-// `all`, the rows of its section: scales span `all`, so charts side by side compare.
+// A description for each kind of chart. Every chart has the data sets `table`, its own rows, and `all`,
+// the rows of its section: the scales cover `all`, so that adjacent charts can be compared.
 
 const SERIES = {
   user: {label: 'user', color: '#1f8bd6', dash: []},
@@ -69,7 +69,7 @@ function legend_of(names, look, scale) {
 
 const dayAxis = {orient: 'bottom', scale: 'x', title: 'days of online time', tickCount: {signal: 'width / 70'}};
 
-// Curves above, levels below, one axis of days.
+// Curves above, levels below, with a common axis of days.
 function soh(has) {
   const curves = Object.keys(SERIES).filter(has);
   const levels = Object.keys(LEVELS);
@@ -102,7 +102,7 @@ function soh(has) {
   });
 }
 
-// A cell per pair of bins, on all bins of both axes; shade by logarithm, nothing where nothing was.
+// A cell for each pair of bins of both axes, with a logarithmic shade; cells with 0 are empty.
 function heat(section) {
   const {y, x, z} = section.heat;
   return frame(y.bins.length > 20 ? 560 : 300, {
@@ -171,7 +171,7 @@ function ageing() {
   });
 }
 
-// Horizontal bars. Where there are `limits`, each bar fills up to its own, which is marked.
+// Horizontal bars. With `limits`, each bar has a mark at its limit.
 function bars(section) {
   const {label, length, format, limits} = section.bars;
   return frame(0, {
@@ -203,7 +203,7 @@ function bars(section) {
   });
 }
 
-// A point per event on an axis of dates, its name beside it, one event a line.
+// A point and a name for each event on an axis of dates, one event per line.
 function time_line() {
   return frame(0, {
     height: {signal: "max(1, data('table').length) * 20"},

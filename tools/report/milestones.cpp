@@ -4,7 +4,7 @@
 
 #include "decode/labels.h"
 #include "decode/reading.h"
-#include "stats/discharge_extremes.h"
+#include "stats/batt_stat_update.h"
 
 namespace cellwarden::report {
 namespace {

@@ -54,7 +54,7 @@ ordered_json filled(ordered_json section, const std::vector<Subject>& subjects, 
     return section;
 }
 
-// Number of periods that have begun.
+// Returns the number of periods that have begun.
 size_t period_count(const BattStat& stat) {
     const size_t begun = stat.online_time == 0 ? 0 : stat.online_time / PERIOD_S + 1;
     return std::min<size_t>(begun, PERIOD_COUNT);
@@ -120,9 +120,9 @@ ordered_json soh_section(const std::vector<Subject>& subjects) {
     columns.push_back(column("by_full_stay", "by full stay"));
     return filled(
         section("soh", "soh", "State of health, and the battery-care level",
-                "The four estimates at the end of each ten-day period of online time, in per cent "
-                "of the design capacity. Below, the level in force, which is the highest of the "
-                "three indicators; the driver charges more gently the higher it is.",
+                "The four estimates at the end of each ten-day period of online time, in % of the "
+                "design capacity. Below: the level in force, which is the highest of the three "
+                "indicators; at a higher level the driver charges more gently.",
                 std::move(columns)),
         subjects, [=](const Subject& subject) {
             const BattStat& stat = subject.stat;
@@ -184,7 +184,8 @@ ordered_json voltage_section(const std::vector<Subject>& subjects) {
     ordered_json json =
         section("voltage", "heat", "Time per voltage and temperature",
                 "Hours that the battery has spent at each voltage and temperature. The shades are "
-                "logarithmic; cells without a shade were never reached. Top right ages fastest.",
+                "logarithmic; cells without a shade were never reached. The battery ages fastest "
+                "at the top right.",
                 {column("voltage", "Voltage", "V"), column("temperature", "Temperature", "°C"),
                  column("hours", "Time", "h", 3)});
     json["heat"] = {{"y", axis_json(VOLTAGE, true)},
@@ -221,10 +222,11 @@ ordered_json full_stay_limit(uint16_t filtered) {
 ordered_json ageing_section(const std::vector<Subject>& subjects) {
     return filled(
         section("ageing", "ageing", "Ageing per ten-day period",
-                "What each period added to the three ageing models. The lines are the share of one "
-                "of 108 periods in the thresholds of the level: periods that average above the "
-                "upper Arrhenius line raise it and below the dashed one lower it; the line of the "
-                "full-stay loss follows from the filtered state of health of its period.",
+                "The increase of the three ageing models in each period. The lines show one of 108 "
+                "equal shares of the level's thresholds: periods that average above the upper "
+                "Arrhenius line raise the level, periods that average below the dashed line lower "
+                "it. The line of the full-stay loss depends on the filtered state of health of its "
+                "period.",
                 {column("day", "From day"), column("arrhenius", "Arrhenius", "s"),
                  column("raise", "raises from", "s", 0), column("lower", "lowers below", "s", 0),
                  column("full_stay", "Lost at full", "%", 6), column("kept", "limit", "%", 6),
@@ -251,8 +253,8 @@ ordered_json bars(const char* label, const char* length, const char* title, cons
 
 ordered_json throughput_section(const std::vector<Subject>& subjects) {
     ordered_json json =
-        section("throughput", "bars", "Charge put in, and the levels it leads to",
-                "How far each level has come: it begins where its bar fills up to the mark.",
+        section("throughput", "bars", "Charge put in, and the resulting levels",
+                "The progress toward each level: it begins when its bar reaches the mark.",
                 {column("level", "Level"), column("charges", "Charge put in", "full charges", 4),
                  column("border", "begins above", "full charges", 0),
                  column("day", "reached on day", "", 2)});
@@ -276,8 +278,8 @@ ordered_json throughput_section(const std::vector<Subject>& subjects) {
 ordered_json charger_section(const std::vector<Subject>& subjects) {
     ordered_json json = section(
         "chargers", "bars", "Chargers by class",
-        "Time attached per class of charger, which follows from the driver's charger type and the "
-        "wattage; attachments and charge are in the table.",
+        "Time attached per class of charger, which depends on the driver's charger type and the "
+        "wattage. The table also has attachments and charge.",
         {column("class", "Class"), column("hours", "Attached", "h", 3),
          column("count", "Attachments"), column("charges", "Charge put in", "full charges", 4)});
     json["bars"] = bars("class", "hours", "hours attached", ",.1f");
@@ -297,10 +299,10 @@ ordered_json charger_section(const std::vector<Subject>& subjects) {
 }
 
 ordered_json current_section(const std::vector<Subject>& subjects) {
-    ordered_json json = section("currents", "bars", "Largest discharge currents",
-                                "By the condition under which they were drawn.",
-                                {column("condition", "Condition"),
-                                 column("current", "Current", "mA"), column("date", "Date")});
+    ordered_json json =
+        section("currents", "bars", "Largest discharge currents", "By temperature and voltage.",
+                {column("condition", "Condition"), column("current", "Current", "mA"),
+                 column("date", "Date")});
     json["bars"] = bars("condition", "current", "mA", ",d");
     return filled(std::move(json), subjects, [](const Subject& subject) {
         ordered_json rows = ordered_json::array();
@@ -317,7 +319,7 @@ ordered_json current_section(const std::vector<Subject>& subjects) {
 ordered_json discharge_section(const std::vector<Subject>& subjects) {
     ordered_json json =
         section("discharge", "bars", "Time in heavy discharge",
-                "By condition; a second counts under every condition that held.",
+                "By condition; a second counts for every condition that it meets.",
                 {column("condition", "Condition"), column("hours", "Time", "h", 3)});
     json["bars"] = bars("condition", "hours", "hours", ",.2f");
     return filled(std::move(json), subjects, [](const Subject& subject) {
@@ -335,7 +337,7 @@ ordered_json discharge_section(const std::vector<Subject>& subjects) {
 
 ordered_json milestone_section(const std::vector<Subject>& subjects) {
     return filled(section("milestones", "time_line", "Milestones",
-                          "When things first happened, and when extremes were reached (UTC).",
+                          "Dates of first events and of extremes (UTC).",
                           {column("event", "Event"), column("date", "Date")}),
                   subjects, [](const Subject& subject) {
                       ordered_json rows = ordered_json::array();

@@ -57,7 +57,7 @@ std::vector<TrueHealth> true_health_of(const fs::path& path) {
     const size_t health = column_of(names, "true_soh", path);
     while (std::getline(stream, line)) {
         const std::vector<std::string> cells = cells_of(line);
-        if (cells.size() == names.size()) {  // the last row of a run that was stopped may be cut
+        if (cells.size() == names.size()) {  // the last row of a stopped run may be truncated
             days.push_back({std::stod(cells[day]), std::stod(cells[health])});
         }
     }

@@ -16,7 +16,7 @@ struct TrueHealth {
 
 struct Subject {
     std::string name;
-    std::string verdict;  // of the daemon at its next start
+    std::string verdict;  // the daemon's verdict at its next start
     BattStat stat;
     std::vector<TrueHealth> true_health;  // in the order of days; empty for a phone
 };

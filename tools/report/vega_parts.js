@@ -1,4 +1,4 @@
-// The parts of the chart library that the page needs: bundled, it is a third smaller than the whole.
+// The parts of the chart library that the page needs; their bundle is a third smaller than the whole library.
 import {extend} from 'vega-util';
 import {transforms} from 'vega-dataflow';
 import * as basic from 'vega-transforms';
