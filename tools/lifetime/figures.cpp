@@ -95,6 +95,15 @@ ordered_json figures_of(const Life& life, uint32_t event_count,
         {"capacity-learning events", stat.learning_total_count},
         {"events sent", event_count},
     };
+    summary["cell"] = life.profile.cell.name;
+    summary["outside"] = ordered_json::array();
+    for (const Outside& outside : outside_of(life.cell)) {
+        summary["outside"].push_back(
+            {{"term", outside.term},
+             {"quantity", QUANTITY_NAMES[static_cast<size_t>(outside.quantity)]},
+             {"range", {outside.range.low, outside.range.high}},
+             {"days", outside.days}});
+    }
     summary["levels"] = ordered_json::array();
     for (const LevelChange& change : changes) {
         summary["levels"].push_back(

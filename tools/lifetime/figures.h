@@ -15,8 +15,9 @@ struct LevelChange {
     int32_t level;
 };
 
-// Returns {"figures": {name with unit: number}, "levels": [each change of the level with its day of
-// online time]}.
+// Returns {"figures": {name with unit: number}, "cell": name, "outside": [what was outside the
+// range of the cell's terms, and for how many days], "levels": [each change of the level with its
+// day of online time]}.
 nlohmann::ordered_json figures_of(const Life& life, uint32_t event_count,
                                   const std::vector<LevelChange>& changes);
 

@@ -33,12 +33,18 @@ void advance(Life& life, double seconds) {
     Phone& phone = life.phone;
     const double soc = phone.battery.soc;
     advance_phone(phone, seconds);
-    const double charges = std::max(0.0, phone.battery.soc - soc) * phone.battery.state_of_health;
-    advance_fade(life.fade, life.profile.fade, phone.battery.temp_c,
-                 terminal_uv(phone.battery) / 1e6, charges, seconds);
-    phone.battery.state_of_health = state_of_health(life.fade);
+    const Battery& battery = phone.battery;
+    advance_cell(life.cell, {.seconds = seconds,
+                             .temp_c = battery.temp_c,
+                             .soc_before = soc,
+                             .soc = battery.soc,
+                             .open_circuit_v = open_circuit_uv(battery.soc) / 1e6,
+                             .terminal_v = terminal_uv(battery) / 1e6,
+                             .charger_v = float_voltage_uv(phone.charger) / 1e6,
+                             .at_full = capacity_percent(phone) >= 100});
+    phone.battery.state_of_health = life.cell.soh;
     phone.battery.resistance_mohm =
-        life.profile.resistance_mohm * resistance_factor(life.fade, life.profile.fade);
+        life.profile.resistance_mohm * resistance_factor(life.cell, battery.temp_c);
     phone.charger.thermal_level =
         std::clamp(static_cast<int>(std::floor(board_temp_c(phone) - MITIGATION_FROM_C)) + 1, 0,
                    phone.charger.thermal_level_max);
@@ -149,7 +155,7 @@ Life begin_life(const Profile& profile, uint64_t seed) {
               .device = {.units = factory_dates(profile)},
               .watch_effect = {},
               .gauge = {.random = {~seed}},
-              .fade = {},
+              .cell = begin_cell(profile.cell),
               .state = {},
               .stat = {},
               .connection = {},

@@ -8,7 +8,7 @@
 #include "cycle/cycle.h"
 #include "phone/phone.h"
 #include "phone/stand_in.h"
-#include "tools/lifetime/fade.h"
+#include "tools/lifetime/cell.h"
 #include "tools/lifetime/gauge.h"
 #include "tools/lifetime/profile.h"
 #include "tools/lifetime/usage.h"
@@ -23,7 +23,7 @@ struct Life {
     // Called with each effect of each cycle.
     std::function<void(const Life& life, const Effect& effect)> watch_effect;
     Gauge gauge;
-    Fade fade;
+    Cell cell;
 
     // The daemon's records.
     ServiceState state;

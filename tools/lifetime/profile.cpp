@@ -14,6 +14,7 @@ namespace {
 using phone::Source;
 
 constexpr double SECONDS_PER_MINUTE = 60;
+constexpr const char* DEFAULT_CELL = "phone";
 
 // Returns the index of the named element; the list of names is for the error message.
 template <typename T>
@@ -67,13 +68,17 @@ void read_battery(const JsonPlace& at, Profile& profile) {
              {"soc_percent", number_into(profile.soc_percent, 1, 100)}});
 }
 
-void read_fade(const JsonPlace& at, FadeModel& fade) {
-    read_object(at, {{"calendar_percent", number_into(fade.calendar_percent, 0, 50)},
-                     {"doubling_k", number_into(fade.doubling_k, 1, 100)},
-                     {"per_volt", number_into(fade.per_volt, 0, 10)},
-                     {"percent_per_100_charges", number_into(fade.percent_per_100_charges, 0, 50)},
-                     {"knee_percent", number_into(fade.knee_percent, 0, 100)},
-                     {"resistance_growth", number_into(fade.resistance_growth, 0, 20)}});
+// A shipped cell's name or a path relative to the profile.
+CellModel read_cell(const JsonPlace& at) {
+    const std::filesystem::path file = cell_file(read_text(at), at.file.parent_path());
+    if (!std::filesystem::exists(file)) {
+        std::string names;
+        for (const std::string& name : shipped_cells()) {
+            names += name + ", ";
+        }
+        fail(at, "one of the cells " + names + "or the path of a cell's file");
+    }
+    return load_cell(file);
 }
 
 void read_gauge(const JsonPlace& at, GaugeModel& gauge) {
@@ -172,7 +177,7 @@ void read_profile(const JsonPlace& top, Profile& profile) {
          {"years", number_into(profile.years, 0.001, 20)},
          {"cycle_s", number_into(profile.cycle_s, 1, 3600)},
          {"battery", [&](const JsonPlace& at) { read_battery(at, profile); }},
-         {"fade", [&](const JsonPlace& at) { read_fade(at, profile.fade); }},
+         {"cell", [&](const JsonPlace& at) { profile.cell = read_cell(at); }},
          {"gauge", [&](const JsonPlace& at) { read_gauge(at, profile.gauge); }},
          {"idle_ma", number_into(profile.idle_ma, 0, 6000)},
          {"suspended_ma", number_into(profile.suspended_ma, 0, 6000)},
@@ -191,6 +196,9 @@ Profile parse_profile(const std::string& text, const std::filesystem::path& file
     Profile profile;
     profile.name = file.stem();
     read_profile({document, "", file}, profile);
+    if (!document.contains("cell")) {
+        profile.cell = load_cell(cell_file(DEFAULT_CELL, {}));
+    }
     return profile;
 }
 

@@ -1,4 +1,4 @@
-// A usage profile: the habits of a user, the places, the chargers, and the true fade of the
+// A usage profile: the habits of a user, the places, the chargers, and the cell of the
 // battery. It is read from a JSON file, which docs/lifetime.md describes.
 #pragma once
 
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "phone/charger.h"
+#include "tools/lifetime/cell.h"
 
 namespace cellwarden::lifetime {
 
@@ -48,16 +49,6 @@ struct Occasion {
     double unplug_at_percent = 101;  // ends when the shown charge reaches this
 };
 
-// Parameters of the true fade (fade.h). Losses are in % of the design capacity.
-struct FadeModel {
-    double calendar_percent = 2.5;       // loss of the first year at 25 degC and 3.9 V
-    double doubling_k = 12;              // temperature rise that doubles dS/dt
-    double per_volt = 1.5;               // dS/dt scales with exp(per_volt * (V - 3.9 V))
-    double percent_per_100_charges = 1;  // loss per 100 full charges
-    double knee_percent = 65;            // below this state of health the loss per charge triples
-    double resistance_growth = 3;        // resistance gain in % per % of lost capacity
-};
-
 // The fuel gauge learns the capacity in a full charge that starts below a limit.
 struct GaugeModel {
     double learns_below_percent = 30;
@@ -75,7 +66,7 @@ struct Profile {
     double design_mah = 5000;
     double resistance_mohm = 60;
     double soc_percent = 60;  // state of charge at the start
-    FadeModel fade;
+    CellModel cell;
     GaugeModel gauge;
 
     double idle_ma = 30;       // load of the phone when awake and unused

@@ -49,9 +49,25 @@ struct Running {
     std::atomic<double> true_soh = 0;
     std::atomic<int32_t> level = 0;
     std::atomic<uint32_t> cycles = 0;
+    std::string outside{};  // read it only when the job is done
     Clock::time_point started{};
     std::jthread thread{};
 };
+
+// Returns what was outside the range of the cell's terms; empty if nothing was.
+std::string outside_text(const Life& life) {
+    const double lived_days =
+        static_cast<double>(life.time_s) / static_cast<double>(SECONDS_PER_DAY);
+    std::string text;
+    for (const Outside& outside : outside_of(life.cell)) {
+        char part[160];
+        (void)snprintf(part, sizeof part, "%s%s: %s %.1f of %.0f days", text.empty() ? "" : ", ",
+                       outside.term.c_str(), QUANTITY_NAMES[static_cast<size_t>(outside.quantity)],
+                       outside.days, lived_days);
+        text += part;
+    }
+    return text;
+}
 
 void run_job(Running& running, uint64_t seed) {
     const Profile& profile = running.job->profile;
@@ -63,6 +79,7 @@ void run_job(Running& running, uint64_t seed) {
                               running.true_soh = life.phone.battery.state_of_health;
                               running.level = life.state.levels.soft_charge_mode;
                               running.cycles = static_cast<uint32_t>(life.cycles);
+                              running.outside = outside_text(life);
                           });
         running.progress = Progress::DONE;
     } catch (const std::exception& error) {
@@ -122,6 +139,10 @@ void print_result(const Running& running) {
            running.job->profile.name.c_str(), running.share * running.job->profile.years,
            running.cycles.load(), running.level.load(), running.true_soh * PERCENT,
            running.job->directory.c_str());
+    if (!running.outside.empty()) {
+        printf("%s: outside the ranges of cell %s: %s\n", running.job->profile.name.c_str(),
+               running.job->profile.cell.name.c_str(), running.outside.c_str());
+    }
 }
 
 }  // namespace
