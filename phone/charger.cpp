@@ -46,6 +46,11 @@ void update_full(Charger& charger, const Battery& battery, double wanted_ua) {
     }
 }
 
+bool is_held_by_smart_charging(const Charger& charger, const Battery& battery) {
+    return charger.smart_stop_percent < 100 &&
+           battery.soc * 100 >= charger.smart_stop_percent * end_of_charge_soc(charger, battery);
+}
+
 }  // namespace
 
 double float_voltage_uv(const Charger& charger) {
@@ -82,7 +87,8 @@ PowerFlow share_power(Charger& charger, const Battery& battery, double load_ua) 
     const double wanted_ua =
         std::min(charge_current_limit_ua(charger, battery), voltage_limited_ua(charger, battery));
     update_full(charger, battery, wanted_ua);
-    const bool charging = !charger.full && !charger.lrc_charge_disable && wanted_ua > 0;
+    const bool charging = !charger.full && !charger.lrc_charge_disable && wanted_ua > 0 &&
+                          !is_held_by_smart_charging(charger, battery);
     flow.battery_ua = std::min(charging ? wanted_ua : 0.0, spare_ua);
     flow.input_limited = charging && spare_ua < wanted_ua;
     flow.input_w = std::min(charger.watts, charger.watts / available_w(charger) *

@@ -26,6 +26,10 @@ struct Charger {
     bool lrc_charge_disable = false;  // the source feeds the phone, the battery is not charged
     int ageing_level = 0;             // 0 to 5; each step reduces charging voltage and current
 
+    // Smart charging of the phone's system: charging pauses while the phone shows this charge, in %,
+    // or more; 100: not active.
+    int smart_stop_percent = 100;
+
     // Charging has ended; reset when the charge has fallen or the source is removed.
     bool full = false;
 };

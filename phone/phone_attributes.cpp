@@ -31,7 +31,6 @@ constexpr StartText start_texts[] = {
     {PARAM_LRC_CHARGE_DISABLE, "0"},
     {PARAM_LRC_INPUT_SUSPEND, "0"},
     {PARAM_BATT_ID, "1"},
-    {PARAM_SMART_CHARGING_STATUS, "0"},
     {PARAM_SDM_THERM, "0"},
     {PARAM_RESTORED_CAPACITY, "-1"},
     {PARAM_USB_ICL_VOTABLE_STATUS, "USB_ICL: effective=DEFAULT_VOTER"},
@@ -45,7 +44,6 @@ constexpr StartText start_texts[] = {
     {PARAM_WEAK_LIMIT_CURRENT, "0"},
     {PARAM_SOC_RESET_ADJUST_ACTIVE, "0"},
     {PARAM_SOC_RESET_ADJUST_MSOC, "0"},
-    {PARAM_SMART_CHARGE_STOP_LEVEL, "100"},
     {PARAM_RVSCHG_SUSPEND, "0"},
     {PARAM_REGUPDATE_INTERVAL, "0"},
     {PARAM_LOG_INTERVAL, "60"},
@@ -204,6 +202,8 @@ void add_driver_attributes(const Phone& phone, std::vector<AttributeValue>& valu
         number(PARAM_FV, float_voltage_uv(charger)),
         number(PARAM_FCC, limit_ua),
         number(PARAM_VBAT_FULL, float_voltage_uv(charger) / 1e3),
+        number(PARAM_SMART_CHARGING_STATUS, charger.smart_stop_percent < 100 ? 1 : 0),
+        number(PARAM_SMART_CHARGE_STOP_LEVEL, charger.smart_stop_percent),
     };
     values.insert(values.end(), std::begin(rows), std::end(rows));
 }

@@ -130,15 +130,12 @@ void end_half_cycle(std::vector<TermState>& terms, const HalfCycle& half, double
     }
 }
 
+// Ends the half cycle if the step turns, then counts the step.
 void follow_half_cycle(Cell& cell, const CellStep& step) {
     HalfCycle& half = cell.half_cycle;
     if (!half.began) {
         half = {.began = true, .from_soc = step.soc_before, .furthest_soc = step.soc_before};
     }
-    const double gain = std::abs(step.soc - step.soc_before);
-    half.throughput += gain;
-    half.volts_squared += step.terminal_v * step.terminal_v * gain;
-    half.seconds += gain > 0 ? step.seconds : 0;
     const double ahead =
         half.charging ? step.soc - half.furthest_soc : half.furthest_soc - step.soc;
     if (ahead >= 0) {
@@ -152,6 +149,10 @@ void follow_half_cycle(Cell& cell, const CellStep& step) {
                 .from_soc = half.furthest_soc,
                 .furthest_soc = step.soc};
     }
+    const double gain = std::abs(step.soc - step.soc_before);
+    half.throughput += gain;
+    half.volts_squared += step.terminal_v * step.terminal_v * gain;
+    half.seconds += gain > 0 ? step.seconds : 0;
 }
 
 double sum_percent(const std::vector<TermState>& terms) {
@@ -214,11 +215,11 @@ void advance_cell(Cell& cell, const CellStep& step) {
     for (std::vector<TermState>* terms : {&cell.capacity, &cell.resistance}) {
         advance_all(*terms, TermKind::CALENDAR, step, cell.soh, 1);
     }
+    follow_half_cycle(cell, step);
     const double knee = knee_factor(cell.knee, 100 - sum_percent(cell.capacity));
     for (std::vector<TermState>* terms : {&cell.capacity, &cell.resistance}) {
         advance_all(*terms, TermKind::CYCLING, step, cell.soh, knee);
     }
-    follow_half_cycle(cell, step);
     cell.soh = std::max(LOWEST_SOH, 1 - sum_percent(cell.capacity) / 100);
 }
 

@@ -117,6 +117,7 @@ void apply_usage(Life& life, const Usage& usage) {
     phone.ambient_c = usage.ambient_c;
     phone.load_ma = life.is_on ? usage.load_ma : OFF_MA;
     Charger& charger = phone.charger;
+    charger.smart_stop_percent = usage.charger != nullptr ? usage.smart_stop_percent : 100;
     if (usage.charger == nullptr) {
         charger.source = Source::NONE;
         charger.watts = 0;
@@ -188,6 +189,7 @@ void live_on(Life& life) {
         apply_usage(life, usage);
     }
     if (life.is_on && capacity_percent(life.phone) <= 0 && usage.charger == nullptr) {
+        note_empty(life.plan, life.time_s);
         shut_down(life);
         apply_usage(life, usage);
     } else if (life.is_on) {

@@ -11,6 +11,7 @@
 #include "common/command_line.h"
 #include "common/json_reader.h"
 #include "tools/lifetime/figures.h"
+#include "tools/lifetime/fit.h"
 #include "tools/lifetime/run_directory.h"
 #include "tools/lifetime/runner.h"
 
@@ -59,6 +60,10 @@ Profile find_profile(const std::string& name) {
 int list() {
     for (const std::string& name : shipped_profiles()) {
         printf("%-12s %s\n", name.c_str(), find_profile(name).about.c_str());
+    }
+    printf("\nCells:\n");
+    for (const std::string& name : shipped_cells()) {
+        printf("%-16s %s\n", name.c_str(), load_cell(cell_file(name, {})).about.c_str());
     }
     return 0;
 }
@@ -117,12 +122,22 @@ void add_run_command(CommandLine& line, RunOptions& options) {
         .show_default();
 }
 
+void add_fit_command(CommandLine& line, FitOptions& options) {
+    Command command =
+        line.add_command("fit", "Fit a cell and the policy's ageing models to laboratory tables");
+    command.add("--calendar", options.calendar, "Table of calendar tests (CSV)").required();
+    command.add("--cycling", options.cycling, "Table of cycling tests (CSV)").required();
+    command.add("--out", options.out, "Directory for the results").show_default();
+}
+
 int parse_and_do(int argc, char** argv) {
     CommandLine line(
         {CELLWARDEN_TOOL_NAME, CELLWARDEN_TOOL_ABOUT, CELLWARDEN_TOOL_VERSION, FOOTER});
     RunOptions options;
     add_run_command(line, options);
     line.add_command("list", "Print the shipped profiles");
+    FitOptions fit_options;
+    add_fit_command(line, fit_options);
     std::vector<std::string> runs;
     line.add_command("compare", "Print the figures of two runs and their differences")
         .add("run", runs, "The directories of the two runs")
@@ -134,6 +149,9 @@ int parse_and_do(int argc, char** argv) {
     }
     if (line.has_command("list")) {
         return list();
+    }
+    if (line.has_command("fit")) {
+        return run_fit(fit_options);
     }
     return line.has_command("compare") ? compare(runs) : run(options);
 }

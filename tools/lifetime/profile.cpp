@@ -148,6 +148,10 @@ void read_occasion(const JsonPlace& at, const Profile& profile, Occasion& occasi
          {"place", [&](const JsonPlace& p) { occasion.place = read_name_of(p, profile.places); }},
          {"charger",
           [&](const JsonPlace& p) { occasion.charger = read_name_of(p, profile.chargers); }},
+         {"load_spread_percent", number_into(occasion.load_spread, 0, 100, 0.01)},
+         {"peak_ma", number_into(occasion.peak_ma, 0, 6000)},
+         {"peak_chance", number_into(occasion.peak_chance, 0, 1)},
+         {"smart_stop_percent", integer_into(occasion.smart_stop_percent, 1, 100)},
          {"suspended", [&](const JsonPlace& p) { occasion.suspended = read_flag(p); }},
          {"below_percent", number_into(occasion.below_percent, 1, 100)},
          {"unplug_at_percent", number_into(occasion.unplug_at_percent, 1, 100)}});
@@ -160,6 +164,23 @@ void read_occasions(const JsonPlace& at, Profile& profile) {
     for (size_t i = 0; i < at.value.size(); i++) {
         read_occasion(element(at, i), profile, profile.occasions.emplace_back());
     }
+}
+
+void read_worry(const JsonPlace& at, const Profile& profile, Worry& worry) {
+    for (const char* key : {"charger", "for_min"}) {
+        require(at, key);
+    }
+    Occasion& charge = worry.charge;
+    read_object(at,
+                {{"about", [](const JsonPlace& p) { (void)read_text(p); }},
+                 {"charger",
+                  [&](const JsonPlace& p) { charge.charger = read_name_of(p, profile.chargers); }},
+                 {"for_min", number_into(charge.for_s, 1, 2880, SECONDS_PER_MINUTE)},
+                 {"unplug_at_percent", number_into(charge.unplug_at_percent, 1, 100)},
+                 {"below_percent", number_into(worry.below_percent, 1, 100)},
+                 {"chance", number_into(worry.chance, 0, 1)},
+                 {"per_empty_percent", number_into(worry.per_empty_percent, 0, 50)},
+                 {"at_most_percent", number_into(worry.at_most_percent, 1, 100)}});
 }
 
 void read_profile(const JsonPlace& top, Profile& profile) {
@@ -186,7 +207,9 @@ void read_profile(const JsonPlace& top, Profile& profile) {
          {"crashes_per_year", number_into(profile.crashes_per_year, 0, 365)},
          {"places", done},
          {"chargers", done},
-         {"occasions", [&](const JsonPlace& at) { read_occasions(at, profile); }}});
+         {"occasions", [&](const JsonPlace& at) { read_occasions(at, profile); }},
+         {"worry",
+          [&](const JsonPlace& at) { read_worry(at, profile, profile.worry.emplace()); }}});
 }
 
 }  // namespace

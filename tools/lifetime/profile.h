@@ -42,11 +42,26 @@ struct Occasion {
     double chance = 1;      // probability on each of these days
 
     std::optional<double> load_ma;
+    double load_spread = 0;          // the load of each day differs by up to this share
+    double peak_ma = 0;              // load of a cycle with a peak
+    double peak_chance = 0;          // probability of a peak in each cycle
     std::optional<size_t> place;     // index into Profile::places
     std::optional<size_t> charger;   // index into Profile::chargers
+    int smart_stop_percent = 100;    // smart charging pauses at this shown charge; 100: not active
     bool suspended = false;          // the phone is suspended unless a charger is connected
     double below_percent = 101;      // happens only if the shown charge is lower at its start
     double unplug_at_percent = 101;  // ends when the shown charge reaches this
+};
+
+// A user who watches the battery: between 07:00 and 23:00, each hour in which the phone shows less
+// than `below_percent`, the user charges with a probability. A phone that has run empty raises
+// the limit; half of the rise is forgotten in 30 days.
+struct Worry {
+    Occasion charge;  // its charger, duration, and when it ends
+    double below_percent = 20;
+    double chance = 0.5;
+    double per_empty_percent = 5;  // rise of the limit each time that the phone has run empty
+    double at_most_percent = 50;
 };
 
 // The fuel gauge learns the capacity in a full charge that starts below a limit.
@@ -78,6 +93,7 @@ struct Profile {
     std::vector<Place> places;
     std::vector<ChargerKind> chargers;
     std::vector<Occasion> occasions;
+    std::optional<Worry> worry;
 };
 
 // Read a profile. Throw InputError with the file, the position and the expected value.

@@ -22,6 +22,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int LOOKS_PER_SECOND = 5;
 constexpr int BAR_WIDTH = 24;
 constexpr double PERCENT = 100;
+constexpr double SHORTEST_DAYS = 0.1;  // outside a range, worth showing
 
 std::atomic<int> stop_signal = 0;
 static_assert(std::atomic<int>::is_always_lock_free);  // a signal handler may set it
@@ -60,6 +61,9 @@ std::string outside_text(const Life& life) {
         static_cast<double>(life.time_s) / static_cast<double>(SECONDS_PER_DAY);
     std::string text;
     for (const Outside& outside : outside_of(life.cell)) {
+        if (outside.days < SHORTEST_DAYS) {
+            continue;
+        }
         char part[160];
         (void)snprintf(part, sizeof part, "%s%s: %s %.1f of %.0f days", text.empty() ? "" : ", ",
                        outside.term.c_str(), QUANTITY_NAMES[static_cast<size_t>(outside.quantity)],

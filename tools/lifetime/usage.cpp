@@ -15,6 +15,23 @@ constexpr double DAYS_PER_MONTH = DAYS_PER_YEAR / 12;
 constexpr double WARMEST_DAY = 200;  // day of the year
 constexpr double WARMEST_HOUR = 15;  // hour of the day
 
+constexpr double SECONDS_PER_HOUR = 3600;
+constexpr int64_t FIRST_HOUR_AWAKE = 7;
+constexpr int64_t FIRST_HOUR_ASLEEP = 23;
+constexpr double HALF_FORGOTTEN_S = 30.0 * SECONDS_PER_DAY;
+
+// What a draw decides; each has numbers of its own.
+enum Purpose : uint64_t { PURPOSE_LOAD = 1, PURPOSE_PEAK, PURPOSE_WORRY };
+
+// Returns the random numbers of a moment, independent of all earlier draws.
+Random draws_of(const UsagePlan& plan, Purpose purpose, int64_t moment) {
+    const uint64_t number = wrapping_add(wrapping_mul(static_cast<uint64_t>(moment), 4), purpose);
+    Random random{wrapping_add(wrapping_mul(plan.seed, 0xD1342543DE82EF95),
+                               wrapping_mul(number, 0xAF251AF3B0F025B5))};
+    (void)next_share(random);
+    return random;
+}
+
 int64_t days_since_1970(const Profile& profile, int64_t day) {
     return profile.start_wall_s / SECONDS_PER_DAY + day;
 }
@@ -48,7 +65,11 @@ void plan_day(UsagePlan& plan) {
         const double shift = next_spread(random, occasion.spread_s);
         if (happens && is_day_of(occasion.days, days_since_1970(profile, day))) {
             const int64_t start = midnight + occasion.at_s + std::lround(shift);
-            plan.visits.push_back({&occasion, start, start + std::lround(occasion.for_s)});
+            Random loads = draws_of(plan, PURPOSE_LOAD, start);
+            plan.visits.push_back({.occasion = &occasion,
+                                   .start_s = start,
+                                   .end_s = start + std::lround(occasion.for_s),
+                                   .load_factor = 1 + next_spread(loads, occasion.load_spread)});
         }
     }
 }
@@ -63,6 +84,40 @@ double ambient_at(const UsagePlan& plan, const Place& place, int64_t time_s) {
            place.day_c * std::cos((hour - WARMEST_HOUR) / 24 * TURN);
 }
 
+double limit_of_worry(const UsagePlan& plan, const Worry& worry, int64_t time_s) {
+    const auto passed_s = static_cast<double>(time_s - plan.raised_at_s);
+    const double raised = plan.raised_percent * std::exp2(-passed_s / HALF_FORGOTTEN_S);
+    return std::min(worry.at_most_percent, worry.below_percent + raised);
+}
+
+// Starts a charge if the user sees a low battery and decides to charge.
+void watch_battery(UsagePlan& plan, const Worry& worry, int64_t time_s, int capacity_percent) {
+    const int64_t hour = time_s / static_cast<int64_t>(SECONDS_PER_HOUR);
+    const bool awake = hour % 24 >= FIRST_HOUR_AWAKE && hour % 24 < FIRST_HOUR_ASLEEP;
+    if (!awake || hour == plan.judged_hour ||
+        capacity_percent >= limit_of_worry(plan, worry, time_s)) {
+        return;
+    }
+    plan.judged_hour = hour;
+    Random random = draws_of(plan, PURPOSE_WORRY, hour);
+    if (next_share(random) < worry.chance) {
+        plan.visits.push_back({.occasion = &worry.charge,
+                               .start_s = time_s,
+                               .end_s = time_s + std::lround(worry.charge.for_s)});
+    }
+}
+
+double load_of(const UsagePlan& plan, const Visit& visit, int64_t time_s, double other_ma) {
+    const Occasion& occasion = *visit.occasion;
+    if (occasion.peak_chance > 0) {
+        Random random = draws_of(plan, PURPOSE_PEAK, time_s);
+        if (next_share(random) < occasion.peak_chance) {
+            return occasion.peak_ma;
+        }
+    }
+    return occasion.load_ma ? *occasion.load_ma * visit.load_factor : other_ma;
+}
+
 }  // namespace
 
 Usage usage_at(UsagePlan& plan, int64_t time_s, int capacity_percent) {
@@ -73,6 +128,9 @@ Usage usage_at(UsagePlan& plan, int64_t time_s, int capacity_percent) {
     std::erase_if(plan.visits, [=](const Visit& visit) { return visit.end_s <= time_s; });
 
     const Profile& profile = plan.profile;
+    if (profile.worry) {
+        watch_battery(plan, *profile.worry, time_s, capacity_percent);
+    }
     size_t place = profile.home;
     Usage usage{profile.idle_ma, 0, nullptr, false};
     for (Visit& visit : plan.visits) {
@@ -88,10 +146,11 @@ Usage usage_at(UsagePlan& plan, int64_t time_s, int capacity_percent) {
         if (!visit.happens) {
             continue;
         }
-        usage.load_ma = occasion.load_ma.value_or(usage.load_ma);
+        usage.load_ma = load_of(plan, visit, time_s, usage.load_ma);
         place = occasion.place.value_or(place);
         usage.charger = occasion.charger ? &profile.chargers[*occasion.charger] : usage.charger;
         usage.suspended = usage.suspended || occasion.suspended;
+        usage.smart_stop_percent = std::min(usage.smart_stop_percent, occasion.smart_stop_percent);
     }
     usage.suspended = usage.suspended && usage.charger == nullptr;
     if (usage.suspended) {
@@ -99,6 +158,15 @@ Usage usage_at(UsagePlan& plan, int64_t time_s, int capacity_percent) {
     }
     usage.ambient_c = ambient_at(plan, profile.places[place], time_s);
     return usage;
+}
+
+void note_empty(UsagePlan& plan, int64_t time_s) {
+    if (plan.profile.worry) {
+        const Worry& worry = *plan.profile.worry;
+        plan.raised_percent =
+            limit_of_worry(plan, worry, time_s) - worry.below_percent + worry.per_empty_percent;
+        plan.raised_at_s = time_s;
+    }
 }
 
 int64_t next_change(const UsagePlan& plan, int64_t time_s) {

@@ -1,5 +1,6 @@
-// The usage of the phone at a moment: the occasions of the profile, drawn at random for each day.
-// The draws depend on seed and day only, so batteries that age differently have the same user.
+// The usage of the phone at a moment: the occasions of the profile, drawn at random for each day,
+// and the charges of a user who watches the battery. The draws depend on seed and time only, so
+// batteries that age differently have the same user.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +19,7 @@ struct Usage {
     double ambient_c;
     const ChargerKind* charger;  // nullptr: not connected
     bool suspended;
+    int smart_stop_percent = 100;
 };
 
 // An occasion on a certain day.
@@ -25,6 +27,7 @@ struct Visit {
     const Occasion* occasion;
     int64_t start_s;
     int64_t end_s;
+    double load_factor = 1;
     bool judged = false;  // `happens` is decided, at its start
     bool happens = false;
 };
@@ -41,11 +44,17 @@ struct UsagePlan {
     std::vector<Visit> visits{};      // current and future ones, by day and order in the profile
     std::vector<Restart> restarts{};  // future ones
     double weather = 0;               // of the latest planned day, -1 to 1
+    int64_t judged_hour = -1;         // latest hour in which the user decided whether to charge
+    double raised_percent = 0;        // of Worry::below_percent, at the time `raised_at_s`
+    int64_t raised_at_s = 0;
 };
 
 // Returns the usage at `time_s` of a phone that shows `capacity_percent`. `time_s` must not
 // decrease from call to call.
 Usage usage_at(UsagePlan& plan, int64_t time_s, int capacity_percent);
+
+// Notes that the phone has run empty.
+void note_empty(UsagePlan& plan, int64_t time_s);
 
 // Returns the next time after `time_s` at which an occasion starts or ends, or the next midnight if
 // that is earlier.
