@@ -129,6 +129,30 @@ TEST_F(LifeTest, FiguresAndColumnsAreThoseOfTheRecord) {
     EXPECT_EQ(series.back().front(), "2026-02-01");
 }
 
+// A true loss that the daemon's models describe is what the daemon predicts.
+TEST_F(LifeTest, TheDaemonPredictsTheCellThatAgesAsItBelieves) {
+    Life& life = begin(R"({"cell": "as-believed", "cycle_s": 60, "places": {"house": {"mean_c": 34}},
+                           "gauge": {"error_percent": 0}})");
+    live_until(60 * SECONDS_PER_DAY);
+    EXPECT_LT(life.cell.soh, 0.99);
+    EXPECT_NEAR(life.state.health.latest_predicted_soh / 1e3, 100 * life.cell.soh, 0.02);
+}
+
+TEST_F(LifeTest, SmartChargingAndEmptyPhonesReachTheRecord) {
+    Life& life = begin(R"({"battery": {"soc_percent": 70}, "occasions": [
+        {"at": "01:00", "for_min": 300, "charger": "fast", "smart_stop_percent": 80},
+        {"at": "06:00", "for_min": 60, "charger": "fast"}, {"at": "08:00", "for_min": 900, "load_ma": 900}],
+        "worry": {"charger": "fast", "for_min": 1, "below_percent": 1, "chance": 0}})");
+    live_until(6 * 3600);
+    EXPECT_NEAR(life.phone.battery.soc, 0.8, 0.02);
+    live_until(7 * 3600);
+    EXPECT_GT(life.phone.battery.soc, 0.95);
+    live_until(20 * 3600);
+    EXPECT_EQ(life.stat.smart_charge_mode_total_time, 5U * 3600);
+    EXPECT_FALSE(life.is_on);
+    EXPECT_GT(life.plan.raised_percent, 0);
+}
+
 TEST_F(LifeTest, RefusesADirectoryThatIsNoRun) {
     write("letter.txt", "dear");
     EXPECT_THROW(make_run_directory(top), std::runtime_error);
@@ -137,7 +161,7 @@ TEST_F(LifeTest, RefusesADirectoryThatIsNoRun) {
 }
 
 TEST_F(LifeTest, ARestartKeepsTheRecordAndACrashLosesADayAtMost) {
-    Life& life = begin(R"({"gauge": {"learns_below_percent": 99}, "fade": {"calendar_percent": 40}})");
+    Life& life = begin(R"({"gauge": {"learns_below_percent": 99}, "cell": "quick.json"})");
     live_until(SECONDS_PER_DAY);
     const int32_t before_restart = life.state.usage.online_time;
     const int32_t learned = life.state.health.latest_raw_soh;

@@ -8,7 +8,6 @@
 #include "program.h"
 #include "small_profile.h"
 #include "support/named.h"
-#include "tools/lifetime/fade.h"
 #include "tools/lifetime/gauge.h"
 #include "tools/lifetime/usage.h"
 
@@ -76,6 +75,57 @@ TEST(Usage, ChargesWhenTheBatteryIsLowUntilItIsCharged) {
     EXPECT_EQ(charges({50, 20}), "--") << "decided at its start";
 }
 
+// Once an hour, awake, below the limit; a phone that has run empty raises it, and half of that is forgotten in 30 days.
+TEST(Usage, AUserWhoWatchesTheBatteryChargesWhenItIsLow) {
+    const auto charging_hours = [](const char* worry, int percent, int64_t empty_before_days) {
+        const Profile profile = small_profile(R"({"occasions": [], "worry": )" + std::string(worry) + "}");
+        UsagePlan plan{.profile = profile, .seed = 1};
+        int hours = 0;
+        for (int64_t time_s = 40 * SECONDS_PER_DAY; time_s < 50 * SECONDS_PER_DAY; time_s += HOUR_S / 4) {
+            if (time_s == 40 * SECONDS_PER_DAY && empty_before_days > 0) {
+                note_empty(plan, time_s - empty_before_days * SECONDS_PER_DAY);
+            }
+            const bool charges = usage_at(plan, time_s, percent).charger != nullptr;
+            const int64_t hour = time_s % SECONDS_PER_DAY / HOUR_S;
+            hours += charges ? 1 : 0;
+            EXPECT_TRUE(!charges || (hour >= 7 && hour < 23)) << hour;
+        }
+        return hours / 4;
+    };
+    const char* const sure = R"({"charger": "fast", "for_min": 60, "below_percent": 20, "chance": 1,
+                                 "per_empty_percent": 16, "at_most_percent": 30})";
+    EXPECT_EQ(charging_hours(sure, 19, 0), 160);
+    EXPECT_EQ(charging_hours(sure, 20, 0), 0);
+    EXPECT_EQ(charging_hours(sure, 25, 0), 0);
+    EXPECT_GT(charging_hours(sure, 25, 20), 100) << "20 + 16 x 2^(-2/3)";
+    EXPECT_EQ(charging_hours(sure, 28, 40), 0) << "20 + 16 x 2^(-4/3)";
+    EXPECT_EQ(charging_hours(sure, 30, 1), 0) << "at most 30 %";
+    EXPECT_NEAR(charging_hours(R"({"charger": "fast", "for_min": 60, "chance": 0.5})", 10, 0), 80, 20);
+}
+
+TEST(Usage, LoadsVaryByDayAndHavePeaks) {
+    const Profile profile = small_profile(R"({"occasions": [{"at": "06:00", "for_min": 600, "load_ma": 400,
+        "load_spread_percent": 50, "peak_ma": 3000, "peak_chance": 0.1}]})");
+    UsagePlan plan{.profile = profile, .seed = 1};
+    int peaks = 0;
+    double low_ma = 400, high_ma = 400;
+    for (int64_t minute = 0; minute < int64_t{100} * 24 * 60; minute++) {
+        const int64_t hour = minute / 60 % 24;
+        const double load_ma = usage_at(plan, minute * 60, 50).load_ma;
+        if (hour < 6 || hour >= 16) {
+            EXPECT_EQ(load_ma, 40);
+        } else if (load_ma == 3000) {
+            peaks++;
+        } else {
+            low_ma = std::min(low_ma, load_ma);
+            high_ma = std::max(high_ma, load_ma);
+        }
+    }
+    EXPECT_NEAR(peaks, 100 * 600 * 0.1, 400);
+    EXPECT_NEAR(low_ma, 200, 10);
+    EXPECT_NEAR(high_ma, 600, 10);
+}
+
 TEST(Usage, ChanceAndSpreadFollowTheSeed) {
     const Profile profile = small_profile(R"({"restarts_per_month": 15.21875, "crashes_per_year": 36.525, "occasions": [
         {"at": "12:00", "spread_min": 60, "for_min": 60, "load_ma": 500, "chance": 0.5}]})");
@@ -140,26 +190,6 @@ TEST(Usage, SeasonsHoursAndWeather) {
     EXPECT_NEAR(high_c, 15, 0.5);
 }
 
-TEST(FadeModel, FollowsItsEquation) {
-    constexpr double YEAR_S = 365.25 * 86'400;
-    for (const test::Row& row : test::values_of(TOOLS_TESTS "/fade.csv")) {
-        const double lost_percent = test::number(row, 5);
-        Fade fade;
-        advance_fade(fade, FadeModel{}, test::number(row, 1), test::number(row, 2), test::number(row, 3),
-                     test::number(row, 4) * YEAR_S);
-        EXPECT_NEAR(100 * (1 - state_of_health(fade)), lost_percent, 1e-9) << row.at(0);
-        EXPECT_NEAR(resistance_factor(fade, FadeModel{}), 1 + 0.03 * lost_percent, 1e-9) << row.at(0);
-    }
-    const auto use_after_10_charges = [](double use_percent) {
-        Fade fade{.use_percent = use_percent};
-        advance_fade(fade, FadeModel{}, 25, 3.9, 10, 0);
-        return fade.use_percent;
-    };
-    EXPECT_NEAR(use_after_10_charges(34.9), 35.0, 1e-9);
-    EXPECT_NEAR(use_after_10_charges(35.1), 35.4, 1e-9) << "three times as much past the knee";
-    EXPECT_EQ(state_of_health({.use_percent = 99}), 0.1);
-}
-
 TEST(Gauge, LearnsTheCapacityFromLowToFull) {
     phone::Phone phone;
     phone.battery.state_of_health = 0.8;
@@ -193,7 +223,7 @@ class ProfileFile : public test::ToolTest {};
 
 TEST_F(ProfileFile, EveryKeyReachesItsField) {
     const Profile profile = load_profile(TOOLS_TESTS "/every_key.json");
-    const FadeModel& fade = profile.fade;
+    const Worry& worry = *profile.worry;
     const GaugeModel& gauge = profile.gauge;
     const Place& house = profile.places.at(1);
     const ChargerKind &fast = profile.chargers.at(0), &slow = profile.chargers.at(1);
@@ -202,10 +232,11 @@ TEST_F(ProfileFile, EveryKeyReachesItsField) {
         NAMED(profile.name, profile.about, profile.start_wall_s, profile.years, profile.cycle_s, profile.battery_model,
               profile.design_mah, profile.resistance_mohm, profile.soc_percent, profile.idle_ma, profile.suspended_ma,
               profile.home, profile.restarts_per_month, profile.crashes_per_year) +
-            NAMED(fade.calendar_percent, fade.doubling_k, fade.per_volt, fade.percent_per_100_charges,
-                  fade.knee_percent, fade.resistance_growth, gauge.learns_below_percent, gauge.error_percent,
-                  house.name, house.mean_c, house.season_c, house.day_c, house.weather_c, fast.watts, slow.name,
-                  slow.type, slow.watts, slow.source == phone::Source::WIRELESS) +
+            NAMED(profile.cell.name, worry.below_percent, worry.chance, worry.per_empty_percent, worry.at_most_percent,
+                  *worry.charge.charger, worry.charge.for_s, worry.charge.unplug_at_percent, occasion.load_spread,
+                  occasion.peak_ma, occasion.peak_chance, occasion.smart_stop_percent, gauge.learns_below_percent,
+                  gauge.error_percent, house.name, house.mean_c, house.season_c, house.day_c, house.weather_c,
+                  fast.watts, slow.name, slow.type, slow.watts, slow.source == phone::Source::WIRELESS) +
             NAMED(occasion.at_s, occasion.spread_s, occasion.for_s, occasion.days == Days::WEEKEND, occasion.chance,
                   *occasion.load_ma, *occasion.place, *occasion.charger, occasion.suspended, occasion.below_percent,
                   occasion.unplug_at_percent),

@@ -15,7 +15,7 @@ inline nlohmann::json small_document(const std::string& patch = "{}") {
     return document;
 }
 inline Profile small_profile(const std::string& patch = "{}") {
-    return parse_profile(small_document(patch).dump(), "small.json");
+    return parse_profile(small_document(patch).dump(), TOOLS_TESTS "/small.json");
 }
 
 }  // namespace cellwarden::lifetime

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <stdexcept>
 
 namespace cellwarden::lifetime {
 namespace {
@@ -15,6 +16,7 @@ constexpr double COLD_BELOW_C = 15;
 constexpr double FULL_FROM_V = 4.3;  // rows of full_stay
 constexpr double CHARGE_V = 4.48;
 constexpr double REFERENCE_C_RATE = 0.5;
+constexpr double WORSE_FIT = 2;     // residuals, relative to those of the cell
 constexpr double POOR_ERROR = 0.5;  // share of the value
 const auto KNEE_V = static_cast<double>(POLICY.arrhenius.knee_uv) / 1e6;
 
@@ -52,9 +54,13 @@ FittedModel fit_rows(const char* name, std::vector<Estimate> start, const std::v
         fitted.measured.push_back(row.lost_percent);
         fitted.rows.push_back(name_of(row));
     }
-    fitted.fit =
-        fit_least_squares(std::move(start), fitted.measured,
-                          [&](const std::vector<double>& p, size_t i) { return loss(p, rows[i]); });
+    try {
+        fitted.fit = fit_least_squares(
+            std::move(start), fitted.measured,
+            [&](const std::vector<double>& p, size_t i) { return loss(p, rows[i]); });
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(std::string(name) + ": " + error.what());
+    }
     return fitted;
 }
 
@@ -181,6 +187,18 @@ void warn_of_use(const char* name, const std::array<Range, QUANTITY_COUNT>& data
     }
 }
 
+// The daemon's models are linear in time and charge; where the cell is not, their residuals are
+// systematic, and their standard errors too small.
+void warn_of_form(const FittedModel& loss, const FittedModel& cell,
+                  std::vector<std::string>& warnings) {
+    if (loss.fit.deviation > WORSE_FIT * cell.fit.deviation) {
+        warnings.push_back(
+            loss.name + ": its form does not fit these tests: residuals of " +
+            text_of("%.2g %%, those of the cell %.2g %%", loss.fit.deviation, cell.fit.deviation) +
+            "; its standard errors are too small");
+    }
+}
+
 }  // namespace
 
 CellFit fit_cell(const std::vector<CalendarRow>& calendar, const std::vector<CyclingRow>& cycling) {
@@ -216,6 +234,8 @@ CellFit fit_cell(const std::vector<CalendarRow>& calendar, const std::vector<Cyc
          {&fit.calendar, &fit.cycling, &fit.full_stay, &fit.charge_cycle, &fit.arrhenius}) {
         warn_of_estimates(*model, fit.warnings);
     }
+    warn_of_form(fit.full_stay, fit.calendar, fit.warnings);
+    warn_of_form(fit.charge_cycle, fit.cycling, fit.warnings);
     warn_of_use("calendar", fit.calendar_ranges, CALENDAR_USE, fit.warnings);
     warn_of_use("cycling", fit.cycling_ranges, CYCLING_USE, fit.warnings);
     return fit;

@@ -76,7 +76,7 @@ CellModel read_cell(const JsonPlace& at) {
         for (const std::string& name : shipped_cells()) {
             names += name + ", ";
         }
-        fail(at, "one of the cells " + names + "or the path of a cell's file");
+        fail(at, "one of the cells " + names + "or the path of a cell");
     }
     return load_cell(file);
 }
