@@ -87,6 +87,11 @@ TEST_F(CellModelTest, CarriesTheLossThroughChangingConditions) {
         return lost_percent(cell);
     };
     const double cool = after({{40, 3.8, 100}}), hot = after({{50, 4.0, 100}});
+    CellModel faster = load_cell(cell_file("schmalstieg-2014", {}));
+    scale_ageing(faster, 1.5);
+    Cell cell = begin_cell(faster);
+    rest(cell, 40, 3.8, 100);
+    EXPECT_NEAR(lost_percent(cell), 1.5 * cool, 1e-9);
     EXPECT_NEAR(after({{40, 3.8, 200}}), cool * std::pow(2, 0.75), 1e-9) << "twice the time";
     EXPECT_NEAR(after({{40, 3.8, 30}, {40, 3.8, 70}}), cool, 1e-9);
     const double both = std::pow(std::pow(cool, 1 / 0.75) + std::pow(hot, 1 / 0.75), 0.75);

@@ -23,6 +23,24 @@ TEST_F(LifetimeTest, ListsRunsAndCompares) {
     expect_refusals("lifetime", LIFETIME);
 }
 
+// A fitted cell is ready to run, and a run says what was outside its data.
+TEST_F(LifetimeTest, FitsACellThatRuns) {
+    const auto fitted = run(LIFETIME " fit --calendar " LIFETIME_TABLES "/calendar.csv --cycling " LIFETIME_TABLES
+                                     "/cycling.csv --out fitted");
+    EXPECT_EQ(fitted.exit_code, 0) << fitted.output;
+    for (const char* const part : {"calendar: 96 measurements, ", "  activation_k ", "warning: full_stay: its form"}) {
+        EXPECT_THAT(fitted.output, HasSubstr(part));
+    }
+    EXPECT_THAT(read("fitted/policy.txt"), HasSubstr(".full_stay ="));
+    auto profile = test::text_of_file(LIFETIME_PROFILES "/northern.json");
+    const std::string key = R"("cell": "phone")";
+    profile.replace(profile.find(key), key.size(), R"("cell": "fitted/cell.json")");
+    write("user.json", profile);
+    const auto lived = run(LIFETIME " run user.json --years 0.02 --out runs");
+    EXPECT_THAT(lived.output, HasSubstr("user: outside the ranges of cell cell: "));
+    EXPECT_THAT(read("runs/user/run.json"), HasSubstr("\"quantity\": \"temperature_c\""));
+}
+
 }  // namespace
 
 #endif

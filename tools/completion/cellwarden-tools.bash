@@ -32,7 +32,7 @@ _cellwarden_tool() {
         _filedir
         if [[ $command == run && $prev != --out ]]; then
             mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(
-                compgen -W "$("$tool" list 2>/dev/null | sed 's/ .*//')" -- "$cur")
+                compgen -W "$("$tool" list 2>/dev/null | sed '/^$/,$d; s/ .*//')" -- "$cur")
         fi
     fi
 }

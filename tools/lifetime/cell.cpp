@@ -201,6 +201,14 @@ std::vector<TermState> begin_terms(const std::vector<AgeingTerm>& terms) {
 
 }  // namespace
 
+void scale_ageing(CellModel& cell, double factor) {
+    for (std::vector<AgeingTerm>* terms : {&cell.capacity, &cell.resistance.terms}) {
+        for (AgeingTerm& term : *terms) {
+            term.percent *= factor;
+        }
+    }
+}
+
 Cell begin_cell(const CellModel& model) {
     return {.knee = model.knee,
             .resistance_per_percent = model.resistance.percent_per_percent_lost,

@@ -118,6 +118,9 @@ struct CellModel {
 CellModel parse_cell(const std::string& text, const std::filesystem::path& file);
 CellModel load_cell(const std::filesystem::path& file);
 
+// Multiplies the growth of all terms of capacity and resistance.
+void scale_ageing(CellModel& cell, double factor);
+
 // Returns the file of the shipped cell `name`, or, if the name contains a '/' or ends with ".json",
 // the path relative to `folder`.
 std::filesystem::path cell_file(const std::string& name, const std::filesystem::path& folder);
