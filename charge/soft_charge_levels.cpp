@@ -26,7 +26,7 @@ constexpr size_t slot_of(int32_t online_time) {
     return static_cast<size_t>(std::min(online_time / PERIOD_S, PERIOD_COUNT - 1));
 }
 
-// Returns the level of the nearest decided slot before `slot`; 0 if there is none.
+// Returns the level of the nearest decided slot before `slot`; 0 if no earlier slot is decided.
 int32_t nearest_decided_before(const PerPeriod<uint8_t>& levels, size_t slot) {
     while (slot > 0 && levels[slot - 1] == LEVEL_NOT_DECIDED) {
         slot--;
