@@ -198,18 +198,18 @@ TEST_F(ProfileFile, EveryKeyReachesItsField) {
     const Place& house = profile.places.at(1);
     const ChargerKind &fast = profile.chargers.at(0), &slow = profile.chargers.at(1);
     const Occasion& occasion = profile.occasions.at(0);
-    EXPECT_EQ(
-        NAMED(profile.name, profile.about, profile.start_wall_s, profile.years, profile.cycle_s, profile.battery_model,
-              profile.design_mah, profile.resistance_mohm, profile.soc_percent, profile.idle_ma, profile.suspended_ma,
-              profile.home, profile.restarts_per_month, profile.crashes_per_year) +
-            NAMED(fade.calendar_percent, fade.doubling_k, fade.per_volt, fade.percent_per_100_charges,
-                  fade.knee_percent, fade.resistance_growth, gauge.learns_below_percent, gauge.error_percent,
-                  house.name, house.mean_c, house.season_c, house.day_c, house.weather_c, fast.watts, slow.name,
-                  slow.type, slow.watts, slow.source == phone::Source::WIRELESS) +
-            NAMED(occasion.at_s, occasion.spread_s, occasion.for_s, occasion.days == Days::WEEKEND, occasion.chance,
-                  *occasion.load_ma, *occasion.place, *occasion.charger, occasion.suspended, occasion.below_percent,
-                  occasion.unplug_at_percent),
-        expected("every_key.txt"));
+    EXPECT_EQ(NAMED(profile.name, profile.about, profile.start_wall_s, profile.years, profile.cycle_s,
+                    profile.battery_model, profile.design_mah, profile.capacity_percent, profile.resistance_mohm,
+                    profile.soc_percent, profile.idle_ma, profile.suspended_ma, profile.home,
+                    profile.restarts_per_month, profile.crashes_per_year) +
+                  NAMED(fade.calendar_percent, fade.doubling_k, fade.per_volt, fade.percent_per_100_charges,
+                        fade.knee_percent, fade.resistance_growth, gauge.learns_below_percent, gauge.error_percent,
+                        house.name, house.mean_c, house.season_c, house.day_c, house.weather_c, fast.watts, slow.name,
+                        slow.type, slow.watts, slow.source == phone::Source::WIRELESS) +
+                  NAMED(occasion.at_s, occasion.spread_s, occasion.for_s, occasion.days == Days::WEEKEND,
+                        occasion.chance, *occasion.load_ma, *occasion.place, *occasion.charger, occasion.suspended,
+                        occasion.below_percent, occasion.unplug_at_percent),
+              expected("every_key.txt"));
     for (const auto& file : std::filesystem::directory_iterator(CELLWARDEN_PROFILE_DIR)) {  // the shipped ones
         EXPECT_FALSE(load_profile(file.path()).about.empty()) << file.path();
     }

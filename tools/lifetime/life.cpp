@@ -36,7 +36,8 @@ void advance(Life& life, double seconds) {
     const double charges = std::max(0.0, phone.battery.soc - soc) * phone.battery.state_of_health;
     advance_fade(life.fade, life.profile.fade, phone.battery.temp_c,
                  terminal_uv(phone.battery) / 1e6, charges, seconds);
-    phone.battery.state_of_health = state_of_health(life.fade);
+    phone.battery.state_of_health =
+        state_of_health(life.fade) * life.profile.capacity_percent / 100;
     phone.battery.resistance_mohm =
         life.profile.resistance_mohm * resistance_factor(life.fade, life.profile.fade);
     phone.charger.thermal_level =
@@ -73,7 +74,7 @@ void run_cycle(Life& life) {
     life.state.clock.cycle_wall_time = wall_s(life);
     read_phone(life.phone, life.snapshot);
     run_full_cycle(device_of(life.device), life.state, life.stat, life.connection, life.snapshot,
-                   POLICY);
+                   life.policy.rules);
     take_effects(life);
     life.cycles++;
 }
@@ -142,8 +143,9 @@ std::map<uint32_t, std::string> factory_dates(const Profile& profile) {
 
 }  // namespace
 
-Life begin_life(const Profile& profile, uint64_t seed) {
+Life begin_life(const Profile& profile, const CarePolicy& policy, uint64_t seed) {
     Life life{.profile = profile,
+              .policy = policy,
               .plan = {.profile = profile, .seed = seed},
               .phone = {},
               .device = {.units = factory_dates(profile)},
@@ -155,9 +157,11 @@ Life begin_life(const Profile& profile, uint64_t seed) {
               .connection = {},
               .snapshot = {}};
     life.phone.model_name = profile.battery_model;
+    life.phone.charger.steps = policy.driver;
     life.phone.battery.charge_full_design_uah = profile.design_mah * 1e3;
     life.phone.battery.resistance_mohm = profile.resistance_mohm;
     life.phone.battery.soc = profile.soc_percent / 100;
+    life.phone.battery.state_of_health = profile.capacity_percent / 100;
     for (const AttributeFile& attribute : start_attributes(life.phone)) {
         life.device.attributes[attribute_path(life.phone, attribute.id)] = attribute.text;
     }

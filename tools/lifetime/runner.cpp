@@ -12,8 +12,6 @@
 #include <stdexcept>
 #include <thread>
 
-#include "tools/lifetime/run.h"
-
 namespace cellwarden::lifetime {
 namespace {
 
@@ -53,17 +51,15 @@ struct Running {
     std::jthread thread{};
 };
 
-void run_job(Running& running, uint64_t seed) {
-    const Profile& profile = running.job->profile;
-    const auto span = static_cast<double>(life_span_s(profile));
+void run(Running& running) {
+    const auto span = static_cast<double>(life_span_s(running.job->profile));
     try {
-        (void)run_profile(profile, seed, running.job->directory, stop_signal,
-                          [&](const Life& life) {
-                              running.share = static_cast<double>(life.time_s) / span;
-                              running.true_soh = life.phone.battery.state_of_health;
-                              running.level = life.state.levels.soft_charge_mode;
-                              running.cycles = static_cast<uint32_t>(life.cycles);
-                          });
+        (void)run_job(*running.job, stop_signal, [&](const Life& life) {
+            running.share = static_cast<double>(life.time_s) / span;
+            running.true_soh = life.phone.battery.state_of_health;
+            running.level = life.state.levels.soft_charge_mode;
+            running.cycles = static_cast<uint32_t>(life.cycles);
+        });
         running.progress = Progress::DONE;
     } catch (const std::exception& error) {
         std::cerr << std::string("cellwarden-lifetime: ") + error.what() + "\n" << std::flush;
@@ -71,10 +67,10 @@ void run_job(Running& running, uint64_t seed) {
     }
 }
 
-void start(Running& running, uint64_t seed) {
+void start(Running& running) {
     running.started = Clock::now();
     running.progress = Progress::RUNNING;
-    running.thread = std::jthread(run_job, std::ref(running), seed);
+    running.thread = std::jthread(run, std::ref(running));
 }
 
 std::string duration_text(double seconds) {
@@ -126,7 +122,7 @@ void print_result(const Running& running) {
 
 }  // namespace
 
-int run_jobs(const std::vector<Job>& jobs, uint64_t seed, unsigned threads) {
+int run_jobs(const std::vector<Job>& jobs, unsigned threads) {
     std::vector<Running> all(jobs.size());
     for (size_t i = 0; i < jobs.size(); i++) {
         all[i].job = &jobs[i];
@@ -140,7 +136,7 @@ int run_jobs(const std::vector<Job>& jobs, uint64_t seed, unsigned threads) {
         auto going = std::count_if(all.begin(), all.end(), is_at(Progress::RUNNING));
         for (Running& running : all) {
             if (running.progress == Progress::WAITING && going < threads && stop_signal == 0) {
-                start(running, seed);
+                start(running);
                 going++;
             }
         }
