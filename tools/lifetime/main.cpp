@@ -14,6 +14,7 @@
 #include "tools/lifetime/run_directory.h"
 #include "tools/lifetime/runner.h"
 #include "tools/lifetime/shipped.h"
+#include "tools/lifetime/study_command.h"
 
 namespace cellwarden::lifetime {
 namespace {
@@ -22,10 +23,11 @@ namespace fs = std::filesystem;
 
 constexpr const char* FOOTER =
     "Exit codes:\n"
-    "  0   every run finished; compare: the runs are equal\n"
-    "  1   a run failed; compare: the runs differ\n"
+    "  0   every run or life finished; compare: the runs are equal\n"
+    "  1   a run failed, or a life could not be stored; compare: the runs differ\n"
     "  2   wrong usage or input\n"
-    "  130 stopped by Ctrl-C, 143 by SIGTERM; the results so far are stored";
+    "  130 stopped by Ctrl-C, 143 by SIGTERM; the results so far are stored: a run is\n"
+    "      marked as incomplete, a study continues where it was";
 
 struct RunOptions {
     std::vector<std::string> profiles;
@@ -62,10 +64,7 @@ int run(const RunOptions& options) {
             throw InputError(name + ": another profile of this run has the same directory, " +
                              directory.string());
         }
-        if (!options.overwrite && fs::exists(directory / "run.json")) {
-            throw InputError(directory.string() +
-                             ": has the results of an earlier run; --overwrite replaces them");
-        }
+        refuse_to_overwrite(directory, options.overwrite);
         jobs.push_back({std::move(profile), policy, options.seed, directory});
     }
     printf("Seed %llu, policy %s, at most %u threads\n",
@@ -127,6 +126,9 @@ int parse_and_do(int argc, char** argv) {
         .add("run", runs, "The directories of the two runs")
         .required()
         .expect(2);
+    StudyOptions study;
+    study.threads = options.threads;
+    add_study_command(line, study);
     std::string policy = "shipped";
     line.add_command("policy", "Print all figures of a policy as JSON, to change some of them")
         .add("policy", policy, "Name of a shipped policy or policy file")
@@ -137,6 +139,9 @@ int parse_and_do(int argc, char** argv) {
     }
     if (line.has_command("list")) {
         return list();
+    }
+    if (line.has_command("study")) {
+        return run_study(study);
     }
     if (line.has_command("policy")) {
         return print_policy(policy);

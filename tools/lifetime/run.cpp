@@ -34,8 +34,12 @@ double years_of(int64_t seconds) {
     return static_cast<double>(seconds) / static_cast<double>(SECONDS_PER_DAY) / DAYS_PER_YEAR;
 }
 
+int64_t seconds_of_years(double years) {
+    return std::llround(years * DAYS_PER_YEAR * static_cast<double>(SECONDS_PER_DAY));
+}
+
 int64_t life_span_s(const Profile& profile) {
-    return std::llround(profile.years * DAYS_PER_YEAR * static_cast<double>(SECONDS_PER_DAY));
+    return seconds_of_years(profile.years);
 }
 
 Ending run_job(const Job& job, const std::atomic<int>& stop, const Watch& watch) {

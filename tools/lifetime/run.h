@@ -31,5 +31,6 @@ Ending run_job(const Job& job, const std::atomic<int>& stop, const Watch& watch)
 int64_t life_span_s(const Profile& profile);
 
 double years_of(int64_t seconds);
+int64_t seconds_of_years(double years);
 
 }  // namespace cellwarden::lifetime

@@ -5,12 +5,12 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <iostream>
 #include <stdexcept>
 #include <thread>
+
+#include "tools/lifetime/progress.h"
 
 namespace cellwarden::lifetime {
 namespace {
@@ -18,24 +18,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int LOOKS_PER_SECOND = 5;
-constexpr int BAR_WIDTH = 24;
 constexpr double PERCENT = 100;
-
-std::atomic<int> stop_signal = 0;
-static_assert(std::atomic<int>::is_always_lock_free);  // a signal handler may set it
-
-void note_signal(int signal) {
-    stop_signal = signal;
-}
-
-void catch_signals() {
-    struct sigaction action = {};
-    action.sa_handler = note_signal;
-    action.sa_flags = SA_RESTART;  // signals do not interrupt writes
-    for (const int signal : {SIGINT, SIGTERM}) {
-        (void)sigaction(signal, &action, nullptr);
-    }
-}
 
 enum class Progress { WAITING, RUNNING, DONE, FAILED };
 
@@ -73,11 +56,6 @@ void start(Running& running) {
     running.thread = std::jthread(run, std::ref(running));
 }
 
-std::string duration_text(double seconds) {
-    const auto whole = static_cast<int64_t>(std::ceil(seconds));
-    return whole < 90 ? std::to_string(whole) + " s" : std::to_string((whole + 59) / 60) + " min";
-}
-
 std::string progress_line(const Running& running) {
     const double share = std::min(running.share.load(), 1.0);
     const std::chrono::duration<double> taken = Clock::now() - running.started;
@@ -88,11 +66,9 @@ std::string progress_line(const Running& running) {
     } else if (progress == Progress::RUNNING) {
         rest = share > 0 ? duration_text(taken.count() * (1 - share) / share) + " left" : "starts";
     }
-    std::string bar(static_cast<size_t>(std::lround(share * BAR_WIDTH)), '#');
-    bar.resize(BAR_WIDTH, '.');
     char line[128];
     (void)snprintf(line, sizeof line, "%-12.12s [%s] %3.0f %%  level %d  %s",
-                   running.job->profile.name.c_str(), bar.c_str(), share * PERCENT,
+                   running.job->profile.name.c_str(), bar_text(share).c_str(), share * PERCENT,
                    running.level.load(), rest.c_str());
     return line;
 }
