@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 #include <thread>
+#include <tuple>
 
 #include "common/command_line.h"
 #include "common/json_reader.h"
@@ -72,6 +73,14 @@ int run(const RunOptions& options) {
     for (const Job& job : jobs) {
         printf("%s: %g years, %s\n", job.profile.name.c_str(), job.profile.years,
                job.profile.about.c_str());
+    }
+    const UsageBins& bins = policy.rules.bins;
+    if (std::tie(bins.voltage_uv, bins.temperature_decic, bins.soc) !=
+        std::tie(POLICY.bins.voltage_uv, POLICY.bins.temperature_decic, POLICY.bins.soc)) {
+        printf(
+            "The policy's bins are not the daemon's: cellwarden-report labels these records with "
+            "the "
+            "policy's bins, cellwarden-inspect with the daemon's\n");
     }
     (void)fflush(stdout);
     return run_jobs(jobs, options.threads);
