@@ -5,7 +5,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <system_error>
+
+#include "bench/system_error.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -43,7 +44,7 @@ int open_kernel_log() {
     // Opened for reading and writing, so that the daemon can always open the other side.
     const int fd = open("/dev/kmsg", O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
-        throw std::system_error(errno, std::generic_category(), "/dev/kmsg");
+        throw_system_error("/dev/kmsg", errno);
     }
     return fd;
 }

@@ -10,11 +10,11 @@
 #include <csignal>
 #include <cstring>
 #include <set>
-#include <system_error>
 
 #include "bench/actions.h"
 #include "bench/rig.h"
 #include "bench/state_dir.h"
+#include "bench/system_error.h"
 #include "bench/uevent_sender.h"
 
 namespace cellwarden::bench {
@@ -189,7 +189,7 @@ int block_and_watch_signals() {
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     const int fd = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
     if (fd < 0) {
-        throw std::system_error(errno, std::generic_category(), "signalfd");
+        throw_system_error("signalfd", errno);
     }
     return fd;
 }

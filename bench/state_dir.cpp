@@ -7,7 +7,8 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <system_error>
+
+#include "bench/system_error.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -45,7 +46,7 @@ std::string unit_value(const std::string& bytes) {
 fs::path make_temporary_state_dir() {
     std::string path = (fs::temp_directory_path() / "cellwarden-bench-XXXXXX").string();
     if (mkdtemp(path.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), path);
+        throw_system_error(path, errno);
     }
     return path;
 }

@@ -8,31 +8,28 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
-#include <system_error>
+
+#include "bench/system_error.h"
 
 namespace cellwarden::bench {
 namespace {
-
-[[noreturn]] void fail(const char* what, int error) {
-    throw std::system_error(error, std::generic_category(), what);
-}
 
 // Waits for the kernel's answer to the message just sent.
 void take_acknowledgement(int socket_fd) {
     alignas(nlmsghdr) char buffer[4096];
     const ssize_t length = recv(socket_fd, buffer, sizeof buffer, 0);
     if (length < 0) {
-        fail("uevent: no answer from the kernel", errno);
+        throw_system_error("uevent: no answer from the kernel", errno);
     }
     nlmsghdr header = {};
     nlmsgerr answer = {};
     if (static_cast<size_t>(length) < NLMSG_HDRLEN + sizeof answer.error) {
-        fail("uevent: answer from the kernel", EPROTO);
+        throw_system_error("uevent: answer from the kernel", EPROTO);
     }
     memcpy(&header, buffer, sizeof header);
     memcpy(&answer.error, buffer + NLMSG_HDRLEN, sizeof answer.error);
     if (header.nlmsg_type == NLMSG_ERROR && answer.error != 0) {
-        fail("uevent: rejected by the kernel", -answer.error);
+        throw_system_error("uevent: rejected by the kernel", -answer.error);
     }
 }
 
@@ -55,7 +52,7 @@ std::string uevent_text(const std::string& subsystem, const std::string& name) {
 int open_uevent_sender() {
     const int fd = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_KOBJECT_UEVENT);
     if (fd < 0) {
-        fail("uevent socket", errno);
+        throw_system_error("uevent socket", errno);
     }
     return fd;
 }
@@ -73,7 +70,7 @@ void send_uevent(int socket_fd, const std::string& text) {
     kernel.nl_family = AF_NETLINK;
     if (sendto(socket_fd, message.data(), message.size(), 0,
                reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel) < 0) {
-        fail("uevent", errno);
+        throw_system_error("uevent", errno);
     }
     take_acknowledgement(socket_fd);
 }

@@ -5,14 +5,11 @@
 
 #include <cerrno>
 #include <cstring>
-#include <system_error>
+
+#include "bench/system_error.h"
 
 namespace cellwarden::bench {
 namespace {
-
-[[noreturn]] void fail(const std::string& what, int error) {
-    throw std::system_error(error, std::generic_category(), what);
-}
 
 uint32_t event_mask(FileAction action) {
     switch (action) {
@@ -36,7 +33,7 @@ FileAction deed_of(uint32_t mask) {
 void add_event(const FolderWatch& watch, const inotify_event& event, const char* name,
                std::vector<FileEvent>& events) {
     if ((event.mask & IN_Q_OVERFLOW) != 0) {
-        fail("inotify lost events", EOVERFLOW);
+        throw_system_error("inotify lost events", EOVERFLOW);
     }
     const auto folder = watch.folders.find(event.wd);
     if (event.len > 0 && name[0] != '.' && folder != watch.folders.end()) {
@@ -50,7 +47,7 @@ FolderWatch open_watch() {
     FolderWatch watch;
     watch.fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     if (watch.fd < 0) {
-        fail("inotify", errno);
+        throw_system_error("inotify", errno);
     }
     return watch;
 }
@@ -58,7 +55,7 @@ FolderWatch open_watch() {
 void watch_folder(FolderWatch& watch, const std::string& folder, FileAction action) {
     const int number = inotify_add_watch(watch.fd, folder.c_str(), event_mask(action) | IN_ONLYDIR);
     if (number < 0) {
-        fail(folder, errno);
+        throw_system_error(folder, errno);
     }
     watch.folders[number] = folder;
 }

@@ -58,7 +58,8 @@ int64_t rest_of_period(int64_t online_time) {
     return since_start < 0 ? -since_start : PERIOD_S - since_start;
 }
 
-// from + k * (to - from) / steps for k = 0, 1, 2 ..., truncated toward zero, without a product.
+// Computes from + k * (to - from) / steps for k = 0, 1, 2 ..., truncated toward zero, without a
+// product.
 struct LineWalk {
     int64_t value;     // value at step k
     int64_t fraction;  // truncated remainder at step k, in units of 1 / `steps`
@@ -88,7 +89,7 @@ void step(LineWalk& walk) {
     }
 }
 
-// Adds the seconds at full charge: the time from a call at full charge until the next call counts.
+// Adds the seconds since the previous call if the battery was full in that call.
 void update_full_time(AgeingState& ageing, int64_t& full_stay_start, int64_t boot_time,
                       int32_t capacity_percent) {
     if (full_stay_start != 0) {

@@ -9,7 +9,7 @@
 
 namespace cellwarden {
 
-// The constants in the form for the integer arithmetic.
+// The constants as numbers for the integer arithmetic.
 struct ArrheniusModel {
     struct Line {
         Unpacked offset;
@@ -36,8 +36,8 @@ constexpr ArrheniusModel arrhenius_model(const ArrheniusConstants& constants) {
 
 // Returns the Arrhenius rate per second of a reading in 0.1 degC and uV: 5041 / exp(A + B - 25.41)
 // with A = 9441.71 / (T + 273.15) and B = 44.206 - 9.04 V up to 4.4 V, 13.75 - 2.12 V above, for
-// -100 <= T <= 100 (degC) and 1 <= V <= 5 (volts); 0 for other samples. About 1 at 45 degC and
-// 4.48 V, 0.115 at 25 degC and 4.4 V.
+// -100 <= T <= 100 (degC) and 1 <= V <= 5 (volts); 0 for other samples. The rate is about 1 at 45
+// degC and 4.48 V, and 0.115 at 25 degC and 4.4 V.
 //
 // Consecutive seconds often share a reading: `terms` keeps the latest terms, and a term is computed
 // only if its input has changed. Do not pass the same `terms` with another model. The result has

@@ -14,8 +14,8 @@ constexpr int32_t HORIZON = LEVEL_HORIZON_PERIODS;
 constexpr int32_t LAST_JUDGED_SLOT = HORIZON - 1;
 constexpr int32_t LAST_JUDGED_SECOND = HORIZON * PERIOD_S - 1;
 
-// The levels' clock is shifted by 256 s from the ten-day mark: levels are decided from the last 256
-// s of the first period on, which counts as the first until 255 s into the second.
+// Levels are decided from 256 s before the first ten-day mark on. Until 255 s after the mark, the
+// projection uses the total so far for each period.
 constexpr int32_t FIRST_JUDGED_SECOND = PERIOD_S - 256;
 constexpr int32_t FIRST_PERIOD_END = PERIOD_S + 255;
 
@@ -26,7 +26,7 @@ constexpr size_t slot_of(int32_t online_time) {
     return static_cast<size_t>(std::min(online_time / PERIOD_S, PERIOD_COUNT - 1));
 }
 
-// Returns the level of the nearest decided slot before `slot`; 0 if there is none.
+// Returns the level of the nearest decided slot before `slot`; 0 if no earlier slot is decided.
 int32_t nearest_decided_before(const PerPeriod<uint8_t>& levels, size_t slot) {
     while (slot > 0 && levels[slot - 1] == LEVEL_NOT_DECIDED) {
         slot--;
@@ -145,8 +145,7 @@ int32_t decide_full_stay_level(LevelState& levels, const AgeingState& ageing,
         constexpr int32_t SETTLING_FROM = LAST_JUDGED_SLOT * PERIOD_S;
         const int32_t top = policy.top_rising_level;
         const int32_t judged = judge_full_stay(policy, decided, previous, projection, usage);
-        // In the last judged period the top rising level or a higher one becomes the next, for
-        // good.
+        // In the last judged period, a level of `top` or more becomes `top` + 1 permanently.
         return judged >= top && usage.online_time >= SETTLING_FROM ? top + 1 : judged;
     };
     return decide_period_level(decided, ageing.full_stay_capacity_degradation_per_10days,

@@ -36,7 +36,7 @@ void take_cycle_times(ServiceState& state) {
     }
 }
 
-// `event_name`: the supply that woke the daemon, or an empty text at the end of a period.
+// `event_name` is the supply that woke the daemon, or an empty text at the end of a period.
 void run_cycle(const Device& device, ServiceState& state, const char* event_name) {
     take_wakelock(device);
     snapshot = SysfsParams{};

@@ -1,18 +1,18 @@
-// Any stored record, whole, cut, old or forged, and a piece of a phone's life on it: attribute
-// texts, passing time, cycles, restarts and failing libraries, with the daemon's own cycle code in
-// between. A record is taken as it stands, upgraded or reset; the one in memory is always accepted
-// again; a load and a copy back change nothing of it; a level stays in 0 to 5 if the record's
-// levels are such; on a new battery no total falls.
+// Fuzzes the stored record and a part of a phone's life: attribute texts, elapsed time, cycles,
+// restarts and failing libraries, with the daemon's own cycle code. Checks that each record is
+// accepted, upgraded or reset; that the record in memory is always accepted again; that loading it
+// and copying it back does not change it; that the level stays in 0 to 5 if all levels of the
+// record are valid; and that no total of a new battery falls.
 //
-// An input is two bytes of length, the record's unit, and then a row of steps, each an opcode and
-// what belongs to it:
-//   0 to 133         that parameter's attribute: a length, then so many characters (255: no file)
-//   FULL_CYCLE       2 bytes: the lower 10 bits are the seconds since the last cycle (few, as
+// An input is a length in two bytes, the content of the record's unit, and a list of steps, each
+// an opcode and its argument:
+//   0 to 133         sets the attribute of that parameter: a length (255: no file), then the text
+//   FULL_CYCLE       2 bytes: the lower 10 bits are the seconds since the last cycle (few, because
 //                    ageing is summed second by second), the upper 6, signed, the days by which the
 //                    wall clock is set
-//   LIGHT_CYCLE      nothing
-//   RESTART          nothing
-//   FAULTS           1 byte: what fails from now on, one bit each
+//   LIGHT_CYCLE      no argument
+//   RESTART          no argument
+//   FAULTS           1 byte: the failures from now on, one bit each
 // Other opcodes do nothing.
 #include <algorithm>
 #include <cstring>
@@ -43,13 +43,13 @@ struct Life {
     ServiceState state;
     BattStat stat;
     ChgInsertionRemovalData connection;
-    std::vector<int64_t> totals;  // after the last cycle; none where the battery is not new
+    std::vector<int64_t> totals;  // after the last cycle; empty if the battery is not new
     bool started_sane;
 };
 
-// --- What is promised.
+// --- Promises
 
-// Counters and sums that only ever grow.
+// Counters and sums that never fall.
 constexpr char TOTALS[] =
     "online_time total_cycle_count vt_cet_table ct_charge_table soc0_shutdown_cnt "
     "off_charge_total_time on_charge_total_time soc_full_total_time smart_charge_mode_total_time "
@@ -59,18 +59,18 @@ constexpr char TOTALS[] =
     "full_stay_capacity_degradation_per_10days total_cycle_degradation "
     "cycle_degradation_per_10days dev_attach_count dev_attach_total_time dev_charge_count";
 
-// What the working state keeps of a record as it is.
+// Fields that the working state stores unchanged.
 constexpr char KEPT[] =
     "online_time vt_cet_table ct_charge_table total_cycle_count total_arrhenius "
     "arrhenius_per_10days";
 
-// These are divided by a million at the load and multiplied again: one comes back as it was, or one
-// millionth less where the quotient was rounded down.
+// Fields that are divided by a million when loaded, and multiplied again: a value is unchanged, or
+// one millionth less if the quotient was rounded down.
 constexpr char ROUNDED[] =
     "total_full_stay_cap_degradation total_cycle_degradation "
     "full_stay_capacity_degradation_per_10days cycle_degradation_per_10days";
 
-// Every element of the named fields.
+// Returns every element of the named fields.
 std::vector<int64_t> values_of(const BattStat& stat, const char* names) {
     std::vector<int64_t> values;
     std::istringstream words(names);
@@ -88,7 +88,8 @@ BattStatVerdict verdict_of(const std::string& image) {
                            static_cast<uint32_t>(image.size()));
 }
 
-// The tables and the ageing sums survive seeding the working state and copying it back.
+// Checks that seeding the working state and copying it back preserves the tables and the ageing
+// sums.
 void check_round_trip(const ServiceState& state, const BattStat& stat) {
     static BattStat copied;
     copied = stat;
@@ -117,8 +118,7 @@ void check_load(const std::string& image, const Life& life) {
     check_round_trip(life.state, life.stat);
 }
 
-// Whether the levels that the record brings are such as the daemon itself decides, and none is
-// ordered from outside.
+// Returns whether the daemon could have decided all levels of the record, and no override is set.
 bool levels_are_sane(const BattStat& stat) {
     const auto levels = values_of(stat, "arrhenius_lv full_stay_capacity_degradation_aging_lv");
     return stat.soft_charge_override < 0xD0 && stat.soft_charge_mode <= 5 &&
@@ -142,7 +142,7 @@ void check_cycle(Life& life) {
     }
 }
 
-// --- What an input does.
+// --- Steps
 
 const char* path_of(uint8_t id) {
     return id == PARAM_SDM_THERM_ZONE_TEMP ? "/sys/class/thermal/thermal_zone7/temp"
@@ -186,7 +186,7 @@ void pass_time(CycleClock& clock, uint32_t times) {
     clock.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
 }
 
-// The daemon alone starts again: the phone's clocks go on, and what was not yet stored is gone.
+// Restarts only the daemon: the phone's clocks continue, and data that was not stored is lost.
 void restart(Life& life) {
     life.state = ServiceState{.clock = {.cycle_boot_time = life.state.clock.cycle_boot_time,
                                         .cycle_wall_time = life.state.clock.cycle_wall_time}};
@@ -198,8 +198,7 @@ void restart(Life& life) {
     }
 }
 
-// A phone with no attributes and the given bytes in the record's unit, and the daemon started on
-// it.
+// Starts the daemon on a phone without attributes and with the given bytes in the record's unit.
 void start_life(Life& life, const std::string& record) {
     life.phone = StandIn{.attributes = {{ZONE_TYPE_PATH, "sdm_therm\n"}},
                          .units = {{UNIT_BATT_STAT, record}},
@@ -227,7 +226,7 @@ void take_step(Life& life, Input& input) {
     }
 }
 
-// --- Inputs to start from.
+// --- Seeds
 
 void append(std::string& steps, const std::vector<phone::AttributeFile>& attributes) {
     for (const phone::AttributeFile& attribute : attributes) {

@@ -69,9 +69,9 @@ uint128 remainder_146(const Unpacked& x, uint64_t multiple) {
 // exp(r) - 1 = r + r^2 * (1/2 + r * (1/6 + r * (1/24 + r/120 + r^2/720))). A product with
 // s = r * 2^18 < 0.6932, shifted down by 18, is a product with r. The truncations reduce each
 // bracket by at most, from the innermost outward:
-//     1/24 + ...   5 truncations by 2^-64, 3 of them times s, and r^3/5040 < 0.07 * 2^-64: 4 *
-//     2^-64 1/6 + ...    0.6932 * 4 * 2^-64 and 0.05 * 2^-64 for truncating s to 64 bits, both /
-//     2^18,
+//     1/24 + ...   5 truncations by 2^-64, 3 of them times s, and r^3/5040 < 0.07 * 2^-64:
+//                  4 * 2^-64
+//     1/6 + ...    0.6932 * 4 * 2^-64 and 0.05 * 2^-64 for truncating s to 64 bits, both / 2^18,
 //                  and 2 truncations by 2^-128: 2.9 * 2^-82
 //     1/2 + ...    0.6932 of that / 2^18, and 2 truncations by 2^-128: 2.1 * 2^-100
 //     all          0.4806 of that / 2^18 = 1034 * 2^-128 for s, and 2 truncations: 1040 * 2^-146

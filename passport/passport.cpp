@@ -67,7 +67,7 @@ void publish_charge_full(const Device& device, PassportMemory& memory, int32_t u
 }
 
 void publish_state_of_health(const Device& device, PassportMemory& memory, int32_t user_soh) {
-    // Halves round up: 95,499 (0.001 %) gives 95, 95,500 gives 96.
+    // Halves are rounded up: 95,499 (0.001 %) becomes 95, and 95,500 becomes 96.
     const auto soh_percent = static_cast<uint16_t>((int64_t{user_soh} + 500) / 1000);
     if (soh_percent == memory.last_soh_written) {
         return;

@@ -33,7 +33,7 @@ ImeiDigest sha256(const char* text, uint32_t length) {
 std::optional<ImeiDigest> imei_digest(const Device& device) {
     char* text = nullptr;
     uint32_t length = 0;
-    // A length without a text is no IMEI, whatever the library says.
+    // A length without a text is not an IMEI, even if the library reports success.
     if (device.quillon_get_imei(device.context, IMEI_SELECTOR, &text, &length) != 0 ||
         (text == nullptr && length > 0)) {
         return std::nullopt;

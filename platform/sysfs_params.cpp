@@ -10,7 +10,7 @@
 namespace cellwarden {
 namespace {
 
-// The texts of an attribute as the rows of an enum table.
+// The rows of the enum table for an attribute's texts.
 template <const auto& TEXTS>
 constexpr auto ENUM_ROWS = [] {
     std::array<SysfsEnumEntry, std::size(TEXTS)> rows;
@@ -23,12 +23,12 @@ constexpr auto ENUM_ROWS = [] {
 template <const auto& TEXTS>
 constexpr const SysfsEnumEntry* ENUM_TABLE = ENUM_ROWS<TEXTS>.data();
 
-// Where the last component of the path begins.
+// Returns the position of the path's last component.
 constexpr size_t name_position(std::string_view path) {
     return path.rfind('/') + 1;
 }
 
-// A row of the table, from a path or from a path's generator.
+// Return a row of the table for a fixed or a generated path.
 constexpr SysfsParamDesc row(const char* path, SysfsFormat format, const SysfsEnumEntry* table) {
     return {.path_is_generated = 0,
             .path = path,

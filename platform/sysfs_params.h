@@ -21,16 +21,16 @@ enum SysfsParamId : uint32_t {
 
 inline constexpr size_t SYSFS_PARAM_COUNT = PARAM_END;
 
-// How an attribute's text becomes a value and back.
+// Conversions between an attribute's text and its value.
 enum SysfsFormat : uint32_t {
     FORMAT_DECIMAL = 0,         // signed 32-bit integer, base 10
     FORMAT_HEX = 1,             // 32-bit integer, base 16
     FORMAT_FLOAT = 2,           // 32-bit float
     FORMAT_TEXT = 3,            // the text itself
-    FORMAT_ENUM = 4,            // value of the enum row whose text equals the attribute's
-    FORMAT_ENUM_TEXT = 5,       // text pointer of that row
-    FORMAT_CONVERTED_INT = 6,   // result of the row's converter
-    FORMAT_CONVERTED_TEXT = 7,  // pointer result of the row's converter
+    FORMAT_ENUM = 4,            // value of the enum row with the attribute's text
+    FORMAT_ENUM_TEXT = 5,       // text in the value of that row
+    FORMAT_CONVERTED_INT = 6,   // integer from the row's converter
+    FORMAT_CONVERTED_TEXT = 7,  // text from the row's converter
 };
 
 enum SysfsKind : int32_t {
@@ -40,7 +40,7 @@ enum SysfsKind : int32_t {
     KIND_FLOAT = 2,
 };
 
-// The value of one parameter; the slot's kind says which member holds.
+// The value of one parameter; the slot's `kind` determines the member in use.
 union SysfsValue {
     uint64_t bits;
     int32_t integer;
@@ -49,23 +49,24 @@ union SysfsValue {
 };
 static_assert(sizeof(SysfsValue) == 8);
 
-// One slot of the snapshot, and the record handed to write_sysfs_param (which uses `kind` and
-// `value` only).
+// One slot of the snapshot, and the argument of write_sysfs_param, which uses only `kind` and
+// `value`.
 struct SysfsParamValue {
-    char* raw = nullptr;    // heap copy of the attribute's text without its last newline, owned by
-                            // the slot; null when nothing was read
-    const char* text = "";  // `raw` where there is one, else ""
+    // Heap copy of the attribute's text without its last newline, owned by the slot; null if there
+    // is no text.
+    char* raw = nullptr;
+    const char* text = "";  // `raw`, or "" if `raw` is null
     int32_t kind = KIND_NOT_READ;
-    SysfsValue value{.bits = 0};  // a text value points at `text`: valid until the cycle's end
+    SysfsValue value{.bits = 0};  // a text is valid until the end of the cycle
 };
 
 // This cycle's values, indexed by SysfsParamId.
 using SysfsParams = std::array<SysfsParamValue, SYSFS_PARAM_COUNT>;
 
-// One byte per parameter; non-zero: the parameter is read in this cycle.
+// One byte per parameter. A parameter with a non-zero byte is read in this cycle.
 using SysfsReadMask = std::array<uint8_t, SYSFS_PARAM_COUNT>;
 
-// One row of an enum table. The terminating row has no text; its value stands for "no match".
+// One row of an enum table. The last row has no text; it has the value of every other text.
 struct SysfsEnumEntry {
     const char* text;
     SysfsValue value;
@@ -73,10 +74,10 @@ struct SysfsEnumEntry {
 
 // One row of the parameter table.
 struct SysfsParamDesc {
-    uint32_t path_is_generated;  // 0: `path`; 1: `path_generator`; else never read or written
+    uint32_t path_is_generated;  // 0: `path`; 1: `path_generator`; other: never read or written
     union {
         const char* path;
-        // May return null: the parameter is then skipped.
+        // If it returns null, the parameter is skipped.
         const char* (*path_generator)(const Device& device);
     };
     uint32_t format;
@@ -85,14 +86,14 @@ struct SysfsParamDesc {
         int32_t (*to_integer)(const char* text);   // format 6
         const char* (*to_text)(const char* text);  // format 7
     };
-    size_t name_at =
-        0;  // where the attribute's name begins in a fixed path; 0: the path is generated
+    // Position of the attribute's name in `path`; 0 if the path is generated.
+    size_t name_at = 0;
 };
 
 using SysfsParamDescs = std::array<SysfsParamDesc, SYSFS_PARAM_COUNT>;
 extern const SysfsParamDescs SysfsParamTable;
 
-// The integer of a parameter in this cycle; 0 where it was not read or its file is missing.
+// Returns a parameter's integer in this cycle; 0 if it was not read or its file is missing.
 inline int32_t param_integer(const SysfsParams& snapshot, SysfsParamId id) {
     return snapshot[id].value.integer;
 }

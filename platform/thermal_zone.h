@@ -7,7 +7,7 @@
 namespace cellwarden {
 
 // Returns the path of the temperature file of the first thermal zone, 0 to 99, whose type is
-// "sdm_therm"; an empty text if there is none, and the next call then searches again. Never null.
+// "sdm_therm". If no zone has this type, returns an empty text, and the next call searches again.
 const char* sdm_therm_path_gen(const Device& device);
 
 // Writes the zone's temperature (parameter 78, 0.001 degC), truncated toward zero to 0.1 degC, to

@@ -45,10 +45,10 @@ struct ArrheniusTerms {
 // Usage accounting, ageing models and their order (charge/usage_accounting.cpp,
 // charge/ageing_models.cpp, charge/soft_charge.cpp).
 struct SoftChargeMemory {
-    int64_t last_soft_charge_boot_time = 0;  // cycle_boot_time of the previous call; 0 = none
+    int64_t last_soft_charge_boot_time = 0;  // cycle_boot_time of the previous call; 0: no call yet
 
     // Voltage x temperature grid.
-    int64_t grid_time = 0;  // cycle_boot_time of the previous update; 0 = none
+    int64_t grid_time = 0;  // cycle_boot_time of the previous update; 0: no update yet
     int32_t grid_temperature_decic = 0;
     int32_t grid_voltage_uv = 0;
 
@@ -57,35 +57,35 @@ struct SoftChargeMemory {
     int32_t charge_temperature_decic = 0;
 
     // Arrhenius integral.
-    int32_t arrhenius_online_time = 0;  // online_time at the previous step; 0 = none
+    int32_t arrhenius_online_time = 0;  // online_time at the previous step; 0: no step yet
     int32_t arrhenius_temperature_decic = 0;
     int32_t arrhenius_voltage_uv = 0;
     ArrheniusTerms arrhenius_terms{};
 
     // Capacity degradation.
-    // cycle_boot_time of the previous step if the battery was full then; 0 = not full
+    // cycle_boot_time of the previous step if the battery was full then, otherwise 0.
     int64_t full_stay_start = 0;
-    int32_t previous_full_stay_time = 0;  // soc_full_total_time at the previous step; 0 = none
-    int32_t previous_cycle_count = 0;     // low 32 bits of its total_cycle_count; 0 = none
+    int32_t previous_full_stay_time = 0;  // soc_full_total_time at the previous step; 0: not known
+    int32_t previous_cycle_count = 0;     // low 32 bits of total_cycle_count then; 0: not known
 };
 
 // Saving of the statistics record (stats/batt_stat_store.cpp).
 struct StatSaveMemory {
     int64_t last_stat_save_time = 0;  // cycle_boot_time of the latest attempt to save BattStat
-    uint64_t remembered_learning_time = 0;  // last_learning_time of the record; 0 = none
+    uint64_t remembered_learning_time = 0;  // last_learning_time of the record; 0: not known
 };
 
 // The steps of the statistics (stats/): values of the previous call.
 struct StatUpdateMemory {
     int32_t prev_learning_counter = 0;
-    int32_t prev_soft_charge_mode = NOT_KNOWN;  // NOT_KNOWN = none yet
-    int64_t charge_start_time = 0;              // boot time if charging or full then; 0 = not
+    int32_t prev_soft_charge_mode = NOT_KNOWN;  // NOT_KNOWN: no call yet
+    int64_t charge_start_time = 0;              // boot time if charging or full then, else 0
     int32_t prev_charge_phase = 0;
-    int64_t smart_charge_start_time = 0;     // boot time if smart charging was active then; 0 = not
-    int64_t warm_start_time = 0;             // boot time if the battery was "Warm" then; 0 = not
-    int32_t prev_charger_class = NOT_KNOWN;  // NOT_KNOWN = none
-    int64_t class_start_time = 0;            // boot time at the latest call with a class; 0 = none
-    int32_t class_start_soc = NO_SOC;        // state of charge then, 0.01 %; NO_SOC = none
+    int64_t smart_charge_start_time = 0;     // boot time if smart charging was active then, else 0
+    int64_t warm_start_time = 0;             // boot time if the battery was "Warm" then, else 0
+    int32_t prev_charger_class = NOT_KNOWN;  // NOT_KNOWN: no class
+    int64_t class_start_time = 0;      // boot time at the latest call with a class; 0: no call
+    int32_t class_start_soc = NO_SOC;  // state of charge then, 0.01 %; NO_SOC: not known
     int32_t prev_shutdown_phase = NOT_KNOWN;
     int64_t thermal_sample_time = 0;
     int32_t prev_system_temp_level = 0;
@@ -93,17 +93,17 @@ struct StatUpdateMemory {
     int32_t prev_rate_current_ua = 0;
     int32_t prev_soc = NO_SOC;  // at the previous call with a valid state of charge
     int32_t prev_soc_current_ua = 0;
-    int64_t discharge_sample_time = 0;  // boot time if neither charging nor full then; 0 = not
+    int64_t discharge_sample_time = 0;  // boot time if neither charging nor full then, else 0
 };
 
-// Following the charger connection (telemetry/charger_connection.cpp).
+// Tracking of the charger connection (telemetry/charger_connection.cpp).
 struct ConnectionMemory {
     uint32_t usb_long_insertion_counter = 0;  // whole days counted in this USB connection
     int64_t prev_call_time = 0;               // cycle_boot_time at the last refresh
     int32_t prev_thermal_level = 0;           // system thermal level at the last refresh
     int32_t prev_usb_online = 0;
     int32_t prev_wls_online = 0;
-    uint32_t long_insertion_threshold = 0;  // seconds of the days already counted
+    uint32_t long_insertion_threshold = 0;  // length in seconds of the days counted
     uint32_t prev_aicl_bit = 0;
 };
 
@@ -116,7 +116,7 @@ struct InsertionRemovalReportMemory {
 
 // The reason of the latest ageing report (telemetry/batt_degradation2.cpp).
 struct BattDegr2ReportMemory {
-    int32_t last_reported_period = NOT_KNOWN;  // NOT_KNOWN = none since the start
+    int32_t last_reported_period = NOT_KNOWN;  // NOT_KNOWN: no period seen yet
 };
 
 // The values that the passport has published (passport/). The start values are outside the valid
@@ -140,7 +140,7 @@ struct CycleClock {
 
 // daemon/loop.cpp, once at start-up.
 struct Settings {
-    int32_t event_wait_timeout_s = 0;  // period of light cycles; 0 = none
+    int32_t event_wait_timeout_s = 0;  // period of light cycles; 0: no light cycles
     char vendor_model[92] = "";        // property "ro.product.vendor.model"
 };
 

@@ -8,7 +8,8 @@
 namespace cellwarden {
 namespace {
 
-// Whether a capacity-learning event has come since the one that was seen first.
+// Returns whether the time of the latest capacity-learning event has changed since the previous
+// call. A change from 0 does not count.
 bool learning_time_changed(StatSaveMemory& memory, uint64_t last_learning_time) {
     const uint64_t remembered = memory.remembered_learning_time;
     memory.remembered_learning_time = last_learning_time;

@@ -11,21 +11,20 @@ namespace {
 
 constexpr int32_t SMART_CHARGE_ACTIVE = 1;
 
-// Ends the interval that the previous call may have started (0 = it did not) and returns its
-// seconds; starts the next one where the condition holds in this call.
+// Returns the seconds since `start`, or 0 if `start` is 0 because the condition did not hold in the
+// previous call. Starts the next interval if the condition holds in this call.
 uint64_t end_interval(int64_t& start, const CycleClock& clock, bool condition_holds) {
     const uint64_t seconds = start != 0 ? elapsed_u64(clock.cycle_boot_time, start) : 0;
     start = condition_holds ? clock.cycle_boot_time : 0;
     return seconds;
 }
 
-// The current of `tenths` tenths of C, in uA (the design capacity is in uAh). The product keeps its
-// low 32 bits.
+// Returns the current in uA at `tenths` tenths of C. The product keeps its low 32 bits.
 int32_t current_of_rate(int32_t design_uah, int32_t tenths) {
     return low_i32(int64_t{design_uah} * tenths) / 10;
 }
 
-// Adds `amount` to the counter of the rate that both currents reach, if any.
+// Adds `amount` to the counter of the highest rate that both currents reach, if any.
 void add_by_rate(int32_t design_uah, int32_t current_before_ua, int32_t current_ua, int32_t amount,
                  uint32_t& over_08c, uint32_t& over_06c) {
     const int32_t reached_ua = std::min(current_before_ua, current_ua);

@@ -23,8 +23,7 @@ Reading reading_of(const SysfsParams& snapshot) {
             .current_ua = param_integer(snapshot, PARAM_BATTERY_CURRENT_NOW)};
 }
 
-// A discharge is larger when its negative value is less than that of the stored magnitude, both as
-// signed 16-bit values: magnitudes of 32,768 mA or more wrap.
+// Compares the negative currents as signed 16-bit values, so magnitudes above 32,768 mA wrap.
 bool is_larger(uint16_t magnitude_ma, uint16_t stored_ma) {
     return static_cast<int16_t>(-magnitude_ma) < static_cast<int16_t>(-stored_ma);
 }

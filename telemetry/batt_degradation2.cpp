@@ -19,7 +19,7 @@ constexpr EventKind EVENT = {
     .sent_text = "<3>cellwarden: Sending ondra event for BatteryDegradation2\n",
 };
 
-// The message, and room for what it carries in another form than the record.
+// The message, and its values whose form differs from the record's.
 struct Report {
     Charging__BatteryDegradation2 message = CHARGING__BATTERY_DEGRADATION2__INIT;
     std::array<char, 16> version{};
@@ -31,12 +31,12 @@ struct Report {
     size_t widened_count = 0;
 };
 
-// Fields that the message has in common with the record, and that are never sent.
+// Fields that exist in both the message and the record, but are never sent.
 constexpr std::array<std::string_view, 6> NEVER_SENT = {"fcc_mah_raw",          "full_count",
                                                         "learning_total_count", "learning_try_cnt",
                                                         "recharge_count",       "safety_timer_cnt"};
 
-// The field of the message that takes the record's field of that name; null where none does.
+// Returns the message's field for the record's field of that name, or null if no field is sent.
 const ProtobufCFieldDescriptor* field_of(const char* name) {
     if (std::find(NEVER_SENT.begin(), NEVER_SENT.end(), name) != NEVER_SENT.end()) {
         return nullptr;
@@ -64,12 +64,12 @@ void put(Report& report, const char* name, Stored value) {
     }
 }
 
-// Puts the record's own elements where the message's are as wide, else widened copies of them.
+// Uses the record's own elements if the message's are as wide, otherwise widened copies.
 template <typename Stored, size_t N>
 void put(Report& report, const char* name, const std::array<Stored, N>& stored) {
     const ProtobufCFieldDescriptor* field = field_of(name);
     if (field == nullptr || field->label != PROTOBUF_C_LABEL_REPEATED) {
-        return;  // version and model name are texts of the message
+        return;  // fill_report sets version and model name as texts
     }
     set(report, field->quantifier_offset, N);
     if constexpr (sizeof(Stored) >= sizeof(uint32_t)) {
@@ -85,7 +85,7 @@ void put(Report& report, const char* name, const std::array<Stored, N>& stored) 
     }
 }
 
-// The use of the chargers is three lists of the message.
+// The message has one list per member of the charger entries.
 void put(Report& report, const char* /*name*/,
          const std::array<DevAttachEntry, CHARGER_CLASS_COUNT>& classes) {
     for (size_t i = 0; i < CHARGER_CLASS_COUNT; i++) {
@@ -98,7 +98,7 @@ void put(Report& report, const char* /*name*/,
     put(report, "dev_charge_count", report.charge_counts);
 }
 
-// The message's lists stay those of `stat`.
+// The message points into `report` and `stat`.
 void fill_report(Report& report, const HeatState& heat, const BattStat& stat) {
 #define BATT_STAT_FIELD(offset, name, unit, ...) put(report, #name, stat.name);
 #include "state/batt_stat_fields.inc"
@@ -106,7 +106,7 @@ void fill_report(Report& report, const HeatState& heat, const BattStat& stat) {
     (void)snprintf(report.version.data(), report.version.size(), "%d.%d.%d", stat.version[0],
                    stat.version[1], stat.version[2]);
     message.version = report.version.data();
-    // A name without its terminator is sent as all of its bytes.
+    // All bytes of a name without a terminator are sent.
     std::copy(stat.battery_model_name.begin(), stat.battery_model_name.end(),
               report.battery_model_name.begin());
     message.battery_model_name = report.battery_model_name.data();

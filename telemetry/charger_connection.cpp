@@ -11,7 +11,8 @@ namespace {
 
 constexpr uint32_t AICL_BIT = 4;
 
-// One cycle: what is remembered and recorded, the kernel's readings, and the seconds to book.
+// Data of one cycle: memory and record, which it updates, the kernel's readings, and the seconds to
+// book.
 struct Cycle {
     ConnectionMemory& memory;
     ChgInsertionRemovalData& connection;
@@ -38,7 +39,8 @@ void copy_charger_type(ChgInsertionRemovalData& connection, const char* text) {
     (void)snprintf(connection.charger_type, sizeof connection.charger_type, "%.15s", text);
 }
 
-// What an insertion of either side starts; all else goes on from the previous report.
+// Starts a connection on either side. Values that are not set here continue from the previous
+// report.
 void start_connection(const Cycle& cycle) {
     cycle.memory.usb_long_insertion_counter = 0;
     cycle.memory.long_insertion_threshold = 0;
@@ -47,8 +49,8 @@ void start_connection(const Cycle& cycle) {
     cycle.connection.moment_max_vbatt = cycle.battery_uv;
 }
 
-// What a removal of either side ends with. A connection without a type ended before any cycle saw
-// it connected, or its type could not be read.
+// Ends a connection on either side. The type is empty if the connection ended before any cycle saw
+// it connected, or if the type could not be read.
 void end_connection(const Cycle& cycle) {
     if (cycle.connection.charger_type[0] == '\0') {
         copy_charger_type(cycle.connection, "BAD CONNECTION");
@@ -57,7 +59,7 @@ void end_connection(const Cycle& cycle) {
     cycle.connection.removal_sc_stage = cycle.soft_charge_stage;
 }
 
-// What each cycle of a connection books, its last one included.
+// Books one cycle of a connection, also its last one.
 void follow_connection(const Cycle& cycle) {
     const int32_t level = cycle.memory.prev_thermal_level;
     auto& level_times = cycle.connection.thermal_level_time;
@@ -76,7 +78,7 @@ void follow_usb(const Cycle& cycle) {
     uint32_t& days = cycle.memory.usb_long_insertion_counter;
     uint32_t& threshold = cycle.memory.long_insertion_threshold;
     wrapping_count(insertion_time, static_cast<uint32_t>(cycle.elapsed));
-    // At most one day per cycle.
+    // A cycle counts at most one day.
     if (difference_i32(insertion_time, threshold) > SECONDS_PER_DAY) {
         days++;
         threshold = wrapping_mul(days, uint32_t{SECONDS_PER_DAY});
@@ -94,7 +96,7 @@ void count_aicl_rises(const Cycle& cycle) {
     cycle.memory.prev_aicl_bit = bit;
 }
 
-// The wireless side. Returns whether the cycle goes on with the USB side.
+// Updates the wireless side. Returns whether this cycle also updates the USB side.
 bool advance_wireless(const Cycle& cycle) {
     switch (cycle.connection.wls_state) {
         case CONNECTION_INSERTED:
@@ -114,7 +116,7 @@ bool advance_wireless(const Cycle& cycle) {
     }
 }
 
-// The USB side. Returns whether USB is attached.
+// Updates the USB side. Returns whether USB is attached.
 bool advance_usb(const Cycle& cycle) {
     switch (cycle.connection.usb_state) {
         case CONNECTION_INSERTED:

@@ -1,4 +1,4 @@
-// Following the charger that is attached, from insertion to removal, and the USB connector's heat.
+// Tracks the attached charger from insertion to removal, and the heat of the USB connector.
 #pragma once
 
 #include <array>
@@ -19,11 +19,11 @@ enum ConnectionState : uint32_t {
     CONNECTION_REMOVED = 3,  // in this cycle
 };
 
-// The current connection since the previous report. All zero when nothing is attached and all is
-// reported. Voltages in uV, times in seconds, states of charge in per cent.
+// The current connection since the previous report; all zero if no charger is attached and every
+// connection has been reported. Voltages are in uV, times in seconds, states of charge in %.
 struct ChgInsertionRemovalData {
     uint8_t learning_flg = 0;      // never set
-    uint8_t battery_care_flg = 0;  // 1 once smart charging was seen active
+    uint8_t battery_care_flg = 0;  // 1 after smart charging has been active
     char charger_type[16] = "";    // the charger's type text
     uint32_t inserted_soc = 0;
     uint32_t removal_soc = 0;
@@ -33,41 +33,41 @@ struct ChgInsertionRemovalData {
     int32_t moment_max_vbatt = 0;
     uint32_t icl_min_counter = 0;  // rises of the AICL bit while USB was connected
     uint32_t wlc_epp_txid = 0;
-    uint32_t wlc_ping_freq = 0;  // never written, as the next
-    uint32_t wlc_potential_power = 0;
+    uint32_t wlc_ping_freq = 0;                                      // never written
+    uint32_t wlc_potential_power = 0;                                // never written
     std::array<uint32_t, THERMAL_LEVEL_COUNT> thermal_level_time{};  // per system thermal level
     uint32_t usb_insertion_time = 0;
     uint32_t usb_state = CONNECTION_NONE;
     uint32_t wls_state = CONNECTION_NONE;
     uint32_t wlc_guaranteed_power = 0;   // never written
-    uint8_t usb_connector_heat_flg = 0;  // 1 while the connector counts as hot
+    uint8_t usb_connector_heat_flg = 0;  // 1 while the system's thermal level is highest
 };
 
-// Clears the record and loads heat count and heat time from their units; a unit that cannot be read
-// or has another size counts as 0.
+// Clears the record, and loads heat count and heat time like load_usb_connector_heat.
 void init_chg_insertion_removal_data(const Device& device, ServiceState& state,
                                      ChgInsertionRemovalData& connection);
 
-// Advances the connection by one cycle. Seconds at a thermal level outside 0 to 19 are booked
-// nowhere.
+// Advances the connection by one cycle. Time at thermal levels outside 0 to 19 is not counted per
+// level.
 void set_chg_insertion_removal_data(ServiceState& state, const SysfsParams& snapshot,
                                     ChgInsertionRemovalData& connection);
 
-// The state that follows from a side's previous and current online value.
+// Returns the state of a side by its previous and its current online value.
 ConnectionState connection_state_of(int32_t previous_online, int32_t online);
 
-// --- usb_connector_heat.cpp: the USB connector's heat episodes, counting, loading and storing them
+// --- usb_connector_heat.cpp: counts, loads and stores the heat episodes of the USB connector
 
-// Reads heat count and heat time; a unit that cannot be read or has another size counts as 0.
+// Loads heat count and heat time from their units. A unit that cannot be read or has another size
+// counts as 0.
 void load_usb_connector_heat(const Device& device, HeatState& heat);
 
-// The connector counts as hot while the system is at its highest thermal level. `is_hot` (0 or 1)
-// holds what the previous call found; an episode begins where it changes to 1.
+// Sets `is_hot` to 1 if the system is at its highest thermal level, otherwise to 0. A heat episode
+// begins when `is_hot` changes from 0 to 1; `wall_time` becomes its time.
 void count_heat_episodes(HeatState& heat, uint8_t& is_hot, int64_t wall_time,
                          const SysfsParams& snapshot);
 
 // Writes heat count and heat time to their units once a day of boot time and in every cycle of
-// shutdown phase 4. A write that fails is logged and counts as a save.
+// shutdown phase 4. A failed write is logged and counts as a save.
 void save_usb_connector_heat_data_if_is_timing(const Device& device, ServiceState& state,
                                                const SysfsParams& snapshot);
 

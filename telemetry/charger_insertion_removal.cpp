@@ -29,7 +29,7 @@ bool report_is_due(const InsertionRemovalReportMemory& before,
     return removed || day_counted || shutting_down || thermal_maximum_reached;
 }
 
-// Fields that do not stand here are never sent.
+// Fields that are not set here are never sent.
 SendResult send_report(const Device& device, const ServiceState& state,
                        ChgInsertionRemovalData& connection) {
 #define SCALAR(field, value) message.has_##field = 1, message.field = (value)
@@ -82,7 +82,7 @@ void send_ondra_chg_insertion_removal_if_is_timing(const Device& device, Service
     const bool due = reporting_is_allowed(state) &&
                      report_is_due(state.insertion_removal_report, now, connection,
                                    param_integer(snapshot, PARAM_SYSTEM_TEMP_LEVEL_MAX));
-    // In every call, so that each change is a reason to send once.
+    // Every call updates this, so that a change causes at most one event.
     state.insertion_removal_report = now;
     if (due && send_report(device, state, connection) == SendResult::DONE) {
         connection = ChgInsertionRemovalData{};

@@ -1,4 +1,4 @@
-// The two telemetry events and when each of them is due.
+// Sends the two telemetry events when they are due.
 #pragma once
 
 #include "platform/sysfs_params.h"
@@ -8,20 +8,20 @@
 
 namespace cellwarden {
 
-// --- batt_degradation2.cpp: the battery's ageing summary, one BatteryDegradation2 event each time
-// the online time passes another ten-day mark
+// --- batt_degradation2.cpp: the BatteryDegradation2 event, the battery's ageing summary
 
-// Sends the event if it is due. The mark counts as passed whether or not the send succeeds; the
-// first evaluation after start only takes the period.
+// Sends one event if the online time has passed a ten-day mark since the previous call. A failed
+// send is not repeated. The first call after start-up only stores the current period. Calls while
+// reporting is not allowed have no effect.
 void send_ondra_batt_degr2_if_is_timing(const Device& device, ServiceState& state,
                                         const BattStat& stat);
 
-// --- charger_insertion_removal.cpp: the report of one charger connection, the
-// ChargerInsertionRemoval event
+// --- charger_insertion_removal.cpp: the ChargerInsertionRemoval event, the report of one charger
+// connection
 
-// Sends the event when a charger was removed in this cycle, a further day of USB connection was
-// counted, shutdown phase 4 began with a charger attached, or the thermal level has just reached
-// its maximum. The connection is cleared only after a done attempt.
+// Sends the event if, in this cycle, a charger was removed, another day of USB connection was
+// counted, shutdown phase 4 began with a charger attached, or the thermal level reached its
+// maximum. Clears the connection if send_event returns DONE.
 void send_ondra_chg_insertion_removal_if_is_timing(const Device& device, ServiceState& state,
                                                    ChgInsertionRemovalData& connection,
                                                    const SysfsParams& snapshot);

@@ -1,4 +1,4 @@
-// Packing a telemetry event and handing it to the phone's event library.
+// Packs a telemetry event and passes it to the phone's event library.
 #pragma once
 
 #include <protobuf-c/protobuf-c.h>
@@ -8,8 +8,7 @@
 
 namespace cellwarden {
 
-// Whether events are sent at all: not on models whose name contains "_cdb", and not before the wall
-// clock is set.
+// Returns false on models whose name contains "_cdb", and before the wall clock is set.
 bool reporting_is_allowed(const ServiceState& state);
 
 // Name and log texts of one kind of event.
@@ -20,11 +19,11 @@ struct EventKind {
 };
 
 enum class SendResult : bool {
-    NOT_DONE = false,  // the library is missing or not active: nothing was tried
-    DONE = true,       // the attempt was made, with or without success
+    NOT_DONE = false,  // no attempt: the library is missing or not active
+    DONE = true,       // one attempt, with or without success
 };
 
-// Tries once to send the event; logs one line per failure and does not retry.
+// Tries once to send the event. Logs each failure and does not retry.
 SendResult send_event(const Device& device, const EventKind& kind, const ProtobufCMessage& message);
 
 }  // namespace cellwarden

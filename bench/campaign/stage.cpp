@@ -11,9 +11,9 @@
 #include <ctime>
 #include <fstream>
 #include <iterator>
-#include <system_error>
 
 #include "bench/kernel_log.h"
+#include "bench/system_error.h"
 #include "bench/uevent_sender.h"
 #include "phone/phone_attributes.h"
 
@@ -28,7 +28,7 @@ constexpr int LISTEN_LIMIT_MS = 60'000;
 void set_clock(const Stage& stage) {
     if (pwrite(stage.clock_fd, &stage.clock, sizeof stage.clock, 0) !=
         ssize_t{sizeof stage.clock}) {
-        throw std::system_error(errno, std::generic_category(), "clock");
+        throw_system_error("clock", errno);
     }
 }
 

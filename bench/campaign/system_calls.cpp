@@ -7,7 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <map>
-#include <system_error>
+
+#include "bench/system_error.h"
 
 #include "bench/campaign/campaign.h"
 
@@ -21,7 +22,7 @@ uint64_t next_call(pid_t pid) {
         int status = 0;
         if (ptrace(PTRACE_SYSCALL, pid, nullptr, nullptr) != 0 || waitpid(pid, &status, 0) != pid ||
             ptrace(PTRACE_GET_SYSCALL_INFO, pid, sizeof info, &info) < 0) {
-            throw std::system_error(errno, std::generic_category(), "cannot trace the daemon");
+            throw_system_error("cannot trace the daemon", errno);
         }
     } while (info.op != PTRACE_SYSCALL_INFO_ENTRY);
     return info.entry.nr;
@@ -33,7 +34,7 @@ void print_system_calls(Stage& stage) {
     const pid_t pid = stage.daemon_pid;
     if (ptrace(PTRACE_SEIZE, pid, nullptr, PTRACE_O_TRACESYSGOOD) != 0 ||
         ptrace(PTRACE_INTERRUPT, pid, nullptr, nullptr) != 0 || waitpid(pid, nullptr, 0) != pid) {
-        throw std::system_error(errno, std::generic_category(), "cannot trace the daemon");
+        throw_system_error("cannot trace the daemon", errno);
     }
     send_battery_uevent(stage);
     // The interrupted wait is restarted first. The cycle ends at the start of the next wait.

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <functional>
+#include <string>
 
 namespace cellwarden {
 namespace {
@@ -43,6 +44,41 @@ TEST(Policy, FaultNamesTheFirstInvalidFigure) {
         row.change(policy);
         const char* fault = policy_fault(policy);
         EXPECT_STREQ(fault == nullptr ? "" : fault, row.fault) << row.name;
+    }
+}
+
+TEST(Policy, FiguresAreAcceptedUpToTheEndsOfTheirRanges) {
+    const struct {
+        const char* name;
+        std::function<void(Policy& policy, double figure)> set;
+        double lowest, highest, step;
+    } rows[] = {
+        {"arrhenius.knee_uv", [](Policy& p, double v) { p.arrhenius.knee_uv = static_cast<int32_t>(v); }, 1e6, 5e6, 1},
+        {"arrhenius.numerator", [](Policy& p, double v) { p.arrhenius.numerator = v; }, 1e-9, 1e9, 2e-7},
+        {"full_stay.voltage_slope", [](Policy& p, double v) { p.full_stay.voltage_slope = v; }, 0, 20, 0.001},
+        {"full_stay.activation_k", [](Policy& p, double v) { p.full_stay.activation_k = v; }, 0, 60'000, 0.1},
+        {"charge_cycle.voltage_slope", [](Policy& p, double v) { p.charge_cycle.voltage_slope = v; }, 0, 20, 0.001},
+        {"charge_cycle.activation_k", [](Policy& p, double v) { p.charge_cycle.activation_k = v; }, 0, 60'000, 0.1},
+        {"capacity_kept_percent", [](Policy& p, double v) { p.capacity_kept_percent = static_cast<int32_t>(v); }, 0,
+         100, 1},
+        {"rise_from_percent", [](Policy& p, double v) { p.rise_from_percent = static_cast<int32_t>(v); }, 0, 100, 1},
+        {"top_rising_level", [](Policy& p, double v) { p.top_rising_level = static_cast<int32_t>(v); }, 0, 4, 1},
+        {"level_factors", [](Policy& p, double v) { p.level_factors.fill(v); }, 0, 1, 0.001},
+        {"step_factor", [](Policy& p, double v) { p.step_factor = v; }, 0, 1, 0.001},
+        {"step_factor_low", [](Policy& p, double v) { p.step_factor_low = v; }, 0, 1, 0.001},
+        {"low_soh_percent", [](Policy& p, double v) { p.low_soh_percent = static_cast<int32_t>(v); }, 0, 100, 1},
+    };
+    for (const auto& row : rows) {
+        const auto is_refused = [&](double figure) {
+            Policy policy = POLICY;
+            row.set(policy, figure);
+            const char* fault = policy_fault(policy);
+            return fault != nullptr && std::string(fault) == row.name;
+        };
+        EXPECT_TRUE(is_refused(row.lowest - row.step)) << row.name << " below " << row.lowest;
+        EXPECT_FALSE(is_refused(row.lowest)) << row.name << " " << row.lowest;
+        EXPECT_FALSE(is_refused(row.highest)) << row.name << " " << row.highest;
+        EXPECT_TRUE(is_refused(row.highest + row.step)) << row.name << " above " << row.highest;
     }
 }
 

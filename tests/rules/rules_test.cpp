@@ -1,15 +1,15 @@
-// Tables of calls: each .csv file here holds the cases of the rules in the source file of its name. A line
+// Runs tables of calls. Each .csv file here contains the cases of the rules in the source file of the same name. A line
 //     rule NAME; given
-// begins the cases of a rule; a case is a line
+// begins the cases of a rule. Each case is a line
 //     name; before; now; changes; effects
-// `before` is "first" for the rule's first call after start-up, "then" for a call after that of the line above, or else
-// what a first call is given whose changes do not matter. `now` is what the call is given in addition. `changes` names
-// every field that changes, `effects` every log line, write and event in order, between " + ". What a row does not name
-// must not change.
+// `before` is "first" for the rule's first call after start-up, or "then" for a call after that of the line above;
+// otherwise it is the input of a preparing first call, whose changes are not checked. `now` is the additional input of
+// the call. `changes` lists every field that changes, `effects` every log line, write and event in order, separated by
+// " + ". Fields that a row does not list must not change.
 //
-// Given are attributes by the end of their path, fields of the record, of the connection and (with their group) of the
+// Inputs are attributes by the end of their path, fields of the record, of the connection and (with their group) of the
 // working state, unit_2804=(bytes in hexadecimal or 'text'), imei_1, boot and wall (the clocks) or seconds (since the
-// call before, 60 without it), and for one call unreadable_units, unwritable_units, refusing (an attribute) and
+// previous call; default 60), and, for one call only, unreadable_units, unwritable_units, refusing (an attribute) and
 // event_library=missing. A word without '=' belongs to the value before it.
 #include <gtest/gtest.h>
 
@@ -46,7 +46,7 @@ struct World {
     SysfsParams snapshot;
 };
 
-// A rule, handed the parts of the world that it asks for.
+// A rule, called with the parts of the world that it requests.
 using Rule = std::function<void(World& w)>;
 
 template <typename Result, typename... Parts>
@@ -113,7 +113,7 @@ void add(Fields& fields, const std::string& name, Member member) {
         fields[name] = {[=](World& w) { return text_of(member(w)); },
                         [=](World& w, const std::string& text) { member(w) = static_cast<Value>(std::stold(text)); }};
     } else if constexpr (std::is_same_v<std::decay_t<decltype(std::declval<Value>()[0])>, char>) {
-        // A text: to its first NUL, or where it is a fixed field, without the NULs behind it; others are written as \0.
+        // A text ends at its first NUL. A fixed field is shown without trailing NULs; other NULs are shown as \0.
         fields[name] = {[=](World& w) {
                             const std::string bytes(&member(w)[0], sizeof(Value));
                             const size_t size =
@@ -228,7 +228,7 @@ std::string hex_of(const std::string& bytes) {
     return hex;
 }
 
-// What the phone has seen but reads; units that are no whole record with their bytes.
+// Returns all effects except reads of units; short written units with their bytes.
 std::string effects() {
     std::string text;
     const Calls lines = calls();

@@ -1,4 +1,4 @@
-// The way of the working state into the record, into a record whose bytes are all different.
+// Copies the working state into a record whose bytes are all different.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -13,7 +13,7 @@ namespace {
 
 using namespace test;
 
-// Fields that every cycle copies, where online time lies beyond the periods.
+// Fields that every cycle copies even if the online time is outside all periods.
 const std::string COPIED =
     " vt_cet_table ct_charge_table total_cycle_count soft_charge_mode online_time total_arrhenius"
     " arrhenius_per_10days arrhenius_lv soc_full_total_time total_full_stay_cap_degradation"
@@ -29,7 +29,7 @@ TEST(RecordCopy, BringsBackWhatTheLoadTook) {
     }
     stored.online_time = 0x8000'0000;
     stored.soc_full_total_time = UINT64_MAX - 5;
-    // Whole per cents come back as they were; others may lose a millionth.
+    // Whole percentages are restored exactly; other values may lose a millionth.
     stored.total_full_stay_cap_degradation = 4'294'000'000;
     stored.total_cycle_degradation = 7'000'000;
     for (size_t i = 0; i < PERIOD_COUNT; i++) {

@@ -10,7 +10,7 @@
 
 namespace cellwarden::test {
 
-// The content of a file; empty where there is none.
+// Returns the content of a file; empty if it does not exist.
 inline std::string text_of_file(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};

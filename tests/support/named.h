@@ -1,4 +1,4 @@
-// Members of a structure as lines of text, for a comparison that shows which of them is wrong.
+// Prints members of a structure as lines of text, so that a comparison shows which member is wrong.
 #pragma once
 
 #include <sstream>
@@ -7,7 +7,7 @@
 
 namespace cellwarden::test {
 
-// "a.b = 1\nc = 2\n" for the names "a.b, c" and the values 1 and 2.
+// Returns "a.b = 1\nc = 2\n" for the names "a.b, c" and the values 1 and 2.
 template <typename... T>
 std::string named_values(const std::string& names, const T&... values) {
     std::istringstream rest(names);
@@ -27,7 +27,7 @@ std::string named_values(const std::string& names, const T&... values) {
     return lines.str();
 }
 
-// Sets each of the members "a.b, c" whose own name is `name`. Returns whether there is one.
+// Sets each of the members "a.b, c" whose last name is `name`. Returns whether such a member exists.
 template <typename... T>
 bool set_named(const std::string& names, const std::string& name, double value, T&... members) {
     std::istringstream rest(names);
@@ -46,7 +46,7 @@ bool set_named(const std::string& names, const std::string& name, double value, 
 
 }  // namespace cellwarden::test
 
-// The expressions, none with a comma of its own, with their values.
+// Returns a line with text and value for each expression. The expressions must not contain commas.
 #define NAMED(...) ::cellwarden::test::named_values(#__VA_ARGS__, __VA_ARGS__)
 
 // Sets the member that has this name.

@@ -6,6 +6,7 @@
 #include "decode/event.h"
 #include "decode/labels.h"
 #include "tools/inspect/commands.h"
+#include "tools/inspect/record_text.h"
 
 namespace cellwarden::inspect {
 namespace {
@@ -14,8 +15,6 @@ namespace fs = std::filesystem;
 using decode::Event;
 using decode::EventField;
 using nlohmann::ordered_json;
-
-constexpr int NAME_WIDTH = 42;
 
 // Returns the time at the start of an outbox file name, "20260301T071245Z", as ISO 8601, or null if
 // the name does not start with a time.

@@ -16,7 +16,6 @@ using decode::FieldUnit;
 using decode::RecordField;
 using nlohmann::ordered_json;
 
-constexpr int NAME_WIDTH = 42;
 constexpr int LABEL_WIDTH = 40;
 constexpr double SECONDS_PER_HOUR = 3600;
 constexpr size_t LONGEST_LIST = 9;  // fields with more elements are printed as tables

@@ -10,6 +10,9 @@
 
 namespace cellwarden::inspect {
 
+// Width of the column of field names, in characters.
+inline constexpr int NAME_WIDTH = 42;
+
 // Prints all fields: single values on one line each, then the two grids, the chargers and the
 // ten-day periods as tables. Rows and columns of the grids that contain only zeros are omitted.
 void print_record(std::ostream& out, const BattStat& stat);

@@ -1,7 +1,7 @@
 // The true fade of the simulated battery: a textbook model that is independent of the daemon's
 // models. Calendar fade follows the square root of time:
-//     loss = sqrt(S),  dS/dt = k^2 * 2^((T - 25) / doubling) * exp(per_volt * (V - 3.9))   (per
-//     year)
+//     loss = sqrt(S)
+//     dS/dt = k^2 * 2^((T - 25) / doubling) * exp(per_volt * (V - 3.9))   (per year)
 // loss: % of the design capacity; T: degC; V: V; k: loss of the first year at 25 degC and 3.9 V.
 // Cycle fade is proportional to the charge throughput.
 #pragma once

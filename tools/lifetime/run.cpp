@@ -7,11 +7,10 @@
 #include "tools/lifetime/provenance.h"
 #include "tools/lifetime/run_directory.h"
 #include "tools/lifetime/series.h"
+#include "tools/lifetime/usage.h"
 
 namespace cellwarden::lifetime {
 namespace {
-
-constexpr double DAYS_PER_YEAR = 365.25;
 
 void note_level(std::vector<LevelChange>& changes, int32_t& level, const ServiceState& state) {
     if (state.levels.soft_charge_mode != level) {

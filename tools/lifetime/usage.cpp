@@ -10,7 +10,6 @@
 namespace cellwarden::lifetime {
 namespace {
 
-constexpr double DAYS_PER_YEAR = 365.25;
 constexpr double DAYS_PER_MONTH = DAYS_PER_YEAR / 12;
 constexpr double WARMEST_DAY = 200;  // day of the year
 constexpr double WARMEST_HOUR = 15;  // hour of the day
