@@ -58,7 +58,8 @@ uint64_t changes_between(const SoftChargeMemory& from, const SoftChargeMemory& t
 // Returns the number of exponentials that a life of `profile` needs: one for each second whose
 // reading differs from the previous second's.
 uint64_t needed_exponentials(const Profile& profile) {
-    Life life = begin_life(profile, SEED);
+    const CarePolicy policy;
+    Life life = begin_life(profile, policy, SEED);
     uint64_t needed = 0;
     while (life.time_s < life_span_s(profile)) {
         const SoftChargeMemory before = life.state.soft_charge;
@@ -78,7 +79,7 @@ int run(double years) {
 
     const double exp_before_s = c_library_exp_s();
     const double start_s = cpu_time_s();
-    (void)run_profile(profile, SEED, directory, never, [](const Life&) {});
+    (void)run_job({profile, {}, SEED, directory}, never, [](const Life&) {});
     const double life_s = cpu_time_s() - start_s;
     const double exp_s = std::min(exp_before_s, c_library_exp_s());
     std::filesystem::remove_all(directory);

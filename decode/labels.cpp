@@ -5,7 +5,6 @@
 
 #include "decode/reading.h"
 #include "product/limits.h"
-#include "product/policy.h"
 #include "stats/batt_stat_update.h"
 
 namespace cellwarden::decode {
@@ -91,16 +90,16 @@ std::string grid_label(const std::string& row, size_t index) {
 
 }  // namespace
 
-std::string voltage_bin_label(size_t bin) {
-    return bin_label(POLICY.bins.voltage_uv, bin, 1e6, 2);
+std::string voltage_bin_label(size_t bin, const UsageBins& bins) {
+    return bin_label(bins.voltage_uv, bin, 1e6, 2);
 }
 
-std::string temperature_bin_label(size_t bin) {
-    return bin_label(POLICY.bins.temperature_decic, bin, 10, 0);
+std::string temperature_bin_label(size_t bin, const UsageBins& bins) {
+    return bin_label(bins.temperature_decic, bin, 10, 0);
 }
 
-std::string soc_bin_label(size_t bin) {
-    return bin_label(POLICY.bins.soc, bin, 100, 0);
+std::string soc_bin_label(size_t bin, const UsageBins& bins) {
+    return bin_label(bins.soc, bin, 100, 0);
 }
 
 std::string element_label(std::string_view field, size_t index) {

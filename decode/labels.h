@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "product/policy.h"
+
 namespace cellwarden::decode {
 
 // Returns the label of an element of a field of the record or of an event: "below 95 %", "level 3",
@@ -14,8 +16,8 @@ std::string element_label(std::string_view field, size_t index);
 
 // Return the range of a bin of the grids, in V, degC and %: "3.80 to 3.90", "above 60", "up to
 // -10".
-std::string voltage_bin_label(size_t bin);
-std::string temperature_bin_label(size_t bin);
-std::string soc_bin_label(size_t bin);
+std::string voltage_bin_label(size_t bin, const UsageBins& bins = POLICY.bins);
+std::string temperature_bin_label(size_t bin, const UsageBins& bins = POLICY.bins);
+std::string soc_bin_label(size_t bin, const UsageBins& bins = POLICY.bins);
 
 }  // namespace cellwarden::decode

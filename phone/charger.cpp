@@ -7,16 +7,25 @@ namespace {
 
 constexpr double USB_EFFICIENCY = 0.90;
 constexpr double WIRELESS_EFFICIENCY = 0.75;
-constexpr double FAST_CHARGE_C_RATE = 0.9;
 constexpr double END_OF_CHARGE_C_RATE = 0.05;
 // Fall of the open-circuit voltage before charging restarts.
 constexpr double RECHARGE_SAG_UV = 40'000;
 
-double temperature_share(double temp_c) {
-    if (temp_c < 0 || temp_c >= 60) {
-        return 0;
-    }
-    return temp_c >= 45 ? 0.5 : 1;
+size_t zone_of(const Charger& charger, const Battery& battery) {
+    const auto& borders = charger.steps.zone_below_c;
+    return static_cast<size_t>(std::upper_bound(borders.begin(), borders.end(), battery.temp_c) -
+                               borders.begin());
+}
+
+size_t level_of(const Charger& charger) {
+    return static_cast<size_t>(charger.ageing_level);
+}
+
+// Returns the voltage between the float voltage at this temperature and the open-circuit voltage.
+double headroom_uv(const Charger& charger, const Battery& battery) {
+    return float_voltage_uv(charger) -
+           charger.steps.zone_voltage_drop_mv[zone_of(charger, battery)] * 1e3 -
+           open_circuit_uv(battery.soc);
 }
 
 double available_w(const Charger& charger) {
@@ -28,8 +37,7 @@ double available_w(const Charger& charger) {
 
 // Returns the highest charging current, in µA, at the float voltage.
 double voltage_limited_ua(const Charger& charger, const Battery& battery) {
-    const double headroom_uv = float_voltage_uv(charger) - open_circuit_uv(battery.soc);
-    return std::max(0.0, headroom_uv / battery.resistance_mohm * 1e3);
+    return std::max(0.0, headroom_uv(charger, battery) / battery.resistance_mohm * 1e3);
 }
 
 double end_of_charge_ua(const Battery& battery) {
@@ -38,9 +46,9 @@ double end_of_charge_ua(const Battery& battery) {
 
 void update_full(Charger& charger, const Battery& battery, double wanted_ua) {
     const double end_ua = end_of_charge_ua(battery);
-    const double headroom_uv = float_voltage_uv(charger) - open_circuit_uv(battery.soc);
     if (charger.full) {
-        charger.full = headroom_uv < end_ua * battery.resistance_mohm / 1e3 + RECHARGE_SAG_UV;
+        charger.full = headroom_uv(charger, battery) <
+                       end_ua * battery.resistance_mohm / 1e3 + RECHARGE_SAG_UV;
     } else {
         charger.full = wanted_ua < end_ua && voltage_limited_ua(charger, battery) <= wanted_ua;
     }
@@ -54,7 +62,7 @@ bool is_held_by_smart_charging(const Charger& charger, const Battery& battery) {
 }  // namespace
 
 double float_voltage_uv(const Charger& charger) {
-    return 4'480'000.0 - 20'000.0 * charger.ageing_level;
+    return charger.steps.float_voltage_mv[level_of(charger)] * 1e3;
 }
 
 double end_of_charge_soc(const Charger& charger, const Battery& battery) {
@@ -63,10 +71,11 @@ double end_of_charge_soc(const Charger& charger, const Battery& battery) {
 }
 
 double charge_current_limit_ua(const Charger& charger, const Battery& battery) {
-    const double ageing_share = 1 - 0.05 * charger.ageing_level;
+    const DriverSteps& steps = charger.steps;
     const double thermal_share = 1 - 0.9 * charger.thermal_level / charger.thermal_level_max;
-    return FAST_CHARGE_C_RATE * battery.charge_full_design_uah * ageing_share * thermal_share *
-           temperature_share(battery.temp_c);
+    return steps.fast_charge_c_rate * battery.charge_full_design_uah *
+           steps.current_share[level_of(charger)] * thermal_share *
+           steps.zone_current_share[zone_of(charger, battery)];
 }
 
 bool draws_input(const Charger& charger) {

@@ -2,6 +2,7 @@
 // the switches that the daemon writes.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 
@@ -12,6 +13,23 @@ namespace cellwarden::phone {
 enum class Source { NONE, USB, WIRELESS };
 
 enum class ChargeStatus { DISCHARGING, NOT_CHARGING, CHARGING, FULL };
+
+// What the driver does at each ageing level, and in each zone of the battery's temperature: zone i
+// is below zone_below_c[i], the last zone is the rest. The zones' borders must rise.
+struct DriverSteps {
+    double fast_charge_c_rate = 0.9;  // highest charging current, in C of the design capacity
+
+    // By level.
+    std::array<double, 6> float_voltage_mv = {4480, 4460, 4440, 4420, 4400, 4380};
+    std::array<double, 6> current_share = {1,    0.95, 0.9,
+                                           0.85, 0.8,  0.75};  // of the highest current
+
+    // By temperature. A share of 0 stops charging.
+    std::array<double, 4> zone_below_c = {0, 15, 45, 60};
+    std::array<double, 5> zone_current_share = {0, 1, 1, 0.5, 0};
+    std::array<double, 5> zone_voltage_drop_mv = {0, 0, 0, 0,
+                                                  0};  // below the level's float voltage
+};
 
 struct Charger {
     Source source = Source::NONE;
@@ -24,7 +42,9 @@ struct Charger {
     bool usb_input_suspend = false;   // USB is disconnected
     bool lrc_input_suspend = false;   // every source is disconnected
     bool lrc_charge_disable = false;  // the source feeds the phone, the battery is not charged
-    int ageing_level = 0;             // 0 to 5; each step reduces charging voltage and current
+    int ageing_level = 0;             // 0 to 5; `steps` has the charging voltage and current
+
+    DriverSteps steps;
 
     // Smart charging of the phone's system: charging pauses while the phone shows this charge, in %,
     // or more; 100: not active.
@@ -42,15 +62,15 @@ struct PowerFlow {
     ChargeStatus status = ChargeStatus::DISCHARGING;
 };
 
-// Returns the float voltage in µV: 4.48 V less 20 mV per ageing level.
+// Returns the float voltage of the ageing level in µV, without the drop of the temperature's zone.
 double float_voltage_uv(const Charger& charger);
 
-// Returns the state of charge at which charging ends, which falls with the ageing level.
+// Returns the state of charge at which charging ends in a zone without a voltage drop. It depends
+// on the ageing level.
 double end_of_charge_soc(const Charger& charger, const Battery& battery);
 
-// Returns the maximum charging current in µA: 0.9C of the design capacity, less 5 % per ageing
-// level; falls linearly with the thermal level, to a tenth at the highest one; half at 45 °C and
-// above; 0 below 0 °C and at 60 °C and above.
+// Returns the maximum charging current in µA: that of the ageing level and of the temperature's
+// zone. It falls linearly with the thermal level, to a tenth at the highest one.
 double charge_current_limit_ua(const Charger& charger, const Battery& battery);
 
 // Returns whether a source is connected and not suspended.

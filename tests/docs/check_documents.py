@@ -140,7 +140,19 @@ def check_named_constants():
                 expect_equal(f"{page.relative_to(ROOT)} names a file with {name}", [found], [True])
 
 
+def check_simulator():
+    """The names of a study's columns and traits, and of the driver's figures, as docs/lifetime.md lists them."""
+    sections = dict(re.findall(r"^##+ (.*?)$(.*?)(?=^## |\Z)", text_of("docs/lifetime.md"), re.M | re.S))
+    names = {row[0]: row for part in ("Policies", "Studies") for row in rows_of(sections[part])}
+    listed = [name for row in names for name in re.findall(r"`(\w+)`", row)]
+    for path, pattern in (("tools/lifetime/outcomes.h", r'\{"(\w+)", \d\}'), ("tools/lifetime/study_file.cpp", r'Trait\{"(\w+)"'),
+                          ("policies/policy_file.cpp", r'visit\("driver", "(\w+)"')):
+        wanted = [name for name in re.findall(pattern, text_of(path)) if not re.fullmatch(r"level_[1-4]_days", name)]
+        expect_equal(f"names of {path}", [name for name in listed if name in wanted], wanted)
+
+
 check_record()
+check_simulator()
 check_event("BatteryDegradation2", "telemetry/batt_degradation2.cpp")
 check_event("ChargerInsertionRemoval", "telemetry/charger_insertion_removal.cpp")
 check_rooms()

@@ -83,6 +83,30 @@ TEST(Charger, LimitsCurrentAndVoltageByLevelAndTemperature) {
     }
 }
 
+// A driver with zones of its own: half the current below 10 degC, from 45 degC on 4.2 V at most.
+TEST(Charger, FollowsTheStepsOfItsDriver) {
+    DriverSteps steps;
+    steps.float_voltage_mv[2] = 4410;
+    steps.current_share = {1, 1, 0.8, 1, 1, 1};
+    steps.zone_below_c = {-5, 10, 45, 55};
+    steps.zone_current_share = {0, 0.5, 1, 1, 0};
+    steps.zone_voltage_drop_mv = {0, 0, 0, 210, 0};
+    const std::tuple<const char*, double, ChargeStatus> rows[] = {
+        {"temp_c=-5.1", 0, ChargeStatus::NOT_CHARGING},       {"temp_c=-5", 1800, ChargeStatus::CHARGING},
+        {"temp_c=10", 3600, ChargeStatus::CHARGING},          {"temp_c=45 soc=0.79", 200, ChargeStatus::FULL},
+        {"temp_c=45 soc=0.75", 1000, ChargeStatus::CHARGING}, {"temp_c=55", 0, ChargeStatus::NOT_CHARGING}};
+    for (const auto& [text, current_ma, status] : rows) {
+        Phone phone = phone_of(std::string("usb=PD watts=60 ageing_level=2 ") + text);
+        phone.charger.steps = steps;
+        const PowerFlow flow = share_power(phone.charger, phone.battery, 0);
+        EXPECT_EQ(flow.status, status) << text;
+        if (status != ChargeStatus::FULL) {
+            EXPECT_NEAR(flow.battery_ua, current_ma * 1e3, 1) << text;
+        }
+        EXPECT_EQ(float_voltage_uv(phone.charger), 4'410'000) << text;
+    }
+}
+
 // At 50 % the open-circuit voltage is 3.88 V; a load of 250 mA takes 0.97 W.
 TEST(Charger, SharesThePowerOfItsSource) {
     for (const test::Row& row : test::values_of(PHONE_TESTS "/power.csv")) {

@@ -271,7 +271,7 @@ TEST(Fitting, RecoversTheParametersWithinTheirErrors) {
         const Tables tables = noisy_tables(seed, {0, 5, 10, 25, 35, 45}, 0.2);
         const CellFit fit = fit_cell(tables.calendar, tables.cycling);
         const auto check = [&](const FittedModel& model, size_t index, double wanted) {
-            const Estimate& estimate = model.fit.estimates.at(index);
+            const Parameter& estimate = model.fit.estimates.at(index);
             const double deviation = (estimate.value - wanted) / estimate.error;
             EXPECT_LT(std::abs(deviation), 4) << model.name << "." << estimate.name << ", seed " << seed << ": "
                                               << estimate.value << " of " << wanted;

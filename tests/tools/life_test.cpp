@@ -25,11 +25,11 @@ class LifeTest : public test::ToolTest {
         const char* name, uint64_t seed, const std::string& patch = "{}",
         const Watch& watch = [](const Life&) {}) const {
         const std::atomic<int> never = 0;
-        EXPECT_EQ(run_profile(small_profile(patch), seed, top / name, never, watch), Ending::COMPLETE);
+        EXPECT_EQ(run_job({small_profile(patch), {}, seed, top / name}, never, watch), Ending::COMPLETE);
     }
     Life& begin(const char* patch) {
         profile_ = small_profile(patch);
-        return life_.emplace(begin_life(profile_, 1));
+        return life_.emplace(begin_life(profile_, policy_, 1));
     }
     void live_until(int64_t time_s) {
         while (life_->time_s < time_s) {
@@ -39,6 +39,7 @@ class LifeTest : public test::ToolTest {
 
   private:
     Profile profile_;
+    CarePolicy policy_;
     std::optional<Life> life_;
 };
 

@@ -13,13 +13,21 @@ TEST_F(LifetimeTest, ListsRunsAndCompares) {
     EXPECT_THAT(run(LIFETIME " list").output, HasSubstr("\novernight    An office worker whose phone is on the"));
     const auto lived = run(LIFETIME " run spare gaming --years 0.003 --seed 5 --jobs 2 --out runs");
     EXPECT_EQ(lived.exit_code, 0) << lived.output;
-    for (const char* const part : {"Seed 5, ", "gaming: 0.00 years, ", "; runs/spare\n"}) {
+    for (const char* const part : {"Seed 5, policy shipped, ", "gaming: 0.00 years, ", "; runs/spare\n"}) {
         EXPECT_THAT(lived.output, HasSubstr(part));
     }
     EXPECT_EQ(run(LIFETIME " compare runs/spare runs/spare").exit_code, 0);
     const auto compared = run(LIFETIME " compare runs/spare runs/gaming");
     EXPECT_EQ(compared.exit_code, 1);
-    EXPECT_THAT(compared.output, HasSubstr("A = runs/spare: spare, seed 5\nB = runs/gaming: gaming, seed 5\n"));
+    EXPECT_THAT(
+        compared.output,
+        HasSubstr("A = runs/spare: spare, policy shipped, seed 5\nB = runs/gaming: gaming, policy shipped, seed 5\n"));
+    EXPECT_THAT(compared.output, HasSubstr("Not comparable: profile: \"spare\" and \"gaming\"\n"));
+    const std::string again = LIFETIME " run spare --years 0.003 --policy no-care --out runs ";
+    EXPECT_THAT(run(again).output, HasSubstr("runs/spare: has the results of an earlier run; --overwrite"));
+    EXPECT_THAT(run(again + "--overwrite").output, HasSubstr("Seed 1, policy no-care, "));
+    write("mine.json", run(LIFETIME " policy no-care").output);
+    EXPECT_EQ(run(LIFETIME " policy ./mine.json | diff - mine.json").output, "");
     expect_refusals("lifetime", LIFETIME);
 }
 
@@ -39,6 +47,56 @@ TEST_F(LifetimeTest, FitsACellThatRuns) {
     const auto lived = run(LIFETIME " run user.json --years 0.02 --out runs");
     EXPECT_THAT(lived.output, HasSubstr("user: outside the ranges of cell cell: "));
     EXPECT_THAT(read("runs/user/run.json"), HasSubstr("\"quantity\": \"temperature_c\""));
+}
+
+// The worked study of docs/lifetime.md in small: at once, interrupted, in two shards, and one of its phones.
+TEST_F(LifetimeTest, AStudyGivesTheSameBytesInAnyOrder) {
+    const std::string study = LIFETIME " study level-3 --phones 3 --years 0.01 --jobs 2 ";
+    const auto whole = run(study + "--events --out whole");
+    EXPECT_EQ(whole.exit_code, 0) << whole.output;
+    for (const char* const part : {"6 of 6 lives finished\n", "true_soh_percent, up-to-level-2  ",
+                                   "shipped against up-to-level-2: gained ", "Lose most under shipped"}) {
+        EXPECT_THAT(whole.output, HasSubstr(part));
+    }
+    EXPECT_EQ(run("cp -r whole cut && head -c 300 whole/lives.csv > cut/lives.csv && rm cut/outcomes.csv").exit_code,
+              0);
+    EXPECT_EQ(run(study + "--out cut").exit_code, 0);
+    EXPECT_EQ(run("cmp -n 150 whole/lives.csv cut/lives.csv").output, "") << "the finished life was kept";
+    for (const char* const shard : {"1", "2"}) {
+        const auto part = run(study + "--out part" + shard + " --shard " + shard + "/2");
+        EXPECT_THAT(part.output, HasSubstr(*shard == '1' ? "4 of 4 lives" : "2 of 2 lives"));
+    }
+    EXPECT_THAT(run(study + "--out merged --merge part1").output,
+                HasSubstr("2 lives are missing, the first is phone 2"));
+    EXPECT_EQ(run(study + "--out merged --merge part1 part2").exit_code, 0);
+    for (const char* const file : {"outcomes.csv", "phones.csv", "summary.json", "study.json"}) {
+        EXPECT_EQ(run(std::string("for i in cut merged; do cmp whole/") + file + " $i/" + file + "; done").output, "");
+    }
+    EXPECT_THAT(run(LIFETIME " study level-3 --phones 3 --years 0.02 --out whole").output,
+                HasSubstr("whole: has the results of another study or program"));
+    EXPECT_EQ(run(study + "--phone 2 --out two").exit_code, 0);
+    const auto compared = run(LIFETIME " compare two/up-to-level-2 two/shipped");
+    EXPECT_THAT(compared.output, Not(HasSubstr("Not comparable")));
+    EXPECT_THAT(compared.output, HasSubstr("A = two/up-to-level-2: "));
+
+    // The events of this phone as one stream and as files.
+    const std::string stream = read("whole/events/2-shipped.pb");
+    int events = 0;
+    for (size_t at = 0; at < stream.size(); events++) {
+        size_t size = 0;
+        int shift = 0;
+        do {
+            size |= (static_cast<size_t>(stream.at(at)) & 0x7F) << shift;
+            shift += 7;
+        } while ((stream.at(at++) & 0x80) != 0);
+        write("event.pb", stream.substr(at, size));
+        at += size;
+    }
+    EXPECT_EQ(run("ls two/shipped/outbox | wc -l").output, std::to_string(events) + "\n");
+    const auto decoded =
+        run(PROTOC " --decode=cellwarden.SimulatedEvent -I " STREAM_FOLDER " event_stream.proto < event.pb");
+    EXPECT_THAT(decoded.output, HasSubstr("category: \"charging\"\nname: \"ChargerInsertionRemoval\"\ncontent: \""));
+    EXPECT_THAT(decoded.output, HasSubstr("time_s: 1767")) << "in January 2026";
 }
 
 }  // namespace

@@ -230,8 +230,9 @@ TEST_F(ProfileFile, EveryKeyReachesItsField) {
     const Occasion& occasion = profile.occasions.at(0);
     EXPECT_EQ(
         NAMED(profile.name, profile.about, profile.start_wall_s, profile.years, profile.cycle_s, profile.battery_model,
-              profile.design_mah, profile.resistance_mohm, profile.soc_percent, profile.idle_ma, profile.suspended_ma,
-              profile.home, profile.restarts_per_month, profile.crashes_per_year) +
+              profile.design_mah, profile.capacity_percent, profile.resistance_mohm, profile.soc_percent,
+              profile.idle_ma, profile.suspended_ma, profile.home, profile.restarts_per_month,
+              profile.crashes_per_year) +
             NAMED(profile.cell.name, worry.below_percent, worry.chance, worry.per_empty_percent, worry.at_most_percent,
                   *worry.charge.charger, worry.charge.for_s, worry.charge.unplug_at_percent, occasion.load_spread,
                   occasion.peak_ma, occasion.peak_chance, occasion.smart_stop_percent, gauge.learns_below_percent,

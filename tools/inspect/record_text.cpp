@@ -242,8 +242,10 @@ void print_record(std::ostream& out, const BattStat& stat) {
         print_grid(out, stat, field,
                    by_voltage ? "hours per voltage (V) and battery temperature"
                               : "full charges put in per state of charge (%) and temperature",
-                   by_voltage ? SECONDS_PER_HOUR : 1e4, by_voltage ? 2 : 4,
-                   by_voltage ? decode::voltage_bin_label : decode::soc_bin_label);
+                   by_voltage ? SECONDS_PER_HOUR : 1e4, by_voltage ? 2 : 4, [=](size_t bin) {
+                       return by_voltage ? decode::voltage_bin_label(bin)
+                                         : decode::soc_bin_label(bin);
+                   });
     }
     print_chargers(out, stat);
     print_periods(out, stat);

@@ -107,7 +107,8 @@ struct ResistanceModel {
 };
 
 struct CellModel {
-    std::string name;  // name of the file
+    std::string name;    // name of the file
+    std::string source;  // text of the file, for digests
     std::string about;
     std::vector<AgeingTerm> capacity;
     Knee knee;

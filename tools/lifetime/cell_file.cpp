@@ -163,6 +163,7 @@ CellModel parse_cell(const std::string& text, const fs::path& file) {
     const JsonPlace top = {document, "", file};
     CellModel cell;
     cell.name = file.stem();
+    cell.source = text;
     for (const char* key : {"about", "capacity"}) {
         require(top, key);
     }

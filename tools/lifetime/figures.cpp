@@ -112,6 +112,22 @@ ordered_json figures_of(const Life& life, uint32_t event_count,
     return summary;
 }
 
+std::string policy_name(const ordered_json& summary) {
+    return summary.at("policy").at("name").get<std::string>();
+}
+
+std::vector<std::string> doubts_of_comparison(const ordered_json& a, const ordered_json& b) {
+    std::vector<std::string> doubts;
+    for (const char* const key :
+         {"profile", "profile_digest", "cell_digest", "seed", "years_asked", "years_lived"}) {
+        if (a.at(key) != b.at(key)) {
+            doubts.push_back(std::string(key) + ": " + a.at(key).dump() + " and " +
+                             b.at(key).dump());
+        }
+    }
+    return doubts;
+}
+
 bool print_comparison(std::ostream& out, const ordered_json& a, const ordered_json& b) {
     const ordered_json& figures_a = a.at("figures");
     const ordered_json& figures_b = b.at("figures");

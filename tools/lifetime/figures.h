@@ -3,6 +3,7 @@
 
 #include <iosfwd>
 #include <nlohmann/json_fwd.hpp>
+#include <string>
 #include <vector>
 
 #include "tools/lifetime/life.h"
@@ -20,6 +21,14 @@ struct LevelChange {
 // day of online time]}.
 nlohmann::ordered_json figures_of(const Life& life, uint32_t event_count,
                                   const std::vector<LevelChange>& changes);
+
+// Returns the name of the policy of a summary.
+std::string policy_name(const nlohmann::ordered_json& summary);
+
+// Returns why a difference between two summaries is not one of the policies alone: "seed: 1 and 2".
+// Years, profile and seed must be equal.
+std::vector<std::string> doubts_of_comparison(const nlohmann::ordered_json& a,
+                                              const nlohmann::ordered_json& b);
 
 // Prints the figures of two summaries (run_directory.h) side by side, then their level changes.
 // Returns whether all figures and levels are equal.

@@ -47,7 +47,7 @@ std::string name_of(const CyclingRow& row) {
 
 // Fits a model to the losses of the rows.
 template <typename Row, typename Loss>
-FittedModel fit_rows(const char* name, std::vector<Estimate> start, const std::vector<Row>& rows,
+FittedModel fit_rows(const char* name, std::vector<Parameter> start, const std::vector<Row>& rows,
                      Loss loss) {
     FittedModel fitted{.name = name, .fit = {}, .measured = {}, .rows = {}};
     for (const Row& row : rows) {
@@ -126,7 +126,7 @@ FittedModel fit_loss(const char* name, const LossConstants& start, const std::ve
                             std::exp(p[0] + p[1] * (row.voltage_v - CHARGE_V) -
                                      p[2] * (inverse_kelvin(row.temp_c) - 1 / REFERENCE_K));
                  });
-    std::vector<Estimate>& p = fitted.fit.estimates;
+    std::vector<Parameter>& p = fitted.fit.estimates;
     p[0].value += p[2].value / REFERENCE_K - p[1].value * CHARGE_V;
     p[0].error = error_of(fitted.fit, {1, -CHARGE_V, 1 / REFERENCE_K});
     return fitted;
@@ -141,16 +141,16 @@ std::vector<Row> rows_where(const std::vector<Row>& rows, Keep keep) {
 
 // With q = k t^p, the age advances by k^(1/p): its logarithm has 1/p of the sensitivities of k.
 FittedModel arrhenius_of(const FittedModel& calendar) {
-    const std::vector<Estimate>& p = calendar.fit.estimates;
+    const std::vector<Parameter>& p = calendar.fit.estimates;
     const double exponent = p[1].value;
     const auto derived = [&](const char* name, size_t index, double sign) {
         std::vector<double> gradient(p.size(), 0.0);
         gradient[index] = sign / exponent;
         gradient[1] -= sign * p[index].value / (exponent * exponent);
-        return Estimate{.name = name,
-                        .value = sign * p[index].value / exponent,
-                        .error = error_of(calendar.fit, gradient),
-                        .held = p[index].held || p[1].held};
+        return Parameter{.name = name,
+                         .value = sign * p[index].value / exponent,
+                         .error = error_of(calendar.fit, gradient),
+                         .held = p[index].held || p[1].held};
     };
     FittedModel fitted{.name = "arrhenius", .fit = {}, .measured = {}, .rows = {}};
     fitted.fit.estimates = {derived("activation_k", 2, 1), derived("low_slope", 3, -1),
@@ -164,7 +164,7 @@ void widen(Range& range, double value) {
 }
 
 void warn_of_estimates(const FittedModel& model, std::vector<std::string>& warnings) {
-    for (const Estimate& estimate : model.fit.estimates) {
+    for (const Parameter& estimate : model.fit.estimates) {
         const std::string name = model.name + "." + estimate.name;
         if (estimate.held) {
             warnings.push_back(name + ": the data do not determine it; it keeps " +

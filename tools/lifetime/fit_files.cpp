@@ -90,7 +90,7 @@ void require_column(const fs::path& file, const char* name, double value) {
 double value_of(const FittedModel& model, const char* name) {
     const auto found =
         std::find_if(model.fit.estimates.begin(), model.fit.estimates.end(),
-                     [&](const Estimate& estimate) { return estimate.name == name; });
+                     [&](const Parameter& estimate) { return estimate.name == name; });
     return found->value;
 }
 
@@ -144,7 +144,7 @@ void print_model(const FittedModel& model) {
     } else {
         printf("%s: from calendar\n", model.name.c_str());
     }
-    for (const Estimate& estimate : model.fit.estimates) {
+    for (const Parameter& estimate : model.fit.estimates) {
         if (estimate.held) {
             printf("  %-18s %12.5g  held\n", estimate.name.c_str(), estimate.value);
         } else {

@@ -89,7 +89,7 @@ std::vector<bool> determined_columns(MatrixXd columns) {
 
 }  // namespace
 
-Fit fit_least_squares(std::vector<Estimate> start, const std::vector<double>& measured,
+Fit fit_least_squares(std::vector<Parameter> start, const std::vector<double>& measured,
                       const Model& model) {
     Problem problem{.measured = measured, .model = model, .all = {}};
     std::vector<size_t> wanted;
@@ -140,7 +140,7 @@ Fit fit_least_squares(std::vector<Estimate> start, const std::vector<double>& me
             fit.covariance[problem.free[i]][problem.free[k]] =
                 variance * inverse(row, column) / (norms[row] * norms[column]);
         }
-        Estimate& estimate = fit.estimates[problem.free[i]];
+        Parameter& estimate = fit.estimates[problem.free[i]];
         estimate.value = values[row];
         estimate.error = std::sqrt(fit.covariance[problem.free[i]][problem.free[i]]);
     }

@@ -7,7 +7,7 @@
 
 namespace cellwarden::lifetime {
 
-struct Estimate {
+struct Parameter {
     std::string name;
     double value = 0;
     double error = 0;   // standard error
@@ -15,7 +15,7 @@ struct Estimate {
 };
 
 struct Fit {
-    std::vector<Estimate> estimates;
+    std::vector<Parameter> estimates;
     std::vector<std::vector<double>> covariance;  // 0 for held parameters
     std::vector<double> residuals;                // measured minus model
     double deviation = 0;                         // standard deviation of the residuals
@@ -26,7 +26,7 @@ struct Fit {
 // combination of the effects of the parameters before it. Throws std::runtime_error if there are
 // not more measurements than free parameters.
 using Model = std::function<double(const std::vector<double>& parameters, size_t row)>;
-Fit fit_least_squares(std::vector<Estimate> start, const std::vector<double>& measured,
+Fit fit_least_squares(std::vector<Parameter> start, const std::vector<double>& measured,
                       const Model& model);
 
 // Returns the standard error of a function of the parameters with this gradient.

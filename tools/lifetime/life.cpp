@@ -42,7 +42,7 @@ void advance(Life& life, double seconds) {
                              .terminal_v = terminal_uv(battery) / 1e6,
                              .charger_v = float_voltage_uv(phone.charger) / 1e6,
                              .at_full = capacity_percent(phone) >= 100});
-    phone.battery.state_of_health = life.cell.soh;
+    phone.battery.state_of_health = life.cell.soh * life.profile.capacity_percent / 100;
     phone.battery.resistance_mohm =
         life.profile.resistance_mohm * resistance_factor(life.cell, battery.temp_c);
     phone.charger.thermal_level =
@@ -79,7 +79,7 @@ void run_cycle(Life& life) {
     life.state.clock.cycle_wall_time = wall_s(life);
     read_phone(life.phone, life.snapshot);
     run_full_cycle(device_of(life.device), life.state, life.stat, life.connection, life.snapshot,
-                   POLICY);
+                   life.policy.rules);
     take_effects(life);
     life.cycles++;
 }
@@ -149,8 +149,9 @@ std::map<uint32_t, std::string> factory_dates(const Profile& profile) {
 
 }  // namespace
 
-Life begin_life(const Profile& profile, uint64_t seed) {
+Life begin_life(const Profile& profile, const CarePolicy& policy, uint64_t seed) {
     Life life{.profile = profile,
+              .policy = policy,
               .plan = {.profile = profile, .seed = seed},
               .phone = {},
               .device = {.units = factory_dates(profile)},
@@ -162,9 +163,11 @@ Life begin_life(const Profile& profile, uint64_t seed) {
               .connection = {},
               .snapshot = {}};
     life.phone.model_name = profile.battery_model;
+    life.phone.charger.steps = policy.driver;
     life.phone.battery.charge_full_design_uah = profile.design_mah * 1e3;
     life.phone.battery.resistance_mohm = profile.resistance_mohm;
     life.phone.battery.soc = profile.soc_percent / 100;
+    life.phone.battery.state_of_health = profile.capacity_percent / 100;
     for (const AttributeFile& attribute : start_attributes(life.phone)) {
         life.device.attributes[attribute_path(life.phone, attribute.id)] = attribute.text;
     }

@@ -8,6 +8,7 @@
 #include "cycle/cycle.h"
 #include "phone/phone.h"
 #include "phone/stand_in.h"
+#include "policies/policy_file.h"
 #include "tools/lifetime/cell.h"
 #include "tools/lifetime/gauge.h"
 #include "tools/lifetime/profile.h"
@@ -16,7 +17,8 @@
 namespace cellwarden::lifetime {
 
 struct Life {
-    const Profile& profile;  // must outlive the life
+    const Profile& profile;    // must outlive the life
+    const CarePolicy& policy;  // must outlive the life
     UsagePlan plan;
     phone::Phone phone;
     StandIn device;  // the phone of the daemon's code: units, log, events
@@ -41,7 +43,7 @@ struct Life {
 
 // Returns a new phone, switched on. It has no statistics unit; device.units has the dates that the
 // factory writes.
-Life begin_life(const Profile& profile, uint64_t seed);
+Life begin_life(const Profile& profile, const CarePolicy& policy, uint64_t seed);
 
 // Simulates a step: a cycle of the daemon, then the time until the next cycle.
 void live_on(Life& life);

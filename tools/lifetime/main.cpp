@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 #include <thread>
+#include <tuple>
 
 #include "common/command_line.h"
 #include "common/json_reader.h"
@@ -14,48 +15,31 @@
 #include "tools/lifetime/fit.h"
 #include "tools/lifetime/run_directory.h"
 #include "tools/lifetime/runner.h"
+#include "tools/lifetime/shipped.h"
+#include "tools/lifetime/study_command.h"
 
 namespace cellwarden::lifetime {
 namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path profile_folder = CELLWARDEN_PROFILE_DIR;
-
 constexpr const char* FOOTER =
     "Exit codes:\n"
-    "  0   every run finished; compare: the runs are equal\n"
-    "  1   a run failed; compare: the runs differ\n"
+    "  0   every run or life finished; compare: the runs are equal\n"
+    "  1   a run failed, or a life could not be stored; compare: the runs differ\n"
     "  2   wrong usage or input\n"
-    "  130 stopped by Ctrl-C, 143 by SIGTERM; the results so far are stored";
+    "  130 stopped by Ctrl-C, 143 by SIGTERM; the results so far are stored: a run is\n"
+    "      marked as incomplete, a study continues where it was";
 
 struct RunOptions {
     std::vector<std::string> profiles;
+    std::string policy = "shipped";
+    bool overwrite = false;
     fs::path out = "lifetime-runs";
     uint64_t seed = 1;
     double years = 0;  // 0: the profile's own
     unsigned threads = std::max(1U, std::thread::hardware_concurrency());
 };
-
-std::vector<std::string> shipped_profiles() {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(profile_folder)) {
-        names.push_back(entry.path().stem());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-Profile find_profile(const std::string& name) {
-    const bool is_path = name.find('/') != std::string::npos || name.ends_with(".json");
-    const fs::path file = is_path ? fs::path(name) : profile_folder / (name + ".json");
-    if (!is_path && !fs::exists(file)) {
-        throw InputError("profile '" + name +
-                         "' does not exist; cellwarden-lifetime list prints the shipped profiles. "
-                         "The path of a profile file contains a '/' or ends with '.json'");
-    }
-    return load_profile(file);
-}
 
 int list() {
     for (const std::string& name : shipped_profiles()) {
@@ -68,7 +52,13 @@ int list() {
     return 0;
 }
 
+int print_policy(const std::string& name) {
+    std::cout << policy_json(find_policy(name)).dump(4) << '\n';
+    return 0;
+}
+
 int run(const RunOptions& options) {
+    const CarePolicy policy = find_policy(options.policy);
     std::vector<Job> jobs;
     std::set<fs::path> directories;
     for (const std::string& name :
@@ -80,16 +70,25 @@ int run(const RunOptions& options) {
             throw InputError(name + ": another profile of this run has the same directory, " +
                              directory.string());
         }
-        jobs.push_back({std::move(profile), directory});
+        refuse_to_overwrite(directory, options.overwrite);
+        jobs.push_back({std::move(profile), policy, options.seed, directory});
     }
-    printf("Seed %llu, at most %u threads\n", static_cast<unsigned long long>(options.seed),
-           options.threads);
+    printf("Seed %llu, policy %s, at most %u threads\n",
+           static_cast<unsigned long long>(options.seed), policy.name.c_str(), options.threads);
     for (const Job& job : jobs) {
         printf("%s: %g years, %s\n", job.profile.name.c_str(), job.profile.years,
                job.profile.about.c_str());
     }
+    const UsageBins& bins = policy.rules.bins;
+    if (std::tie(bins.voltage_uv, bins.temperature_decic, bins.soc) !=
+        std::tie(POLICY.bins.voltage_uv, POLICY.bins.temperature_decic, POLICY.bins.soc)) {
+        printf(
+            "The policy's bins are not the daemon's: cellwarden-report labels these records with "
+            "the "
+            "policy's bins, cellwarden-inspect with the daemon's\n");
+    }
     (void)fflush(stdout);
-    return run_jobs(jobs, options.seed, options.threads);
+    return run_jobs(jobs, options.threads);
 }
 
 int compare(const std::vector<std::string>& runs) {
@@ -98,11 +97,14 @@ int compare(const std::vector<std::string>& runs) {
     const auto print_run = [](const char* name, const std::string& run,
                               const nlohmann::ordered_json& summary) {
         std::cout << name << " = " << run << ": " << summary.at("profile").get<std::string>()
-                  << ", seed " << summary.at("seed")
+                  << ", policy " << policy_name(summary) << ", seed " << summary.at("seed")
                   << (summary.at("complete").get<bool>() ? "" : ", ended early") << '\n';
     };
     print_run("A", runs[0], a);
     print_run("B", runs[1], b);
+    for (const std::string& doubt : doubts_of_comparison(a, b)) {
+        std::cout << "Not comparable: " << doubt << '\n';
+    }
     return print_comparison(std::cout, a, b) ? 0 : 1;
 }
 
@@ -114,6 +116,11 @@ void add_run_command(CommandLine& line, RunOptions& options) {
     command
         .add("--out", options.out, "Directory for the results; each profile gets a directory in it")
         .show_default();
+    command
+        .add("--policy", options.policy,
+             "Name of a shipped policy or policy file: the daemon's figures and the driver's steps")
+        .show_default();
+    command.add_flag("--overwrite", options.overwrite, "Replace the results of earlier runs");
     command.add("--seed", options.seed, "Seed of the random numbers").show_default();
     command.add("--years", options.years, "Years to simulate; default: those of the profile")
         .between(0.001, 20.0);
@@ -143,6 +150,13 @@ int parse_and_do(int argc, char** argv) {
         .add("run", runs, "The directories of the two runs")
         .required()
         .expect(2);
+    StudyOptions study;
+    study.threads = options.threads;
+    add_study_command(line, study);
+    std::string policy = "shipped";
+    line.add_command("policy", "Print all figures of a policy as JSON, to change some of them")
+        .add("policy", policy, "Name of a shipped policy or policy file")
+        .show_default();
     const int done = line.parse(argc, argv);
     if (done >= 0) {
         return done;
@@ -152,6 +166,12 @@ int parse_and_do(int argc, char** argv) {
     }
     if (line.has_command("fit")) {
         return run_fit(fit_options);
+    }
+    if (line.has_command("study")) {
+        return run_study(study);
+    }
+    if (line.has_command("policy")) {
+        return print_policy(policy);
     }
     return line.has_command("compare") ? compare(runs) : run(options);
 }

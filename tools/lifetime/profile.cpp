@@ -64,6 +64,7 @@ void read_battery(const JsonPlace& at, Profile& profile) {
     read_object(
         at, {{"model", [&](const JsonPlace& p) { profile.battery_model = read_battery_model(p); }},
              {"design_mah", number_into(profile.design_mah, 100, 20'000)},
+             {"capacity_percent", number_into(profile.capacity_percent, 50, 120)},
              {"resistance_mohm", number_into(profile.resistance_mohm, 1, 500)},
              {"soc_percent", number_into(profile.soc_percent, 1, 100)}});
 }
@@ -218,6 +219,7 @@ Profile parse_profile(const std::string& text, const std::filesystem::path& file
     const nlohmann::json document = parse_document(text, file);
     Profile profile;
     profile.name = file.stem();
+    profile.source = text;
     read_profile({document, "", file}, profile);
     if (!document.contains("cell")) {
         profile.cell = load_cell(cell_file(DEFAULT_CELL, {}));

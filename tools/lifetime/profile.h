@@ -71,7 +71,8 @@ struct GaugeModel {
 };
 
 struct Profile {
-    std::string name;  // name of the file
+    std::string name;    // name of the file
+    std::string source;  // text of the file, for digests
     std::string about;
     int64_t start_wall_s = 0;  // midnight UTC, seconds since 1970
     double years = 5;
@@ -79,6 +80,7 @@ struct Profile {
 
     std::string battery_model = "PELLAMIR_VOSKA";
     double design_mah = 5000;
+    double capacity_percent = 100;  // capacity of the new cell, in % of the design capacity
     double resistance_mohm = 60;
     double soc_percent = 60;  // state of charge at the start
     CellModel cell;

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/lifetime/figures.h"
+#include "tools/lifetime/provenance.h"
 #include "tools/lifetime/run_directory.h"
 #include "tools/lifetime/series.h"
 #include "tools/lifetime/usage.h"
@@ -28,14 +29,22 @@ void store_effect(RunDirectory& run, const Life& life, const Effect& effect) {
 
 }  // namespace
 
-int64_t life_span_s(const Profile& profile) {
-    return std::llround(profile.years * DAYS_PER_YEAR * static_cast<double>(SECONDS_PER_DAY));
+double years_of(int64_t seconds) {
+    return static_cast<double>(seconds) / static_cast<double>(SECONDS_PER_DAY) / DAYS_PER_YEAR;
 }
 
-Ending run_profile(const Profile& profile, uint64_t seed, const std::filesystem::path& directory,
-                   const std::atomic<int>& stop, const Watch& watch) {
-    RunDirectory run = make_run_directory(directory);
-    Life life = begin_life(profile, seed);
+int64_t seconds_of_years(double years) {
+    return std::llround(years * DAYS_PER_YEAR * static_cast<double>(SECONDS_PER_DAY));
+}
+
+int64_t life_span_s(const Profile& profile) {
+    return seconds_of_years(profile.years);
+}
+
+Ending run_job(const Job& job, const std::atomic<int>& stop, const Watch& watch) {
+    RunDirectory run = make_run_directory(job.directory);
+    const Profile& profile = job.profile;
+    Life life = begin_life(profile, job.policy, job.seed);
     life.watch_effect = [&run](const Life& lived, const Effect& effect) {
         store_effect(run, lived, effect);
     };
@@ -59,8 +68,15 @@ Ending run_profile(const Profile& profile, uint64_t seed, const std::filesystem:
 
     nlohmann::ordered_json summary = {{"profile", profile.name},
                                       {"about", profile.about},
-                                      {"seed", seed},
-                                      {"complete", ending == Ending::COMPLETE}};
+                                      {"seed", job.seed},
+                                      {"complete", ending == Ending::COMPLETE},
+                                      {"simulated", true},
+                                      {"program", program_version()},
+                                      {"years_asked", profile.years},
+                                      {"years_lived", years_of(life.time_s)},
+                                      {"profile_digest", digest_of(profile.source)},
+                                      {"cell_digest", digest_of(profile.cell.source)},
+                                      {"policy", policy_provenance(job.policy)}};
     summary.update(figures_of(life, run.event_count, changes));
     finish_run_directory(run, life.device.units, summary);
     return ending;

@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "common/input.h"
+
 namespace cellwarden::lifetime {
 namespace {
 
@@ -48,6 +50,13 @@ void write_file(const fs::path& path, std::string_view bytes) {
 }
 
 }  // namespace
+
+void refuse_to_overwrite(const fs::path& path, bool overwrite) {
+    if (!overwrite && fs::exists(path / SUMMARY)) {
+        throw InputError(path.string() +
+                         ": has the results of an earlier run; --overwrite replaces them");
+    }
+}
 
 RunDirectory make_run_directory(const fs::path& path) {
     if (fs::exists(path) && !fs::exists(path / SUMMARY) &&

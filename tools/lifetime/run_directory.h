@@ -29,6 +29,9 @@ struct RunDirectory {
     uint32_t event_count = 0;
 };
 
+// Throws InputError if the directory has the results of a run, unless `overwrite` is set.
+void refuse_to_overwrite(const std::filesystem::path& path, bool overwrite);
+
 // Creates the directory and its parents. Deletes the results of an earlier run; rejects a directory
 // with other content. Throws std::runtime_error with the path.
 RunDirectory make_run_directory(const std::filesystem::path& path);

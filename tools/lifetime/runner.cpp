@@ -5,14 +5,12 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <iostream>
 #include <stdexcept>
 #include <thread>
 
-#include "tools/lifetime/run.h"
+#include "tools/lifetime/progress.h"
 
 namespace cellwarden::lifetime {
 namespace {
@@ -20,25 +18,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int LOOKS_PER_SECOND = 5;
-constexpr int BAR_WIDTH = 24;
 constexpr double PERCENT = 100;
 constexpr double SHORTEST_DAYS = 0.1;  // outside a range, worth showing
-
-std::atomic<int> stop_signal = 0;
-static_assert(std::atomic<int>::is_always_lock_free);  // a signal handler may set it
-
-void note_signal(int signal) {
-    stop_signal = signal;
-}
-
-void catch_signals() {
-    struct sigaction action = {};
-    action.sa_handler = note_signal;
-    action.sa_flags = SA_RESTART;  // signals do not interrupt writes
-    for (const int signal : {SIGINT, SIGTERM}) {
-        (void)sigaction(signal, &action, nullptr);
-    }
-}
 
 enum class Progress { WAITING, RUNNING, DONE, FAILED };
 
@@ -73,18 +54,16 @@ std::string outside_text(const Life& life) {
     return text;
 }
 
-void run_job(Running& running, uint64_t seed) {
-    const Profile& profile = running.job->profile;
-    const auto span = static_cast<double>(life_span_s(profile));
+void run(Running& running) {
+    const auto span = static_cast<double>(life_span_s(running.job->profile));
     try {
-        (void)run_profile(profile, seed, running.job->directory, stop_signal,
-                          [&](const Life& life) {
-                              running.share = static_cast<double>(life.time_s) / span;
-                              running.true_soh = life.phone.battery.state_of_health;
-                              running.level = life.state.levels.soft_charge_mode;
-                              running.cycles = static_cast<uint32_t>(life.cycles);
-                              running.outside = outside_text(life);
-                          });
+        (void)run_job(*running.job, stop_signal, [&](const Life& life) {
+            running.share = static_cast<double>(life.time_s) / span;
+            running.true_soh = life.phone.battery.state_of_health;
+            running.level = life.state.levels.soft_charge_mode;
+            running.cycles = static_cast<uint32_t>(life.cycles);
+            running.outside = outside_text(life);
+        });
         running.progress = Progress::DONE;
     } catch (const std::exception& error) {
         std::cerr << std::string("cellwarden-lifetime: ") + error.what() + "\n" << std::flush;
@@ -92,15 +71,10 @@ void run_job(Running& running, uint64_t seed) {
     }
 }
 
-void start(Running& running, uint64_t seed) {
+void start(Running& running) {
     running.started = Clock::now();
     running.progress = Progress::RUNNING;
-    running.thread = std::jthread(run_job, std::ref(running), seed);
-}
-
-std::string duration_text(double seconds) {
-    const auto whole = static_cast<int64_t>(std::ceil(seconds));
-    return whole < 90 ? std::to_string(whole) + " s" : std::to_string((whole + 59) / 60) + " min";
+    running.thread = std::jthread(run, std::ref(running));
 }
 
 std::string progress_line(const Running& running) {
@@ -113,11 +87,9 @@ std::string progress_line(const Running& running) {
     } else if (progress == Progress::RUNNING) {
         rest = share > 0 ? duration_text(taken.count() * (1 - share) / share) + " left" : "starts";
     }
-    std::string bar(static_cast<size_t>(std::lround(share * BAR_WIDTH)), '#');
-    bar.resize(BAR_WIDTH, '.');
     char line[128];
     (void)snprintf(line, sizeof line, "%-12.12s [%s] %3.0f %%  level %d  %s",
-                   running.job->profile.name.c_str(), bar.c_str(), share * PERCENT,
+                   running.job->profile.name.c_str(), bar_text(share).c_str(), share * PERCENT,
                    running.level.load(), rest.c_str());
     return line;
 }
@@ -151,7 +123,7 @@ void print_result(const Running& running) {
 
 }  // namespace
 
-int run_jobs(const std::vector<Job>& jobs, uint64_t seed, unsigned threads) {
+int run_jobs(const std::vector<Job>& jobs, unsigned threads) {
     std::vector<Running> all(jobs.size());
     for (size_t i = 0; i < jobs.size(); i++) {
         all[i].job = &jobs[i];
@@ -165,7 +137,7 @@ int run_jobs(const std::vector<Job>& jobs, uint64_t seed, unsigned threads) {
         auto going = std::count_if(all.begin(), all.end(), is_at(Progress::RUNNING));
         for (Running& running : all) {
             if (running.progress == Progress::WAITING && going < threads && stop_signal == 0) {
-                start(running, seed);
+                start(running);
                 going++;
             }
         }

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
+#include <tuple>
 
 #include "common/command_line.h"
 #include "tools/report/page.h"
@@ -52,6 +53,16 @@ void run(const Options& options) {
     std::vector<Subject> subjects;
     for (const std::string& input : options.inputs) {
         subjects.push_back(subject_of(input));
+    }
+    for (const Subject& subject : subjects) {
+        const auto bins = [](const Subject& one) {
+            const auto& [voltage, temperature, soc] = one.policy.bins;
+            return std::tie(voltage, temperature, soc);
+        };
+        if (bins(subject) != bins(subjects.front())) {
+            throw std::runtime_error(subject.name + ": its policy has other bins than that of " +
+                                     subjects.front().name + "; make a page for each");
+        }
     }
     write_page(options.out, page_of(subjects, options.title));
 }

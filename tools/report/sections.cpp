@@ -8,7 +8,6 @@
 #include "decode/labels.h"
 #include "decode/reading.h"
 #include "decode/record_layout.h"
-#include "product/policy.h"
 #include "tools/report/milestones.h"
 
 namespace cellwarden::report {
@@ -150,15 +149,15 @@ ordered_json soh_section(const std::vector<Subject>& subjects) {
 struct Axis {
     const char* column;
     const char* title;
-    std::string (*label)(size_t bin);
+    std::string (*label)(size_t bin, const UsageBins& bins);
     size_t bins;
 };
 
 // The bins of an axis in the order of the chart; the first bin of the record is the highest.
-ordered_json axis_json(const Axis& axis, bool falling) {
+ordered_json axis_json(const Axis& axis, const UsageBins& all, bool falling) {
     ordered_json bins = ordered_json::array();
     for (size_t i = 0; i < axis.bins; i++) {
-        bins.push_back(axis.label(falling ? i : axis.bins - 1 - i));
+        bins.push_back(axis.label(falling ? i : axis.bins - 1 - i, all));
     }
     return {{"column", axis.column}, {"title", axis.title}, {"bins", bins}};
 }
@@ -167,12 +166,12 @@ constexpr Axis TEMPERATURE = {"temperature", "battery temperature, °C",
                               decode::temperature_bin_label, TEMPERATURE_BIN_COUNT};
 
 template <typename Grid>
-ordered_json grid_rows(const Grid& grid, const Axis& axis, double per_unit) {
+ordered_json grid_rows(const Grid& grid, const Axis& axis, const UsageBins& bins, double per_unit) {
     ordered_json rows = ordered_json::array();
     for (size_t i = 0; i < grid.size(); i++) {
         if (grid[i] != 0) {
-            rows.push_back({axis.label(i / TEMPERATURE.bins),
-                            TEMPERATURE.label(i % TEMPERATURE.bins), grid[i] / per_unit});
+            rows.push_back({axis.label(i / TEMPERATURE.bins, bins),
+                            TEMPERATURE.label(i % TEMPERATURE.bins, bins), grid[i] / per_unit});
         }
     }
     return rows;
@@ -188,11 +187,11 @@ ordered_json voltage_section(const std::vector<Subject>& subjects) {
                 "at the top right.",
                 {column("voltage", "Voltage", "V"), column("temperature", "Temperature", "°C"),
                  column("hours", "Time", "h", 3)});
-    json["heat"] = {{"y", axis_json(VOLTAGE, true)},
-                    {"x", axis_json(TEMPERATURE, false)},
+    json["heat"] = {{"y", axis_json(VOLTAGE, subjects.front().policy.bins, true)},
+                    {"x", axis_json(TEMPERATURE, subjects.front().policy.bins, false)},
                     {"z", {{"column", "hours"}, {"title", "hours"}}}};
     return filled(std::move(json), subjects, [=](const Subject& subject) {
-        return grid_rows(subject.stat.vt_cet_table, VOLTAGE, SECONDS_PER_HOUR);
+        return grid_rows(subject.stat.vt_cet_table, VOLTAGE, subject.policy.bins, SECONDS_PER_HOUR);
     });
 }
 
@@ -203,19 +202,20 @@ ordered_json charge_section(const std::vector<Subject>& subjects) {
                 "Full charges put in at each state of charge and temperature.",
                 {column("soc", "State of charge", "%"), column("temperature", "Temperature", "°C"),
                  column("charges", "Charge put in", "full charges", 4)});
-    json["heat"] = {{"y", axis_json(CHARGE, true)},
-                    {"x", axis_json(TEMPERATURE, false)},
+    json["heat"] = {{"y", axis_json(CHARGE, subjects.front().policy.bins, true)},
+                    {"x", axis_json(TEMPERATURE, subjects.front().policy.bins, false)},
                     {"z", {{"column", "charges"}, {"title", "full charges"}}}};
     return filled(std::move(json), subjects, [=](const Subject& subject) {
-        return grid_rows(subject.stat.ct_charge_table, CHARGE, UNITS_PER_CHARGE);
+        return grid_rows(subject.stat.ct_charge_table, CHARGE, subject.policy.bins,
+                         UNITS_PER_CHARGE);
     });
 }
 
 // Returns the loss per period that 108 periods can have until the capacity falls to its limit.
-ordered_json full_stay_limit(uint16_t filtered) {
+ordered_json full_stay_limit(uint16_t filtered, const Policy& policy) {
     const ordered_json percent = health(filtered);
     return percent.is_null() ? percent
-                             : ordered_json((percent.get<double>() - POLICY.capacity_kept_percent) /
+                             : ordered_json((percent.get<double>() - policy.capacity_kept_percent) /
                                             LEVEL_HORIZON_PERIODS);
 }
 
@@ -235,13 +235,14 @@ ordered_json ageing_section(const std::vector<Subject>& subjects) {
             const BattStat& stat = subject.stat;
             ordered_json rows = ordered_json::array();
             for (size_t i = 0; i < period_count(stat); i++) {
-                rows.push_back(
-                    {i * PERIOD_DAYS, stat.arrhenius_per_10days[i],
-                     static_cast<double>(POLICY.arrhenius_raise_from) / LEVEL_HORIZON_PERIODS,
-                     static_cast<double>(POLICY.arrhenius_lower_below) / LEVEL_HORIZON_PERIODS,
-                     stat.full_stay_capacity_degradation_per_10days[i] / MICROPERCENT,
-                     full_stay_limit(stat.filtered_soh_per_10days[i]),
-                     stat.cycle_degradation_per_10days[i] / MICROPERCENT});
+                rows.push_back({i * PERIOD_DAYS, stat.arrhenius_per_10days[i],
+                                static_cast<double>(subject.policy.arrhenius_raise_from) /
+                                    LEVEL_HORIZON_PERIODS,
+                                static_cast<double>(subject.policy.arrhenius_lower_below) /
+                                    LEVEL_HORIZON_PERIODS,
+                                stat.full_stay_capacity_degradation_per_10days[i] / MICROPERCENT,
+                                full_stay_limit(stat.filtered_soh_per_10days[i], subject.policy),
+                                stat.cycle_degradation_per_10days[i] / MICROPERCENT});
             }
             return rows;
         });
@@ -263,11 +264,11 @@ ordered_json throughput_section(const std::vector<Subject>& subjects) {
     return filled(std::move(json), subjects, [](const Subject& subject) {
         const BattStat& stat = subject.stat;
         ordered_json rows = ordered_json::array();
-        for (size_t i = 0; i < POLICY.cycle_count_borders.size(); i++) {
+        for (size_t i = 0; i < subject.policy.cycle_count_borders.size(); i++) {
             const uint64_t reached_s = stat.soft_charge1_onlinetime[i];
             rows.push_back(
                 {"level " + std::to_string(i + 1), stat.total_cycle_count / UNITS_PER_CHARGE,
-                 POLICY.cycle_count_borders[i] / UNITS_PER_CHARGE,
+                 subject.policy.cycle_count_borders[i] / UNITS_PER_CHARGE,
                  reached_s == 0 ? ordered_json()
                                 : ordered_json(static_cast<double>(reached_s) / SECONDS_PER_DAY)});
         }

@@ -4,12 +4,14 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
 
-#include "common/input.h"
+#include "common/json_reader.h"
 #include "decode/verdict.h"
 #include "platform/unit_store.h"
+#include "policies/policy_file.h"
 
 namespace cellwarden::report {
 namespace {
@@ -64,6 +66,18 @@ std::vector<TrueHealth> true_health_of(const fs::path& path) {
     return days;
 }
 
+// Returns the policy of a life-time run; the daemon's if the path is not a run's.
+Policy policy_of(const fs::path& path) {
+    const fs::path file = path / "run.json";
+    if (!fs::exists(file)) {
+        return POLICY;
+    }
+    const std::vector<uint8_t> bytes = read_input(file);
+    const nlohmann::json run = parse_document({bytes.begin(), bytes.end()}, file);
+    const nlohmann::json::json_pointer figures("/policy/figures");
+    return run.contains(figures) ? parse_policy(run.at(figures).dump(), file).rules : POLICY;
+}
+
 }  // namespace
 
 Subject load_subject(const std::string& path, const std::string& name) {
@@ -79,6 +93,7 @@ Subject load_subject(const std::string& path, const std::string& name) {
         .name = name,
         .verdict = judgement.name + ": " + judgement.reason,
         .stat = {},
+        .policy = policy_of(path),
         .true_health = fs::exists(series) ? true_health_of(series) : std::vector<TrueHealth>{}};
     if (subject.name.empty()) {
         const fs::path trimmed = fs::path(path).lexically_normal();

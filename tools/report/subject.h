@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "product/policy.h"
 #include "state/batt_stat.h"
 
 namespace cellwarden::report {
@@ -18,6 +19,7 @@ struct Subject {
     std::string name;
     std::string verdict;  // the daemon's verdict at its next start
     BattStat stat;
+    Policy policy = POLICY;               // of the rules that kept the record
     std::vector<TrueHealth> true_health;  // in the order of days; empty for a phone
 };
 
