@@ -144,7 +144,8 @@ TEST_F(StudyTest, AMistakeIsNamedWithItsPlace) {
 
 // A capacity of 98 % at first; level 1 from the first full charge on, at 4.2 V and half the current.
 TEST_F(StudyTest, OutcomesAreThoseOfTheLife) {
-    const Profile profile = small_profile(R"({"years": 0.08, "battery": {"capacity_percent": 98}, "occasions": [
+    const Profile profile =
+        small_profile(R"({"years": 0.08, "cell": "textbook", "battery": {"capacity_percent": 98}, "occasions": [
         {"at": "06:00", "for_min": 840, "load_ma": 500}, {"at": "22:00", "for_min": 300, "charger": "fast"}]})");
     const CarePolicy policy = parse_policy(R"({"cycle_count_borders": [10000, 2000000, 4000000, 11000000, 13000000],
         "driver": {"float_voltage_mv": [4480, 4200, 4200, 4200, 4200, 4200], "current_share": [1, 0.5, 0.5, 0.5, 0.5, 0.5]

@@ -168,6 +168,7 @@ struct Cell {
     Range resistance_range_c;
     std::vector<TermState> capacity;
     std::vector<TermState> resistance;
+    bool watches_full = false;  // a term needs CellStep::at_full
     HalfCycle half_cycle;
     double soh = 1;  // 0.1 to 1; 1 is the design capacity
 };

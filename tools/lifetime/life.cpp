@@ -41,7 +41,7 @@ void advance(Life& life, double seconds) {
                              .open_circuit_v = open_circuit_uv(battery.soc) / 1e6,
                              .terminal_v = terminal_uv(battery) / 1e6,
                              .charger_v = float_voltage_uv(phone.charger) / 1e6,
-                             .at_full = capacity_percent(phone) >= 100});
+                             .at_full = life.cell.watches_full && capacity_percent(phone) >= 100});
     phone.battery.state_of_health = life.cell.soh * life.profile.capacity_percent / 100;
     phone.battery.resistance_mohm =
         life.profile.resistance_mohm * resistance_factor(life.cell, battery.temp_c);
