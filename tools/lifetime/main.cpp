@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "common/command_line.h"
+#include "common/installation.h"
 #include "common/json_reader.h"
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/run_directory.h"
@@ -18,8 +19,6 @@ namespace cellwarden::lifetime {
 namespace {
 
 namespace fs = std::filesystem;
-
-const fs::path profile_folder = CELLWARDEN_PROFILE_DIR;
 
 constexpr const char* FOOTER =
     "Exit codes:\n"
@@ -38,7 +37,7 @@ struct RunOptions {
 
 std::vector<std::string> shipped_profiles() {
     std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(profile_folder)) {
+    for (const auto& entry : fs::directory_iterator(data_folder("profiles"))) {
         names.push_back(entry.path().stem());
     }
     std::sort(names.begin(), names.end());
@@ -47,7 +46,7 @@ std::vector<std::string> shipped_profiles() {
 
 Profile find_profile(const std::string& name) {
     const bool is_path = name.find('/') != std::string::npos || name.ends_with(".json");
-    const fs::path file = is_path ? fs::path(name) : profile_folder / (name + ".json");
+    const fs::path file = is_path ? fs::path(name) : data_folder("profiles") / (name + ".json");
     if (!is_path && !fs::exists(file)) {
         throw InputError("profile '" + name +
                          "' does not exist; cellwarden-lifetime list prints the shipped profiles. "
