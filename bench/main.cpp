@@ -13,6 +13,7 @@
 #include "bench/session.h"
 #include "bench/state_dir.h"
 #include "common/command_line.h"
+#include "common/installation.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -36,13 +37,6 @@ constexpr const char* FOOTER =
     "  1   the daemon ended by itself or never listened for uevents\n"
     "  2   wrong usage or input, or the bench could not start the daemon";
 
-const fs::path scenario_folder = CELLWARDEN_SCENARIO_DIR;
-
-// The folder that the program itself is in: the build's top.
-fs::path program_folder() {
-    return fs::read_symlink("/proc/self/exe").parent_path();
-}
-
 void add_options(CommandLine& line, Options& options) {
     line.let_last_win();
     line.add("--scenario", options.scenario,
@@ -57,10 +51,10 @@ void add_options(CommandLine& line, Options& options) {
              "Directory for units, outbox, properties and faults; the run starts from the "
              "units in it. Default: a new temporary directory, which is kept");
     line.add("--daemon", options.daemon,
-             "Program of the daemon; default: the one beside this program");
+             "Program of the daemon; default: the one built or installed with this program");
     line.add("--device-libs", options.device_libraries,
-             "Directory with the stand-in device libraries; default: the one beside this "
-             "program");
+             "Directory with the stand-in device libraries; default: those built or installed with "
+             "this program");
     line.add("--run-with", options.run_with,
              "Command that runs the daemon's program, for example \"qemu-aarch64\"");
 }
@@ -70,7 +64,7 @@ fs::path scenario_file(const std::string& name) {
     if (is_path) {
         return name;
     }
-    fs::path file = scenario_folder / (name + ".json");
+    fs::path file = data_folder("scenarios") / (name + ".json");
     if (!fs::exists(file)) {
         throw InputError("scenario '" + name +
                          "' does not exist; cellwarden-bench --list prints the shipped scenarios. "
@@ -81,7 +75,7 @@ fs::path scenario_file(const std::string& name) {
 
 void list_scenarios() {
     std::vector<fs::path> files;
-    for (const auto& entry : fs::directory_iterator(scenario_folder)) {
+    for (const auto& entry : fs::directory_iterator(data_folder("scenarios"))) {
         files.push_back(entry.path());
     }
     std::sort(files.begin(), files.end());
@@ -154,8 +148,8 @@ int main(int argc, char** argv) {
         cellwarden::CommandLine line(
             {CELLWARDEN_TOOL_NAME, CELLWARDEN_TOOL_ABOUT, CELLWARDEN_TOOL_VERSION, FOOTER});
         Options options;
-        options.daemon = program_folder() / "cellwarden";
-        options.device_libraries = program_folder() / "device";
+        options.daemon = daemon_folder() / "cellwarden";
+        options.device_libraries = daemon_folder() / "device";
         add_options(line, options);
         const int done = line.parse(argc, argv);
         if (done >= 0) {

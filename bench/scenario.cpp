@@ -172,8 +172,9 @@ std::string read_fault_name(const JsonPlace& place) {
             return name;
         }
     }
-    return read_choice(place, {"unit-read-NUMBER", "unit-write-NUMBER", "unit-store",
-                               "event-library", "event-library-inactive", "event-queue", "imei"});
+    return read_choice(place,
+                       {"unit-read-NUMBER", "unit-write-NUMBER", "unit-store", "event-library",
+                        "event-library-inactive", "event-queue", "imei", "property", "log"});
 }
 
 SwitchFault read_fault(const JsonPlace& place) {

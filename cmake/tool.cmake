@@ -2,6 +2,7 @@
 # tools/completion. ABOUT describes it in one line.
 #   cellwarden_program(NAME ABOUT SOURCE...)  a program that runs only from the build directory
 #   cellwarden_tool(NAME ABOUT SOURCE...)     a program that is also installed
+#   cellwarden_data(FOLDER)                   a folder of shipped data; common/installation.h finds it
 find_program(HELP2MAN help2man)
 
 function(cellwarden_program name about)
@@ -35,4 +36,17 @@ function(cellwarden_tool name)
         install(FILES ${CMAKE_BINARY_DIR}/man/${name}.1
             DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
     endif()
+endfunction()
+
+# Programs of the build directory find the folder through a link. A folder that does not exist is
+# skipped.
+function(cellwarden_data folder)
+    if(NOT IS_DIRECTORY ${folder})
+        return()
+    endif()
+    cmake_path(GET folder FILENAME name)
+    file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/data)
+    file(CREATE_LINK ${folder} ${CMAKE_BINARY_DIR}/data/${name} SYMBOLIC)
+    install(DIRECTORY ${folder} DESTINATION ${CMAKE_INSTALL_DATADIR}/cellwarden
+        FILES_MATCHING PATTERN "*.json" PATTERN "*.csv")
 endfunction()

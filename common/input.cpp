@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
+#include <utility>
 
 namespace cellwarden {
 namespace {
@@ -13,29 +12,33 @@ namespace {
 constexpr size_t LARGEST_INPUT = size_t{16} << 20;
 constexpr size_t CHUNK = size_t{64} << 10;
 
-struct CloseFile {
-    void operator()(FILE* file) const { (void)fclose(file); }
-};
-
 }  // namespace
 
-std::vector<uint8_t> read_input(const std::string& path) {
-    const bool is_stdin = path == "-";
-    const std::unique_ptr<FILE, CloseFile> opened(is_stdin ? nullptr : fopen(path.c_str(), "rbe"));
-    FILE* const file = is_stdin ? stdin : opened.get();
-    if (file == nullptr) {
-        throw InputError(path + ": " + strerror(errno));
+InputFile::InputFile(std::string path)
+    : path_(std::move(path)), opened_(path_ == "-" ? nullptr : fopen(path_.c_str(), "rbe")) {
+    if (!opened_ && path_ != "-") {
+        throw InputError(path_ + ": " + strerror(errno));
     }
+}
+
+size_t InputFile::read(std::span<uint8_t> to) {
+    FILE* const file = opened_ ? opened_.get() : stdin;
+    const size_t length = fread(to.data(), 1, to.size(), file);
+    if (ferror(file) != 0) {
+        throw InputError(path_ + ": " + strerror(errno));
+    }
+    return length;
+}
+
+std::vector<uint8_t> read_input(const std::string& path) {
+    InputFile file(path);
     std::vector<uint8_t> bytes;
     size_t length = 0;
     do {
         bytes.resize(length + CHUNK);
-        length += fread(bytes.data() + length, 1, CHUNK, file);
+        length += file.read(std::span(bytes).subspan(length));
     } while (length == bytes.size() && length <= LARGEST_INPUT);
     bytes.resize(length);
-    if (ferror(file) != 0) {
-        throw InputError(path + ": " + strerror(errno));
-    }
     if (length > LARGEST_INPUT) {
         throw InputError(path + ": larger than 16 MiB");
     }

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
+#include <memory>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -13,6 +16,24 @@ namespace cellwarden {
 // text names the file and the reason; programs exit with 2.
 struct InputError : std::runtime_error {
     using std::runtime_error::runtime_error;
+};
+
+// A file that is read from its start to its end; "-" is standard input.
+class InputFile {
+  public:
+    // Throws InputError if the file cannot be opened.
+    explicit InputFile(std::string path);
+
+    // Reads up to the size of `to`; returns fewer bytes only at the end of the file. Throws
+    // InputError.
+    size_t read(std::span<uint8_t> to);
+
+  private:
+    struct CloseFile {
+        void operator()(FILE* file) const { (void)fclose(file); }
+    };
+    std::string path_;
+    std::unique_ptr<FILE, CloseFile> opened_;  // null for standard input
 };
 
 // Returns the whole content of a file of at most 16 MiB; "-" is standard input. Throws InputError.

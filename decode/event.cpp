@@ -5,6 +5,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "common/text.h"
 #include "decode/record_layout.h"
 #include "decode/wire_fault.h"
 #include "telemetry/charging.pb-c.h"
@@ -174,6 +175,15 @@ std::string_view event_name_of_file(std::string_view file_name) {
     return {};
 }
 
+std::string_view event_name_of(std::span<const uint8_t> bytes) {
+    for (const ProtobufCMessageDescriptor* type : EVENT_TYPES) {
+        if (!bytes.empty() && !wire_fault(*type, bytes)) {
+            return type->short_name;
+        }
+    }
+    return {};
+}
+
 Event decode_event(std::span<const uint8_t> bytes, std::string_view name) {
     if (bytes.empty()) {
         throw EventError("is empty; an event contains at least its version");
@@ -197,7 +207,7 @@ nlohmann::ordered_json sent_json(const EventField& field) {
 std::string value_text(const EventField& field, size_t index) {
     const EventValue& value = field.values.at(index);
     if (const auto* text = std::get_if<std::string>(&value)) {
-        return "\"" + *text + "\"";
+        return "\"" + printable(*text) + "\"";
     }
     if (const auto* flag = std::get_if<bool>(&value)) {
         return *flag ? "yes" : "no";

@@ -43,6 +43,10 @@ std::vector<std::string_view> event_names();
 // Returns the event name at the end of an outbox file name; empty if there is no event name.
 std::string_view event_name_of_file(std::string_view file_name);
 
+// Returns the name of the event that the bytes are; empty if they are not an event. Bytes that are
+// valid as either event count as the first of event_names().
+std::string_view event_name_of(std::span<const uint8_t> bytes);
+
 // Decodes an event. If `name` is empty, the type is that which decodes all bytes. Throws
 // EventError.
 Event decode_event(std::span<const uint8_t> bytes, std::string_view name = {});

@@ -15,27 +15,21 @@ struct Reader {
     size_t at = 0;
 };
 
-// Reads a varint: seven bits per byte, the lowest first, at most ten bytes; only the low 64 bits
-// are used. Returns nullopt if the bytes end early.
-std::optional<uint64_t> read_varint(Reader& reader) {
-    constexpr unsigned BITS = 7;
-    constexpr unsigned MAX_SHIFT = 63;
-    constexpr uint8_t MORE = 0x80;
-    uint64_t number = 0;
-    for (unsigned shift = 0; reader.at < reader.bytes.size() && shift <= MAX_SHIFT; shift += BITS) {
-        const uint8_t byte = reader.bytes[reader.at++];
-        number |= wrapping_mul(static_cast<uint64_t>(byte & (MORE - 1)), uint64_t{1} << shift);
-        if ((byte & MORE) == 0) {
-            return number;
-        }
+// Returns the error in a message inside a message; the schema nests them only one level deep.
+std::optional<WireFault> message_fault(const ProtobufCFieldDescriptor& field,
+                                       std::span<const uint8_t> bytes, size_t start) {
+    auto fault =
+        wire_fault(*static_cast<const ProtobufCMessageDescriptor*>(field.descriptor), bytes);
+    if (fault) {
+        fault->offset += start;
     }
-    return std::nullopt;
+    return fault;
 }
 
 // Reads one field. Returns its error, if any.
 std::optional<WireFault> field_fault(const ProtobufCMessageDescriptor& type, Reader& reader) {
     const size_t start = reader.at;
-    const std::optional<uint64_t> key = read_varint(reader);
+    const std::optional<uint64_t> key = read_varint(reader.bytes, reader.at);
     if (!key) {
         return WireFault{start, "the key of a field is truncated"};
     }
@@ -49,13 +43,15 @@ std::optional<WireFault> field_fault(const ProtobufCMessageDescriptor& type, Rea
         return WireFault{start, "unknown field " + std::to_string(number)};
     }
     const std::string name = std::string("field ") + field->name;
-    const uint64_t wanted = field->type == PROTOBUF_C_TYPE_STRING ? LENGTH_DELIMITED : VARINT;
+    const bool is_message = field->type == PROTOBUF_C_TYPE_MESSAGE;
+    const uint64_t wanted =
+        is_message || field->type == PROTOBUF_C_TYPE_STRING ? LENGTH_DELIMITED : VARINT;
     if (encoding != wanted) {
         return WireFault{start, name + " has encoding " + std::to_string(encoding) + ", expected " +
                                     std::to_string(wanted)};
     }
     const size_t value_start = reader.at;
-    const std::optional<uint64_t> value = read_varint(reader);
+    const std::optional<uint64_t> value = read_varint(reader.bytes, reader.at);
     if (!value) {
         return WireFault{value_start, "the value of " + name + " is truncated"};
     }
@@ -66,12 +62,31 @@ std::optional<WireFault> field_fault(const ProtobufCMessageDescriptor& type, Rea
                                               " bytes long, but only " + std::to_string(left) +
                                               " remain"};
         }
+        const size_t content = reader.at;
         reader.at += *value;
+        if (is_message) {
+            return message_fault(*field, reader.bytes.subspan(content, *value), content);
+        }
     }
     return std::nullopt;
 }
 
 }  // namespace
+
+std::optional<uint64_t> read_varint(std::span<const uint8_t> bytes, size_t& at) {
+    constexpr unsigned BITS = 7;
+    constexpr unsigned MAX_SHIFT = 63;
+    constexpr uint8_t MORE = 0x80;
+    uint64_t number = 0;
+    for (unsigned shift = 0; at < bytes.size() && shift <= MAX_SHIFT; shift += BITS) {
+        const uint8_t byte = bytes[at++];
+        number |= wrapping_mul(static_cast<uint64_t>(byte & (MORE - 1)), uint64_t{1} << shift);
+        if ((byte & MORE) == 0) {
+            return number;
+        }
+    }
+    return std::nullopt;
+}
 
 std::optional<WireFault> wire_fault(const ProtobufCMessageDescriptor& type,
                                     std::span<const uint8_t> bytes) {

@@ -1,4 +1,4 @@
-// Finds the first error in a packed event.
+// Finds the first error in a packed event or in a message of a stream.
 #pragma once
 
 #include <protobuf-c/protobuf-c.h>
@@ -10,6 +10,10 @@
 #include <string>
 
 namespace cellwarden::decode {
+
+// Reads the varint at `at` and moves `at` behind it: seven bits per byte, the lowest first, at most
+// ten bytes; only the low 64 bits are used. Returns nullopt if the bytes end early.
+std::optional<uint64_t> read_varint(std::span<const uint8_t> bytes, size_t& at);
 
 struct WireFault {
     size_t offset;

@@ -16,9 +16,9 @@ int show_record(const std::string& path, bool as_json);
 int show_difference(const std::string& path_a, const std::string& path_b);
 int show_units(const std::string& directory);
 
-enum class EventFormat { TEXT, JSON_LINES };
+enum class EventFormat { TEXT, JSON_LINES, STREAM };
 
-// `paths` may contain directories, which stand for their files. `name` is the name of the event;
+// `paths` are packed events, streams, and directories of them. `name` is the name of the event;
 // empty if the file name or the content shows it.
 int show_events(const std::vector<std::string>& paths, const std::string& name, EventFormat format);
 

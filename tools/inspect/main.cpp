@@ -1,10 +1,9 @@
 // cellwarden-inspect: prints stored records, unit stores and telemetry events.
 
 #include <exception>
-#include <iostream>
 
 #include "common/command_line.h"
-#include "common/input.h"
+#include "common/text.h"
 #include "decode/event.h"
 #include "tools/inspect/commands.h"
 
@@ -25,6 +24,7 @@ struct Options {
     std::vector<std::string> events;
     std::string event_name;
     bool as_lines = false;
+    bool as_stream = false;
     std::vector<std::string> pair;
     std::string units;
 };
@@ -41,10 +41,16 @@ void add_commands(CommandLine& line, Options& options) {
                     "Print JSON: each field with its value, unit and stored number");
 
     Command event = line.add_command("event", "Print telemetry events");
-    event.add("file", options.events, "Packed events, or directories with events (an outbox)")
+    event
+        .add("file", options.events,
+             "Packed events, streams of events, or directories of them (an outbox)")
         .required();
     event.add_flag("--json-lines", options.as_lines,
-                   "Print one JSON object per line: file, time, event, and the fields as sent");
+                   "Print one JSON object per line: file, phone, time, event, and the fields as "
+                   "sent");
+    event.add_flag("--stream", options.as_stream,
+                   "Write a stream for other programs: one message per event, with phone and time, "
+                   "after its length (decode/event_stream.proto)");
     event
         .add("--type", options.event_name,
              "Name of the event; needed if neither file name nor content shows it")
@@ -67,7 +73,9 @@ int run(const CommandLine& line, const Options& options) {
     }
     if (line.has_command("event")) {
         return show_events(options.events, options.event_name,
-                           options.as_lines ? EventFormat::JSON_LINES : EventFormat::TEXT);
+                           options.as_stream  ? EventFormat::STREAM
+                           : options.as_lines ? EventFormat::JSON_LINES
+                                              : EventFormat::TEXT);
     }
     return line.has_command("diff") ? show_difference(options.pair[0], options.pair[1])
                                     : show_units(options.units);
@@ -90,7 +98,7 @@ int main(int argc, char** argv) {
         }
         return cellwarden::finish(CELLWARDEN_TOOL_NAME, run(line, options));
     } catch (const std::exception& error) {
-        std::cerr << "cellwarden-inspect: " << error.what() << '\n';
+        cellwarden::complain(CELLWARDEN_TOOL_NAME, error.what());
         return TROUBLE;
     }
 }

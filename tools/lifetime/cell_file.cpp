@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "common/installation.h"
 #include "common/json_reader.h"
 #include "tools/lifetime/cell.h"
 
@@ -9,8 +10,6 @@ namespace cellwarden::lifetime {
 namespace {
 
 namespace fs = std::filesystem;
-
-const fs::path cell_folder = CELLWARDEN_CELL_DIR;
 
 Range read_range(const JsonPlace& at) {
     if (!at.value.is_array() || at.value.size() != 2) {
@@ -183,12 +182,12 @@ CellModel load_cell(const fs::path& file) {
 
 fs::path cell_file(const std::string& name, const fs::path& folder) {
     const bool is_path = name.find('/') != std::string::npos || name.ends_with(".json");
-    return is_path ? folder / name : cell_folder / (name + ".json");
+    return is_path ? folder / name : data_folder("cells") / (name + ".json");
 }
 
 std::vector<std::string> shipped_cells() {
     std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(cell_folder)) {
+    for (const auto& entry : fs::directory_iterator(data_folder("cells"))) {
         names.push_back(entry.path().stem());
     }
     std::sort(names.begin(), names.end());

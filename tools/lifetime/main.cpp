@@ -10,6 +10,7 @@
 #include <tuple>
 
 #include "common/command_line.h"
+#include "common/installation.h"
 #include "common/json_reader.h"
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/fit.h"

@@ -3,15 +3,12 @@
 #include <algorithm>
 
 #include "common/input.h"
+#include "common/installation.h"
 
 namespace cellwarden::lifetime {
 namespace {
 
 namespace fs = std::filesystem;
-
-const fs::path profile_folder = CELLWARDEN_PROFILE_DIR;
-const fs::path policy_folder = CELLWARDEN_POLICY_DIR;
-const fs::path study_folder = CELLWARDEN_STUDY_DIR;
 
 std::vector<std::string> names_in(const fs::path& folder) {
     std::vector<std::string> names;
@@ -45,19 +42,19 @@ fs::path find_file(const char* what, const std::string& name, const fs::path& fo
 }  // namespace
 
 std::vector<std::string> shipped_profiles() {
-    return names_in(profile_folder);
+    return names_in(data_folder("profiles"));
 }
 
 Profile find_profile(const std::string& name, const fs::path& base) {
-    return load_profile(find_file("profile", name, profile_folder, base));
+    return load_profile(find_file("profile", name, data_folder("profiles"), base));
 }
 
 CarePolicy find_policy(const std::string& name, const fs::path& base) {
-    return load_policy(find_file("policy", name, policy_folder, base));
+    return load_policy(find_file("policy", name, data_folder("policies"), base));
 }
 
 fs::path find_study(const std::string& name) {
-    return find_file("study", name, study_folder, ".");
+    return find_file("study", name, data_folder("studies"), ".");
 }
 
 }  // namespace cellwarden::lifetime
