@@ -148,8 +148,8 @@ int main(int argc, char** argv) {
         cellwarden::CommandLine line(
             {CELLWARDEN_TOOL_NAME, CELLWARDEN_TOOL_ABOUT, CELLWARDEN_TOOL_VERSION, FOOTER});
         Options options;
-        options.daemon = daemon_folder() / "cellwarden";
-        options.device_libraries = daemon_folder() / "device";
+        options.daemon = cellwarden::daemon_folder() / "cellwarden";
+        options.device_libraries = cellwarden::daemon_folder() / "device";
         add_options(line, options);
         const int done = line.parse(argc, argv);
         if (done >= 0) {
