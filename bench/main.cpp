@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
-#include <iostream>
 #include <sstream>
 
 #include "bench/sandbox.h"
@@ -14,6 +13,7 @@
 #include "bench/state_dir.h"
 #include "common/command_line.h"
 #include "common/installation.h"
+#include "common/text.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -161,7 +161,7 @@ int main(int argc, char** argv) {
         }
         return run(options);
     } catch (const std::exception& error) {
-        std::cerr << "cellwarden-bench: " << error.what() << '\n';
+        cellwarden::complain(CELLWARDEN_TOOL_NAME, error.what());
         return 2;
     }
 }
