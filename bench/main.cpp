@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
-#include <iostream>
 #include <sstream>
 
 #include "bench/sandbox.h"
@@ -14,6 +13,7 @@
 #include "bench/state_dir.h"
 #include "common/command_line.h"
 #include "common/installation.h"
+#include "common/text.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -148,8 +148,8 @@ int main(int argc, char** argv) {
         cellwarden::CommandLine line(
             {CELLWARDEN_TOOL_NAME, CELLWARDEN_TOOL_ABOUT, CELLWARDEN_TOOL_VERSION, FOOTER});
         Options options;
-        options.daemon = daemon_folder() / "cellwarden";
-        options.device_libraries = daemon_folder() / "device";
+        options.daemon = cellwarden::daemon_folder() / "cellwarden";
+        options.device_libraries = cellwarden::daemon_folder() / "device";
         add_options(line, options);
         const int done = line.parse(argc, argv);
         if (done >= 0) {
@@ -161,7 +161,7 @@ int main(int argc, char** argv) {
         }
         return run(options);
     } catch (const std::exception& error) {
-        std::cerr << "cellwarden-bench: " << error.what() << '\n';
+        cellwarden::complain(CELLWARDEN_TOOL_NAME, error.what());
         return 2;
     }
 }

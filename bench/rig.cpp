@@ -57,9 +57,13 @@ std::optional<Happening> take_file_event(Rig& rig, const FileEvent& event) {
     } else if (path == WAKE_UNLOCK_PATH) {
         return CycleDone{rig.cycle_is_full};
     } else if (path.parent_path() == rig.state_dir / "units") {
-        return UnitStored{read_stored_unit(path)};
+        if (auto unit = read_stored_unit(path)) {
+            return UnitStored{std::move(*unit)};
+        }
     } else if (path.parent_path() == rig.state_dir / "outbox") {
-        return EventSent{read_outbox_event(path), path};
+        if (auto sent = read_outbox_event(path)) {
+            return EventSent{std::move(*sent), path};
+        }
     } else if (auto write = take_attribute_write(rig.files, rig.phone, path)) {
         return std::move(*write);
     }

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <bit>
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
 #include "bench/system_error.h"
+#include "common/text.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -78,24 +80,35 @@ void switch_fault(const fs::path& top, const std::string& fault, bool on) {
     }
 }
 
-StoredUnit read_stored_unit(const fs::path& file) {
-    const std::string bytes = read_file(file);
-    return {static_cast<uint32_t>(std::stoul(file.filename())), bytes.size(), unit_value(bytes)};
+std::optional<uint32_t> unit_of_file(const fs::path& file) {
+    const std::string name = file.filename();
+    uint32_t unit = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), unit);
+    const bool is_unit = error == std::errc() && end == name.data() + name.size();
+    return is_unit ? std::optional(unit) : std::nullopt;
 }
 
-OutboxEvent read_outbox_event(const fs::path& file) {
+std::optional<StoredUnit> read_stored_unit(const fs::path& file) {
+    const std::optional<uint32_t> unit = unit_of_file(file);
+    if (!unit) {
+        return std::nullopt;
+    }
+    const std::string bytes = read_file(file);
+    return StoredUnit{*unit, bytes.size(), unit_value(bytes)};
+}
+
+std::optional<OutboxEvent> read_outbox_event(const fs::path& file) {
     // TIME-NUMBER-CATEGORY-NAME
     const std::string name = file.filename().string();
     const size_t number = name.find('-');
     const size_t category = number == name.npos ? name.npos : name.find('-', number + 1);
     const size_t event = category == name.npos ? name.npos : name.find('-', category + 1);
     if (event == name.npos) {
-        throw std::runtime_error(file.string() +
-                                 ": not an event file; expected TIME-NUMBER-CATEGORY-NAME");
+        return std::nullopt;
     }
     const std::string bytes = read_file(file);
-    OutboxEvent found{.category = name.substr(category + 1, event - category - 1),
-                      .name = name.substr(event + 1),
+    OutboxEvent found{.category = printable(name.substr(category + 1, event - category - 1)),
+                      .name = printable(name.substr(event + 1)),
                       .size = bytes.size(),
                       .content = {},
                       .fault = {}};

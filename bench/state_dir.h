@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "bench/scenario.h"
@@ -26,7 +27,12 @@ struct StoredUnit {
     uint64_t size = 0;  // bytes
     std::string value;  // a short content as number ("121") or text ("250401"); else empty
 };
-StoredUnit read_stored_unit(const std::filesystem::path& file);
+
+// Returns the number of the unit that a file in `units` is named by; nullopt for a foreign file.
+std::optional<uint32_t> unit_of_file(const std::filesystem::path& file);
+
+// Reads a file in `units`. Returns nullopt for a foreign file.
+std::optional<StoredUnit> read_stored_unit(const std::filesystem::path& file);
 
 // One event of the outbox.
 struct OutboxEvent {
@@ -36,6 +42,8 @@ struct OutboxEvent {
     decode::Event content;  // without fields if the file is not an event of that name
     std::string fault;      // the reason in that case; else empty
 };
-OutboxEvent read_outbox_event(const std::filesystem::path& file);
+
+// Reads a file in `outbox`. Returns nullopt if it is not named TIME-NUMBER-CATEGORY-NAME.
+std::optional<OutboxEvent> read_outbox_event(const std::filesystem::path& file);
 
 }  // namespace cellwarden::bench

@@ -3,10 +3,14 @@
 //   lifetime_benchmark [YEARS]   default: 1
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <stdexcept>
+#include <string>
 
 #include "benchmarks/figure.h"
 #include "tools/lifetime/run.h"
@@ -74,7 +78,11 @@ uint64_t needed_exponentials(const Profile& profile) {
 int run(double years) {
     Profile profile = load_profile(CELLWARDEN_PROFILE_DIR "/gaming.json");
     profile.years = years;
-    const auto directory = std::filesystem::temp_directory_path() / "cellwarden-lifetime-benchmark";
+    std::string directory =
+        (std::filesystem::temp_directory_path() / "cellwarden-benchmark-XXXXXX").string();
+    if (mkdtemp(directory.data()) == nullptr) {
+        throw std::runtime_error(directory + ": " + strerror(errno));
+    }
     const std::atomic<int> never = 0;
 
     const double exp_before_s = c_library_exp_s();

@@ -8,8 +8,6 @@
 namespace cellwarden {
 namespace {
 
-// Larger than anything that a phone stores or sends, and than any scenario or profile.
-constexpr size_t LARGEST_INPUT = size_t{16} << 20;
 constexpr size_t CHUNK = size_t{64} << 10;
 
 }  // namespace

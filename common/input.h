@@ -36,7 +36,12 @@ class InputFile {
     std::unique_ptr<FILE, CloseFile> opened_;  // null for standard input
 };
 
-// Returns the whole content of a file of at most 16 MiB; "-" is standard input. Throws InputError.
+// Larger than anything that a phone stores or sends, and than any scenario or profile; streams of
+// events may be larger.
+inline constexpr size_t LARGEST_INPUT = size_t{16} << 20;
+
+// Returns the whole content of a file of at most LARGEST_INPUT bytes; "-" is standard input. Throws
+// InputError.
 std::vector<uint8_t> read_input(const std::string& path);
 
 // Returns the files of a directory in the order of their names, without hidden ones. Throws

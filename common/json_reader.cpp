@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <string_view>
 
 namespace cellwarden {
 namespace {
@@ -13,14 +14,51 @@ std::string short_number(double value) {
     return text.str();
 }
 
+// Throws InputError if the text has more levels of objects and arrays than the code that reads and
+// prints values, which calls itself for each level, may meet. Of a text that is not valid JSON, the
+// parser reports the error.
+void refuse_deep_nesting(const std::string& text, const std::filesystem::path& file) {
+    constexpr size_t MOST_LEVELS = 100;
+    size_t levels = 0;
+    size_t line = 1;
+    bool in_string = false;
+    for (size_t i = 0; i < text.size(); i++) {
+        const char c = text[i];
+        line += c == '\n' ? 1 : 0;
+        if (c == '"') {
+            in_string = !in_string;
+        } else if (in_string) {
+            i += c == '\\' ? 1 : 0;
+        } else if (c == '{' || c == '[') {
+            levels++;
+        } else if ((c == '}' || c == ']') && levels > 0) {
+            levels--;
+        }
+        if (levels > MOST_LEVELS) {
+            throw InputError(file.string() + ": line " + std::to_string(line) +
+                             ": expected at most " + std::to_string(MOST_LEVELS) +
+                             " levels of objects and arrays");
+        }
+    }
+}
+
+// Returns the library's text without its error code: "line 2, column 3: syntax error while parsing
+// value - unexpected '}'; expected string literal".
+std::string reason_of(const nlohmann::json::exception& error) {
+    std::string text = error.what();
+    text.erase(0, text.find("] ") + 2);
+    constexpr std::string_view START = "parse error at ";
+    return text.starts_with(START) ? text.substr(START.size()) : text;
+}
+
 }  // namespace
 
 nlohmann::json parse_document(const std::string& text, const std::filesystem::path& file) {
+    refuse_deep_nesting(text, file);
     try {
         return nlohmann::json::parse(text);
     } catch (const nlohmann::json::exception& error) {
-        // The library's text has the line and the column, or the number that no double can hold.
-        throw InputError(file.string() + ": " + error.what());
+        throw InputError(file.string() + ": " + reason_of(error));
     }
 }
 

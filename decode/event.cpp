@@ -1,5 +1,6 @@
 #include "decode/event.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
@@ -157,6 +158,28 @@ const ProtobufCMessageDescriptor& guess_type(std::span<const uint8_t> bytes) {
 
 }  // namespace
 
+const EventField* find_field(const Event& event, std::string_view name) {
+    const auto found = std::find_if(event.fields.begin(), event.fields.end(),
+                                    [&](const EventField& field) { return field.name == name; });
+    return found == event.fields.end() ? nullptr : &*found;
+}
+
+std::optional<int64_t> number_of(const EventValue& value) {
+    if (const auto* const number = std::get_if<int64_t>(&value)) {
+        return *number;
+    }
+    if (const auto* const number = std::get_if<uint64_t>(&value)) {
+        return static_cast<int64_t>(*number);
+    }
+    const auto* const flag = std::get_if<bool>(&value);
+    return flag == nullptr ? std::nullopt : std::optional<int64_t>(*flag ? 1 : 0);
+}
+
+std::string place_of(const EventField& field, size_t index) {
+    const std::string name(field.name);
+    return field.repeated ? name + "[" + std::to_string(index) + "]" : name;
+}
+
 std::vector<std::string_view> event_names() {
     std::vector<std::string_view> names;
     names.reserve(std::size(EVENT_TYPES));
@@ -212,9 +235,7 @@ std::string value_text(const EventField& field, size_t index) {
     if (const auto* flag = std::get_if<bool>(&value)) {
         return *flag ? "yes" : "no";
     }
-    const auto* const number = std::get_if<int64_t>(&value);
-    return reading_text(
-        field.unit, number != nullptr ? *number : static_cast<int64_t>(std::get<uint64_t>(value)));
+    return reading_text(field.unit, *number_of(value));
 }
 
 }  // namespace cellwarden::decode

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -31,6 +32,17 @@ struct Event {
     std::vector<EventField> fields;        // those in the message, sorted by number
     std::vector<std::string_view> absent;  // names of the other fields of the schema
 };
+
+// Returns the field with that name; nullptr if the event does not have it.
+const EventField* find_field(const Event& event, std::string_view name);
+
+// Returns the number of a value, 1 and 0 for a flag; nullopt for a text. A number of 2^63 or more
+// becomes negative, as in the record.
+std::optional<int64_t> number_of(const EventValue& value);
+
+// Returns the name of an element of a field: "fcc_mah[3]"; of a field that is not repeated its
+// name.
+std::string place_of(const EventField& field, size_t index);
 
 // The input is not an event. The text contains the offset and the reason.
 struct EventError : std::runtime_error {

@@ -144,6 +144,7 @@ bool starts_stream(std::span<const uint8_t> bytes) {
 class Window {
   public:
     explicit Window(const std::string& path) : file_(path) { fill(); }
+    explicit Window(Bytes bytes) : buffer_(std::move(bytes)), ended_(true) {}
 
     std::span<const uint8_t> bytes() const { return std::span(buffer_).subspan(start_); }
     bool has_whole_file() const { return ended_ && offset_ == 0; }
@@ -164,11 +165,11 @@ class Window {
         start_ = 0;
         const size_t kept = buffer_.size();
         buffer_.resize(SIZE);
-        buffer_.resize(kept + file_.read(std::span(buffer_).subspan(kept)));
+        buffer_.resize(kept + file_->read(std::span(buffer_).subspan(kept)));
         ended_ = buffer_.size() < SIZE;
     }
 
-    InputFile file_;
+    std::optional<InputFile> file_;
     Bytes buffer_;
     size_t start_ = 0;
     uint64_t offset_ = 0;  // of the window's first byte in the file
@@ -222,9 +223,8 @@ void read_packed_event(std::span<const uint8_t> bytes, const std::string& path,
     }
 }
 
-void read_file(const std::string& path, std::string_view type, const TakeEvent& take,
-               const RefuseEvent& refuse) {
-    Window window(path);
+void read_window(Window& window, const std::string& path, std::string_view type,
+                 const TakeEvent& take, const RefuseEvent& refuse) {
     const std::string_view named = event_name_of_file(fs::path(path).filename().string());
     const std::string_view name = type.empty() ? named : type;
     const bool is_small = window.has_whole_file() && window.bytes().size() <= LARGEST_MESSAGE;
@@ -264,12 +264,20 @@ std::vector<fs::path> event_files_of(const fs::path& directory) {
 void read_events(const std::string& path, std::string_view type, const TakeEvent& take,
                  const RefuseEvent& refuse) {
     if (!fs::is_directory(path)) {
-        read_file(path, type, take, refuse);
+        Window window(path);
+        read_window(window, path, type, take, refuse);
         return;
     }
     for (const fs::path& file : event_files_of(path)) {
-        read_file(file, type, take, refuse);
+        Window window(file.string());
+        read_window(window, file, type, take, refuse);
     }
+}
+
+void read_events_in(std::vector<uint8_t> bytes, const std::string& path, std::string_view type,
+                    const TakeEvent& take, const RefuseEvent& refuse) {
+    Window window(std::move(bytes));
+    read_window(window, path, type, take, refuse);
 }
 
 void write_event(std::ostream& stream, const PhoneEvent& event) {

@@ -40,6 +40,10 @@ using RefuseEvent = std::function<void(const std::string& text)>;
 void read_events(const std::string& path, std::string_view type, const TakeEvent& take,
                  const RefuseEvent& refuse);
 
+// Does the same with the content of a file that is already in memory.
+void read_events_in(std::vector<uint8_t> bytes, const std::string& path, std::string_view type,
+                    const TakeEvent& take, const RefuseEvent& refuse);
+
 // Appends the event to a stream.
 void write_event(std::ostream& stream, const PhoneEvent& event);
 

@@ -1,6 +1,7 @@
 #include "decode/labels.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 
 #include "decode/reading.h"
@@ -60,28 +61,61 @@ std::string discharge_label(const DischargeLimits& limits) {
     return label.empty() ? "any" : label;
 }
 
+// Returns the name of a number of the driver's active_charger_type.
+std::string charger_type_name(int32_t type) {
+    struct Name {
+        int32_t type;
+        const char* name;
+    };
+    static constexpr std::array NAMES = {
+        Name{2, "USB data port"},
+        Name{3, "USB charger"},
+        Name{4, "USB charging port"},
+        Name{5, "unknown USB source"},
+        Name{7, "USB high voltage"},
+        Name{8, "USB high voltage"},
+        Name{9, "USB high voltage"},
+        Name{15, "USB PD"},
+        Name{16, "USB PD"},
+        Name{21, "wireless, basic profile"},
+        Name{22, "wireless, extended profile"},
+    };
+    for (const Name& row : NAMES) {
+        if (row.type == type) {
+            return row.name;
+        }
+    }
+    return "charger type " + std::to_string(type);
+}
+
+std::string wattage_label(const ChargerClassRow& row) {
+    if (row.max_wattage_uw != ANY_WATTAGE) {
+        return ", up to " + plain_number(row.max_wattage_uw / 1e6, 0) + " W";
+    }
+    int32_t lower_uw = 0;  // limit of the class below, if the type has several classes
+    for (const ChargerClassRow& other : CHARGER_CLASS_ROWS) {
+        if (other.charger_type == row.charger_type && other.max_wattage_uw < row.max_wattage_uw) {
+            lower_uw = std::max(lower_uw, other.max_wattage_uw);
+        }
+    }
+    return lower_uw > 0 ? ", over " + plain_number(lower_uw / 1e6, 0) + " W" : "";
+}
+
 std::string charger_label(size_t charger_class) {
-    std::string types;
+    std::string names;
     std::string wattage;
-    int32_t lower_uw = 0;  // limit of the class below, if a type has several classes
     for (const ChargerClassRow& row : CHARGER_CLASS_ROWS) {
         if (row.charger_class != static_cast<int32_t>(charger_class)) {
             continue;
         }
-        types += (types.empty() ? "" : ", ") + std::to_string(row.charger_type);
-        for (const ChargerClassRow& other : CHARGER_CLASS_ROWS) {
-            if (other.charger_type == row.charger_type &&
-                other.max_wattage_uw < row.max_wattage_uw) {
-                lower_uw = std::max(lower_uw, other.max_wattage_uw);
-            }
+        const std::string name = charger_type_name(row.charger_type);
+        if (names.find(name) == std::string::npos) {
+            names += (names.empty() ? "" : " or ") + name;
         }
-        wattage = row.max_wattage_uw != ANY_WATTAGE
-                      ? ", up to " + plain_number(row.max_wattage_uw / 1e6, 0) + " W"
-                  : lower_uw > 0 ? ", over " + plain_number(lower_uw / 1e6, 0) + " W"
-                                 : "";
+        wattage = wattage_label(row);
     }
-    const std::string name = "class " + std::to_string(charger_class);
-    return types.empty() ? name + ", not assigned" : name + ", type " + types + wattage;
+    return names.empty() ? "class " + std::to_string(charger_class) + ", not assigned"
+                         : names + wattage;
 }
 
 std::string grid_label(const std::string& row, size_t index) {

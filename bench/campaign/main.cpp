@@ -6,12 +6,12 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <iostream>
 #include <stdexcept>
 
 #include "bench/campaign/campaign.h"
 #include "bench/state_dir.h"
 #include "common/command_line.h"
+#include "common/text.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
         }
         return run(options);
     } catch (const std::exception& error) {
-        std::cerr << "cellwarden-campaign: " << error.what() << '\n';
+        cellwarden::complain(CELLWARDEN_TOOL_NAME, error.what());
         return 2;
     }
 }

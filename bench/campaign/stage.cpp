@@ -200,9 +200,8 @@ void break_attribute(Stage& stage, const std::string& path, AttributeFault fault
 Units read_units(const Stage& stage) {
     Units units;
     for (const auto& file : fs::directory_iterator(stage.state_dir / "units")) {
-        const std::string name = file.path().filename();
-        if (name[0] != '.') {
-            units[static_cast<uint32_t>(std::stoul(name))] = read_file(file);
+        if (const auto unit = unit_of_file(file.path())) {
+            units[*unit] = read_file(file);
         }
     }
     return units;

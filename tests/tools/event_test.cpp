@@ -1,4 +1,4 @@
-// Events: by name and in units that people read; their faults, and a fleet of them in a database.
+// Events: by name and in units that people read; and their faults.
 #include "program.h"
 
 namespace {
@@ -49,16 +49,6 @@ TEST_F(EventTest, FaultsTellOffsetAndReason) {
         EXPECT_LE(outcome.exit_code, 1) << length << ": " << outcome.output;
         EXPECT_EQ(outcome.output.find("Sanitizer"), outcome.output.npos) << outcome.output;
     }
-}
-
-// The commands of docs/fleet.md do what the page says.
-TEST_F(EventTest, TheWorkedExampleOfAFleetRuns) {
-    pack();
-    // The name on the page, whatever runs the program here.
-    write("bin/cellwarden-inspect", "#!/bin/sh\nexec " INSPECT " \"$@\"\n");
-    const auto outcome = run("chmod +x bin/*; sed -n '/^```sh$/,/^```$/{/^```/!p}' " FLEET_PAGE
-                             " >commands; PATH=$PWD/bin:$PATH sh -e commands | sed 's/ *$//'");
-    EXPECT_EQ(outcome.output, expected("fleet_tables.txt"));
 }
 
 }  // namespace

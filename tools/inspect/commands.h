@@ -13,7 +13,12 @@ inline constexpr int SOUND = 0;
 inline constexpr int NOT_SOUND = 1;
 
 int show_record(const std::string& path, bool as_json);
-int show_difference(const std::string& path_a, const std::string& path_b);
+
+// Compares two records; the newest ageing event of an input with events counts as its record.
+// `phones` are the keys of the phones to compare if an input has several; empty: its only phone.
+int show_difference(const std::string& path_a, const std::string& path_b,
+                    const std::vector<std::string>& phones, bool as_json);
+
 int show_units(const std::string& directory);
 
 enum class EventFormat { TEXT, JSON_LINES, STREAM };

@@ -5,6 +5,7 @@
 #include "common/text.h"
 #include "decode/event_stream.h"
 #include "decode/labels.h"
+#include "decode/oddities.h"
 #include "tools/inspect/commands.h"
 #include "tools/inspect/record_text.h"
 
@@ -52,6 +53,9 @@ void print_text(const PhoneEvent& found) {
                           << decode::element_label(field.name, i) << text << '\n';
             }
         }
+    }
+    for (const std::string& oddity : decode::oddities_of(event)) {
+        std::cout << "  Odd: " << oddity << '\n';
     }
     std::cout << "  absent:";
     for (const std::string_view name : event.absent) {

@@ -26,6 +26,7 @@ struct Options {
     bool as_lines = false;
     bool as_stream = false;
     std::vector<std::string> pair;
+    std::vector<std::string> phones;
     std::string units;
 };
 
@@ -56,10 +57,14 @@ void add_commands(CommandLine& line, Options& options) {
              "Name of the event; needed if neither file name nor content shows it")
         .one_of(event_name_choices());
 
-    line.add_command("diff", "Print the differences between two records")
-        .add("file", options.pair, "The two records to compare")
+    Command diff = line.add_command("diff", "Print the differences between two records");
+    diff.add("file", options.pair,
+             "The two records to compare: records, ageing events, or directories or streams of "
+             "events, whose newest ageing event is compared")
         .required()
         .expect(2);
+    diff.add("--phone", options.phones, "Key of the phone to compare if a stream has several");
+    diff.add_flag("--json", options.as_json, "Print JSON: both sources and each difference");
 
     line.add_command("units", "Print a unit store")
         .add("directory", options.units,
@@ -77,8 +82,9 @@ int run(const CommandLine& line, const Options& options) {
                            : options.as_lines ? EventFormat::JSON_LINES
                                               : EventFormat::TEXT);
     }
-    return line.has_command("diff") ? show_difference(options.pair[0], options.pair[1])
-                                    : show_units(options.units);
+    return line.has_command("diff")
+               ? show_difference(options.pair[0], options.pair[1], options.phones, options.as_json)
+               : show_units(options.units);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "common/text.h"
 #include "decode/labels.h"
 #include "decode/record_layout.h"
 
@@ -42,7 +43,7 @@ std::string whole_text(const BattStat& stat, const RecordField& field) {
         return decode::version_text(stat.version.data());
     }
     return field.unit == FieldUnit::TEXT
-               ? "\"" + decode::stored_text(stat, field) + "\""
+               ? "\"" + printable(decode::stored_text(stat, field)) + "\""
                : decode::reading_text(field.unit, decode::stored_value(stat, field, 0));
 }
 
@@ -207,25 +208,6 @@ ordered_json field_json(const BattStat& stat, const RecordField& field) {
     return json;
 }
 
-// Returns whether a number is outside the range of its unit in records that the daemon writes.
-bool is_odd(const RecordField& field, int64_t stored) {
-    constexpr int64_t FULL_HEALTH = 50'000;          // half units
-    constexpr int64_t CLOCK_IS_SET = 1'483'228'800;  // 2017-01-01, as in the daemon
-    switch (field.unit) {
-        case FieldUnit::HALF_SOH:  // the raw state of health can exceed the design capacity
-            return stored > FULL_HEALTH && !field.name.ends_with("raw_soh") &&
-                   !field.name.starts_with("raw_soh");
-        case FieldUnit::LEVEL:
-            return stored > 5 && stored != UINT8_MAX;
-        case FieldUnit::ONLINE_S:
-            return stored < 0 || stored > INT32_MAX;
-        case FieldUnit::WALL_S:
-            return stored != 0 && stored < CLOCK_IS_SET;
-        default:
-            return false;
-    }
-}
-
 }  // namespace
 
 void print_record(std::ostream& out, const BattStat& stat) {
@@ -257,33 +239,6 @@ ordered_json record_json(const BattStat& stat) {
         json[std::string(field.name)] = field_json(stat, field);
     }
     return json;
-}
-
-std::vector<std::string> oddities_of(const BattStat& stat) {
-    std::vector<std::string> oddities;
-    for (const RecordField& field : decode::record_fields()) {
-        for (size_t i = 0; i < field.count; i++) {
-            const int64_t stored = decode::stored_value(stat, field, i);
-            if (is_odd(field, stored)) {
-                const size_t offset = field.offset + i * field.stride;
-                oddities.push_back("offset " + decode::offset_text(offset) + ", " +
-                                   decode::place_of(offset) + ": " + std::to_string(stored) +
-                                   " is outside the range of its unit (" +
-                                   decode::reading_text(field.unit, stored) + ")");
-            }
-        }
-    }
-    const auto* const bytes = reinterpret_cast<const uint8_t*>(&stat);
-    for (const decode::ReservedBytes& gap : decode::reserved_bytes()) {
-        const uint8_t* const start = bytes + gap.offset;
-        const uint8_t* const found =
-            std::find_if(start, start + gap.size, [](uint8_t byte) { return byte != 0; });
-        if (found != start + gap.size) {
-            oddities.push_back("offset " + decode::offset_text(static_cast<size_t>(found - bytes)) +
-                               ", reserved bytes: " + std::to_string(*found) + ", expected 0");
-        }
-    }
-    return oddities;
 }
 
 }  // namespace cellwarden::inspect

@@ -3,8 +3,6 @@
 
 #include <iosfwd>
 #include <nlohmann/json_fwd.hpp>
-#include <string>
-#include <vector>
 
 #include "state/batt_stat.h"
 
@@ -21,9 +19,5 @@ void print_record(std::ostream& out, const BattStat& stat);
 // order: `value` is the number in the unit, an ISO date, or null if there is no value yet; `stored`
 // is the number in the record.
 nlohmann::ordered_json record_json(const BattStat& stat);
-
-// Returns a line for each value that the daemon accepts but never writes: the field, its value and
-// the expected range.
-std::vector<std::string> oddities_of(const BattStat& stat);
 
 }  // namespace cellwarden::inspect

@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "common/input.h"
+#include "common/text.h"
 #include "decode/reading.h"
 #include "decode/verdict.h"
 #include "platform/unit_store.h"
@@ -56,7 +57,9 @@ constexpr std::array UNITS = {
             [](const Bytes& bytes) { return std::to_string(number_of(bytes)); }},
     UnitRow{UNIT_BATT_STAT, "statistics record", 0, ANY_SIZE, record_text},
     UnitRow{UNIT_PRODUCTION_DATE, "production date, YYMMDD", 6, 6,
-            [](const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }},
+            [](const Bytes& bytes) {
+                return printable({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+            }},
     UnitRow{UNIT_FIRST_USAGE_DATE, "first usage date", 4, ANY_SIZE,
             [](const Bytes& bytes) {
                 return decode::reading_text(decode::FieldUnit::WALL_S,
@@ -95,7 +98,7 @@ std::string size_fault(const UnitRow& row, size_t size) {
 // Prints one unit. Returns whether its content is valid.
 bool print_unit(const std::string& name, const Bytes& bytes) {
     const UnitRow* const row = find_unit(name);
-    std::cout << std::left << std::setw(7) << name << std::setw(31)
+    std::cout << std::left << std::setw(7) << printable(name) << std::setw(31)
               << (row == nullptr ? "unknown to the daemon" : row->name) << std::right
               << std::setw(7) << decode::grouped(bytes.size())
               << (bytes.size() == 1 ? " byte   " : " bytes  ");
@@ -114,8 +117,13 @@ bool print_unit(const std::string& name, const Bytes& bytes) {
 int show_units(const std::string& directory) {
     bool sound = true;
     const auto files = files_of(directory);
-    if (files.empty()) {
-        std::cout << directory << ": the directory contains no unit\n";
+    if (std::none_of(files.begin(), files.end(),
+                     [](const auto& file) { return find_unit(file.filename()) != nullptr; })) {
+        throw InputError(directory +
+                         ": contains no unit; expected files named by their unit, such as 2491" +
+                         (std::filesystem::is_directory(directory + "/units")
+                              ? "; did you mean " + directory + "/units?"
+                              : ""));
     }
     for (const auto& path : files) {
         sound = print_unit(path.filename(), read_input(path)) && sound;

@@ -80,7 +80,7 @@ function soh(has) {
     scales, marks, legends: [legend],
     axes: [
       {orient: 'left', scale: y, title, grid: true, tickCount: 5, minExtent: 30,
-       ...(last ? {format: 'd', values: [0, 1, 2, 3, 4, 5]} : {})},
+       ...(last ? {format: 'd', tickMinStep: 1} : {})},
       last ? dayAxis : {orient: 'bottom', scale: 'x', labels: false, tickCount: {signal: 'width / 70'}},
     ],
   });
@@ -97,7 +97,8 @@ function soh(has) {
               zero: false, nice: true}]),
       panel(120, 'l', lines(levels, LEVELS, 'l', 'step-before'), bottom.legend,
             'battery-care level', true,
-            [{name: 'l', type: 'linear', range: [120, 0], domain: [0, 5]}]),
+            [{name: 'l', type: 'linear', range: [120, 0],
+              domain: {fields: [[0, 5], ...levels.map(field => ({data: 'all', field}))]}}]),
     ],
   });
 }
@@ -223,10 +224,51 @@ function time_line() {
   });
 }
 
+const CHARGERS = ['#1f8bd6', '#e69f00', '#12a679', '#d55e00', '#8f7fe8', '#c0508f', '#9a9a9a',
+                  '#6b8e23', '#00a3a3', '#b07030', '#5c6bc0', '#e06666', '#777777'];
+
+// A line from the charge at insertion to that at removal for each connection, with a point at its end.
+function connections(section) {
+  const domain = section.chargers.map(name => name);
+  const color = scaled('charger', 'charger');
+  const known = list => ({type: 'filter', expr: list.map(f => `isValid(datum.${f})`).join(' && ')});
+  const tooltip = {signal: "datum.date + ', ' + datum.charger + ', ' + format(datum.hours, '.1f') + ' h: ' + " +
+                           "datum.from + ' % to ' + datum.to + ' %'"};
+  return frame(240, {
+    data: [{name: 'ends', source: 'table', transform: [known(['time', 'to'])]},
+           {name: 'lines', source: 'ends', transform: [known(['from'])]}],
+    scales: [
+      {name: 'x', type: 'utc', range: 'width', domain: column('all', ['time']), nice: 'month'},
+      {name: 'y', type: 'linear', range: 'height',
+       domain: {fields: [[0, 100], {data: 'all', field: 'from'}, {data: 'all', field: 'to'}]}},
+      {name: 'charger', type: 'ordinal', domain, range: CHARGERS},
+    ],
+    axes: [
+      {orient: 'left', scale: 'y', title: 'state of charge, %', grid: true, tickCount: 5},
+      {orient: 'bottom', scale: 'x', tickCount: {signal: 'width / 70'}, format: '%Y-%m-%d',
+       labelOverlap: true},
+    ],
+    legends: [{fill: 'charger', orient: 'top', direction: 'horizontal', symbolType: 'circle',
+               columns: {signal: 'width < 420 ? 2 : 5'}, labelLimit: 120}],
+    marks: [
+      {type: 'rule', from: {data: 'lines'},
+       encode: {update: {x: scaled('x', 'time'), y: scaled('y', 'from'), y2: scaled('y', 'to'),
+                         stroke: color, strokeWidth: value(1.2), strokeOpacity: value(0.5)}}},
+      {type: 'symbol', from: {data: 'ends'},
+       encode: {update: {x: scaled('x', 'time'), y: scaled('y', 'to'), fill: color,
+                         size: value(22), tooltip}}},
+      {type: 'symbol', from: {data: 'ends'},
+       encode: {update: {x: scaled('x', 'time'), y: scaled('y', 'to'), stroke: value(LIMIT),
+                         fill: value('transparent'), strokeWidth: value(1.5),
+                         size: {signal: "datum.hot === 'yes' ? 80 : 0"}, tooltip}}},
+    ],
+  });
+}
+
 export function chart(section, rows, all) {
   const has = name => section.columns.some(c => c.name === name);
   const kinds = {soh: () => soh(has), heat: () => heat(section), ageing, bars: () => bars(section),
-                 time_line};
+                 time_line, connections: () => connections(section)};
   const description = kinds[section.kind]();
   const stamped = list => list.map(row => row.date ? {...row, time: Date.parse(row.date)} : row);
   description.data = [{name: 'table', values: stamped(rows)}, {name: 'all', values: stamped(all)},

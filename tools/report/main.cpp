@@ -1,4 +1,4 @@
-// cellwarden-report: makes an HTML page of charts from records and life-time runs.
+// cellwarden-report: makes an HTML page of charts from records, events and life-time runs.
 
 #include <cerrno>
 #include <cstring>
@@ -9,31 +9,29 @@
 #include <tuple>
 
 #include "common/command_line.h"
+#include "common/input.h"
+#include "common/text.h"
 #include "tools/report/page.h"
 
 namespace cellwarden::report {
 namespace {
 
 constexpr const char* FOOTER =
-    "An input is a record file (the content of unit 2491), a directory of units, or the\n"
-    "directory of a life-time run. NAME=INPUT sets the name that the page shows.\n\n"
+    "An input is a record file (the content of unit 2491), a directory of units, the\n"
+    "directory of a life-time run, an ageing event, a directory of events (an outbox), or a\n"
+    "stream of events. Of events, the page shows the newest ageing event and all charger\n"
+    "connections. NAME=INPUT sets the name that the page shows.\n\n"
     "Exit codes:\n"
     "  0   the page was written\n"
-    "  2   wrong usage, an input without a record that the daemon would keep, or the page\n"
-    "      cannot be written";
+    "  2   wrong usage, an input with neither a record that the daemon would keep nor an\n"
+    "      event, or the page cannot be written";
 
 struct Options {
     std::vector<std::string> inputs;
+    std::vector<std::string> phones;
     std::string out = "battery-report.html";
     std::string title = "Battery report";
 };
-
-Subject subject_of(const std::string& input) {
-    const size_t equals = input.find('=');
-    const bool has_name = equals != std::string::npos && equals < input.find('/');
-    return has_name ? load_subject(input.substr(equals + 1), input.substr(0, equals))
-                    : load_subject(input, "");
-}
 
 void write_page(const std::string& path, const std::string& page) {
     if (path == "-") {
@@ -50,18 +48,16 @@ void write_page(const std::string& path, const std::string& page) {
 }
 
 void run(const Options& options) {
-    std::vector<Subject> subjects;
-    for (const std::string& input : options.inputs) {
-        subjects.push_back(subject_of(input));
-    }
+    const auto refuse = [](const std::string& text) { complain(CELLWARDEN_TOOL_NAME, text); };
+    const std::vector<Subject> subjects = load_subjects({options.inputs, options.phones, refuse});
     for (const Subject& subject : subjects) {
         const auto bins = [](const Subject& one) {
             const auto& [voltage, temperature, soc] = one.policy.bins;
             return std::tie(voltage, temperature, soc);
         };
         if (bins(subject) != bins(subjects.front())) {
-            throw std::runtime_error(subject.name + ": its policy has other bins than that of " +
-                                     subjects.front().name + "; make a page for each");
+            throw InputError(subject.name + ": its policy has other bins than that of " +
+                             subjects.front().name + "; make a page for each");
         }
     }
     write_page(options.out, page_of(subjects, options.title));
@@ -79,6 +75,8 @@ int main(int argc, char** argv) {
         Options options;
         line.add("input", options.inputs, "Inputs; several inputs are shown side by side")
             .required();
+        line.add("--phone", options.phones,
+                 "Keys of the phones to show; needed if a stream has more than 12 phones");
         line.add("-o,--out", options.out, "File to write; '-' means standard output")
             .show_default();
         line.add("--title", options.title, "Title of the page").show_default();
@@ -89,7 +87,7 @@ int main(int argc, char** argv) {
         run(options);
         return cellwarden::finish(CELLWARDEN_TOOL_NAME, 0);
     } catch (const std::exception& error) {
-        std::cerr << "cellwarden-report: " << error.what() << '\n';
+        cellwarden::complain(CELLWARDEN_TOOL_NAME, error.what());
         return TROUBLE;
     }
 }

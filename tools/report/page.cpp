@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "common/text.h"
 #include "tools/report/sections.h"
 
 namespace cellwarden::report {
@@ -52,7 +53,7 @@ std::string facts_html(const std::vector<Subject>& subjects) {
     for (size_t row = 0; row < columns.front().size(); row++) {
         html += "<tr><th scope=\"row\">" + escaped(columns.front()[row].first) + "</th>";
         for (const auto& column : columns) {
-            html += "<td>" + escaped(column[row].second) + "</td>";
+            html += "<td>" + escaped(printable(column[row].second)) + "</td>";
         }
         html += "</tr>\n";
     }

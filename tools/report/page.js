@@ -76,7 +76,7 @@ async function add_section(main, section, subjects) {
     const figure = add(row, 'figure');
     add(figure, 'figcaption', subjects[i].name);
     if (rows.length === 0) {
-      add(figure, 'p', 'Nothing recorded yet.', {class: 'empty'});
+      add(figure, 'p', section.notes[i] || 'Nothing recorded yet.', {class: 'empty'});
       continue;
     }
     const box = add(figure, 'div', undefined, {class: 'chart'});

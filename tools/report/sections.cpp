@@ -8,7 +8,9 @@
 #include "decode/labels.h"
 #include "decode/reading.h"
 #include "decode/record_layout.h"
+#include "tools/report/connection_sections.h"
 #include "tools/report/milestones.h"
+#include "tools/report/section.h"
 
 namespace cellwarden::report {
 namespace {
@@ -25,30 +27,32 @@ constexpr uint8_t NOT_DECIDED = 0xFF;
 
 using Rows = std::function<ordered_json(const Subject&)>;
 
-ordered_json column(const char* name, const char* title, const char* unit = "", int digits = -1) {
-    ordered_json json = {{"name", name}, {"title", title}};
-    if (*unit != '\0') {
-        json["unit"] = unit;
-    }
-    if (digits >= 0) {
-        json["digits"] = digits;
-    }
-    return json;
+using FieldNames = std::vector<std::string_view>;
+
+bool is_missing(const Subject& subject, std::string_view field) {
+    const FieldNames& missing = subject.battery.missing;
+    return std::find(missing.begin(), missing.end(), field) != missing.end();
 }
 
-ordered_json section(const char* id, const char* kind, const char* title, const char* about,
-                     ordered_json columns) {
-    return {{"id", id},
-            {"kind", kind},
-            {"title", title},
-            {"about", about},
-            {"columns", std::move(columns)}};
+std::string list_of(const FieldNames& names) {
+    std::string list;
+    for (const std::string_view name : names) {
+        list += (list.empty() ? "" : ", ") + std::string(name);
+    }
+    return list;
 }
 
-ordered_json filled(ordered_json section, const std::vector<Subject>& subjects, const Rows& rows) {
+// Adds a table for each subject. A subject whose source lacks some of the `fields` that the rows
+// are made from has no rows, and a note instead.
+ordered_json filled(ordered_json section, const std::vector<Subject>& subjects,
+                    const FieldNames& fields, const Rows& rows) {
     section["tables"] = ordered_json::array();
+    section["notes"] = ordered_json::array();
     for (const Subject& subject : subjects) {
-        section["tables"].push_back(rows(subject));
+        FieldNames missing = fields;
+        std::erase_if(missing, [&](std::string_view field) { return !is_missing(subject, field); });
+        section["tables"].push_back(missing.empty() ? rows(subject) : ordered_json::array());
+        section["notes"].push_back(missing.empty() ? "" : "Not in the event: " + list_of(missing));
     }
     return section;
 }
@@ -123,8 +127,12 @@ ordered_json soh_section(const std::vector<Subject>& subjects) {
                 "design capacity. Below: the level in force, which is the highest of the three "
                 "indicators; at a higher level the driver charges more gently.",
                 std::move(columns)),
-        subjects, [=](const Subject& subject) {
-            const BattStat& stat = subject.stat;
+        subjects,
+        {"online_time", "user_soh_per_10days", "filtered_soh_per_10days",
+         "predicted_soh_per_10days", "raw_soh_per_10days", "arrhenius_lv",
+         "full_stay_capacity_degradation_aging_lv", "soft_charge1_onlinetime"},
+        [=](const Subject& subject) {
+            const BattStat& stat = subject.battery.stat;
             ordered_json rows = ordered_json::array();
             for (size_t i = 0; i < period_count(stat); i++) {
                 const double day = last_day(stat, i);
@@ -190,8 +198,9 @@ ordered_json voltage_section(const std::vector<Subject>& subjects) {
     json["heat"] = {{"y", axis_json(VOLTAGE, subjects.front().policy.bins, true)},
                     {"x", axis_json(TEMPERATURE, subjects.front().policy.bins, false)},
                     {"z", {{"column", "hours"}, {"title", "hours"}}}};
-    return filled(std::move(json), subjects, [=](const Subject& subject) {
-        return grid_rows(subject.stat.vt_cet_table, VOLTAGE, subject.policy.bins, SECONDS_PER_HOUR);
+    return filled(std::move(json), subjects, {"vt_cet_table"}, [=](const Subject& subject) {
+        return grid_rows(subject.battery.stat.vt_cet_table, VOLTAGE, subject.policy.bins,
+                         SECONDS_PER_HOUR);
     });
 }
 
@@ -205,8 +214,8 @@ ordered_json charge_section(const std::vector<Subject>& subjects) {
     json["heat"] = {{"y", axis_json(CHARGE, subjects.front().policy.bins, true)},
                     {"x", axis_json(TEMPERATURE, subjects.front().policy.bins, false)},
                     {"z", {{"column", "charges"}, {"title", "full charges"}}}};
-    return filled(std::move(json), subjects, [=](const Subject& subject) {
-        return grid_rows(subject.stat.ct_charge_table, CHARGE, subject.policy.bins,
+    return filled(std::move(json), subjects, {"ct_charge_table"}, [=](const Subject& subject) {
+        return grid_rows(subject.battery.stat.ct_charge_table, CHARGE, subject.policy.bins,
                          UNITS_PER_CHARGE);
     });
 }
@@ -231,8 +240,11 @@ ordered_json ageing_section(const std::vector<Subject>& subjects) {
                  column("raise", "raises from", "s", 0), column("lower", "lowers below", "s", 0),
                  column("full_stay", "Lost at full", "%", 6), column("kept", "limit", "%", 6),
                  column("cycle", "Lost by charging", "%", 6)}),
-        subjects, [](const Subject& subject) {
-            const BattStat& stat = subject.stat;
+        subjects,
+        {"online_time", "arrhenius_per_10days", "full_stay_capacity_degradation_per_10days",
+         "cycle_degradation_per_10days", "filtered_soh_per_10days"},
+        [](const Subject& subject) {
+            const BattStat& stat = subject.battery.stat;
             ordered_json rows = ordered_json::array();
             for (size_t i = 0; i < period_count(stat); i++) {
                 rows.push_back({i * PERIOD_DAYS, stat.arrhenius_per_10days[i],
@@ -248,10 +260,6 @@ ordered_json ageing_section(const std::vector<Subject>& subjects) {
         });
 }
 
-ordered_json bars(const char* label, const char* length, const char* title, const char* format) {
-    return {{"label", label}, {"length", length}, {"title", title}, {"format", format}};
-}
-
 ordered_json throughput_section(const std::vector<Subject>& subjects) {
     ordered_json json =
         section("throughput", "bars", "Charge put in, and the resulting levels",
@@ -261,42 +269,48 @@ ordered_json throughput_section(const std::vector<Subject>& subjects) {
                  column("day", "reached on day", "", 2)});
     json["bars"] = bars("level", "charges", "full charges", ",.1f");
     json["bars"]["limits"] = "border";
-    return filled(std::move(json), subjects, [](const Subject& subject) {
-        const BattStat& stat = subject.stat;
-        ordered_json rows = ordered_json::array();
-        for (size_t i = 0; i < subject.policy.cycle_count_borders.size(); i++) {
-            const uint64_t reached_s = stat.soft_charge1_onlinetime[i];
-            rows.push_back(
-                {"level " + std::to_string(i + 1), stat.total_cycle_count / UNITS_PER_CHARGE,
-                 subject.policy.cycle_count_borders[i] / UNITS_PER_CHARGE,
-                 reached_s == 0 ? ordered_json()
-                                : ordered_json(static_cast<double>(reached_s) / SECONDS_PER_DAY)});
-        }
-        return rows;
-    });
+    return filled(
+        std::move(json), subjects, {"total_cycle_count", "soft_charge1_onlinetime"},
+        [](const Subject& subject) {
+            const BattStat& stat = subject.battery.stat;
+            ordered_json rows = ordered_json::array();
+            for (size_t i = 0; i < subject.policy.cycle_count_borders.size(); i++) {
+                const uint64_t reached_s = stat.soft_charge1_onlinetime[i];
+                rows.push_back(
+                    {"level " + std::to_string(i + 1), stat.total_cycle_count / UNITS_PER_CHARGE,
+                     subject.policy.cycle_count_borders[i] / UNITS_PER_CHARGE,
+                     reached_s == 0
+                         ? ordered_json()
+                         : ordered_json(static_cast<double>(reached_s) / SECONDS_PER_DAY)});
+            }
+            return rows;
+        });
 }
 
 ordered_json charger_section(const std::vector<Subject>& subjects) {
     ordered_json json = section(
         "chargers", "bars", "Chargers by class",
-        "Time attached per class of charger, which depends on the driver's charger type and the "
-        "wattage. The table also has attachments and charge.",
+        "Time attached per class of charger: its kind and, for USB PD, its wattage. The table also "
+        "has attachments and charge.",
         {column("class", "Class"), column("hours", "Attached", "h", 3),
          column("count", "Attachments"), column("charges", "Charge put in", "full charges", 4)});
     json["bars"] = bars("class", "hours", "hours attached", ",.1f");
-    return filled(std::move(json), subjects, [](const Subject& subject) {
-        ordered_json rows = ordered_json::array();
-        for (size_t i = 0; i < CHARGER_CLASS_COUNT; i++) {
-            const DevAttachEntry& entry = subject.stat.dev_attach[i];
-            if ((entry.dev_attach_count | entry.dev_attach_total_time | entry.dev_charge_count) !=
-                0) {
-                rows.push_back({decode::element_label("dev_attach_count", i),
-                                entry.dev_attach_total_time / SECONDS_PER_HOUR,
-                                entry.dev_attach_count, entry.dev_charge_count / UNITS_PER_CHARGE});
-            }
-        }
-        return rows;
-    });
+    return filled(std::move(json), subjects,
+                  {"dev_attach_count", "dev_attach_total_time", "dev_charge_count"},
+                  [](const Subject& subject) {
+                      ordered_json rows = ordered_json::array();
+                      for (size_t i = 0; i < CHARGER_CLASS_COUNT; i++) {
+                          const DevAttachEntry& entry = subject.battery.stat.dev_attach[i];
+                          if ((entry.dev_attach_count | entry.dev_attach_total_time |
+                               entry.dev_charge_count) != 0) {
+                              rows.push_back({decode::element_label("dev_attach_count", i),
+                                              entry.dev_attach_total_time / SECONDS_PER_HOUR,
+                                              entry.dev_attach_count,
+                                              entry.dev_charge_count / UNITS_PER_CHARGE});
+                          }
+                      }
+                      return rows;
+                  });
 }
 
 ordered_json current_section(const std::vector<Subject>& subjects) {
@@ -305,16 +319,20 @@ ordered_json current_section(const std::vector<Subject>& subjects) {
                 {column("condition", "Condition"), column("current", "Current", "mA"),
                  column("date", "Date")});
     json["bars"] = bars("condition", "current", "mA", ",d");
-    return filled(std::move(json), subjects, [](const Subject& subject) {
-        ordered_json rows = ordered_json::array();
-        for (const DischargeRecord& record : discharge_records_of(subject.stat)) {
-            if (record.current_ma != 0) {
-                rows.push_back({record.condition, record.current_ma,
-                                decode::reading_json(FieldUnit::WALL_S, record.wall_s)});
+    return filled(
+        std::move(json), subjects,
+        {"max_discharge_current", "max_dischg_cur_3500mv_10c", "max_dischg_cur_3500mv_5c",
+         "max_dischg_cur_3500mv_0c", "max_discharge_time"},
+        [](const Subject& subject) {
+            ordered_json rows = ordered_json::array();
+            for (const DischargeRecord& record : discharge_records_of(subject.battery.stat)) {
+                if (record.current_ma != 0) {
+                    rows.push_back({record.condition, record.current_ma,
+                                    decode::reading_json(FieldUnit::WALL_S, record.wall_s)});
+                }
             }
-        }
-        return rows;
-    });
+            return rows;
+        });
 }
 
 ordered_json discharge_section(const std::vector<Subject>& subjects) {
@@ -323,10 +341,10 @@ ordered_json discharge_section(const std::vector<Subject>& subjects) {
                 "By condition; a second counts for every condition that it meets.",
                 {column("condition", "Condition"), column("hours", "Time", "h", 3)});
     json["bars"] = bars("condition", "hours", "hours", ",.2f");
-    return filled(std::move(json), subjects, [](const Subject& subject) {
+    return filled(std::move(json), subjects, {"total_discharge_time"}, [](const Subject& subject) {
         ordered_json rows = ordered_json::array();
-        for (size_t i = 0; i < subject.stat.total_discharge_time.size(); i++) {
-            const uint32_t seconds = subject.stat.total_discharge_time[i];
+        for (size_t i = 0; i < subject.battery.stat.total_discharge_time.size(); i++) {
+            const uint32_t seconds = subject.battery.stat.total_discharge_time[i];
             if (seconds != 0) {
                 rows.push_back(
                     {decode::element_label("total_discharge_time", i), seconds / SECONDS_PER_HOUR});
@@ -340,11 +358,15 @@ ordered_json milestone_section(const std::vector<Subject>& subjects) {
     return filled(section("milestones", "time_line", "Milestones",
                           "Dates of first events and of extremes (UTC).",
                           {column("event", "Event"), column("date", "Date")}),
-                  subjects, [](const Subject& subject) {
+                  subjects, {"initialized_time", "last_learning_time", "first_soh_time"},
+                  [](const Subject& subject) {
                       ordered_json rows = ordered_json::array();
-                      for (const Milestone& milestone : milestones_of(subject.stat)) {
-                          rows.push_back({milestone.event, decode::reading_json(FieldUnit::WALL_S,
-                                                                                milestone.wall_s)});
+                      for (const Milestone& milestone : milestones_of(subject.battery.stat)) {
+                          const ordered_json date =
+                              decode::reading_json(FieldUnit::WALL_S, milestone.wall_s);
+                          if (!date.is_null()) {
+                              rows.push_back({milestone.event, date});
+                          }
                       }
                       return rows;
                   });
@@ -353,9 +375,30 @@ ordered_json milestone_section(const std::vector<Subject>& subjects) {
 }  // namespace
 
 ordered_json sections_of(const std::vector<Subject>& subjects) {
-    return {soh_section(subjects),     ageing_section(subjects),     voltage_section(subjects),
-            charge_section(subjects),  throughput_section(subjects), charger_section(subjects),
-            current_section(subjects), discharge_section(subjects),  milestone_section(subjects)};
+    ordered_json sections = {
+        soh_section(subjects),     ageing_section(subjects),     voltage_section(subjects),
+        charge_section(subjects),  throughput_section(subjects), charger_section(subjects),
+        current_section(subjects), discharge_section(subjects),  milestone_section(subjects)};
+    if (std::any_of(subjects.begin(), subjects.end(),
+                    [](const Subject& s) { return !s.battery.connections.empty(); })) {
+        for (ordered_json& section : connection_sections_of(subjects)) {
+            sections.push_back(std::move(section));
+        }
+    }
+    return sections;
+}
+
+// Returns the first oddities, and the number of the others.
+std::string oddities_text(const std::vector<std::string>& oddities) {
+    constexpr size_t SHOWN = 4;
+    std::string text;
+    for (size_t i = 0; i < std::min(oddities.size(), SHOWN); i++) {
+        text += (i == 0 ? "" : "; ") + oddities[i];
+    }
+    if (oddities.size() > SHOWN) {
+        text += "; and " + decode::grouped(oddities.size() - SHOWN) + " more";
+    }
+    return oddities.empty() ? "nothing" : text;
 }
 
 std::vector<std::pair<std::string, std::string>> facts_of(const Subject& subject) {
@@ -378,15 +421,21 @@ std::vector<std::pair<std::string, std::string>> facts_of(const Subject& subject
         std::pair{"Highest cell voltage", "max_cell_voltage"},
         std::pair{"Shutdowns when empty", "soc0_shutdown_cnt"},
     };
-    std::vector<std::pair<std::string, std::string>> facts = {{"Record", subject.verdict}};
+    const decode::BatteryHistory& battery = subject.battery;
+    std::vector<std::pair<std::string, std::string>> facts = {{"Source", battery.source}};
     for (const auto& [title, name] : FIELDS) {
         const decode::RecordField& field = *decode::find_record_field(name);
         facts.emplace_back(
             title,
-            field.unit == FieldUnit::TEXT
-                ? decode::stored_text(subject.stat, field)
-                : decode::reading_text(field.unit, decode::stored_value(subject.stat, field, 0)));
+            is_missing(subject, name) ? "not in the event"
+            : field.unit == FieldUnit::TEXT
+                ? decode::stored_text(battery.stat, field)
+                : decode::reading_text(field.unit, decode::stored_value(battery.stat, field, 0)));
     }
+    facts.emplace_back("Charger connections", decode::grouped(battery.connections.size()));
+    facts.emplace_back("Odd values", oddities_text(battery.oddities));
+    facts.emplace_back("Not in the source",
+                       battery.missing.empty() ? "nothing" : list_of(battery.missing));
     return facts;
 }
 

@@ -11,7 +11,8 @@
 namespace cellwarden::report {
 
 // Returns an array of sections: {id, title, about, kind, columns: [{name, title, unit?, digits?}],
-// tables: [one per subject: [row: [cell per column]]], and the settings of its kind of chart}. A
+// tables: [one per subject: [row: [cell per column]]], notes: [one per
+// subject, for an empty table], and the settings of its kind of chart}. A
 // cell is a number, a text, or null if the value is unknown.
 nlohmann::ordered_json sections_of(const std::vector<Subject>& subjects);
 

@@ -1,11 +1,12 @@
-// The subject of a report: the record of a phone or of a simulated life.
+// The subjects of a report: phones and simulated lives.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "decode/battery_history.h"
 #include "product/policy.h"
-#include "state/batt_stat.h"
 
 namespace cellwarden::report {
 
@@ -16,16 +17,23 @@ struct TrueHealth {
 };
 
 struct Subject {
-    std::string name;
-    std::string verdict;  // the daemon's verdict at its next start
-    BattStat stat;
+    std::string name;  // without control characters
+    decode::BatteryHistory battery;
     Policy policy = POLICY;               // of the rules that kept the record
     std::vector<TrueHealth> true_health;  // in the order of days; empty for a phone
 };
 
-// Loads a record file, a directory of units, or the directory of a life-time run. `name` is shown
-// in the page; if it is empty, the last component of the path is. Throws std::runtime_error with
-// the path and the reason if there is no record that the daemon would keep.
-Subject load_subject(const std::string& path, const std::string& name);
+// The inputs of a report: "PATH" or "NAME=PATH".
+struct Request {
+    std::vector<std::string> inputs;
+    std::vector<std::string> phones;  // keys of the wanted phones of the inputs; empty: all
+    decode::RefuseEvent refuse;       // takes the texts about events that cannot be read
+};
+
+// Loads all subjects, in the order of the inputs. An input without NAME is named by the end of its
+// path that no other input has, without the parts that all inputs end with: "a" and "b" for
+// a/units/2491 and b/units/2491. An input with several phones has a subject for each, named by its
+// key. Throws InputError with the path and the reason.
+std::vector<Subject> load_subjects(const Request& request);
 
 }  // namespace cellwarden::report
