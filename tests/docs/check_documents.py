@@ -126,7 +126,7 @@ def check_named_files():
 
 
 # Names of kernel, platform and build system, and a battery's model.
-FOREIGN = set("BLOCK_SUSPEND CONFIG_PM_WAKELOCKS BOARD_VENDOR_SEPOLICY_DIRS PRODUCT_PACKAGES PELLAMIR_VOSKA FAILS".split())
+FOREIGN = set("FINAL BLOCK_SUSPEND CONFIG_PM_WAKELOCKS BOARD_VENDOR_SEPOLICY_DIRS PRODUCT_PACKAGES PELLAMIR_VOSKA FAILS".split())
 
 
 def check_named_constants():
