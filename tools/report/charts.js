@@ -1,5 +1,7 @@
 // A description for each kind of chart. Every chart has the data sets `table`, its own rows, and `all`,
-// the rows of its section: the scales cover `all`, so that adjacent charts can be compared.
+// the rows of its section: the scales cover `all`, so that adjacent charts can be compared. Where each
+// chart has a quantity of its own, `all` is the chart's own rows.
+import {bands, decision, overlay} from './study_charts.js';
 
 const SERIES = {
   user: {label: 'user', color: '#1f8bd6', dash: []},
@@ -31,11 +33,11 @@ export const config = {
   text: {fill: 'currentColor', fontSize: 11},
 };
 
-const value = v => ({value: v});
-const scaled = (scale, field, more) => ({scale, field, ...more});
-const column = (data, fields) => ({data, fields});
+export const value = v => ({value: v});
+export const scaled = (scale, field, more) => ({scale, field, ...more});
+export const column = (data, fields) => ({data, fields});
 
-function frame(height, parts) {
+export function frame(height, parts) {
   return {$schema: 'https://vega.github.io/schema/vega/v5.json',
           width: 300, height, padding: 4, autosize: {type: 'fit-x', contains: 'padding'}, ...parts};
 }
@@ -67,7 +69,16 @@ function legend_of(names, look, scale) {
   };
 }
 
-const dayAxis = {orient: 'bottom', scale: 'x', title: 'days of online time', tickCount: {signal: 'width / 70'}};
+export const dayAxis = {orient: 'bottom', scale: 'x', title: 'days of online time', tickCount: {signal: 'width / 70'}};
+
+// Invisible columns, one per row, whose tooltip has the value of each curve at that day.
+export function hover(height, curves) {
+  const shown = curves.map(([name, field]) => ` + (isValid(datum['${field}']) ? ` +
+    `${JSON.stringify(`\n${name}: `)} + format(datum['${field}'], ',.3~f') : '')`);
+  return {type: 'rect', from: {data: 'table'}, name: 'hover', encode: {update: {
+    xc: scaled('x', 'day'), width: {signal: "max(2, width / data('table').length)"}, y: value(0),
+    height: value(height), fill: value('transparent'), tooltip: {signal: `'day ' + datum.day${shown.join('')}`}}}};
+}
 
 // Curves above, levels below, with a common axis of days.
 function soh(has) {
@@ -75,6 +86,7 @@ function soh(has) {
   const levels = Object.keys(LEVELS);
   const top = legend_of(curves, SERIES, 'curve');
   const bottom = legend_of(levels, LEVELS, 'level_color');
+  const named = (names, look) => names.map(name => [look[name].label, name]);
   const panel = (height, y, marks, legend, title, last, scales) => ({
     type: 'group', encode: {update: {width: {signal: 'width'}, height: value(height)}},
     scales, marks, legends: [legend],
@@ -92,11 +104,12 @@ function soh(has) {
       ...top.scales, ...bottom.scales,
     ],
     marks: [
-      panel(230, 'y', lines(curves, SERIES, 'y', 'linear'), top.legend, 'state of health, %', false,
+      panel(230, 'y', [...lines(curves, SERIES, 'y', 'linear'), hover(230, named(curves, SERIES))],
+            top.legend, 'state of health, %', false,
             [{name: 'y', type: 'linear', range: [230, 0], domain: column('all', curves),
               zero: false, nice: true}]),
-      panel(120, 'l', lines(levels, LEVELS, 'l', 'step-before'), bottom.legend,
-            'battery-care level', true,
+      panel(120, 'l', [...lines(levels, LEVELS, 'l', 'step-before'), hover(120, named(levels, LEVELS))],
+            bottom.legend, 'battery-care level', true,
             [{name: 'l', type: 'linear', range: [120, 0], domain: [0, 5]}]),
     ],
   });
@@ -172,10 +185,9 @@ function ageing() {
 }
 
 // Horizontal bars. With `limits`, each bar has a mark at its limit.
-function bars(section) {
+function bars(section, rows) {
   const {label, length, format, limits} = section.bars;
-  return frame(0, {
-    height: {signal: "max(1, data('table').length) * 24"},
+  return frame(24 * rows.length, {
     scales: [
       {name: 'y', type: 'band', range: 'height', domain: column('table', [label]), padding: 0.25},
       {name: 'x', type: 'linear', range: 'width', nice: true, zero: true,
@@ -204,9 +216,8 @@ function bars(section) {
 }
 
 // A point and a name for each event on an axis of dates, one event per line.
-function time_line() {
-  return frame(0, {
-    height: {signal: "max(1, data('table').length) * 20"},
+function time_line(rows) {
+  return frame(20 * rows.length, {
     scales: [
       {name: 'y', type: 'point', range: 'height', domain: column('table', ['event']), padding: 0.5},
       {name: 'x', type: 'utc', range: 'width', domain: column('all', ['time']), nice: 'month'},
@@ -223,10 +234,13 @@ function time_line() {
   });
 }
 
-export function chart(section, rows, all) {
+// The chart of a section's table `i`.
+export function chart(section, rows, all, i) {
   const has = name => section.columns.some(c => c.name === name);
-  const kinds = {soh: () => soh(has), heat: () => heat(section), ageing, bars: () => bars(section),
-                 time_line};
+  const kinds = {soh: () => soh(has), heat: () => heat(section), ageing, bars: () => bars(section, rows),
+                 time_line: () => time_line(rows),
+                 bands: () => bands(section, rows, section.names[i]), decision: () => decision(section, rows),
+                 overlay: () => overlay(section, section.names[i], section.steps[i])};
   const description = kinds[section.kind]();
   const stamped = list => list.map(row => row.date ? {...row, time: Date.parse(row.date)} : row);
   description.data = [{name: 'table', values: stamped(rows)}, {name: 'all', values: stamped(all)},

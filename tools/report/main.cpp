@@ -1,22 +1,28 @@
 // cellwarden-report: makes an HTML page of charts from records and life-time runs.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <tuple>
 
 #include "common/command_line.h"
+#include "tools/report/overlay.h"
 #include "tools/report/page.h"
+#include "tools/report/study_page.h"
 
 namespace cellwarden::report {
 namespace {
 
 constexpr const char* FOOTER =
     "An input is a record file (the content of unit 2491), a directory of units, or the\n"
-    "directory of a life-time run. NAME=INPUT sets the name that the page shows.\n\n"
+    "directory of a life-time run. NAME=INPUT sets the name that the page shows. Two or more\n"
+    "runs are also drawn over each other; the first is the reference. The directory of a\n"
+    "study has a page of its own.\n\n"
     "Exit codes:\n"
     "  0   the page was written\n"
     "  2   wrong usage, an input without a record that the daemon would keep, or the page\n"
@@ -50,6 +56,13 @@ void write_page(const std::string& path, const std::string& page) {
 }
 
 void run(const Options& options) {
+    if (std::any_of(options.inputs.begin(), options.inputs.end(), is_study)) {
+        if (options.inputs.size() > 1) {
+            throw std::runtime_error("a study has a page of its own; name one study alone");
+        }
+        write_page(options.out, study_page_of(options.inputs.front(), options.title));
+        return;
+    }
     std::vector<Subject> subjects;
     for (const std::string& input : options.inputs) {
         subjects.push_back(subject_of(input));
@@ -64,7 +77,7 @@ void run(const Options& options) {
                                      subjects.front().name + "; make a page for each");
         }
     }
-    write_page(options.out, page_of(subjects, options.title));
+    write_page(options.out, page_of(subjects, options.title, run_sections(options.inputs)));
 }
 
 }  // namespace
