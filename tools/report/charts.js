@@ -1,6 +1,7 @@
 // A description for each kind of chart. Every chart has the data sets `table`, its own rows, and `all`,
 // the rows of its section: the scales cover `all`, so that adjacent charts can be compared. Where each
 // chart has a quantity of its own, `all` is the chart's own rows.
+import {column, dayAxis, frame, hover, scaled, value} from './chart_parts.js';
 import {bands, decision, overlay} from './study_charts.js';
 
 const SERIES = {
@@ -33,15 +34,6 @@ export const config = {
   text: {fill: 'currentColor', fontSize: 11},
 };
 
-export const value = v => ({value: v});
-export const scaled = (scale, field, more) => ({scale, field, ...more});
-export const column = (data, fields) => ({data, fields});
-
-export function frame(height, parts) {
-  return {$schema: 'https://vega.github.io/schema/vega/v5.json',
-          width: 300, height, padding: 4, autosize: {type: 'fit-x', contains: 'padding'}, ...parts};
-}
-
 // Lines by name: `table` folded into name and value, with a legend on top.
 function lines(names, look, y, interpolate) {
   return names.map(name => ({
@@ -67,17 +59,6 @@ function legend_of(names, look, scale) {
              symbolStrokeWidth: 2, orient: 'top', direction: 'horizontal',
              columns: {signal: 'width < 420 ? 2 : 5'}},
   };
-}
-
-export const dayAxis = {orient: 'bottom', scale: 'x', title: 'days of online time', tickCount: {signal: 'width / 70'}};
-
-// Invisible columns, one per row, whose tooltip has the value of each curve at that day.
-export function hover(height, curves) {
-  const shown = curves.map(([name, field]) => ` + (isValid(datum['${field}']) ? ` +
-    `${JSON.stringify(`\n${name}: `)} + format(datum['${field}'], ',.3~f') : '')`);
-  return {type: 'rect', from: {data: 'table'}, name: 'hover', encode: {update: {
-    xc: scaled('x', 'day'), width: {signal: "max(2, width / data('table').length)"}, y: value(0),
-    height: value(height), fill: value('transparent'), tooltip: {signal: `'day ' + datum.day${shown.join('')}`}}}};
 }
 
 // Curves above, levels below, with a common axis of days.

@@ -1,5 +1,5 @@
 // Charts that compare policies and runs.
-import {frame, value, scaled, column, dayAxis, hover} from './charts.js';
+import {frame, value, scaled, column, dayAxis, hover} from './chart_parts.js';
 
 const COLORS = ['#1f8bd6', '#d55e00', '#12a679', '#8f7fe8', '#e69f00', '#c0508f', '#6b8e23', '#9a9a9a'];
 const unique = (rows, field) => [...new Set(rows.map(row => row[field]))];
