@@ -48,7 +48,9 @@ class ReportTest : public test::ToolTest {
         return dom;
     }
 #else
-    [[nodiscard]] static std::string drawn(int /*charts*/) { return ""; }
+    [[nodiscard]] static std::string drawn(int /*charts*/) {
+        return "";
+    }
 #endif
 
     const std::string sample = [] {
@@ -142,8 +144,9 @@ TEST_F(ReportTest, OverlaysRuns) {
     write("a/series.csv", names + "2026-01-02,1,99.5,100,99.25,0,0.5,20\n2026-01-04,2,98.5,99,98.25,1,1.5,21\n");
     write("b/units/2491", sample);
     write("b/run.json", R"({"policy": {"digest": "d2"}, "years_asked": 3.0})");
-    write("b/series.csv", names + "2027-02-01,1,99,100,99,0,0.5,20\n2027-02-02,1,9,9,9,0,9,9\n"
-                                  "2027-02-03,2,99,99,98,2,1.5,21\n2027-02-0");
+    write("b/series.csv", names +
+                              "2027-02-01,1,99,100,99,0,0.5,20\n2027-02-02,1,9,9,9,0,9,9\n"
+                              "2027-02-03,2,99,99,98,2,1.5,21\n2027-02-0");
     std::map<std::string, Json> sections;
     for (const Json& section : data_of(page_of("a \"that's<b\\\"=b\"")).at("sections")) {
         sections[section.at("id")] = section;

@@ -96,34 +96,45 @@ function soh(has) {
   });
 }
 
-// A cell for each pair of bins of both axes, with a logarithmic shade; cells with 0 are empty.
+// A cell for each pair of bins of both axes, with a logarithmic shade; cells with 0 are empty. Bins with
+// edges are drawn to scale, and their shade is a density, per `y.per`, as their widths differ.
 function heat(section) {
   const {y, x, z} = section.heat;
-  return frame(y.bins.length > 20 ? 560 : 300, {
+  const rows = y.edges
+    ? {y: scaled('y', 'high'), y2: scaled('y', 'low')}
+    : {y: scaled('y', y.column), height: {scale: 'y', band: 1}};
+  return frame(y.edges ? 520 : 300, {
     scales: [
       {name: 'x', type: 'band', range: 'width', domain: x.bins},
-      {name: 'y', type: 'band', range: 'height', domain: y.bins},
-      {name: 'color', type: 'log', range: HEAT, domain: column('all', [z.column])},
+      y.edges ? {name: 'y', type: 'linear', range: 'height', zero: false,
+                 domain: [y.edges.at(-1)[0], y.edges[0][1]]}
+              : {name: 'y', type: 'band', range: 'height', domain: y.bins},
+      {name: 'color', type: 'log', range: HEAT, domain: column('all', ['shade'])},
     ],
     axes: [
       {orient: 'bottom', scale: 'x', title: x.title, labelAngle: -60, labelAlign: 'right',
        labelBaseline: 'middle'},
-      {orient: 'left', scale: 'y', title: y.title, labelOverlap: false,
-       labelFontSize: y.bins.length > 20 ? 9 : 11},
+      {orient: 'left', scale: 'y', title: y.title, labelOverlap: false, tickCount: 16,
+       ...(y.edges ? {format: '.1f'} : {})},
     ],
-    legends: [{fill: 'color', title: z.title, orient: 'top', direction: 'horizontal',
-               format: '~g', tickCount: 4, gradientLength: {signal: 'min(width, 240)'}}],
+    legends: [{fill: 'color', title: y.edges ? `${z.title} per ${y.per} ${y.unit}` : z.title, orient: 'top',
+               direction: 'horizontal', format: '~g', tickCount: 4, gradientLength: {signal: 'min(width, 240)'}}],
     marks: [{
       type: 'rect', from: {data: 'table'}, name: 'cells',
       encode: {update: {
-        x: scaled('x', x.column), width: {scale: 'x', band: 1},
-        y: scaled('y', y.column), height: {scale: 'y', band: 1},
-        fill: scaled('color', z.column),
+        x: scaled('x', x.column), width: {scale: 'x', band: 1}, ...rows, fill: scaled('color', 'shade'),
         tooltip: {signal: `datum['${y.column}'] + ', ' + datum['${x.column}'] + ': ' + ` +
                           `format(datum['${z.column}'], ',.2f') + ' ${z.title}'`},
       }},
     }],
   });
+}
+
+// A row of a heat chart with its shade, and the edges of its bin if the axis has edges.
+function shaded(row, {y, z}) {
+  if (!y.edges) return {...row, shade: row[z.column]};
+  const [low, high] = y.edges[y.bins.indexOf(row[y.column])];
+  return {...row, low, high, shade: row[z.column] * y.per / (high - low)};
 }
 
 // Three panels of bars per period, each with the lines of its thresholds.
@@ -223,7 +234,8 @@ export function chart(section, rows, all, i) {
                  bands: () => bands(section, rows, section.names[i]), decision: () => decision(section, rows),
                  overlay: () => overlay(section, section.names[i], section.steps[i])};
   const description = kinds[section.kind]();
-  const stamped = list => list.map(row => row.date ? {...row, time: Date.parse(row.date)} : row);
+  const stamped = list => list.map(row => row.date ? {...row, time: Date.parse(row.date)}
+                                        : section.heat ? shaded(row, section.heat) : row);
   description.data = [{name: 'table', values: stamped(rows)}, {name: 'all', values: stamped(all)},
                ...(description.data || [])];
   return description;

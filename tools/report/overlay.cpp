@@ -195,11 +195,11 @@ ordered_json run_sections(const std::vector<std::string>& inputs) {
         }
     }
     ordered_json sections = ordered_json::array();
-    if (with_series.size() > 1) {
-        sections.push_back(overlay_section(with_series));
-    }
     if (!with_provenance.empty()) {
         sections.push_back(provenance_section(with_provenance));
+    }
+    if (with_series.size() > 1) {
+        sections.push_back(overlay_section(with_series));
     }
     return sections;
 }

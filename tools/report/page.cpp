@@ -105,11 +105,10 @@ std::string page_of(const std::vector<Subject>& subjects, const std::string& tit
     for (const Subject& subject : subjects) {
         facts.emplace_back(subject.name, facts_of(subject));
     }
-    ordered_json sections = sections_of(subjects);
-    for (ordered_json& section : runs) {
-        sections.push_back(std::move(section));
+    for (ordered_json& section : sections_of(subjects)) {
+        runs.push_back(std::move(section));
     }
-    return page_of(title, facts, std::move(sections));
+    return page_of(title, facts, std::move(runs));
 }
 
 }  // namespace cellwarden::report

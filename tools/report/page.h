@@ -23,7 +23,8 @@ using FactColumn = std::pair<std::string, std::vector<std::pair<std::string, std
 std::string page_of(const std::string& title, const std::vector<FactColumn>& facts,
                     nlohmann::ordered_json sections);
 
-// Returns the page about subjects, which must not be empty. `runs` are further sections.
+// Returns the page about subjects, which must not be empty. `runs` are sections that
+// come first.
 std::string page_of(const std::vector<Subject>& subjects, const std::string& title,
                     nlohmann::ordered_json runs);
 

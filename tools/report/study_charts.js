@@ -32,7 +32,8 @@ export function bands(section, rows, title) {
     ],
     axes: [
       {orient: 'left', scale: 'y', title, grid: true, tickCount: 5},
-      {orient: 'bottom', scale: 'x', title: 'years', tickCount: {signal: 'min(10, width / 60)'}},
+      {orient: 'bottom', scale: 'x', title: 'years', format: '~r', labelOverlap: true,
+       values: [0, ...unique(rows, 'year')]},
     ],
     legends: [legend],
     marks: [
