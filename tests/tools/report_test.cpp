@@ -121,7 +121,8 @@ TEST_F(ReportTest, ShowsAStudy) {
         EXPECT_THAT(page, HasSubstr("<tr><th scope=\"row\">" + row.at(0) + "</th><td>" + row.at(1) + "</td></tr>"));
     }
     std::string tables;
-    for (const Json& section : data_of(page).at("sections")) {
+    const Json data = data_of(page);
+    for (const Json& section : data.at("sections")) {
         for (size_t i = 0; i < section.at("tables").size(); i++) {
             if (const Json& rows = section.at("tables").at(i); !rows.empty()) {
                 tables += section.at("id").get<std::string>() + "; " + section.at("names").at(i).get<std::string>() +
@@ -148,7 +149,8 @@ TEST_F(ReportTest, OverlaysRuns) {
                               "2027-02-01,1,99,100,99,0,0.5,20\n2027-02-02,1,9,9,9,0,9,9\n"
                               "2027-02-03,2,99,99,98,2,1.5,21\n2027-02-0");
     std::map<std::string, Json> sections;
-    for (const Json& section : data_of(page_of("a \"that's<b\\\"=b\"")).at("sections")) {
+    const Json data = data_of(page_of("a \"that's<b\\\"=b\""));
+    for (const Json& section : data.at("sections")) {
         sections[section.at("id")] = section;
     }
     const Json& overlay = sections.at("overlay");
