@@ -40,11 +40,14 @@ std::string text_of(const ordered_json& value) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-// Adds a table for a quantity: the rows of the summary's list about its column.
+// Adds a table for a quantity: the rows of the summary's list about its column that have a value.
 void add_table(ordered_json& section, const Quantity& quantity, const ordered_json& list) {
     ordered_json rows = ordered_json::array();
     for (const ordered_json& one : list) {
-        if (one.at("column") == quantity.column) {
+        const bool has_value =
+            !one.value(section.at("bands").at("middle").get<std::string>(), ordered_json())
+                 .is_null();
+        if (one.at("column") == quantity.column && has_value) {
             ordered_json row = ordered_json::array();
             for (const auto& column : section.at("columns")) {
                 row.push_back(one.value(column.at("name").get<std::string>(), ordered_json()));
