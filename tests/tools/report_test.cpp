@@ -33,6 +33,26 @@ class ReportTest : public test::ToolTest {
     }
     static Json data_of(const std::string& page) { return Json::parse(between(page, "id=\"data\">", "</script>")); }
 
+#ifdef CHROMIUM
+    // The page as a browser has drawn it; no error of the page or of the browser about it.
+    [[nodiscard]] std::string drawn(int charts) const {
+        (void)run(CHROMIUM
+                  " --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
+                  "--disable-background-networking --disable-component-update --disable-sync "
+                  "--user-data-dir=$PWD/browser --virtual-time-budget=30000 --enable-logging=stderr --dump-dom "
+                  "file://$PWD/page.html 2>console >dom");
+        EXPECT_EQ(count(read("console"), "CONSOLE"), 0) << read("console");
+        const std::string dom = read("dom");
+        EXPECT_THAT(dom, HasSubstr("data-drawn=\"" + std::to_string(charts) + "\" data-errors=\"\" data-done=\"yes\""));
+        EXPECT_EQ(count(dom, "<svg"), charts);
+        return dom;
+    }
+#else
+    [[nodiscard]] static std::string drawn(int /*charts*/) {
+        return "";
+    }
+#endif
+
     const std::string sample = [] {
         BattStat stat = test::record_with(expected("report_record.txt"));
         std::string("PELLAMIR").copy(stat.battery_model_name.data(), stat.battery_model_name.size());
@@ -71,14 +91,7 @@ TEST_F(ReportTest, TablesHoldTheRecord) {
 TEST_F(ReportTest, IsDrawnByABrowser) {
     write("record", sample);
     (void)page_of("'<script>&=record'");
-    (void)run(CHROMIUM
-              " --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
-              "--disable-background-networking --disable-component-update --disable-sync "
-              "--user-data-dir=$PWD/browser --virtual-time-budget=30000 --dump-dom "
-              "file://$PWD/page.html 2>/dev/null >dom");
-    const std::string dom = read("dom");
-    EXPECT_THAT(dom, HasSubstr("data-drawn=\"9\" data-errors=\"\" data-done=\"yes\""));
-    EXPECT_EQ(count(dom, "<svg"), 9);
+    const std::string dom = drawn(9);
     int cells = 0;  // drawn for the bins that were reached
     for (size_t at = 0; (at = dom.find("role-mark cells\"", at)) != dom.npos; at++) {
         cells += count(dom.substr(at, dom.find("</g>", at) - at), "<path");
@@ -98,6 +111,61 @@ TEST_F(ReportTest, IsDrawnByABrowser) {
 }
 
 #endif
+
+// The page of a study: where it comes from, and its charts as they are in its files.
+TEST_F(ReportTest, ShowsAStudy) {
+    write("care/summary.json", expected("report_study.json"));
+    write("care/outcomes.csv", expected("report_outcomes.csv"));
+    const std::string page = page_of("care");
+    for (const test::Row& row : test::rows_of(TOOLS_TESTS "/report_study_facts.txt", '|')) {
+        EXPECT_THAT(page, HasSubstr("<tr><th scope=\"row\">" + row.at(0) + "</th><td>" + row.at(1) + "</td></tr>"));
+    }
+    std::string tables;
+    const Json data = data_of(page);
+    for (const Json& section : data.at("sections")) {
+        for (size_t i = 0; i < section.at("tables").size(); i++) {
+            if (const Json& rows = section.at("tables").at(i); !rows.empty()) {
+                tables += section.at("id").get<std::string>() + "; " + section.at("names").at(i).get<std::string>() +
+                          "; " + rows.dump() + "\n";
+            }
+        }
+        tables += section.contains("points") ? "points; " + section.at("points").dump() + "\n" : "";
+    }
+    EXPECT_EQ(tables, expected("report_study_tables.txt"));
+    (void)drawn(4);
+    write("care/summary.json", "{}");
+    EXPECT_THAT(run(REPORT " care -o -").output, HasSubstr("care/summary.json: not the summary of a study"));
+}
+
+// Runs are drawn over each other by the day of their lives, with differences from the first.
+TEST_F(ReportTest, OverlaysRuns) {
+    const std::string names = "date,online_days,true_soh,user_soh,predicted_soh,level,full_charges,temp_mean_c\n";
+    write("a/units/2491", sample);
+    write("a/run.json", R"({"program": "cellwarden 9", "seed": 7, "policy": {"name": "bare", "digest": "d1"}})");
+    write("a/series.csv", names + "2026-01-02,1,99.5,100,99.25,0,0.5,20\n2026-01-04,2,98.5,99,98.25,1,1.5,21\n");
+    write("b/units/2491", sample);
+    write("b/run.json", R"({"policy": {"digest": "d2"}, "years_asked": 3.0})");
+    write("b/series.csv", names +
+                              "2027-02-01,1,99,100,99,0,0.5,20\n2027-02-02,1,9,9,9,0,9,9\n"
+                              "2027-02-03,2,99,99,98,2,1.5,21\n2027-02-0");
+    std::map<std::string, Json> sections;
+    const Json data = data_of(page_of("a \"that's<b\\\"=b\""));
+    for (const Json& section : data.at("sections")) {
+        sections[section.at("id")] = section;
+    }
+    const Json& overlay = sections.at("overlay");
+    EXPECT_EQ(overlay.at("tables").at(0).dump(), "[[1,99.5,99.0,-0.5],[2,null,9.0,null],[3,98.5,99.0,0.5]]");
+    EXPECT_EQ(overlay.at("tables").at(3).dump(), "[[1,0.0,0.0,0.0],[2,null,0.0,null],[3,1.0,2.0,1.0]]");
+    EXPECT_EQ(overlay.at("columns").at(3).at("title"), "that's<b\" − a");
+    const std::string provenance = sections.at("provenance").at("tables").dump();
+    for (const char* const row : {R"(["Program","cellwarden 9","unknown"])", R"(["Digest of the policy","d1","d2"])",
+                                  R"(["Seed","7","unknown"])", R"(["Years asked","unknown","3"])"}) {
+        EXPECT_THAT(provenance, HasSubstr(row));
+    }
+    (void)drawn(24);
+    write("b/series.csv", names + "2027-02-01,1,99,?,99,0,0.5,20\n");
+    EXPECT_THAT(run(REPORT " a b -o -").output, HasSubstr("b/series.csv"));
+}
 
 TEST_F(ReportTest, NeedsNothingBesideItsPage) {
     write("run/units/2491", sample);

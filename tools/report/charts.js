@@ -1,5 +1,8 @@
 // A description for each kind of chart. Every chart has the data sets `table`, its own rows, and `all`,
-// the rows of its section: the scales cover `all`, so that adjacent charts can be compared.
+// the rows of its section: the scales cover `all`, so that adjacent charts can be compared. Where each
+// chart has a quantity of its own, `all` is the chart's own rows.
+import {column, dayAxis, frame, hover, scaled, value} from './chart_parts.js';
+import {bands, decision, overlay} from './study_charts.js';
 
 const SERIES = {
   user: {label: 'user', color: '#1f8bd6', dash: []},
@@ -31,15 +34,6 @@ export const config = {
   text: {fill: 'currentColor', fontSize: 11},
 };
 
-const value = v => ({value: v});
-const scaled = (scale, field, more) => ({scale, field, ...more});
-const column = (data, fields) => ({data, fields});
-
-function frame(height, parts) {
-  return {$schema: 'https://vega.github.io/schema/vega/v5.json',
-          width: 300, height, padding: 4, autosize: {type: 'fit-x', contains: 'padding'}, ...parts};
-}
-
 // Lines by name: `table` folded into name and value, with a legend on top.
 function lines(names, look, y, interpolate) {
   return names.map(name => ({
@@ -67,14 +61,13 @@ function legend_of(names, look, scale) {
   };
 }
 
-const dayAxis = {orient: 'bottom', scale: 'x', title: 'days of online time', tickCount: {signal: 'width / 70'}};
-
 // Curves above, levels below, with a common axis of days.
 function soh(has) {
   const curves = Object.keys(SERIES).filter(has);
   const levels = Object.keys(LEVELS);
   const top = legend_of(curves, SERIES, 'curve');
   const bottom = legend_of(levels, LEVELS, 'level_color');
+  const named = (names, look) => names.map(name => [look[name].label, name]);
   const panel = (height, y, marks, legend, title, last, scales) => ({
     type: 'group', encode: {update: {width: {signal: 'width'}, height: value(height)}},
     scales, marks, legends: [legend],
@@ -92,45 +85,57 @@ function soh(has) {
       ...top.scales, ...bottom.scales,
     ],
     marks: [
-      panel(230, 'y', lines(curves, SERIES, 'y', 'linear'), top.legend, 'state of health, %', false,
+      panel(230, 'y', [...lines(curves, SERIES, 'y', 'linear'), hover(230, named(curves, SERIES))],
+            top.legend, 'state of health, %', false,
             [{name: 'y', type: 'linear', range: [230, 0], domain: column('all', curves),
               zero: false, nice: true}]),
-      panel(120, 'l', lines(levels, LEVELS, 'l', 'step-before'), bottom.legend,
-            'battery-care level', true,
+      panel(120, 'l', [...lines(levels, LEVELS, 'l', 'step-before'), hover(120, named(levels, LEVELS))],
+            bottom.legend, 'battery-care level', true,
             [{name: 'l', type: 'linear', range: [120, 0],
               domain: {fields: [[0, 5], ...levels.map(field => ({data: 'all', field}))]}}]),
     ],
   });
 }
 
-// A cell for each pair of bins of both axes, with a logarithmic shade; cells with 0 are empty.
+// A cell for each pair of bins of both axes, with a logarithmic shade; cells with 0 are empty. Bins with
+// edges are drawn to scale, and their shade is a density, per `y.per`, as their widths differ.
 function heat(section) {
   const {y, x, z} = section.heat;
-  return frame(y.bins.length > 20 ? 560 : 300, {
+  const rows = y.edges
+    ? {y: scaled('y', 'high'), y2: scaled('y', 'low')}
+    : {y: scaled('y', y.column), height: {scale: 'y', band: 1}};
+  return frame(y.edges ? 520 : 300, {
     scales: [
       {name: 'x', type: 'band', range: 'width', domain: x.bins},
-      {name: 'y', type: 'band', range: 'height', domain: y.bins},
-      {name: 'color', type: 'log', range: HEAT, domain: column('all', [z.column])},
+      y.edges ? {name: 'y', type: 'linear', range: 'height', zero: false,
+                 domain: [y.edges.at(-1)[0], y.edges[0][1]]}
+              : {name: 'y', type: 'band', range: 'height', domain: y.bins},
+      {name: 'color', type: 'log', range: HEAT, domain: column('all', ['shade'])},
     ],
     axes: [
       {orient: 'bottom', scale: 'x', title: x.title, labelAngle: -60, labelAlign: 'right',
        labelBaseline: 'middle'},
-      {orient: 'left', scale: 'y', title: y.title, labelOverlap: false,
-       labelFontSize: y.bins.length > 20 ? 9 : 11},
+      {orient: 'left', scale: 'y', title: y.title, labelOverlap: false, tickCount: 16,
+       ...(y.edges ? {format: '.1f'} : {})},
     ],
-    legends: [{fill: 'color', title: z.title, orient: 'top', direction: 'horizontal',
-               format: '~g', tickCount: 4, gradientLength: {signal: 'min(width, 240)'}}],
+    legends: [{fill: 'color', title: y.edges ? `${z.title} per ${y.per} ${y.unit}` : z.title, orient: 'top',
+               direction: 'horizontal', format: '~g', tickCount: 4, gradientLength: {signal: 'min(width, 240)'}}],
     marks: [{
       type: 'rect', from: {data: 'table'}, name: 'cells',
       encode: {update: {
-        x: scaled('x', x.column), width: {scale: 'x', band: 1},
-        y: scaled('y', y.column), height: {scale: 'y', band: 1},
-        fill: scaled('color', z.column),
+        x: scaled('x', x.column), width: {scale: 'x', band: 1}, ...rows, fill: scaled('color', 'shade'),
         tooltip: {signal: `datum['${y.column}'] + ', ' + datum['${x.column}'] + ': ' + ` +
                           `format(datum['${z.column}'], ',.2f') + ' ${z.title}'`},
       }},
     }],
   });
+}
+
+// A row of a heat chart with its shade, and the edges of its bin if the axis has edges.
+function shaded(row, {y, z}) {
+  if (!y.edges) return {...row, shade: row[z.column]};
+  const [low, high] = y.edges[y.bins.indexOf(row[y.column])];
+  return {...row, low, high, shade: row[z.column] * y.per / (high - low)};
 }
 
 // Three panels of bars per period, each with the lines of its thresholds.
@@ -173,10 +178,9 @@ function ageing() {
 }
 
 // Horizontal bars. With `limits`, each bar has a mark at its limit.
-function bars(section) {
+function bars(section, rows) {
   const {label, length, format, limits} = section.bars;
-  return frame(0, {
-    height: {signal: "max(1, data('table').length) * 24"},
+  return frame(24 * rows.length, {
     scales: [
       {name: 'y', type: 'band', range: 'height', domain: column('table', [label]), padding: 0.25},
       {name: 'x', type: 'linear', range: 'width', nice: true, zero: true,
@@ -205,9 +209,8 @@ function bars(section) {
 }
 
 // A point and a name for each event on an axis of dates, one event per line.
-function time_line() {
-  return frame(0, {
-    height: {signal: "max(1, data('table').length) * 20"},
+function time_line(rows) {
+  return frame(20 * rows.length, {
     scales: [
       {name: 'y', type: 'point', range: 'height', domain: column('table', ['event']), padding: 0.5},
       {name: 'x', type: 'utc', range: 'width', domain: column('all', ['time']), nice: 'month'},
@@ -265,12 +268,17 @@ function connections(section) {
   });
 }
 
-export function chart(section, rows, all) {
+// The chart of a section's table `i`.
+export function chart(section, rows, all, i) {
   const has = name => section.columns.some(c => c.name === name);
-  const kinds = {soh: () => soh(has), heat: () => heat(section), ageing, bars: () => bars(section),
-                 time_line, connections: () => connections(section)};
+  const kinds = {soh: () => soh(has), heat: () => heat(section), ageing, bars: () => bars(section, rows),
+                 time_line: () => time_line(rows),
+                 bands: () => bands(section, rows, section.names[i]), decision: () => decision(section, rows),
+                 connections: () => connections(section),
+                 overlay: () => overlay(section, section.names[i], section.steps[i])};
   const description = kinds[section.kind]();
-  const stamped = list => list.map(row => row.date ? {...row, time: Date.parse(row.date)} : row);
+  const stamped = list => list.map(row => row.date ? {...row, time: Date.parse(row.date)}
+                                        : section.heat ? shaded(row, section.heat) : row);
   description.data = [{name: 'table', values: stamped(rows)}, {name: 'all', values: stamped(all)},
                ...(description.data || [])];
   return description;

@@ -1,17 +1,21 @@
 // cellwarden-report: makes an HTML page of charts from records, events and life-time runs.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <tuple>
 
 #include "common/command_line.h"
 #include "common/input.h"
 #include "common/text.h"
+#include "tools/report/overlay.h"
 #include "tools/report/page.h"
+#include "tools/report/study_page.h"
 
 namespace cellwarden::report {
 namespace {
@@ -20,7 +24,9 @@ constexpr const char* FOOTER =
     "An input is a record file (the content of unit 2491), a directory of units, the\n"
     "directory of a life-time run, an ageing event, a directory of events (an outbox), or a\n"
     "stream of events. Of events, the page shows the newest ageing event and all charger\n"
-    "connections. NAME=INPUT sets the name that the page shows.\n\n"
+    "connections. NAME=INPUT sets the name that the page shows. Two or more runs are also\n"
+    "drawn over each other; the first is the reference. The directory of a study has a page\n"
+    "of its own.\n\n"
     "Exit codes:\n"
     "  0   the page was written\n"
     "  2   wrong usage, an input with neither a record that the daemon would keep nor an\n"
@@ -48,6 +54,13 @@ void write_page(const std::string& path, const std::string& page) {
 }
 
 void run(const Options& options) {
+    if (std::any_of(options.inputs.begin(), options.inputs.end(), is_study)) {
+        if (options.inputs.size() > 1) {
+            throw InputError("a study has a page of its own; name one study alone");
+        }
+        write_page(options.out, study_page_of(options.inputs.front(), options.title));
+        return;
+    }
     const auto refuse = [](const std::string& text) { complain(CELLWARDEN_TOOL_NAME, text); };
     const std::vector<Subject> subjects = load_subjects({options.inputs, options.phones, refuse});
     for (const Subject& subject : subjects) {
@@ -60,7 +73,7 @@ void run(const Options& options) {
                              subjects.front().name + "; make a page for each");
         }
     }
-    write_page(options.out, page_of(subjects, options.title));
+    write_page(options.out, page_of(subjects, options.title, run_sections(options.inputs)));
 }
 
 }  // namespace

@@ -42,18 +42,16 @@ std::string script_safe(const ordered_json& json) {
     return text;
 }
 
-std::string facts_html(const std::vector<Subject>& subjects) {
-    std::vector<std::vector<std::pair<std::string, std::string>>> columns;
+std::string facts_html(const std::vector<FactColumn>& columns) {
     std::string html = "<thead><tr><th scope=\"col\">Summary</th>";
-    for (const Subject& subject : subjects) {
-        columns.push_back(facts_of(subject));
-        html += "<th scope=\"col\">" + escaped(subject.name) + "</th>";
+    for (const auto& [name, rows] : columns) {
+        html += "<th scope=\"col\">" + escaped(name) + "</th>";
     }
     html += "</tr></thead><tbody>";
-    for (size_t row = 0; row < columns.front().size(); row++) {
-        html += "<tr><th scope=\"row\">" + escaped(columns.front()[row].first) + "</th>";
-        for (const auto& column : columns) {
-            html += "<td>" + escaped(printable(column[row].second)) + "</td>";
+    for (size_t row = 0; row < columns.front().second.size(); row++) {
+        html += "<tr><th scope=\"row\">" + escaped(columns.front().second[row].first) + "</th>";
+        for (const auto& [name, rows] : columns) {
+            html += "<td>" + escaped(printable(rows[row].second)) + "</td>";
         }
         html += "</tr>\n";
     }
@@ -87,17 +85,31 @@ std::string filled(std::string_view page,
 
 }  // namespace
 
-std::string page_of(const std::vector<Subject>& subjects, const std::string& title) {
-    ordered_json data = {{"subjects", ordered_json::array()}, {"sections", sections_of(subjects)}};
-    for (const Subject& subject : subjects) {
-        data["subjects"].push_back({{"name", subject.name}});
+std::string page_of(const std::string& title, const std::vector<FactColumn>& facts,
+                    ordered_json sections) {
+    ordered_json data = {{"subjects", ordered_json::array()}, {"sections", std::move(sections)}};
+    for (const auto& [name, rows] : facts) {
+        data["subjects"].push_back({{"name", name}});
     }
     return filled(PAGE_HTML, {{{"@TITLE@", escaped(title)},
-                               {"@FACTS@", facts_html(subjects)},
+                               {"@FACTS@", facts_html(facts)},
                                {"@FOOTER@", "Made by " CELLWARDEN_TOOL_VERSION
                                             ". Times are UTC; days are days of online time."},
                                {"@DATA@", script_safe(data)},
                                {"@SCRIPT@", PAGE_SCRIPT}}});
+}
+
+std::string page_of(const std::vector<Subject>& subjects, const std::string& title,
+                    ordered_json runs) {
+    std::vector<FactColumn> facts;
+    facts.reserve(subjects.size());
+    for (const Subject& subject : subjects) {
+        facts.emplace_back(subject.name, facts_of(subject));
+    }
+    for (ordered_json& section : sections_of(subjects)) {
+        runs.push_back(std::move(section));
+    }
+    return page_of(title, facts, std::move(runs));
 }
 
 }  // namespace cellwarden::report

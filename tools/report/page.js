@@ -1,7 +1,9 @@
-// Draws the page from its embedded data: for each section a title, an explanation, and for each subject a
-// chart with its table.
+// Draws the page from its embedded data: for each section a title, an explanation, and for each subject, or
+// each of the section's own names, a chart with its table.
 import {parse, View} from './vega_parts.js';
 import {chart, config} from './charts.js';
+
+const PAPER_WIDTH = 640;  // CSS pixels between the margins of A4 and of Letter, less those of a figure
 
 const state = document.body.dataset;
 state.drawn = 0;
@@ -40,6 +42,7 @@ function add_table(parent, caption, columns, rows) {
     row.forEach((cell, i) => add(line, i === 0 ? 'th' : 'td', cell_text(cell, columns[i]),
                                  i === 0 ? {scope: 'row'} : {}));
   }
+  return details;
 }
 
 const with_names = (columns, rows) =>
@@ -47,7 +50,7 @@ const with_names = (columns, rows) =>
 
 async function draw(box, description, label) {
   const view = new View(parse(description, config), {renderer: 'svg', container: box, logger});
-  const fit = () => view.width(Math.max(120, box.clientWidth - 10 - (view.inset || 0)));
+  const fit = (width = box.clientWidth) => view.width(Math.max(120, width - 10 - (view.inset || 0)));
   await fit().runAsync();
   // Charts that are laid out in panels do not count their axes into the width.
   if (description.autosize.type === 'pad') {
@@ -56,6 +59,9 @@ async function draw(box, description, label) {
   }
   box.querySelector('svg').setAttribute('role', 'img');
   box.querySelector('svg').setAttribute('aria-label', label);
+  // A wider chart would be scaled down to the paper, with its text.
+  addEventListener('beforeprint', () => fit(PAPER_WIDTH).run());
+  addEventListener('afterprint', () => fit().run());
   let width = box.clientWidth;
   new ResizeObserver(() => requestAnimationFrame(() => {
     if (box.clientWidth === width) return;
@@ -72,16 +78,21 @@ async function add_section(main, section, subjects) {
   const row = add(part, 'div', undefined, {class: 'figures'});
   const tables = section.tables.map(rows => with_names(section.columns, rows));
   for (const [i, rows] of tables.entries()) {
-    const label = `${section.title}: ${subjects[i].name}`;
+    const name = section.names ? section.names[i] : subjects[i].name;
+    const label = `${section.title}: ${name}`;
     const figure = add(row, 'figure');
-    add(figure, 'figcaption', subjects[i].name);
+    add(figure, 'figcaption', name);
     if (rows.length === 0) {
-      add(figure, 'p', section.notes[i] || 'Nothing recorded yet.', {class: 'empty'});
+      add(figure, 'p', (section.notes || [])[i] || 'Nothing recorded yet.', {class: 'empty'});
+      continue;
+    }
+    if (section.kind === 'table') {
+      add_table(figure, label, section.columns, section.tables[i]).open = true;
       continue;
     }
     const box = add(figure, 'div', undefined, {class: 'chart'});
     add_table(figure, label, section.columns, section.tables[i]);
-    await draw(box, chart(section, rows, tables.flat()), label);
+    await draw(box, chart(section, rows, section.names ? rows : tables.flat(), i), label);
   }
 }
 

@@ -170,6 +170,20 @@ ordered_json axis_json(const Axis& axis, const UsageBins& all, bool falling) {
     return {{"column", axis.column}, {"title", axis.title}, {"bins", bins}};
 }
 
+// Returns the lower and upper edge of each voltage bin in V, highest first. The outer bins, which
+// have one edge, are as wide as their neighbours.
+ordered_json voltage_edges(const UsageBins& bins) {
+    const auto& borders = bins.voltage_uv;
+    const auto edge = [](int32_t uv) { return uv / 1e6; };
+    ordered_json edges = {{edge(borders[0]), edge(2 * borders[0] - borders[1])}};
+    for (size_t i = 1; i < borders.size(); i++) {
+        edges.push_back({edge(borders[i]), edge(borders[i - 1])});
+    }
+    const int32_t lowest = borders.back();
+    edges.push_back({edge(2 * lowest - borders[borders.size() - 2]), edge(lowest)});
+    return edges;
+}
+
 constexpr Axis TEMPERATURE = {"temperature", "battery temperature, °C",
                               decode::temperature_bin_label, TEMPERATURE_BIN_COUNT};
 
@@ -188,16 +202,19 @@ ordered_json grid_rows(const Grid& grid, const Axis& axis, const UsageBins& bins
 ordered_json voltage_section(const std::vector<Subject>& subjects) {
     constexpr Axis VOLTAGE = {"voltage", "voltage, V", decode::voltage_bin_label,
                               VOLTAGE_BIN_COUNT};
-    ordered_json json =
-        section("voltage", "heat", "Time per voltage and temperature",
-                "Hours that the battery has spent at each voltage and temperature. The shades are "
-                "logarithmic; cells without a shade were never reached. The battery ages fastest "
-                "at the top right.",
-                {column("voltage", "Voltage", "V"), column("temperature", "Temperature", "°C"),
-                 column("hours", "Time", "h", 3)});
+    ordered_json json = section(
+        "voltage", "heat", "Time per voltage and temperature",
+        "Hours that the battery has spent at each voltage and temperature. The rows are "
+        "drawn to scale, and the shade is the time per 10 mV, on a logarithmic scale; cells "
+        "without a shade were never reached. The battery ages fastest at the top right.",
+        {column("voltage", "Voltage", "V"), column("temperature", "Temperature", "°C"),
+         column("hours", "Time", "h", 3)});
     json["heat"] = {{"y", axis_json(VOLTAGE, subjects.front().policy.bins, true)},
                     {"x", axis_json(TEMPERATURE, subjects.front().policy.bins, false)},
                     {"z", {{"column", "hours"}, {"title", "hours"}}}};
+    json["heat"]["y"]["edges"] = voltage_edges(subjects.front().policy.bins);
+    json["heat"]["y"]["per"] = 0.01;
+    json["heat"]["y"]["unit"] = "V";
     return filled(std::move(json), subjects, {"vt_cet_table"}, [=](const Subject& subject) {
         return grid_rows(subject.battery.stat.vt_cet_table, VOLTAGE, subject.policy.bins,
                          SECONDS_PER_HOUR);
