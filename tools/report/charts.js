@@ -104,7 +104,7 @@ function heat(section) {
   const rows = y.edges
     ? {y: scaled('y', 'high'), y2: scaled('y', 'low')}
     : {y: scaled('y', y.column), height: {scale: 'y', band: 1}};
-  return frame(y.edges ? 520 : 300, {
+  return frame(y.edges ? 520 : Math.min(300, 80 + 24 * y.bins.length), {
     scales: [
       {name: 'x', type: 'band', range: 'width', domain: x.bins},
       y.edges ? {name: 'y', type: 'linear', range: 'height', zero: false,
