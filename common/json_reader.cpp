@@ -54,9 +54,14 @@ std::string reason_of(const nlohmann::json::exception& error) {
 }  // namespace
 
 nlohmann::json parse_document(const std::string& text, const std::filesystem::path& file) {
+    return parse_ordered_document(text, file);
+}
+
+nlohmann::ordered_json parse_ordered_document(const std::string& text,
+                                              const std::filesystem::path& file) {
     refuse_deep_nesting(text, file);
     try {
-        return nlohmann::json::parse(text);
+        return nlohmann::ordered_json::parse(text);
     } catch (const nlohmann::json::exception& error) {
         throw InputError(file.string() + ": " + reason_of(error));
     }

@@ -18,6 +18,8 @@ namespace cellwarden {
 // Returns the document in `text`; `file` serves messages. Throws InputError with the line if the
 // text is not JSON, or if it nests more than 100 levels of objects and arrays.
 nlohmann::json parse_document(const std::string& text, const std::filesystem::path& file);
+nlohmann::ordered_json parse_ordered_document(const std::string& text,
+                                              const std::filesystem::path& file);
 
 struct JsonPlace {
     const nlohmann::json& value;

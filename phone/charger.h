@@ -46,8 +46,8 @@ struct Charger {
 
     DriverSteps steps;
 
-    // Smart charging of the phone's system: charging pauses while the phone shows this charge, in %,
-    // or more; 100: not active.
+    // Smart charging of the phone's system: charging pauses while the phone shows this charge, in
+    // %, or more; 100: not active.
     int smart_stop_percent = 100;
 
     // Charging has ended; reset when the charge has fallen or the source is removed.

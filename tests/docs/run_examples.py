@@ -18,7 +18,7 @@ sys.path.append(str(Path(__file__).parents[1] / "android"))
 from checking import ROOT, expect_equal, failures, finish
 
 YEARS = "0.1"
-OF_TOOLS = re.compile(r"(?:head [^|]*\| )?(?:build/host/)?cellwarden-(?:inspect|lifetime (?:list|run|compare)|report)\b")
+OF_TOOLS = re.compile(r"(?:head [^|]*\| )?(?:build/host/)?cellwarden-(?:inspect|lifetime (?:list|policy|run|compare)|report)\b")
 
 
 def examples(page):
@@ -30,7 +30,7 @@ def examples(page):
 
 def shortened(command):
     command = re.sub(r" --years [\d.]+", "", command.replace("build/host/", ""))
-    return re.sub(r"(cellwarden-lifetime run .*)", rf"\1 --years {YEARS}", command)
+    return re.sub(r"(cellwarden-lifetime run .*)", rf"\1 --years {YEARS} --overwrite", command)
 
 
 def masked(text):
@@ -38,11 +38,13 @@ def masked(text):
 
 
 def prepare(build, work):
-    """Makes what the pages take as given: a profile of the reader's, older records and runs."""
+    """Makes what the pages take as given: a profile of the reader's, older records, runs and a study."""
     shutil.copy(build / "data/profiles/overnight.json", work / "my-user.json")
     for run in ("before", "after"):
         subprocess.run([build / "cellwarden-lifetime", "run", "overnight", "--years", YEARS, "--out", work / run],
                        stdout=subprocess.DEVNULL, check=True)
+    subprocess.run([build / "cellwarden-lifetime", "study", "care", "--phones", "2", "--years", "0.01", "--out", work / "care"],
+                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=True)
     shutil.copy(work / "before/overnight/units/2491", work / "2491.old")
     shutil.copy(work / "after/overnight/units/2491", work / "2491")
 

@@ -31,8 +31,9 @@ Phone phone_of(const std::string& text) {
             charger.type = value;
         } else if (!SET_NAMED(name, std::stod(value), battery.soc, battery.state_of_health, battery.temp_c,
                               phone.load_ma, phone.ambient_c, phone.shutdown_phase, phone.learning_count,
-                              phone.thermal_zone, gauge_uah, charger.watts, charger.smart_stop_percent, charger.thermal_level, charger.ageing_level,
-                              charger.usb_input_suspend, charger.lrc_input_suspend, charger.lrc_charge_disable)) {
+                              phone.thermal_zone, gauge_uah, charger.watts, charger.smart_stop_percent,
+                              charger.thermal_level, charger.ageing_level, charger.usb_input_suspend,
+                              charger.lrc_input_suspend, charger.lrc_charge_disable)) {
             ADD_FAILURE() << "a phone has no " << name;
         }
     }

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "common/input.h"
+#include "common/json_reader.h"
 
 namespace cellwarden::lifetime {
 namespace {
@@ -100,18 +101,17 @@ void finish_run_directory(RunDirectory& run, const std::map<uint32_t, std::strin
 
 nlohmann::ordered_json read_summary(const fs::path& run) {
     const fs::path path = run / SUMMARY;
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) {
-        throw std::runtime_error(path.string() + ": cannot be read: " + strerror(errno));
-    }
-    nlohmann::ordered_json summary;
-    try {
-        summary = nlohmann::ordered_json::parse(stream);
-    } catch (const nlohmann::json::exception& error) {
-        throw std::runtime_error(path.string() + ": " + error.what());
-    }
+    const std::vector<uint8_t> bytes = read_input(path);
+    nlohmann::ordered_json summary = parse_ordered_document({bytes.begin(), bytes.end()}, path);
     if (!summary.contains("figures")) {
-        throw std::runtime_error(path.string() + ": contains no figures: the run did not finish");
+        throw InputError(path.string() + ": contains no figures: the run did not finish");
+    }
+    for (const char* const key : {"profile", "profile_digest", "cell_digest", "policy", "seed",
+                                  "complete", "years_asked", "years_lived"}) {
+        if (!summary.contains(key)) {
+            throw InputError(path.string() + ": has no \"" + key +
+                             "\": not the summary of a run of this version");
+        }
     }
     return summary;
 }

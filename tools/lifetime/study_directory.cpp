@@ -10,6 +10,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "common/json_reader.h"
 #include "tools/lifetime/outcomes.h"
 
 namespace cellwarden::lifetime {
@@ -154,12 +155,13 @@ class NewFile {
 };
 
 std::string digest_in(const fs::path& directory) {
-    std::ifstream stream(directory / PROVENANCE, std::ios::binary);
-    try {
-        return nlohmann::json::parse(stream).at("digest").get<std::string>();
-    } catch (const nlohmann::json::exception& error) {
-        fail(directory / PROVENANCE, error.what());
+    const fs::path file = directory / PROVENANCE;
+    const std::vector<uint8_t> bytes = read_input(file);
+    const nlohmann::json document = parse_document({bytes.begin(), bytes.end()}, file);
+    if (!document.contains("digest") || !document.at("digest").is_string()) {
+        fail(file, "has no digest: not a study's own file");
     }
+    return document.at("digest").get<std::string>();
 }
 
 void write_phones(const Study& study, const fs::path& path) {

@@ -4,7 +4,7 @@
 //   outcomes.csv   the same, in the order of phones and policies
 //   phones.csv     profile, seed and traits of each phone
 //   summary.json   the summary (study_summary.h)
-//   events/        on request, the events of each life: PHONE-POLICY.pb (event_stream.h)
+//   events/        on request, the events of each life: PHONE-POLICY.pb, a stream
 // A life is in lives.csv completely or not at all: after an interruption the study continues there.
 #pragma once
 

@@ -5,9 +5,10 @@
 #include <atomic>
 #include <chrono>
 #include <iostream>
+#include <sstream>
 #include <thread>
 
-#include "tools/lifetime/event_stream.h"
+#include "decode/event_stream.h"
 #include "tools/lifetime/outcomes.h"
 #include "tools/lifetime/progress.h"
 #include "tools/lifetime/run.h"
@@ -36,16 +37,27 @@ struct Crew {
     std::atomic<bool> failed = false;
 };
 
+// Appends an event to a stream; its phone has the number as its key.
+void append_event(std::ostream& events, int phone, int64_t time_s, const Effect& effect) {
+    decode::PhoneEvent event{.place = {},
+                             .phone = std::to_string(phone),
+                             .time_s = time_s,
+                             .packed = {effect.bytes.begin(), effect.bytes.end()},
+                             .event = {}};
+    event.event.name = effect.name;
+    decode::write_event(events, event);
+}
+
 // Simulates a life and stores its results, unless it is stopped.
 void live(Crew& crew, const LifeName& name) {
     const StudyPhone phone = phone_of(crew.study, name.phone);
     const CarePolicy& policy = crew.study.policies[name.policy];
     Life life = begin_life(phone.profile, policy, phone.seed);
-    std::string events;
+    std::ostringstream events;
     if (crew.run.stores_events) {
-        life.watch_effect = [&events](const Life& lived, const Effect& effect) {
+        life.watch_effect = [&](const Life& lived, const Effect& effect) {
             if (effect.kind == Effect::Kind::EVENT) {
-                append_event(events, wall_s(lived), effect);
+                append_event(events, phone.number, wall_s(lived), effect);
             }
         };
     }
@@ -65,7 +77,7 @@ void live(Crew& crew, const LifeName& name) {
     }
     if (crew.run.stores_events) {
         const std::string file = std::to_string(phone.number) + "-" + policy.name + ".pb";
-        store_file(crew.run.directory / "events" / file, events);
+        store_file(crew.run.directory / "events" / file, events.str());
     }
     crew.journal.append(outcome_lines(phone.number, phone.profile.name, policy.name, outcomes));
 }
