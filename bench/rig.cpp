@@ -61,8 +61,8 @@ std::optional<Happening> take_file_event(Rig& rig, const FileEvent& event) {
             return UnitStored{std::move(*unit)};
         }
     } else if (path.parent_path() == rig.state_dir / "outbox") {
-        if (auto event = read_outbox_event(path)) {
-            return EventSent{std::move(*event), path};
+        if (auto sent = read_outbox_event(path)) {
+            return EventSent{std::move(*sent), path};
         }
     } else if (auto write = take_attribute_write(rig.files, rig.phone, path)) {
         return std::move(*write);
