@@ -90,6 +90,7 @@ std::vector<EventValue> values_of(const ProtobufCMessage& message,
     if (field.label == PROTOBUF_C_LABEL_REPEATED) {
         const auto count = element<size_t>(base + field.quantifier_offset, 0);
         const auto* const elements = element<const char*>(base + field.offset, 0);
+        values.reserve(count);
         for (size_t i = 0; i < count; i++) {
             values.push_back(value_at(field.type, elements, i));
         }

@@ -42,23 +42,23 @@ std::optional<WireFault> field_fault(const ProtobufCMessageDescriptor& type, Rea
     if (field == nullptr) {
         return WireFault{start, "unknown field " + std::to_string(number)};
     }
-    const std::string name = std::string("field ") + field->name;
+    const auto named = [&] { return std::string("field ") + field->name; };
     const bool is_message = field->type == PROTOBUF_C_TYPE_MESSAGE;
     const uint64_t wanted =
         is_message || field->type == PROTOBUF_C_TYPE_STRING ? LENGTH_DELIMITED : VARINT;
     if (encoding != wanted) {
-        return WireFault{start, name + " has encoding " + std::to_string(encoding) + ", expected " +
-                                    std::to_string(wanted)};
+        return WireFault{start, named() + " has encoding " + std::to_string(encoding) +
+                                    ", expected " + std::to_string(wanted)};
     }
     const size_t value_start = reader.at;
     const std::optional<uint64_t> value = read_varint(reader.bytes, reader.at);
     if (!value) {
-        return WireFault{value_start, "the value of " + name + " is truncated"};
+        return WireFault{value_start, "the value of " + named() + " is truncated"};
     }
     if (wanted == LENGTH_DELIMITED) {
         const size_t left = reader.bytes.size() - reader.at;
         if (*value > left) {
-            return WireFault{value_start, name + " is " + std::to_string(*value) +
+            return WireFault{value_start, named() + " is " + std::to_string(*value) +
                                               " bytes long, but only " + std::to_string(left) +
                                               " remain"};
         }

@@ -55,7 +55,7 @@ TEST_F(ReportTest, TablesHoldTheRecord) {
             tables += column.contains("unit") ? " [" + column.at("unit").get<std::string>() + "]" : "";
         }
         tables += "\n" + section.at("tables").at(0).dump() + "\n";
-        for (const char* const shown : {"id", "title", "about", "columns", "tables"}) {
+        for (const char* const shown : {"id", "title", "about", "columns", "tables", "notes"}) {
             section.erase(shown);
         }
         tables += section.dump() + "\n\n";
@@ -63,6 +63,56 @@ TEST_F(ReportTest, TablesHoldTheRecord) {
     EXPECT_EQ(tables, expected("report_tables.txt"));
     for (const test::Row& row : test::rows_of(TOOLS_TESTS "/report_facts.txt", '|')) {
         EXPECT_THAT(page, HasSubstr("<tr><th scope=\"row\">" + row.at(0) + "</th><td>" + row.at(1) + "</td></tr>"));
+    }
+}
+
+// An outbox alone: the newest ageing event, what it lacks, and the connections.
+TEST_F(ReportTest, AnOutboxIsEnough) {
+    for (const test::Row& row : table("report_events.csv")) {
+        const std::string& file = row.at(0);
+        write(file, "");
+        EXPECT_EQ(run("echo '" + row.at(1) + "' | " PROTOC " --encode=charging." + file.substr(file.rfind('-') + 1) +
+                      " -I" PROTO_FOLDER " charging.proto >" + file)
+                      .output,
+                  "");
+    }
+    const std::string page = page_of("phone/outbox");
+    EXPECT_THAT(page, HasSubstr("<th scope=\"col\">phone</th>"));
+    EXPECT_THAT(page, HasSubstr("<td>ageing event of 2026-03-02 00:00:00 UTC</td>"));
+    EXPECT_THAT(page, HasSubstr("soft_charge_mode: 9 is outside the range"));
+    EXPECT_THAT(page, HasSubstr("<th scope=\"row\">Online time</th><td>not in the event</td>"));
+    std::string tables;
+    const Json data = data_of(page);
+    for (const Json& section : data.at("sections")) {
+        tables += section.at("id").get<std::string>() + ": " + section.at("notes").at(0).get<std::string>() +
+                  section.at("tables").at(0).dump() + "\n";
+    }
+    EXPECT_EQ(tables, expected("report_events.txt"));
+}
+
+TEST_F(ReportTest, ColumnsAreNamedByWhatTellsThemApart) {
+    for (const char* const path : {"x/a/units/2491", "x/b/units/2491", "y/a/units/2491", "2491"}) {
+        write(path, sample);
+    }
+    const struct {
+        const char *inputs, *names;
+    } rows[] = {
+        {"2491", "2491"},
+        {"x/a/units/2491", "a"},
+        {"x/a/units/2491 x/b/units/2491", "a,b"},
+        {"x/a/units/2491 y/a/units/2491", "x,y"},
+        {"x/a/units x/b", "a,b"},
+        {"x/a x/b y/a", "x/a,x/b,y/a"},
+        {"x/a/units/2491 2491 after=x/b/units/2491", "a,2491,after"},
+        {"x/a x/a", "x/a,x/a"},
+    };
+    for (const auto& row : rows) {
+        std::string names;
+        const Json data = data_of(page_of(row.inputs));
+        for (const Json& subject : data.at("subjects")) {
+            names += (names.empty() ? "" : ",") + subject.at("name").get<std::string>();
+        }
+        EXPECT_EQ(names, row.names) << row.inputs;
     }
 }
 

@@ -9,6 +9,7 @@
 
 namespace cellwarden::inspect {
 
+inline constexpr const char* PROGRAM = "cellwarden-inspect";  // the start of messages
 inline constexpr int SOUND = 0;
 inline constexpr int NOT_SOUND = 1;
 

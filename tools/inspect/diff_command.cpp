@@ -180,7 +180,7 @@ ordered_json difference_json(const Difference& difference) {
 
 // Returns the only phone of an input.
 BatteryHistory load(const std::string& path, const std::vector<std::string>& phones) {
-    const auto refuse = [](const std::string& text) { complain(CELLWARDEN_TOOL_NAME, text); };
+    const auto refuse = [](const std::string& text) { complain(PROGRAM, text); };
     return decode::load_histories({path, phones, 1, refuse}).front();
 }
 

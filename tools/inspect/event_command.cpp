@@ -83,7 +83,7 @@ int show_events(const std::vector<std::string>& paths, const std::string& name,
         }
     };
     const auto refuse = [&](const std::string& text) {
-        complain(CELLWARDEN_TOOL_NAME, text);
+        complain(PROGRAM, text);
         result = NOT_SOUND;
     };
     for (const std::string& path : paths) {

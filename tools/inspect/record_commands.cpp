@@ -52,7 +52,7 @@ int show_record(const std::string& path, bool as_json) {
     const Judgement judgement = decode::judge_record(bytes);
     const bool kept = decode::is_kept(judgement);
     if (const std::string kind = decode::kind_of(bytes); !kept && !kind.empty()) {
-        complain(CELLWARDEN_TOOL_NAME,
+        complain(PROGRAM,
                  path + ": is " + kind + ", not a record; 'cellwarden-inspect event' prints it");
         return NOT_SOUND;
     }

@@ -106,7 +106,7 @@ function soh(has) {
 // A cell for each pair of bins of both axes, with a logarithmic shade; cells with 0 are empty.
 function heat(section) {
   const {y, x, z} = section.heat;
-  return frame(y.bins.length > 20 ? 560 : 300, {
+  return frame(y.bins.length > 20 ? 560 : Math.min(300, 80 + 24 * y.bins.length), {
     scales: [
       {name: 'x', type: 'band', range: 'width', domain: x.bins},
       {name: 'y', type: 'band', range: 'height', domain: y.bins},

@@ -9,6 +9,7 @@
 
 #include "common/input.h"
 #include "common/text.h"
+#include "platform/unit_store.h"
 
 namespace cellwarden::report {
 namespace {
@@ -81,12 +82,18 @@ std::vector<TrueHealth> true_health_of(const fs::path& path) {
 
 // --- Names
 
+// Returns the components of a path without those at its end that every phone's files have.
 std::vector<std::string> parts_of(const std::string& path) {
+    static const std::set<std::string> GENERAL = {std::to_string(UNIT_BATT_STAT), "units",
+                                                  "outbox"};
     std::vector<std::string> parts;
     for (const fs::path& part : fs::path(path).lexically_normal()) {
         if (!part.empty() && part != "/") {
             parts.push_back(part);
         }
+    }
+    while (parts.size() > 1 && GENERAL.contains(parts.back())) {
+        parts.pop_back();
     }
     return parts.empty() ? std::vector{path} : parts;
 }
@@ -95,7 +102,9 @@ void drop_common_end(std::vector<std::vector<std::string>>& paths) {
     const auto can_drop = [&](const auto& parts) {
         return parts.size() > 1 && parts.back() == paths.front().back();
     };
-    while (paths.size() > 1 && std::all_of(paths.begin(), paths.end(), can_drop)) {
+    const bool differ = std::any_of(paths.begin(), paths.end(),
+                                    [&](const auto& parts) { return parts != paths.front(); });
+    while (differ && std::all_of(paths.begin(), paths.end(), can_drop)) {
         for (auto& parts : paths) {
             parts.pop_back();
         }
@@ -167,7 +176,7 @@ std::vector<Subject> load_subjects(const Request& request) {
     for (const auto& [path, name] : inputs) {
         std::vector<decode::BatteryHistory> batteries =
             decode::load_histories({path, request.phones, MOST_PHONES, request.refuse});
-        const bool is_one = batteries.size() == 1;
+        const bool is_one = batteries.size() == 1 && request.phones.empty();
         const fs::path series = fs::path(path) / "series.csv";
         for (decode::BatteryHistory& battery : batteries) {
             const std::string key =

@@ -29,9 +29,9 @@ struct Request {
 };
 
 // Loads all subjects, in the order of the inputs. An input without NAME is named by the end of its
-// path that no other input has, without the parts that all inputs end with: "a" and "b" for
-// a/units/2491 and b/units/2491. An input with several phones has a subject for each, named by its
-// key. Throws InputError with the path and the reason.
+// path that no other input has, without the parts that all inputs end with, and without 2491, units
+// and outbox: "a" and "b" for a/units/2491 and b/units/2491. An input with several phones has a
+// subject for each, named by its key. Throws InputError with the path and the reason.
 std::vector<Subject> load_subjects(const Request& request);
 
 }  // namespace cellwarden::report
