@@ -14,6 +14,7 @@ bool is_odd(std::string_view name, FieldUnit unit, int64_t stored) {
     constexpr int64_t HIGHEST_LEVEL = 5;
     constexpr int64_t FULL_CHARGE = 100;
     constexpr int64_t CLOCK_IS_SET = 1'483'228'800;  // 2017-01-01, as in the daemon
+    constexpr int64_t YEAR_10000 = 253'402'300'800;
     // The raw state of health can exceed the design capacity.
     const bool is_raw = name.ends_with("raw_soh") || name.starts_with("raw_soh");
     switch (unit) {
@@ -28,7 +29,7 @@ bool is_odd(std::string_view name, FieldUnit unit, int64_t stored) {
         case FieldUnit::ONLINE_S:
             return stored < 0 || stored > INT32_MAX;
         case FieldUnit::WALL_S:
-            return stored != 0 && stored < CLOCK_IS_SET;
+            return stored != 0 && (stored < CLOCK_IS_SET || stored > YEAR_10000);
         default:
             return false;
     }

@@ -125,7 +125,7 @@ def check_named_files():
             expect_equal(f"{page.name}: {name} exists", [exists], [True])
 
 
-# Names of kernel, platform and build system, and a battery's model.
+# Names of kernel, platform, build system and database, and a battery's model.
 FOREIGN = set("FINAL BLOCK_SUSPEND CONFIG_PM_WAKELOCKS BOARD_VENDOR_SEPOLICY_DIRS PRODUCT_PACKAGES PELLAMIR_VOSKA FAILS".split())
 
 
