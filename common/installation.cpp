@@ -25,7 +25,7 @@ fs::path build_folder() {
 }  // namespace
 
 fs::path data_folder(const std::string& name) {
-    const fs::path installed = (program_folder() / CELLWARDEN_DATA_DIR / name).lexically_normal();
+    fs::path installed = (program_folder() / CELLWARDEN_DATA_DIR / name).lexically_normal();
     const fs::path built = build_folder();
     if (fs::is_directory(installed)) {
         return installed;
@@ -39,7 +39,7 @@ fs::path data_folder(const std::string& name) {
 }
 
 fs::path daemon_folder() {
-    const fs::path installed = (program_folder() / CELLWARDEN_LIBEXEC_DIR).lexically_normal();
+    fs::path installed = (program_folder() / CELLWARDEN_LIBEXEC_DIR).lexically_normal();
     const fs::path built = build_folder();
     return fs::exists(installed) || built.empty() ? installed : built;
 }

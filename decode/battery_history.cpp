@@ -220,9 +220,10 @@ BatteryHistory history_of_units(const HistoryRequest& request, const fs::path& r
     if (fs::is_directory(outbox) && !files_of(outbox).empty()) {
         HistoryRequest events = request;
         events.phones = {};
-        for (auto& [phone, collected] : collect_events(events, [&](const TakeEvent& take) {
-                 read_events(outbox, {}, take, request.refuse);
-             })) {
+        const auto read = [&](const TakeEvent& take) {
+            read_events(outbox, {}, take, request.refuse);
+        };
+        for (auto& [phone, collected] : collect_events(events, read)) {
             add_connections(history, std::move(collected));
         }
     }

@@ -29,10 +29,10 @@ double inverse_kelvin(double temp_c) {
     return 1 / (temp_c + KELVIN_AT_0_C);
 }
 
-std::string text_of(const char* format, double a, double b = 0, double c = 0, double d = 0,
-                    double e = 0) {
+template <typename... Numbers>
+std::string text_of(const char* format, Numbers... numbers) {
     char text[128];
-    (void)snprintf(text, sizeof text, format, a, b, c, d, e);
+    (void)snprintf(text, sizeof text, format, numbers...);
     return text;
 }
 

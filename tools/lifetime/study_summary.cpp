@@ -214,7 +214,7 @@ template <typename... Cells>
 void print_row(std::ostream& out, const std::string& first, const Cells&... cells) {
     constexpr size_t NAME_WIDTH = 48;
     constexpr size_t WIDTH = 14;
-    const auto padded = [](std::string text, size_t width) {
+    const auto padded = [](const std::string& text, size_t width) {
         return text.size() < width ? std::string(width - text.size(), ' ') + text : " " + text;
     };
     out << "  " << first
