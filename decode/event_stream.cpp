@@ -242,7 +242,7 @@ void read_window(Window& window, const std::string& path, std::string_view type,
 // if there are none.
 std::vector<fs::path> event_files_of(const fs::path& directory) {
     const fs::path outbox = directory / "outbox";
-    const std::vector<fs::path> files = files_of(fs::is_directory(outbox) ? outbox : directory);
+    std::vector<fs::path> files = files_of(fs::is_directory(outbox) ? outbox : directory);
     if (!files.empty()) {
         return files;
     }

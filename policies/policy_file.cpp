@@ -165,7 +165,7 @@ CarePolicy parse_policy(const std::string& text, const std::filesystem::path& fi
     top["about"] = text_into(policy.about);
     for (const auto& [object, figures] : objects) {
         if (!object.empty()) {
-            top[object] = [&figures](const JsonPlace& at) { read_object(at, figures); };
+            top[object] = [&fields = figures](const JsonPlace& at) { read_object(at, fields); };
         }
     }
     read_object({document, "", file}, top);

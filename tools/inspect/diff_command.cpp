@@ -32,7 +32,7 @@ struct Difference {
 // Returns "first_soh_time[8] (below 20 %)".
 std::string name_of(const Difference& difference) {
     const RecordField& field = *difference.field;
-    const std::string name(field.name);
+    std::string name(field.name);
     if (field.count == 1 || field.unit == FieldUnit::TEXT) {
         return name;
     }
