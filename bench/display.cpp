@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "bench/event_text.h"
+#include "common/text.h"
 
 namespace cellwarden::bench {
 namespace {
@@ -108,16 +109,15 @@ double rounded(double value, double steps_per_one) {
 void print_json(double at_s, const Json& facts) {
     Json object = {{"at_s", rounded(at_s, 1e3)}};
     object.update(facts);
-    // Texts of files and log lines may be invalid UTF-8.
-    const std::string text = object.dump(-1, ' ', false, Json::error_handler_t::replace);
-    printf("%s\n", text.c_str());
+    printf("%s\n", json_text(object).c_str());
     (void)fflush(stdout);
 }
 
 void print_line(Output output, double at_s, const Line& line) {
     const bool terminal = output == Output::TERMINAL;
     printf("%s%7.1f s  %s%-7s %s%s\n", terminal ? CLEAR_LINE : "", at_s,
-           terminal ? line.colour : "", line.what, line.text.c_str(), terminal ? NO_COLOUR : "");
+           terminal ? line.colour : "", line.what, printable_lines(line.text).c_str(),
+           terminal ? NO_COLOUR : "");
     (void)fflush(stdout);
 }
 
@@ -130,7 +130,7 @@ std::string status_line(const PhoneStatus& status) {
                    static_cast<long long>(status.uptime_s / 3600),
                    static_cast<long long>(status.uptime_s / 60 % 60),
                    static_cast<long long>(status.uptime_s % 60));
-    return text;
+    return printable(text);
 }
 
 Json status_json(const PhoneStatus& status) {
@@ -201,7 +201,8 @@ void show_settings(const Display& display, const DisplaySettings& settings) {
                        {"state_dir", settings.state_dir.string()}});
         return;
     }
-    printf("Scenario %s: %s\n", settings.scenario.c_str(), settings.about.c_str());
+    printf("Scenario %s: %s\n", printable(settings.scenario).c_str(),
+           printable(settings.about).c_str());
     printf("  daemon             %s\n", settings.daemon.c_str());
     printf("  units and events   %s\n", settings.state_dir.c_str());
     printf("  duration           %g s; the battery lives %g times as fast\n", settings.duration_s,

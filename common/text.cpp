@@ -1,6 +1,5 @@
 #include "common/text.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <iostream>
@@ -79,17 +78,21 @@ std::string printable(std::string_view text) {
     return result;
 }
 
+std::string printable_lines(std::string_view text) {
+    std::string result;
+    for (size_t end = 0; (end = text.find('\n')) != std::string_view::npos;) {
+        result += printable(text.substr(0, end)) + '\n';
+        text.remove_prefix(end + 1);
+    }
+    return result + printable(text);
+}
+
 std::string json_text(const nlohmann::ordered_json& json) {
     return json.dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 void complain(std::string_view program, std::string_view text) {
-    std::cerr << program << ": ";
-    for (size_t start = 0; start <= text.size();) {
-        const size_t end = std::min(text.find('\n', start), text.size());
-        std::cerr << printable(text.substr(start, end - start)) << '\n';
-        start = end + 1;
-    }
+    std::cerr << program << ": " << printable_lines(text) << '\n';
 }
 
 }  // namespace cellwarden

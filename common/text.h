@@ -12,6 +12,9 @@ namespace cellwarden {
 // direction of writing. Other text, also non-ASCII text, stays as it is.
 std::string printable(std::string_view text);
 
+// Does the same with each line of the text; line feeds stay.
+std::string printable_lines(std::string_view text);
+
 // Returns the JSON in one line of ASCII; bytes that are not valid UTF-8 become U+FFFD.
 std::string json_text(const nlohmann::ordered_json& json);
 

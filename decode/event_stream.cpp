@@ -128,8 +128,23 @@ std::optional<Frame> first_frame(std::span<const uint8_t> bytes) {
     return Frame{at, static_cast<size_t>(*length)};
 }
 
-// Returns whether a message starts with one of the stream's own fields.
-bool starts_stream(std::span<const uint8_t> bytes) {
+// Returns whether the first message is complete and has an event.
+bool has_first_event(std::span<const uint8_t> bytes) {
+    const auto frame = first_frame(bytes);
+    if (!frame || bytes.size() - frame->header < frame->length) {
+        return false;
+    }
+    try {
+        (void)event_of_message(bytes.subspan(frame->header, frame->length));
+        return true;
+    } catch (const EventError&) {
+        return false;
+    }
+}
+
+// Returns whether a message starts with one of the stream's own fields; the message may be faulty
+// or cut.
+bool seems_stream(std::span<const uint8_t> bytes) {
     constexpr uint8_t PHONE = 1 << 3 | 2, TIME = 2 << 3, AGEING = 3 << 3 | 2,
                       CONNECTION = 4 << 3 | 2;
     const auto frame = first_frame(bytes);
@@ -138,6 +153,12 @@ bool starts_stream(std::span<const uint8_t> bytes) {
     }
     const uint8_t key = bytes[frame->header];
     return key == PHONE || key == TIME || key == AGEING || key == CONNECTION;
+}
+
+// Returns whether the bytes are a stream. Short bytes can be both a stream and an event: then they
+// are a stream, because the events of the daemon begin with a field that no stream begins with.
+bool is_stream(std::span<const uint8_t> bytes) {
+    return has_first_event(bytes) || (event_name_of(bytes).empty() && seems_stream(bytes));
 }
 
 // The part of a file that is in memory: as much as the largest message needs.
@@ -228,11 +249,10 @@ void read_window(Window& window, const std::string& path, std::string_view type,
     const std::string_view named = event_name_of_file(fs::path(path).filename().string());
     const std::string_view name = type.empty() ? named : type;
     const bool is_small = window.has_whole_file() && window.bytes().size() <= LARGEST_MESSAGE;
-    if (is_small && (!name.empty() || !event_name_of(window.bytes()).empty() ||
-                     !starts_stream(window.bytes()))) {
-        read_packed_event(window.bytes(), path, name, take, refuse);
-    } else if (starts_stream(window.bytes())) {
+    if (name.empty() && is_stream(window.bytes())) {
         read_stream(window, path, take, refuse);
+    } else if (is_small) {
+        read_packed_event(window.bytes(), path, name, take, refuse);
     } else {
         refuse(path + ": neither an event nor a stream of events");
     }
@@ -315,10 +335,11 @@ std::string kind_of(std::span<const uint8_t> bytes) {
     if (is_kept(judge_record(bytes))) {
         return RECORD;
     }
-    if (const std::string_view name = event_name_of(bytes); !name.empty()) {
-        return "a " + std::string(name) + " event";
+    if (is_stream(bytes)) {
+        return "a stream of events";
     }
-    return starts_stream(bytes) ? "a stream of events" : "";
+    const std::string_view name = event_name_of(bytes);
+    return name.empty() ? "" : "a " + std::string(name) + " event";
 }
 
 }  // namespace cellwarden::decode

@@ -29,7 +29,7 @@ bool is_odd(std::string_view name, FieldUnit unit, int64_t stored) {
         case FieldUnit::ONLINE_S:
             return stored < 0 || stored > INT32_MAX;
         case FieldUnit::WALL_S:
-            return stored != 0 && (stored < CLOCK_IS_SET || stored > YEAR_10000);
+            return stored != 0 && (stored < CLOCK_IS_SET || stored >= YEAR_10000);
         default:
             return false;
     }

@@ -100,6 +100,18 @@ TEST(Display, PrintsLinesOrJson) {
     EXPECT_NE(shown(Output::TERMINAL).find("\r\x1b[K    1.2 s  \x1b[31mlog     hot\x1b[0m\n"), std::string::npos);
 }
 
+// Names of a stranger's scenario and what the daemon makes of them.
+TEST(Display, PrintsNoControlCharacters) {
+    testing::internal::CaptureStdout();
+    show_happening({.output = Output::PLAIN}, 1,
+                   AttributeWrite{.name = "a", .old_text = "\x1b[2J", .new_text = "\xff\a"});
+    show_happening({.output = Output::JSON}, 1, PhoneChange{"\x1b\u009b\xff"});
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "    1.0 s  write   a  \\x1B[2J -> \\xFF\\x07\n"
+              R"({"at_s":1.0,"what":"phone","text":"\u001b\u009b\ufffd"})"
+              "\n");
+}
+
 // One after the other, on one phone: what is said, which uevents are sent, and the phone after it.
 TEST(Action, ChangesThePhoneAndTellsOfIt) {
     phone::Phone phone;

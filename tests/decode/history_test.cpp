@@ -180,6 +180,13 @@ TEST(EventStream, HoldsWhatWasWritten) {
     }
 }
 
+// The first message is also an event: its length is the key of battery_model_name.
+TEST(EventStream, IsAStreamAlsoIfItCouldBeAnEvent) {
+    const std::string bytes = test::bytes_of_hex("220a05666f756e641a1908021210" + std::string(32, '6') + "18f0502200");
+    ASSERT_EQ(event_name_of(bytes_of_text(bytes)), "BatteryDegradation2");
+    EXPECT_EQ(read_all(bytes), "found -1 BatteryDegradation2 25\n");
+}
+
 TEST(EventStream, FaultsHavePlaceAndReason) {
     const struct {
         const char* rule;

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "common/command_line.h"
+#include "common/input.h"
 #include "common/text.h"
 #include "decode/event.h"
 #include "tools/inspect/commands.h"
@@ -75,6 +76,9 @@ void add_commands(CommandLine& line, Options& options) {
 int run(const CommandLine& line, const Options& options) {
     if (line.has_command("record")) {
         return show_record(options.record, options.as_json);
+    }
+    if (options.as_lines && options.as_stream) {
+        throw InputError("--json-lines and --stream exclude each other");
     }
     if (line.has_command("event")) {
         return show_events(options.events, options.event_name,
