@@ -8,6 +8,7 @@
 #include "fuzz/field_seeds.h"
 #include "fuzz/fuzzing.h"
 #include "state/batt_stat.h"
+#include "tools/report/overlay.h"
 #include "tools/report/page.h"
 
 namespace cellwarden::fuzz {
@@ -62,8 +63,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         path = (fuzz::work_folder() / "run").string();
     }
     try {
-        fuzz::check_page(report::page_of(
-            report::load_subjects({{path}, {}, [](const std::string& /*text*/) {}}), "fuzz"));
+        fuzz::check_page(
+            report::page_of(report::load_subjects({{path}, {}, [](const std::string& /*text*/) {}}),
+                            "fuzz", report::run_sections({path})));
     } catch (const InputError& error) {
         fuzz::promise(std::string(error.what()).find(fuzz::work_folder().string()) == 0,
                       "the message names the file");

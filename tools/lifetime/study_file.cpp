@@ -133,7 +133,7 @@ void read_varies(const JsonPlace& at, Study& study) {
         };
     }
     read_object(at, keys);
-    study.varies_json = at.value;
+    study.varies_json = at.value.dump();
 }
 
 // Names stand in the columns of the results.
@@ -218,12 +218,15 @@ Study load_study(const std::filesystem::path& file, const StudyChanges& changes)
 }
 
 nlohmann::ordered_json provenance_of(const Study& study) {
-    nlohmann::ordered_json json = {
-        {"simulated", true},          {"program", program_version()},
-        {"study", study.name},        {"about", study.about},
-        {"phones", study.phones},     {"years", study.years},
-        {"seed", study.seed},         {"reference_load_ma", study.reference_load_ma},
-        {"varies", study.varies_json}};
+    nlohmann::ordered_json json = {{"simulated", true},
+                                   {"program", program_version()},
+                                   {"study", study.name},
+                                   {"about", study.about},
+                                   {"phones", study.phones},
+                                   {"years", study.years},
+                                   {"seed", study.seed},
+                                   {"reference_load_ma", study.reference_load_ma},
+                                   {"varies", nlohmann::json::parse(study.varies_json)}};
     for (const StudyProfile& one : study.profiles) {
         json["profiles"].push_back({{"name", one.profile.name},
                                     {"weight", one.weight},
