@@ -55,7 +55,7 @@ struct Study {
     std::vector<StudyProfile> profiles;
     std::vector<CarePolicy> policies;  // the first is the one that the others are compared with
     std::vector<VariedTrait> varies;
-    std::string varies_json;  // as in the file
+    std::string varies_json = "null";  // as in the file
 };
 
 // Figures of the command line; 0 keeps the file's own.
