@@ -176,7 +176,7 @@ ordered_json decision_section(const ordered_json& summary, const Csv& outcomes) 
         rows.push_back(std::move(row));
     }
     json["names"] = {"All phones"};
-    json["tables"] = {rows};
+    json["tables"] = ordered_json::array({rows});
     json["points"] = points_of(outcomes, first_policy(summary));
     return json;
 }
@@ -222,7 +222,7 @@ ordered_json above_80_section(const ordered_json& summary) {
         rows.push_back({one.at("policy"), one.at("year"), one.at("share")});
     }
     json["names"] = {"After three and five years"};
-    json["tables"] = {rows};
+    json["tables"] = ordered_json::array({rows});
     return json;
 }
 
