@@ -5,13 +5,13 @@
 #include "charge/arrhenius_rate.h"
 #include "numbers/unpacked.h"
 #include "state/elapsed.h"
+#include "state/facts.h"
 #include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
 
 constexpr int32_t FULL_CAPACITY_PERCENT = 100;
-constexpr int32_t SECONDS_PER_HOUR = 3600;
 constexpr extended CHARGE_UNIT = extended{1} / FULL_CHARGE_UNITS;
 
 bool temperature_is_valid(int32_t temperature_decic) {

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/text.h"
+#include "decode/free_message.h"
 #include "decode/record_layout.h"
 #include "decode/wire_fault.h"
 #include "telemetry/charging.pb-c.h"
@@ -35,11 +36,6 @@ constexpr std::array OWN_UNITS = {
     UnitOfField{"moment_max_vbatt", FieldUnit::UV},
 };
 
-struct FreeMessage {
-    void operator()(ProtobufCMessage* message) const {
-        protobuf_c_message_free_unpacked(message, nullptr);
-    }
-};
 using Message = std::unique_ptr<ProtobufCMessage, FreeMessage>;
 
 FieldUnit unit_of(const ProtobufCMessageDescriptor& type, std::string_view name) {

@@ -7,14 +7,14 @@
 #include <ostream>
 #include <sstream>
 
+#include "state/facts.h"
+
 namespace cellwarden::lifetime {
 namespace {
 
 using nlohmann::ordered_json;
 
-constexpr double SOH_PER_PERCENT = 1000;
 constexpr double MICROPERCENT = 1e6;
-constexpr double SECONDS_PER_HOUR = 3600;
 constexpr int NAME_WIDTH = 40;
 constexpr int VALUE_WIDTH = 14;
 

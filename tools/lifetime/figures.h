@@ -10,6 +10,8 @@
 
 namespace cellwarden::lifetime {
 
+inline constexpr double SOH_PER_PERCENT = 1000;  // the record counts 0.001 %
+
 // A change of the level that the daemon writes to the driver.
 struct LevelChange {
     int64_t online_time_s;

@@ -17,7 +17,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int LOOKS_PER_SECOND = 5;
 constexpr double PERCENT = 100;
 constexpr double SHORTEST_DAYS = 0.1;  // outside a range, worth showing
 
@@ -54,7 +53,7 @@ std::string outside_text(const Life& life) {
     return text;
 }
 
-void run(Running& running) {
+void live(Running& running) {
     const auto span = static_cast<double>(life_span_s(running.job->profile));
     try {
         (void)run_job(*running.job, stop_signal, [&](const Life& life) {
@@ -74,7 +73,7 @@ void run(Running& running) {
 void start(Running& running) {
     running.started = Clock::now();
     running.progress = Progress::RUNNING;
-    running.thread = std::jthread(run, std::ref(running));
+    running.thread = std::jthread(live, std::ref(running));
 }
 
 std::string progress_line(const Running& running) {

@@ -8,13 +8,13 @@
 #include <set>
 
 #include "common/json_reader.h"
+#include "state/facts.h"
 #include "tools/lifetime/provenance.h"
 #include "tools/lifetime/shipped.h"
 
 namespace cellwarden::lifetime {
 namespace {
 
-constexpr int SECONDS_PER_HOUR = 3600;
 constexpr int DAY_S = 86'400;
 
 void scale_loads(Profile& profile, double factor) {

@@ -18,8 +18,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int LOOKS_PER_SECOND = 5;
-
 struct LifeName {
     int phone;
     size_t policy;

@@ -9,6 +9,7 @@
 
 #include "common/input.h"
 #include "common/json_reader.h"
+#include "state/facts.h"
 #include "tools/report/csv.h"
 #include "tools/report/section.h"
 
@@ -19,7 +20,6 @@ namespace fs = std::filesystem;
 using Document = nlohmann::json;
 using nlohmann::ordered_json;
 
-constexpr int64_t SECONDS_PER_DAY = 86'400;
 constexpr int64_t CHART_DAYS = 400;  // about; more than a chart has pixels help nobody
 
 struct Quantity {
