@@ -141,6 +141,8 @@ BatteryHistory history_of_events(const std::string& phone, Collected collected) 
         } catch (const EventError& error) {
             throw InputError(newest.place + ": " + error.what());
         }
+        history.bytes = newest.packed;
+        history.sent_s = newest.time_s;
         history.source =
             "ageing event" +
             (newest.time_s ? " of " + reading_text(FieldUnit::WALL_S, *newest.time_s) : "");
@@ -167,6 +169,7 @@ std::vector<BatteryHistory> histories_of_events(const HistoryRequest& request, c
 BatteryHistory history_of_record(const std::vector<uint8_t>& bytes, const Judgement& judgement) {
     BatteryHistory history;
     history.source = "record, " + judgement.name + ": " + judgement.reason;
+    history.bytes = bytes;
     memcpy(&history.stat, bytes.data(), sizeof history.stat);
     history.oddities = oddities_of(history.stat);
     return history;

@@ -35,9 +35,11 @@ struct Connection {
 };
 
 struct BatteryHistory {
-    std::string phone;   // key of the phone; empty if it is unknown
-    std::string source;  // "record ..., accepted: ..." or "ageing event of 2026-03-01 ..."
-    BattStat stat{};     // a fresh record if there is neither a record nor an ageing event
+    std::string phone;           // key of the phone; empty if it is unknown
+    std::string source;          // "record ..., accepted: ..." or "ageing event of 2026-03-01 ..."
+    BattStat stat{};             // a fresh record if there is neither a record nor an ageing event
+    std::vector<uint8_t> bytes;  // the record or the packed ageing event; empty if there is neither
+    std::optional<int64_t> sent_s;          // when the ageing event was sent, seconds since 1970
     std::vector<std::string_view> missing;  // fields of the record that the source does not have
     std::vector<std::string> oddities;      // of the source; those of connections come last
     size_t ageing_events = 0;

@@ -7,6 +7,8 @@
 #include <ostream>
 #include <sstream>
 
+#include "common/text.h"
+
 namespace cellwarden::lifetime {
 namespace {
 
@@ -125,6 +127,12 @@ std::vector<std::string> doubts_of_comparison(const ordered_json& a, const order
                              b.at(key).dump());
         }
     }
+    const auto digest = [](const ordered_json& summary) {
+        return summary.contains("from") ? summary.at("from").at("digest") : ordered_json();
+    };
+    if (digest(a) != digest(b)) {
+        doubts.push_back("from: " + digest(a).dump() + " and " + digest(b).dump());
+    }
     return doubts;
 }
 
@@ -138,7 +146,7 @@ bool print_comparison(std::ostream& out, const ordered_json& a, const ordered_js
         }
         const ordered_json& other = figures_b.at(item.key());
         const double difference = other.get<double>() - item.value().get<double>();
-        print_row(out, item.key(), number_text(item.value()), number_text(other),
+        print_row(out, printable(item.key()), number_text(item.value()), number_text(other),
                   difference == 0 ? "" : (difference > 0 ? "+" : "") + number_text(difference));
     }
     const ordered_json& levels_a = a.at("levels");

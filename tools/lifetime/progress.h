@@ -6,6 +6,8 @@
 
 namespace cellwarden::lifetime {
 
+inline constexpr const char* PROGRAM = "cellwarden-lifetime";
+
 // The number of the signal that ends all runs; 0 at first.
 extern std::atomic<int> stop_signal;
 
