@@ -175,18 +175,6 @@ BatteryHistory history_of_record(const std::vector<uint8_t>& bytes, const Judgem
     return history;
 }
 
-// Returns the path of the record in a directory of units or of a life-time run; empty if there is
-// no record.
-fs::path record_in(const fs::path& directory) {
-    const std::string unit = std::to_string(UNIT_BATT_STAT);
-    for (const fs::path& file : {directory / "units" / unit, directory / unit}) {
-        if (fs::exists(file)) {
-            return file;
-        }
-    }
-    return {};
-}
-
 std::vector<BatteryHistory> histories_of_file(const HistoryRequest& request) {
     const std::string& path = request.path;
     std::error_code error;
@@ -234,6 +222,16 @@ BatteryHistory history_of_units(const HistoryRequest& request, const fs::path& r
 }
 
 }  // namespace
+
+fs::path record_in(const fs::path& directory) {
+    const std::string unit = std::to_string(UNIT_BATT_STAT);
+    for (const fs::path& file : {directory / "units" / unit, directory / unit}) {
+        if (fs::exists(file)) {
+            return file;
+        }
+    }
+    return {};
+}
 
 std::vector<BatteryHistory> load_histories(const HistoryRequest& request) {
     if (!fs::is_directory(request.path)) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -53,6 +54,10 @@ struct HistoryRequest {
     size_t most_phones;               // more phones are an error
     RefuseEvent refuse;
 };
+
+// Returns the path of the record in a directory of units or of a life-time run; empty if there is
+// no record.
+std::filesystem::path record_in(const std::filesystem::path& directory);
 
 // Loads a record file, a directory of units, the directory of a life-time run, a packed event, a
 // directory of events or a stream. If a directory has a record and an outbox, the statistics come

@@ -137,7 +137,7 @@ double seconds_to_next_cycle(const Life& life, const Usage& usage) {
     return usage.suspended ? std::max(to_change, life.profile.cycle_s) : life.profile.cycle_s;
 }
 
-// The battery is made and first used on the first day.
+// A new phone has no record. Unknown dates are those of the first day.
 std::map<uint32_t, std::string> stored_units(const Profile& profile, const Past* past) {
     const time_t first = past == nullptr ? profile.start_wall_s : first_use_s(profile, past->stat);
     char date[8] = {};
@@ -147,6 +147,9 @@ std::map<uint32_t, std::string> stored_units(const Profile& profile, const Past*
         {UNIT_PRODUCTION_DATE, date},
         {UNIT_FIRST_USAGE_DATE, bytes_of(static_cast<int32_t>(first))}};
     if (past != nullptr) {
+        for (const auto& [unit, bytes] : past->units) {
+            units[unit] = bytes;
+        }
         units[UNIT_BATT_STAT] = bytes_of(past->stat);
     }
     return units;

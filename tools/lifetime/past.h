@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,6 +20,8 @@ struct Past {
     std::string source;  // "record, accepted: ...", "ageing event of 2026-03-01 ..."
     std::string digest;  // SHA-256 of the record or of the packed event
     BattStat stat;
+    // The other units that the source shows: dates of the battery, heat of the connector.
+    std::map<uint32_t, std::string> units;
     std::optional<int64_t> latest_s;   // latest time that the source shows, seconds since 1970
     std::vector<std::string> missing;  // fields of the record that the event does not have
     std::vector<std::string> oddities;

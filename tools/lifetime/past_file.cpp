@@ -3,15 +3,20 @@
 
 #include "common/input.h"
 #include "decode/battery_history.h"
+#include "decode/event.h"
 #include "decode/oddities.h"
 #include "decode/reading.h"
 #include "decode/record_layout.h"
+#include "phone/stand_in.h"
 #include "platform/sysfs_params.h"
+#include "product/phone.h"
 #include "tools/lifetime/past.h"
 #include "tools/lifetime/provenance.h"
 
 namespace cellwarden::lifetime {
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr int64_t DAY_S = 86'400;
 constexpr int64_t YEAR_2038_S = 2'145'916'800;
@@ -78,6 +83,51 @@ double design_of(const BattStat& stat) {
                : stat.fcc_mah[0] * double{FULL_SOH} / from_half_units(stat.latest_raw_soh);
 }
 
+// The units that go on, and their sizes.
+constexpr std::pair<Unit, size_t> UNITS[] = {{UNIT_HEAT_TIME, 8},
+                                             {UNIT_HEAT_COUNT, 1},
+                                             {UNIT_PRODUCTION_DATE, 6},
+                                             {UNIT_FIRST_USAGE_DATE, 4}};
+
+// Returns the units beside a record; those of another size are left out.
+std::map<uint32_t, std::string> units_in(const fs::path& folder) {
+    std::map<uint32_t, std::string> units;
+    for (const auto& [unit, size] : UNITS) {
+        const fs::path file = folder / std::to_string(unit);
+        if (fs::exists(file)) {
+            const std::vector<uint8_t> bytes = read_input(file);
+            if (bytes.size() == size) {
+                units[unit] = {bytes.begin(), bytes.end()};
+            }
+        }
+    }
+    return units;
+}
+
+// Returns the units that an ageing event describes.
+std::map<uint32_t, std::string> units_of(const decode::Event& event) {
+    std::map<uint32_t, std::string> units;
+    const auto store = [&](Unit unit, const char* name, size_t size) {
+        const decode::EventField* const field = decode::find_field(event, name);
+        if (const auto number = field ? decode::number_of(field->values.front()) : std::nullopt) {
+            units[unit] = bytes_of(*number).substr(0, size);
+        }
+    };
+    store(UNIT_HEAT_COUNT, "usb_connector_heat_count", 1);
+    store(UNIT_HEAT_TIME, "usb_connector_heat_time", 8);
+    return units;
+}
+
+std::map<uint32_t, std::string> units_of(const std::string& path,
+                                         const decode::BatteryHistory& history) {
+    if (fs::is_directory(path) && !decode::record_in(path).empty()) {
+        return units_in(decode::record_in(path).parent_path());
+    }
+    const bool is_event = history.ageing_events > 0;
+    return is_event ? units_of(decode::decode_event(history.bytes, decode::event_names().front()))
+                    : std::map<uint32_t, std::string>{};
+}
+
 std::string mah_text(double mah) {
     return decode::plain_number(mah, 0) + " mAh";
 }
@@ -96,6 +146,7 @@ Past load_past(const std::string& path, const std::vector<std::string>& phones,
               .digest = digest_of(
                   {reinterpret_cast<const char*>(history.bytes.data()), history.bytes.size()}),
               .stat = history.stat,
+              .units = units_of(path, history),
               .latest_s = latest_time(history),
               .missing = {history.missing.begin(), history.missing.end()},
               .oddities = std::move(history.oddities)};
