@@ -138,8 +138,7 @@ Past load_past(const std::string& path, const std::vector<std::string>& phones,
                const decode::RefuseEvent& refuse) {
     decode::BatteryHistory history = decode::load_histories({path, phones, 1, refuse}).front();
     if (history.bytes.empty()) {
-        throw InputError(path + ": has no ageing event, only " +
-                         std::to_string(history.connections.size()) + " charger connections");
+        throw InputError(path + ": has charger connections, but no ageing event to go on from");
     }
     Past past{.name = path,
               .source = history.source,
