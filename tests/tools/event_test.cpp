@@ -96,6 +96,7 @@ TEST_F(EventTest, HostileInputs) {
     auto user = test::text_of_file(LIFETIME_PROFILES "/spare.json");
     user.replace(user.find("\"about\": \"") + 10, 0, "\\u001b[2J\u009b");
     write("u\x1b\xffser.json", user);
+    write("s\xff.json", test::text_of_file(SOURCES "/tools/lifetime/studies/level-3.json"));
     write("lived/run.json", expected("hostile_run.json"));
     write("typed/run.json",
           std::regex_replace(expected("hostile_run.json"), std::regex("\"level\": 1"), "\"level\": {}"));
