@@ -116,7 +116,15 @@ int run(const RunOptions& options) {
     std::set<fs::path> directories;
     for (const std::string& name :
          options.profiles.empty() ? shipped_profiles() : options.profiles) {
-        Profile profile = past ? profile_of(find_profile(name), *past) : find_profile(name);
+        Profile profile = find_profile(name);
+        if (past) {
+            const double design_mah = profile.design_mah;
+            profile = profile_of(std::move(profile), *past);
+            if (profile.design_mah != design_mah) {
+                printf("%s: the record shows a design capacity of %.0f mAh, the profile has %.0f\n",
+                       printable(name).c_str(), profile.design_mah, design_mah);
+            }
+        }
         profile.years = options.years > 0 ? options.years : profile.years;
         const fs::path directory = options.out / profile.name;
         if (!directories.insert(directory).second) {
