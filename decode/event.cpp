@@ -142,7 +142,9 @@ const ProtobufCMessageDescriptor& guess_type(std::span<const uint8_t> bytes) {
         const auto fault = wire_fault(*type, bytes);
         const size_t end = fault ? fault->offset : bytes.size();
         if (any && end == bytes.size() && best_end == end) {
-            throw EventError("is valid as either event: use --type");
+            throw EventError(
+                "is valid as either event: end its file name with the name of the event, or use "
+                "--type of 'cellwarden-inspect event'");
         }
         if (end > best_end) {
             best = type;

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "common/input.h"
+#include "common/text.h"
 #include "phone/battery.h"
 #include "tools/lifetime/fit.h"
 
@@ -350,7 +351,8 @@ int run_fit(const FitOptions& options) {
     write_file(options.out / "policy.json", fitted_policy(fit).dump(4) + "\n");
     write_file(options.out / "policy.txt", policy_text(fit));
     write_file(options.out / "residuals.svg", residuals_svg(fit));
-    printf("cell.json, policy.json, policy.txt and residuals.svg are in %s\n", options.out.c_str());
+    printf("cell.json, policy.json, policy.txt and residuals.svg are in %s\n",
+           printable(options.out.string()).c_str());
     return 0;
 }
 

@@ -6,6 +6,8 @@
 
 namespace cellwarden::lifetime {
 
+inline constexpr const char* PROGRAM = "cellwarden-lifetime";
+
 // How often a run looks at its threads.
 inline constexpr int LOOKS_PER_SECOND = 5;
 

@@ -96,7 +96,9 @@ void finish_run_directory(RunDirectory& run, const std::map<uint32_t, std::strin
     }
     close(std::move(run.series), run.path / "series.csv");
     close(std::move(run.log), run.path / "daemon.log");
-    write_file(run.path / SUMMARY, summary.dump(2) + "\n");
+    write_file(
+        run.path / SUMMARY,
+        summary.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
 }
 
 nlohmann::ordered_json read_summary(const fs::path& run) {

@@ -137,13 +137,15 @@ void read_varies(const JsonPlace& at, Study& study) {
 }
 
 // Names stand in the columns of the results.
+bool is_plain(const std::string& name) {
+    return std::all_of(name.begin(), name.end(), [](unsigned char c) {
+        return isalnum(c) != 0 || strchr("-_.+", c) != nullptr;
+    });
+}
+
 template <typename Named>
 void check_name(const JsonPlace& at, const Named& named, std::set<std::string>& names) {
-    const auto is_plain = [](unsigned char c) {
-        return isalnum(c) != 0 || strchr("-_.+", c) != nullptr;
-    };
-    if (!std::all_of(named.name.begin(), named.name.end(), is_plain) ||
-        !names.insert(named.name).second) {
+    if (!is_plain(named.name) || !names.insert(named.name).second) {
         fail(at, "names of files that differ, and consist of letters, digits and any of -_.+");
     }
 }
@@ -194,6 +196,10 @@ Study load_study(const std::filesystem::path& file, const StudyChanges& changes)
     const nlohmann::json document = parse_document({bytes.begin(), bytes.end()}, file);
     Study study;
     study.name = file.stem();
+    if (!is_plain(study.name)) {
+        throw InputError(file.string() +
+                         ": the name of a study consists of letters, digits and any of -_.+");
+    }
     const JsonPlace top{document, "", file};
     require(top, "profiles");
     require(top, "policies");
