@@ -6,12 +6,11 @@
 #include <numeric>
 
 #include "phone/battery.h"
+#include "state/facts.h"
 
 namespace cellwarden::lifetime {
 namespace {
 
-constexpr double DAY_S = 86'400;
-constexpr double HOUR_S = 3600;
 constexpr double CHARGE_UNITS = FULL_CHARGE_UNITS;  // of a full charge
 constexpr double LARGEST_LOSS = 90;                 // %
 constexpr double UNKNOWN_C_RATE = 0.5;
@@ -86,8 +85,9 @@ void add_charges(Use& use, const BattStat& stat, const UsageBins& bins) {
 }
 
 double c_rate_of(double charges, double seconds) {
-    return charges > 0 && seconds > 0 ? std::min(charges * HOUR_S / seconds, LARGEST_C_RATE)
-                                      : UNKNOWN_C_RATE;
+    return charges > 0 && seconds > 0
+               ? std::min(charges * SECONDS_PER_HOUR / seconds, LARGEST_C_RATE)
+               : UNKNOWN_C_RATE;
 }
 
 Use use_of(const BattStat& stat, const UsageBins& bins) {
@@ -125,7 +125,7 @@ double growth_of(const TermState& state, const Use& use) {
         for (const Share& share : use.times) {
             growth += (term.only_at_full ? share.full_s : share.amount) * rate(share, 0);
         }
-        return growth / (term.per * DAY_S);
+        return growth / (term.per * SECONDS_PER_DAY);
     }
     for (const Share& share : use.charges) {
         const double charging = rate(share, use.charging_c_rate);

@@ -10,6 +10,7 @@
 #include "phone/stand_in.h"
 #include "platform/sysfs_params.h"
 #include "product/phone.h"
+#include "state/facts.h"
 #include "tools/lifetime/past.h"
 #include "tools/lifetime/provenance.h"
 
@@ -18,7 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int64_t DAY_S = 86'400;
 constexpr int64_t YEAR_2038_S = 2'145'916'800;
 constexpr double SAME_DESIGN = 0.01;
 constexpr double SMALLEST_MAH = 100;  // as in a profile
@@ -160,7 +160,8 @@ Profile profile_of(Profile profile, const Past& past) {
                              decode::reading_text(decode::FieldUnit::WALL_S, *past.latest_s) +
                              ", expected one up to 2037");
         }
-        profile.start_wall_s = (*past.latest_s + DAY_S - 1) / DAY_S * DAY_S;
+        profile.start_wall_s =
+            (*past.latest_s + SECONDS_PER_DAY - 1) / SECONDS_PER_DAY * SECONDS_PER_DAY;
     }
     const std::string model =
         decode::stored_text(past.stat, *decode::find_record_field("battery_model_name"));

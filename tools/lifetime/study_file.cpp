@@ -15,8 +15,6 @@
 namespace cellwarden::lifetime {
 namespace {
 
-constexpr int DAY_S = 86'400;
-
 void scale_loads(Profile& profile, double factor) {
     profile.idle_ma = std::min(profile.idle_ma * factor, 6000.0);
     profile.suspended_ma = std::min(profile.suspended_ma * factor, 6000.0);
@@ -30,7 +28,7 @@ void scale_loads(Profile& profile, double factor) {
 void shift_day(Profile& profile, double hours) {
     const int shift_s = static_cast<int>(std::lround(hours * SECONDS_PER_HOUR));
     for (Occasion& occasion : profile.occasions) {
-        occasion.at_s = (occasion.at_s + shift_s + DAY_S) % DAY_S;
+        occasion.at_s = (occasion.at_s + shift_s + SECONDS_PER_DAY) % SECONDS_PER_DAY;
     }
 }
 
