@@ -135,6 +135,8 @@ void read_varies(const JsonPlace& at, Study& study) {
 }
 
 // Names stand in the columns of the results.
+constexpr const char* PLAIN_NAMES =
+    "names of files that differ, and consist of letters, digits and any of -_.+";
 bool is_plain(const std::string& name) {
     return std::all_of(name.begin(), name.end(), [](unsigned char c) {
         return isalnum(c) != 0 || strchr("-_.+", c) != nullptr;
@@ -144,7 +146,7 @@ bool is_plain(const std::string& name) {
 template <typename Named>
 void check_name(const JsonPlace& at, const Named& named, std::set<std::string>& names) {
     if (!is_plain(named.name) || !names.insert(named.name).second) {
-        fail(at, "names of files that differ, and consist of letters, digits and any of -_.+");
+        fail(at, PLAIN_NAMES);
     }
 }
 
@@ -170,6 +172,18 @@ void read_policies(const JsonPlace& at, Study& study) {
         const JsonPlace place = element(at, i);
         study.policies.push_back(find_policy(read_text(place), at.file.parent_path()));
         check_name(place, study.policies.back(), names);
+    }
+}
+
+void change_policies(const std::vector<std::string>& names, Study& study) {
+    study.policies.clear();
+    std::set<std::string> differing;
+    for (const std::string& name : names) {
+        study.policies.push_back(find_policy(name));
+        if (!is_plain(study.policies.back().name) ||
+            !differing.insert(study.policies.back().name).second) {
+            throw InputError("--policies " + name + ": expected " + PLAIN_NAMES);
+        }
     }
 }
 
@@ -215,8 +229,14 @@ Study load_study(const std::filesystem::path& file, const StudyChanges& changes)
     study.phones = changes.phones > 0 ? changes.phones : study.phones;
     study.years = changes.years > 0 ? changes.years : study.years;
     study.seed = changes.seed > 0 ? changes.seed : study.seed;
+    if (!changes.policies.empty()) {
+        change_policies(changes.policies, study);
+    }
     for (StudyProfile& one : study.profiles) {
         one.profile.years = study.years;
+        if (!changes.cell.empty()) {
+            one.profile.cell = load_cell(cell_file(changes.cell, "."));
+        }
     }
     return study;
 }
