@@ -11,6 +11,7 @@ using LifetimeTest = test::ToolTest;
 
 TEST_F(LifetimeTest, ListsRunsAndCompares) {
     EXPECT_THAT(run(LIFETIME " list").output, HasSubstr("\novernight    An office worker whose phone is on the"));
+    EXPECT_EQ(run(LIFETIME " list | sed '/^$/,$d' >names; LC_ALL=C sort -c names").output, "") << "in order";
     const auto lived = run(LIFETIME " run spare gaming --years 0.003 --seed 5 --jobs 2 --out runs");
     EXPECT_EQ(lived.exit_code, 0) << lived.output;
     for (const char* const part : {"Seed 5, policy shipped, ", "gaming: 0.00 years, ", "; runs/spare\n"}) {
