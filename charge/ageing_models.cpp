@@ -5,13 +5,13 @@
 #include "charge/arrhenius_rate.h"
 #include "numbers/unpacked.h"
 #include "state/elapsed.h"
+#include "state/facts.h"
 #include "state/wrapping.h"
 
 namespace cellwarden {
 namespace {
 
 constexpr int32_t FULL_CAPACITY_PERCENT = 100;
-constexpr int32_t SECONDS_PER_HOUR = 3600;
 constexpr extended CHARGE_UNIT = extended{1} / FULL_CHARGE_UNITS;
 
 bool temperature_is_valid(int32_t temperature_decic) {
@@ -119,9 +119,9 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot, const Po
                 period_value(state.ageing, &AgeingState::arrhenius_per_10days, online_time);
             Unpacked period = unpack(stored != nullptr ? *stored : 0);
             for (; from < end; from++) {
-                const Unpacked rate = unpack(arrhenius_rate(model, memory.arrhenius_terms,
-                                                            static_cast<int32_t>(temperature.value),
-                                                            static_cast<int32_t>(voltage.value)));
+                const Unpacked rate = arrhenius_rate(model, memory.arrhenius_terms,
+                                                     static_cast<int32_t>(temperature.value),
+                                                     static_cast<int32_t>(voltage.value));
                 total = add(total, rate);
                 period = add(period, rate);
                 step(temperature);

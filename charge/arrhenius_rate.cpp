@@ -19,7 +19,7 @@ Unpacked temperature_term(const ArrheniusModel& model, int32_t temperature_decic
 
 }  // namespace
 
-extended arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
+Unpacked arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
                         int32_t temperature_decic, int32_t voltage_uv) {
     const bool new_temperature = temperature_decic != terms.temperature_decic;
     const bool new_voltage = voltage_uv != terms.voltage_uv;
@@ -29,7 +29,7 @@ extended arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
     if (temperature_decic < -SAMPLE_TEMPERATURE_LIMIT_DECIC ||
         temperature_decic > SAMPLE_TEMPERATURE_LIMIT_DECIC || voltage_uv < SAMPLE_VOLTAGE_MIN_UV ||
         voltage_uv > SAMPLE_VOLTAGE_MAX_UV) {
-        return 0;
+        return unpack(0);
     }
     if (new_temperature) {
         terms.temperature_term = temperature_term(model, temperature_decic);
@@ -40,7 +40,7 @@ extended arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
         terms.voltage_uv = voltage_uv;
     }
     const Unpacked exponent = add(add(terms.temperature_term, terms.voltage_term), model.offset);
-    terms.rate = pack(divide(model.numerator, unpack(extended_exp(pack(exponent)))));
+    terms.rate = divide(model.numerator, unpacked_exp(exponent));
     return terms.rate;
 }
 

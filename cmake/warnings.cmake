@@ -47,3 +47,7 @@ target_link_options(cellwarden_flags INTERFACE $<$<STREQUAL:$<TARGET_PROPERTY:TY
 add_library(cellwarden_desk_flags INTERFACE)
 target_link_libraries(cellwarden_desk_flags INTERFACE cellwarden_flags)
 target_compile_options(cellwarden_desk_flags INTERFACE "$<$<CONFIG:RelWithDebInfo>:-O1;-g1>")
+
+# For what tests run over simulated years: the sanitized build is slow without any optimisation.
+add_library(cellwarden_simulation_flags INTERFACE)
+target_compile_options(cellwarden_simulation_flags INTERFACE $<$<CONFIG:Debug>:-O1>)

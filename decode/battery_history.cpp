@@ -141,6 +141,8 @@ BatteryHistory history_of_events(const std::string& phone, Collected collected) 
         } catch (const EventError& error) {
             throw InputError(newest.place + ": " + error.what());
         }
+        history.bytes = newest.packed;
+        history.sent_s = newest.time_s;
         history.source =
             "ageing event" +
             (newest.time_s ? " of " + reading_text(FieldUnit::WALL_S, *newest.time_s) : "");
@@ -167,21 +169,10 @@ std::vector<BatteryHistory> histories_of_events(const HistoryRequest& request, c
 BatteryHistory history_of_record(const std::vector<uint8_t>& bytes, const Judgement& judgement) {
     BatteryHistory history;
     history.source = "record, " + judgement.name + ": " + judgement.reason;
+    history.bytes = bytes;
     memcpy(&history.stat, bytes.data(), sizeof history.stat);
     history.oddities = oddities_of(history.stat);
     return history;
-}
-
-// Returns the path of the record in a directory of units or of a life-time run; empty if there is
-// no record.
-fs::path record_in(const fs::path& directory) {
-    const std::string unit = std::to_string(UNIT_BATT_STAT);
-    for (const fs::path& file : {directory / "units" / unit, directory / unit}) {
-        if (fs::exists(file)) {
-            return file;
-        }
-    }
-    return {};
 }
 
 std::vector<BatteryHistory> histories_of_file(const HistoryRequest& request) {
@@ -231,6 +222,16 @@ BatteryHistory history_of_units(const HistoryRequest& request, const fs::path& r
 }
 
 }  // namespace
+
+fs::path record_in(const fs::path& directory) {
+    const std::string unit = std::to_string(UNIT_BATT_STAT);
+    for (const fs::path& file : {directory / "units" / unit, directory / unit}) {
+        if (fs::exists(file)) {
+            return file;
+        }
+    }
+    return {};
+}
 
 std::vector<BatteryHistory> load_histories(const HistoryRequest& request) {
     if (!fs::is_directory(request.path)) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -35,9 +36,11 @@ struct Connection {
 };
 
 struct BatteryHistory {
-    std::string phone;   // key of the phone; empty if it is unknown
-    std::string source;  // "record ..., accepted: ..." or "ageing event of 2026-03-01 ..."
-    BattStat stat{};     // a fresh record if there is neither a record nor an ageing event
+    std::string phone;           // key of the phone; empty if it is unknown
+    std::string source;          // "record ..., accepted: ..." or "ageing event of 2026-03-01 ..."
+    BattStat stat{};             // a fresh record if there is neither a record nor an ageing event
+    std::vector<uint8_t> bytes;  // the record or the packed ageing event; empty if there is neither
+    std::optional<int64_t> sent_s;          // when the ageing event was sent, seconds since 1970
     std::vector<std::string_view> missing;  // fields of the record that the source does not have
     std::vector<std::string> oddities;      // of the source; those of connections come last
     size_t ageing_events = 0;
@@ -51,6 +54,10 @@ struct HistoryRequest {
     size_t most_phones;               // more phones are an error
     RefuseEvent refuse;
 };
+
+// Returns the path of the record in a directory of units or of a life-time run; empty if there is
+// no record.
+std::filesystem::path record_in(const std::filesystem::path& directory);
 
 // Loads a record file, a directory of units, the directory of a life-time run, a packed event, a
 // directory of events or a stream. If a directory has a record and an outbox, the statistics come

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/text.h"
+#include "decode/free_message.h"
 #include "decode/record_layout.h"
 #include "decode/wire_fault.h"
 #include "telemetry/charging.pb-c.h"
@@ -35,11 +36,6 @@ constexpr std::array OWN_UNITS = {
     UnitOfField{"moment_max_vbatt", FieldUnit::UV},
 };
 
-struct FreeMessage {
-    void operator()(ProtobufCMessage* message) const {
-        protobuf_c_message_free_unpacked(message, nullptr);
-    }
-};
 using Message = std::unique_ptr<ProtobufCMessage, FreeMessage>;
 
 FieldUnit unit_of(const ProtobufCMessageDescriptor& type, std::string_view name) {
@@ -146,7 +142,9 @@ const ProtobufCMessageDescriptor& guess_type(std::span<const uint8_t> bytes) {
         const auto fault = wire_fault(*type, bytes);
         const size_t end = fault ? fault->offset : bytes.size();
         if (any && end == bytes.size() && best_end == end) {
-            throw EventError("is valid as either event: use --type");
+            throw EventError(
+                "is valid as either event: end its file name with the name of the event, or use "
+                "--type of 'cellwarden-inspect event'");
         }
         if (end > best_end) {
             best = type;

@@ -9,6 +9,8 @@
 
 #include "common/input.h"
 #include "decode/event_stream.pb-c.h"
+#include "decode/free_message.h"
+#include "decode/reading.h"
 #include "decode/verdict.h"
 #include "decode/wire_fault.h"
 
@@ -18,7 +20,6 @@ namespace {
 namespace fs = std::filesystem;
 using Bytes = std::vector<uint8_t>;
 
-constexpr int64_t LAST_SECOND = 253'402'300'799;     // last second of the year 9999
 constexpr size_t LARGEST_MESSAGE = size_t{1} << 20;  // an ageing event has about 12 kB
 constexpr size_t LARGEST_LENGTH = 10;                // bytes of a varint
 constexpr size_t LONGEST_KEY = 255;                  // of a phone, in bytes
@@ -26,11 +27,8 @@ constexpr const char* RECORD = "a statistics record";
 
 using StreamMessage = Charging__PhoneEvent;
 
-struct FreeMessage {
-    void operator()(ProtobufCMessage* message) const {
-        protobuf_c_message_free_unpacked(message, nullptr);
-    }
-    void operator()(StreamMessage* message) const { operator()(&message->base); }
+struct FreeStreamMessage {
+    void operator()(StreamMessage* message) const { FreeMessage()(&message->base); }
 };
 
 // Returns the time at the start of an outbox file name, "20260301T071245Z-"; nullopt if the name
@@ -76,7 +74,7 @@ PhoneEvent event_of_message(std::span<const uint8_t> bytes) {
         throw EventError("byte " + std::to_string(fault->offset) +
                          " of the message: " + fault->what);
     }
-    const std::unique_ptr<StreamMessage, FreeMessage> message(
+    const std::unique_ptr<StreamMessage, FreeStreamMessage> message(
         charging__phone_event__unpack(nullptr, bytes.size(), bytes.data()));
     if (!message) {
         throw EventError("the message cannot be unpacked");

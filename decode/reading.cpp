@@ -5,13 +5,12 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 
+#include "state/facts.h"
+
 namespace cellwarden::decode {
 namespace {
 
-constexpr int64_t SECONDS_PER_DAY = 86'400;
-constexpr int64_t SECONDS_PER_HOUR = 3600;
 constexpr int64_t SECONDS_PER_MINUTE = 60;
-constexpr int64_t LAST_SECOND = 253'402'300'799;  // last second of the year 9999
 
 struct ReadingForm {
     const char* text;

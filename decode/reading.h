@@ -32,6 +32,8 @@ enum class FieldUnit : uint8_t {
     UV,            // events only
 };
 
+inline constexpr int64_t LAST_SECOND = 253'402'300'799;  // last second of the year 9999
+
 // Returns the unit of reading_number: "%", "degC", "full charges", "s"; empty for a plain number.
 const char* reading_unit(FieldUnit unit);
 

@@ -27,6 +27,7 @@
 #include "phone/stand_in.h"
 #include "platform/sysfs_io.h"
 #include "platform/unit_store.h"
+#include "state/facts.h"
 #include "stats/batt_stat_update.h"
 
 namespace cellwarden::fuzz {
@@ -36,7 +37,6 @@ enum Opcode : uint8_t { FULL_CYCLE = 134, LIGHT_CYCLE = 135, RESTART = 136, FAUL
 
 constexpr uint8_t NO_FILE = 255;
 constexpr const char* ZONE_TYPE_PATH = "/sys/class/thermal/thermal_zone7/type";
-constexpr int64_t SECONDS_PER_DAY = 86'400;
 
 struct Life {
     StandIn phone;

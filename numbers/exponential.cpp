@@ -201,21 +201,16 @@ extended exp_of_large(extended x) {
     return x < 0 ? 0 : std::bit_cast<extended>(INFINITY_BITS);
 }
 
-}  // namespace
-
-extended extended_exp(extended x) {
+// Requires |x| < 2^14.
+[[gnu::always_inline]] inline Unpacked exp_of_moderate(const Unpacked& number) {
     constexpr uint64_t HALF = 1 << 14;  // half of the last bit of the result, in units of 2^-127
     constexpr uint64_t ERROR = 5;
-    const Unpacked number = unpack(x);
-    if (number.exponent >= 14) {
-        return exp_of_large(x);
-    }
     if (number.exponent < -114) {
-        return 1;
+        return unpack(1);
     }
     const Multiple multiple = multiple_below(number);
     if (multiple.power < MIN_EXPONENT || multiple.power > MAX_EXPONENT) {
-        return wide_exp(number, multiple.power);
+        return unpack(wide_exp(number, multiple.power));
     }
 
     // The product of the factors. Each value and product is truncated, by less than 1 for the first
@@ -232,9 +227,22 @@ extended extended_exp(extended x) {
         __builtin_add_overflow(three_127, mul_high(three_127, series) >> 18, &result_127);
     const uint64_t rest = low_half(result_127) % (2 * HALF);
     if (overflows || (rest < HALF && rest + ERROR > HALF)) {
-        return wide_exp(number, multiple.power);
+        return unpack(wide_exp(number, multiple.power));
     }
-    return pack({(result_127 >> 15) + (rest >= HALF ? 1 : 0), multiple.power, false});
+    const uint128 significand = (result_127 >> 15) + (rest >= HALF ? 1 : 0);
+    const bool carries = significand >> SIGNIFICAND_BITS != 0;
+    return {carries ? significand >> 1 : significand, multiple.power + (carries ? 1 : 0), false};
+}
+
+}  // namespace
+
+extended extended_exp(extended x) {
+    const Unpacked number = unpack(x);
+    return number.exponent < 14 ? pack(exp_of_moderate(number)) : exp_of_large(x);
+}
+
+Unpacked unpacked_exp(const Unpacked& x) {
+    return x.exponent < 14 ? exp_of_moderate(x) : unpack(exp_of_large(pack(x)));
 }
 
 }  // namespace cellwarden

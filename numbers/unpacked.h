@@ -119,6 +119,9 @@ template <typename IsExact>
                      a.negative != b.negative);
 }
 
+// Returns exp(x) correctly rounded, as extended_exp() does. Requires a finite result.
+Unpacked unpacked_exp(const Unpacked& x);
+
 // Requires nonzero numbers.
 [[gnu::always_inline]] inline Unpacked divide(const Unpacked& dividend, const Unpacked& divisor) {
     const uint128 a = dividend.significand;

@@ -7,11 +7,10 @@
 #include <iterator>
 
 #include "phone/source_kind.h"
+#include "state/facts.h"
 
 namespace cellwarden::phone {
 namespace {
-
-constexpr double SECONDS_PER_HOUR = 3600;
 
 struct StartText {
     SysfsParamId id;

@@ -5,6 +5,7 @@
 
 namespace cellwarden {
 
+inline constexpr int32_t SECONDS_PER_HOUR = 3600;
 inline constexpr int32_t SECONDS_PER_DAY = 86'400;
 inline constexpr int32_t UAH_PER_MAH = 1000;
 

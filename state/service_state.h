@@ -39,7 +39,7 @@ struct ArrheniusTerms {
     int32_t voltage_uv = 0;
     Unpacked temperature_term{};
     Unpacked voltage_term{};
-    extended rate = 0;
+    Unpacked rate{};
 };
 
 // Usage accounting, ageing models and their order (charge/usage_accounting.cpp,

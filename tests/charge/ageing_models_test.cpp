@@ -56,9 +56,9 @@ TEST(ArrheniusRate, IsExactToTheLastBit) {
     };
     for (const auto& row : rows) {
         ArrheniusTerms terms;
-        EXPECT_EQ(
-            bits_of(arrhenius_rate(arrhenius_model(POLICY.arrhenius), terms, row.temperature_decic, row.voltage_uv)),
-            row.expected)
+        EXPECT_EQ(bits_of(pack(
+                      arrhenius_rate(arrhenius_model(POLICY.arrhenius), terms, row.temperature_decic, row.voltage_uv))),
+                  row.expected)
             << row.name;
     }
 }
@@ -107,7 +107,7 @@ TEST(ArrheniusRate, AcceptsOtherConstants) {
         for (int32_t temperature_decic = -1001; temperature_decic <= 1001; temperature_decic += 77) {
             for (const int32_t voltage_uv : {1'000'000, 2'718'281, 3'899'999, 3'900'000, 3'900'001, 4'000'000,
                                              4'000'001, 4'400'000, 4'400'001, 5'000'000, 5'000'001}) {
-                EXPECT_EQ(bits_of(arrhenius_rate(model, terms, temperature_decic, voltage_uv)),
+                EXPECT_EQ(bits_of(pack(arrhenius_rate(model, terms, temperature_decic, voltage_uv))),
                           bits_of(plain_rate(temperature_decic, voltage_uv, row.constants)))
                     << row.name << ' ' << temperature_decic << ' ' << voltage_uv;
             }

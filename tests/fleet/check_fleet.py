@@ -26,7 +26,7 @@ from checking import ROOT, expect_equal, failures, finish, need_programs, run
 
 PAGE = (ROOT / "docs/fleet.md").read_text()
 SEEDS = (1, 2)
-USERS = """<yandex><profiles><default><max_memory_usage>1000000000</max_memory_usage></default></profiles>
+USERS = """<yandex><profiles><default><max_memory_usage>4000000000</max_memory_usage></default></profiles>
 <users><default><password></password><networks><ip>127.0.0.1</ip></networks><profile>default</profile>
 <quota>default</quota></default></users><quotas><default></default></quotas></yandex>"""
 
@@ -55,7 +55,8 @@ class Shard:
             <users_config>{folder}/users.xml</users_config><default_profile>default</default_profile>
             <default_database>default</default_database>{cluster}</yandex>""")
         self.client = ["clickhouse-client", "--host", "127.0.0.1", "--port", str(port)]
-        self.server = subprocess.Popen(["clickhouse-server", f"--config-file={folder}/config.xml"],
+        # The server also ends if this program is killed.
+        self.server = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", "clickhouse-server", f"--config-file={folder}/config.xml"],
                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
     def wait(self):
@@ -66,7 +67,7 @@ class Shard:
     def rows(self, query):
         """Returns the rows of an answer; numbers as numbers."""
         lines = run(*self.client, "--query", f"{query}\nFORMAT JSONCompact", "--output_format_json_quote_64bit_integers=0")
-        return json.loads(lines)["data"] if lines else []
+        return json.loads(lines)["data"] if not failures else finish()
 
     def end(self):
         self.server.send_signal(signal.SIGTERM)
@@ -127,7 +128,7 @@ def losses(newest, _):
 
 def beliefs(newest, _):
     periods = []
-    for event in newest:
+    for event in (e for e in newest if e["last_learning_time"]):
         grid = event["vt_cet_table"]
         warm = sum(s for i, s in enumerate(grid) if i % 16 < 6) > 0.1 * sum(grid)
         full = event["soc_full_total_time"] > 0.2 * event["online_time"]
@@ -162,7 +163,6 @@ def check_volumes(shards, newest, connections, years):
 
 
 def check(build, work, shards, years):
-    make_outboxes(build, work, years)
     tools = work / "bin"
     tools.mkdir()
     (tools / "cellwarden-inspect").symlink_to(build / "cellwarden-inspect")
@@ -198,10 +198,13 @@ def check(build, work, shards, years):
 
 
 def main():
-    need_programs("clickhouse-server", "clickhouse-client")
+    need_programs("clickhouse-server", "clickhouse-client", "setpriv")
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended by a signal"))
     build, (years, picture) = Path(sys.argv[1]).resolve(), sys.argv[2:] or ("1.2", None)
     with tempfile.TemporaryDirectory(prefix="cellwarden-fleet-") as folder:
-        work, ports = Path(folder), free_ports(2)
+        work = Path(folder)
+        make_outboxes(build, work, years)
+        ports = free_ports(2)
         cluster, = blocks("xml")
         cluster = re.sub(r"</?yandex>", "", cluster)
         for number, port in enumerate(ports, 1):

@@ -8,6 +8,7 @@
 #include "program.h"
 #include "small_profile.h"
 #include "tools/lifetime/fit.h"
+#include "tools/lifetime/least_squares.h"
 #include "tools/lifetime/random.h"
 
 namespace cellwarden::lifetime {
@@ -203,6 +204,16 @@ TEST_F(CellModelTest, AMistakeIsNamedWithItsPlaceAndReason) {
             EXPECT_THAT(error.what(), testing::HasSubstr(row.at(2))) << row.at(0);
         }
     }
+    for (const test::Row& row : table("cell_ranges.csv")) {
+        auto document = nlohmann::json::parse(test::text_of_file(cell_file("phone", {})));
+        document[nlohmann::json::json_pointer(row.at(0))] = 1e18;
+        try {
+            (void)parse_cell(document.dump(), "cell.json");
+            ADD_FAILURE() << row.at(0) << ": was accepted";
+        } catch (const InputError& error) {
+            EXPECT_THAT(error.what(), testing::HasSubstr(": expected " + row.at(1) + ", found")) << row.at(0);
+        }
+    }
     EXPECT_THROW((void)small_profile(R"({"cell": "nobody"})"), InputError);
     EXPECT_EQ(small_profile(R"({"cell": "textbook"})").cell.name, "textbook");
     EXPECT_EQ(small_profile().cell.name, "phone");
@@ -293,6 +304,20 @@ TEST(Fitting, RecoversTheParametersWithinTheirErrors) {
         EXPECT_NEAR(fit.calendar.fit.deviation, 0.2, 0.04) << "the noise";
     }
     EXPECT_NEAR(squares / count, 1, 0.5) << "the mean square of the deviations, in standard errors";
+}
+
+// A line through (0, 1), (1, 3), (2, 4), (3, 4), by hand: 1.5 + x, with a sum of squares of 1 and two degrees of
+// freedom.
+TEST(Fitting, AStraightLineHasTheErrorsOfTheTextbook) {
+    const Fit fit = fit_least_squares({{.name = "offset"}, {.name = "slope"}}, {1, 3, 4, 4},
+                                      [](const std::vector<double>& p, size_t x) { return p[0] + p[1] * double(x); });
+    EXPECT_NEAR(fit.estimates[0].value, 1.5, 1e-6);
+    EXPECT_NEAR(fit.estimates[1].value, 1, 1e-6);
+    EXPECT_NEAR(fit.deviation, std::sqrt(0.5), 1e-6);
+    EXPECT_NEAR(fit.estimates[0].error, std::sqrt(0.5 * (1.0 / 4 + 2.25 / 5)), 1e-6);
+    EXPECT_NEAR(fit.estimates[1].error, std::sqrt(0.5 / 5), 1e-6);
+    EXPECT_NEAR(fit.covariance[0][1], -0.5 * 1.5 / 5, 1e-6);
+    EXPECT_NEAR(error_of(fit, {1, 1.5}), std::sqrt(0.5 / 4), 1e-6) << "of the mean";
 }
 
 // Without noise: a table of the daemon's own equations returns the daemon's constants.

@@ -1,4 +1,6 @@
 // Events: by name and in units that people read; and their faults.
+#include <regex>
+
 #include "program.h"
 
 namespace {
@@ -76,6 +78,8 @@ TEST_F(EventTest, HostileInputs) {
     write("record", test::bytes_of(stat));
     stat.initialized_time = uint64_t{1} << 62;
     write("other", test::bytes_of(stat));
+    write("late", test::bytes_of(test::record_with("max_temp_time=2537654400")));
+    write("small", test::bytes_of(test::record_with("fcc_mah[0]=40")));
     pack();
     write("charger", test::bytes_of_hex("08021209") + "\x1b]0,\x07\x9b\xff\r\n");
     write("e\x1bvil/20260301T071244Z-0001-charging-ChargerInsertionRemoval", "\x80");
@@ -86,8 +90,27 @@ TEST_F(EventTest, HostileInputs) {
     write("run/units/2491", test::bytes_of(stat));
     write("run/series.csv", "online_days,true_soh\n1,x\x1b\n");
     std::filesystem::create_directory(top / "empty");
+    write("e\x1bvil/p.json", "{\"about\": \"\u009b\"}");
+    EXPECT_EQ(run(INSPECT " event --stream outboxes/* >stream").output, "");
+#ifdef LIFETIME
+    auto user = test::text_of_file(LIFETIME_PROFILES "/spare.json");
+    user.replace(user.find("\"about\": \"") + 10, 0, "\\u001b[2J\u009b");
+    write("u\x1b\xffser.json", user);
+    write("s\xff.json", test::text_of_file(SOURCES "/tools/lifetime/studies/level-3.json"));
+    write("lived/run.json", expected("hostile_run.json"));
+    write("typed/run.json",
+          std::regex_replace(expected("hostile_run.json"), std::regex("\"level\": 1"), "\"level\": {}"));
+#endif
     for (const test::Row& row : table("hostile.csv")) {
-        const auto outcome = run(row.at(0) == "report" ? REPORT " " + row.at(1) : INSPECT " " + row.at(1));
+        std::string program = row.at(0) == "report" ? REPORT : INSPECT;
+        if (row.at(0) == "lifetime") {
+#ifdef LIFETIME
+            program = LIFETIME;
+#else
+            continue;
+#endif
+        }
+        const auto outcome = run(program + " " + row.at(1));
         EXPECT_EQ(outcome.exit_code, std::stoi(row.at(2))) << row.at(1) << ": " << outcome.output.substr(0, 500);
         EXPECT_THAT(outcome.output, HasSubstr(row.at(3))) << row.at(1);
         const auto* const control = std::find_if(outcome.output.data(), outcome.output.data() + outcome.output.size(),

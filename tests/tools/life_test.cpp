@@ -2,15 +2,18 @@
 #include "tools/lifetime/life.h"
 
 #include <cstring>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "common/input.h"
 #include "decode/record_layout.h"
+#include "product/phone.h"
 #include "program.h"
 #include "small_profile.h"
 #include "stats/batt_stat_update.h"
 #include "tools/lifetime/figures.h"
+#include "tools/lifetime/past.h"
 #include "tools/lifetime/run.h"
 #include "tools/lifetime/run_directory.h"
 
@@ -36,6 +39,9 @@ class LifeTest : public test::ToolTest {
             live_on(*life_);
         }
     }
+
+    // The sources of these tests have no unusable event.
+    static void no_events(const std::string& text) { ADD_FAILURE() << text; }
 
   private:
     Profile profile_;
@@ -194,6 +200,105 @@ TEST_F(LifeTest, AnEmptyPhoneIsOffUntilItIsCharged) {
     EXPECT_EQ(life.phone.shutdown_phase, 3);
     EXPECT_EQ(life.stat.soc0_shutdown_cnt, 1U);
     EXPECT_GT(life.stat.off_charge_total_time, 0U);
+}
+
+// A phone that goes on from its record is the phone of the record, and ages from there: it ends where one long life
+// ends, within 8 % of the loss in the first part. With all of that loss on the cycling terms it would end 10 % off
+// (phone) or 60 % (quick). The gauge here learns without error; the bins of a record are 5 K and up to 100 mV wide.
+TEST_F(LifeTest, ALifeGoesOnFromItsRecord) {
+    for (const char* const cell : {"phone", "quick.json"}) {
+        const std::string patch = R"({"cycle_s": 600, "gauge": {"learns_below_percent": 99, "error_percent": 0},
+            "cell": ")" + std::string(cell) +
+                                  "\"}";
+        Life& whole = begin(patch.c_str());
+        live_until(60 * SECONDS_PER_DAY);
+        const BattStat before = whole.stat;
+        const double soh = whole.cell.soh;
+        write("units/2491", bytes_of(before));
+        write("units/2319", "\x07");
+        write("units/2803", bytes_of(int32_t{1'700'000'000}));
+        live_until(120 * SECONDS_PER_DAY);
+
+        const Past past = load_past(top, {}, no_events);
+        const Profile profile = profile_of(small_profile(patch), past);
+        EXPECT_EQ(profile.start_wall_s, small_profile().start_wall_s + 60 * SECONDS_PER_DAY);
+        Life life = begin_life(profile, whole.policy, 2, &past);
+        EXPECT_NEAR(life.cell.soh, soh, 0.0003) << cell;
+        live_on(life);
+        EXPECT_EQ(life.stat.soft_charge_mode, before.soft_charge_mode);
+        EXPECT_EQ(life.stat.total_cycle_count, before.total_cycle_count);
+        EXPECT_EQ(life.stat.ct_charge_table, before.ct_charge_table);
+        EXPECT_EQ(life.stat.online_time, before.online_time + 1) << "between the first two cycles";
+        EXPECT_NEAR(life.stat.latest_user_soh, before.latest_user_soh, 1);
+        EXPECT_EQ(life.state.heat.usb_connector_heat_count, 7);
+        EXPECT_EQ(life.device.units.at(UNIT_FIRST_USAGE_DATE), bytes_of(int32_t{1'700'000'000}));
+        live_on(life);
+        EXPECT_EQ(life.stat.fcc_mah[0], before.fcc_mah[0]);
+        EXPECT_NEAR(life.stat.latest_filtered_soh, before.latest_filtered_soh, 10) << "the capacity is handed over";
+        while (life.time_s < 60 * SECONDS_PER_DAY) {
+            live_on(life);
+        }
+        EXPECT_NEAR(100 * life.cell.soh, 100 * whole.cell.soh, 100 * (1 - soh) * 0.08) << cell;
+        EXPECT_NEAR(life.stat.total_cycle_count, whole.stat.total_cycle_count, 0.05 * whole.stat.total_cycle_count);
+    }
+}
+
+// An ageing event holds the record, but for the fields that it names as missing; of a stream, the newest event of the
+// phone counts.
+TEST_F(LifeTest, AnEventGoesOnAsItsRecord) {
+    Life& life = begin(R"({"cycle_s": 600})");
+    BattStat record;
+    std::ofstream stream(top / "stream");
+    life.watch_effect = [&](const Life& lived, const Effect& effect) {
+        if (effect.name == "BatteryDegradation2") {
+            record = lived.stat;
+            decode::PhoneEvent sent{.place = "",
+                                    .phone = "a",
+                                    .time_s = wall_s(lived),
+                                    .packed = {effect.bytes.begin(), effect.bytes.end()},
+                                    .event = {}};
+            sent.event.name = effect.name;
+            decode::write_event(stream, sent);
+            sent.phone = "b";
+            decode::write_event(stream, sent);
+        }
+    };
+    live_until(21 * SECONDS_PER_DAY);
+    stream.close();
+    EXPECT_THROW((void)load_past(top / "stream", {}, no_events), InputError) << "two phones";
+    const Past past = load_past(top / "stream", {"b"}, no_events);
+    EXPECT_EQ(profile_of(small_profile(), past).start_wall_s, life.profile.start_wall_s + 20 * SECONDS_PER_DAY);
+    EXPECT_THAT(past.missing, testing::Contains("fcc_mah_raw"));
+    for (const decode::RecordField& field : decode::record_fields()) {
+        if (std::find(past.missing.begin(), past.missing.end(), field.name) == past.missing.end()) {
+            for (size_t i = 0; i < field.count; i++) {
+                EXPECT_EQ(decode::stored_value(past.stat, field, i), decode::stored_value(record, field, i))
+                    << field.name << " " << i;
+            }
+        }
+    }
+    EXPECT_EQ(record.online_time / PERIOD_S, 2U) << "the newest";
+}
+
+// What the record says about the battery against what the profile says.
+TEST_F(LifeTest, TheRecordDecidesAboutTheBattery) {
+    for (const test::Row& row : table("pasts.csv")) {
+        Past past{};
+        reset_batt_stat(past.stat);
+        test::apply_changes(past.stat, row.at(1));
+        const Profile profile = profile_of(small_profile(), past);
+        Cell cell = aged_cell(profile, past.stat, POLICY.bins);
+        advance_cell(cell, {.seconds = 0,
+                            .temp_c = 25,
+                            .soc_before = 0.5,
+                            .soc = 0.5,
+                            .open_circuit_v = 3.8,
+                            .terminal_v = 3.8,
+                            .charger_v = 4.4});
+        EXPECT_NEAR(profile.design_mah, test::number(row, 2), 0.5) << row.at(0);
+        EXPECT_NEAR(cell.soh * profile.capacity_percent, test::number(row, 3), 0.01) << row.at(0);
+        EXPECT_NEAR(cell.capacity.front().lost_percent, test::number(row, 4), 0.01) << row.at(0);
+    }
 }
 
 // Across a ten-day mark, with a restart.

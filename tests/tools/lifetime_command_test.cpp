@@ -11,6 +11,7 @@ using LifetimeTest = test::ToolTest;
 
 TEST_F(LifetimeTest, ListsRunsAndCompares) {
     EXPECT_THAT(run(LIFETIME " list").output, HasSubstr("\novernight    An office worker whose phone is on the"));
+    EXPECT_EQ(run(LIFETIME " list | sed '/^$/,$d' >names; LC_ALL=C sort -c names").output, "") << "in order";
     const auto lived = run(LIFETIME " run spare gaming --years 0.003 --seed 5 --jobs 2 --out runs");
     EXPECT_EQ(lived.exit_code, 0) << lived.output;
     for (const char* const part : {"Seed 5, policy shipped, ", "gaming: 0.00 years, ", "; runs/spare\n"}) {
@@ -74,6 +75,11 @@ TEST_F(LifetimeTest, AStudyGivesTheSameBytesInAnyOrder) {
     }
     EXPECT_THAT(run(LIFETIME " study level-3 --phones 3 --years 0.02 --out whole").output,
                 HasSubstr("whole: has the results of another study or program"));
+    const auto changed = run(study + "--out changed --policies no-care shipped --cell textbook");
+    EXPECT_THAT(changed.output, HasSubstr("shipped against no-care: gained "));
+    EXPECT_THAT(read("changed/study.json"),
+                testing::AllOf(HasSubstr("\"cell\": \"textbook\""), Not(HasSubstr("\"phone\""))));
+    EXPECT_THAT(run(study + "--policies shipped shipped").output, HasSubstr("--policies shipped: expected names"));
     EXPECT_EQ(run(study + "--phone 2 --out two").exit_code, 0);
     const auto compared = run(LIFETIME " compare two/up-to-level-2 two/shipped");
     EXPECT_THAT(compared.output, Not(HasSubstr("Not comparable")));

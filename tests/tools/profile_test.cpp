@@ -260,6 +260,8 @@ TEST_F(ProfileFile, AMistakeIsNamedWithItsPlaceAndRange) {
     for (const test::Row& row : table("profile_mistakes.csv")) {
         expect_mistake(row.at(0), small_document(row.at(1)), row.at(2));
     }
+    EXPECT_EQ(small_profile(R"({"start": "2017-01-01"})").start_wall_s, 1'483'228'800);
+    EXPECT_EQ(small_profile(R"({"start": "2037-12-31"})").start_wall_s, 2'145'830'400);
     for (const test::Row& row : table("ranges.csv")) {
         nlohmann::json document = small_document();
         document[nlohmann::json::json_pointer(row.at(0))] = 1e9;

@@ -30,7 +30,7 @@ _cellwarden_tool() {
         mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$cur")
     else
         _filedir
-        if [[ $command == run && $prev != --out ]]; then
+        if [[ $command == run && ! $prev =~ ^--(out|from|policy)$ ]]; then
             mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(
                 compgen -W "$("$tool" list 2>/dev/null | sed '/^$/,$d; s/ .*//')" -- "$cur")
         fi

@@ -40,7 +40,9 @@ def main():
     parts.append(f'<path stroke-dasharray="4" d="M{LEFT} {TOP}l{SIDE} {SIDE}"/>'
                  f'<text x="{LEFT + SIDE / 2}" y="{TOP + SIDE + 38}" text-anchor="middle">state of health predicted, %</text>'
                  f'<text transform="translate(16 {TOP + SIDE / 2}) rotate(-90)" text-anchor="middle">state of health learned, %</text>')
-    for index, (key, (name, colour)) in enumerate(GROUPS.items()):
+    drawn = [key for key in GROUPS if any((row["warm"], row["kept_full"]) == key for row in rows)]
+    for index, key in enumerate(drawn):
+        name, colour = GROUPS[key]
         for row in rows:
             if (row["warm"], row["kept_full"]) == key:
                 middle = float(row["predicted"]) + 0.5  # of the whole per cent

@@ -9,6 +9,7 @@
 #include "common/text.h"
 #include "decode/labels.h"
 #include "decode/record_layout.h"
+#include "state/facts.h"
 
 namespace cellwarden::inspect {
 namespace {
@@ -18,7 +19,6 @@ using decode::RecordField;
 using nlohmann::ordered_json;
 
 constexpr int LABEL_WIDTH = 40;
-constexpr double SECONDS_PER_HOUR = 3600;
 constexpr size_t LONGEST_LIST = 9;  // fields with more elements are printed as tables
 
 bool is_periodic(const RecordField& field) {

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cmath>
 
+#include "state/facts.h"
+
 namespace cellwarden::lifetime {
 namespace {
 
-constexpr double SECONDS_PER_DAY = 86'400;
-constexpr double SECONDS_PER_HOUR = 3600;
 constexpr double REFERENCE_KELVIN = 298.15;
 constexpr double LOWEST_SOH = 0.1;
 constexpr double SMALLEST_TURN = 0.02;  // of the state of charge

@@ -10,6 +10,8 @@
 
 namespace cellwarden::lifetime {
 
+inline constexpr double SOH_PER_PERCENT = 1000;  // the record counts 0.001 %
+
 // A change of the level that the daemon writes to the driver.
 struct LevelChange {
     int64_t online_time_s;
@@ -26,7 +28,8 @@ nlohmann::ordered_json figures_of(const Life& life, uint32_t event_count,
 std::string policy_name(const nlohmann::ordered_json& summary);
 
 // Returns why a difference between two summaries is not one of the policies alone: "seed: 1 and 2".
-// Years, profile and seed must be equal.
+// Years, profile, seed and the record
+// from which the lives went on must be equal.
 std::vector<std::string> doubts_of_comparison(const nlohmann::ordered_json& a,
                                               const nlohmann::ordered_json& b);
 

@@ -5,10 +5,11 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "tools/lifetime/usage.h"
+
 namespace cellwarden::lifetime {
 namespace {
 
-constexpr double DAYS_PER_YEAR = 365.25;
 constexpr double HOURS_PER_DAY = 24;
 constexpr double REFERENCE_K = 25 + KELVIN_AT_0_C;
 constexpr double COLD_REFERENCE_K = KELVIN_AT_0_C;

@@ -7,8 +7,10 @@
 #include <sstream>
 
 #include "common/input.h"
+#include "common/text.h"
 #include "phone/battery.h"
 #include "tools/lifetime/fit.h"
+#include "tools/lifetime/run_directory.h"
 
 namespace cellwarden::lifetime {
 namespace {
@@ -16,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 
-struct Column {
+struct Measure {
     std::string name;
     double low;
     double high;
@@ -24,7 +26,7 @@ struct Column {
 
 // Rows of numbers in the order of the wanted columns; NaN where the file does not have the column.
 std::vector<std::vector<double>> read_table(const fs::path& file,
-                                            const std::vector<Column>& columns) {
+                                            const std::vector<Measure>& columns) {
     const std::vector<uint8_t> bytes = read_input(file);
     std::istringstream stream(std::string(bytes.begin(), bytes.end()));
     std::vector<size_t> targets;  // the index of each of the file's columns in `columns`
@@ -47,7 +49,7 @@ std::vector<std::vector<double>> read_table(const fs::path& file,
             if (is_head) {
                 const auto found =
                     std::find_if(columns.begin(), columns.end(),
-                                 [&](const Column& column) { return column.name == cell; });
+                                 [&](const Measure& column) { return column.name == cell; });
                 if (found == columns.end()) {
                     fail("unknown column '" + cell + "'");
                 }
@@ -57,7 +59,7 @@ std::vector<std::vector<double>> read_table(const fs::path& file,
             if (at >= targets.size()) {
                 fail("more values than columns");
             }
-            const Column& column = columns[targets[at]];
+            const Measure& column = columns[targets[at]];
             char* end = nullptr;
             const double value = strtod(cell.c_str(), &end);
             if (cell.empty() || *end != '\0' || !(value >= column.low && value <= column.high)) {
@@ -127,14 +129,6 @@ std::string loss_text(const ordered_json& loss) {
     return "{.voltage_slope = " + quotient_text(loss.at("voltage_slope"), 3) +
            ",\n     .activation_k = " + quotient_text(loss.at("activation_k"), 1) +
            ",\n     .offset = " + quotient_text(loss.at("offset"), 3) + "}";
-}
-
-void write_file(const fs::path& path, const std::string& text) {
-    std::ofstream stream(path, std::ios::binary);
-    stream << text << std::flush;
-    if (!stream) {
-        throw InputError(path.string() + ": cannot be written");
-    }
 }
 
 void print_model(const FittedModel& model) {
@@ -223,9 +217,9 @@ std::vector<CalendarRow> read_calendar_table(const fs::path& file) {
 }
 
 std::vector<CyclingRow> read_cycling_table(const fs::path& file) {
-    const std::vector<Column> columns = {{"temperature_c", -40, 100}, {"c_rate", 0.001, 20},
-                                         {"depth_percent", 0.1, 100}, {"voltage_v", 2, 5},
-                                         {"full_charges", 0.01, 1e5}, {"capacity_percent", 1, 120}};
+    const std::vector<Measure> columns = {
+        {"temperature_c", -40, 100}, {"c_rate", 0.001, 20},       {"depth_percent", 0.1, 100},
+        {"voltage_v", 2, 5},         {"full_charges", 0.01, 1e5}, {"capacity_percent", 1, 120}};
     std::vector<CyclingRow> rows;
     for (const auto& row : read_table(file, columns)) {
         for (size_t i = 0; i < columns.size(); i++) {
@@ -350,7 +344,8 @@ int run_fit(const FitOptions& options) {
     write_file(options.out / "policy.json", fitted_policy(fit).dump(4) + "\n");
     write_file(options.out / "policy.txt", policy_text(fit));
     write_file(options.out / "residuals.svg", residuals_svg(fit));
-    printf("cell.json, policy.json, policy.txt and residuals.svg are in %s\n", options.out.c_str());
+    printf("cell.json, policy.json, policy.txt and residuals.svg are in %s\n",
+           printable(options.out.string()).c_str());
     return 0;
 }
 

@@ -137,27 +137,36 @@ double seconds_to_next_cycle(const Life& life, const Usage& usage) {
     return usage.suspended ? std::max(to_change, life.profile.cycle_s) : life.profile.cycle_s;
 }
 
-// The battery is made and first used on the first day.
-std::map<uint32_t, std::string> factory_dates(const Profile& profile) {
-    const time_t start = profile.start_wall_s;
+// A new phone has no record. Unknown dates are those of the first day.
+std::map<uint32_t, std::string> stored_units(const Profile& profile, const Past* past) {
+    const time_t first = past == nullptr ? profile.start_wall_s : first_use_s(profile, past->stat);
     char date[8] = {};
     struct tm utc = {};
-    (void)strftime(date, sizeof date, "%y%m%d", gmtime_r(&start, &utc));
-    return {{UNIT_PRODUCTION_DATE, date},
-            {UNIT_FIRST_USAGE_DATE, bytes_of(static_cast<int32_t>(start))}};
+    (void)strftime(date, sizeof date, "%y%m%d", gmtime_r(&first, &utc));
+    std::map<uint32_t, std::string> units = {
+        {UNIT_PRODUCTION_DATE, date},
+        {UNIT_FIRST_USAGE_DATE, bytes_of(static_cast<int32_t>(first))}};
+    if (past != nullptr) {
+        for (const auto& [unit, bytes] : past->units) {
+            units[unit] = bytes;
+        }
+        units[UNIT_BATT_STAT] = bytes_of(past->stat);
+    }
+    return units;
 }
 
 }  // namespace
 
-Life begin_life(const Profile& profile, const CarePolicy& policy, uint64_t seed) {
+Life begin_life(const Profile& profile, const CarePolicy& policy, uint64_t seed, const Past* past) {
     Life life{.profile = profile,
               .policy = policy,
               .plan = {.profile = profile, .seed = seed},
               .phone = {},
-              .device = {.units = factory_dates(profile)},
+              .device = {.units = stored_units(profile, past)},
               .watch_effect = {},
               .gauge = {.random = {~seed}},
-              .cell = begin_cell(profile.cell),
+              .cell = past == nullptr ? begin_cell(profile.cell)
+                                      : aged_cell(profile, past->stat, policy.rules.bins),
               .state = {},
               .stat = {},
               .connection = {},
@@ -165,9 +174,10 @@ Life begin_life(const Profile& profile, const CarePolicy& policy, uint64_t seed)
     life.phone.model_name = profile.battery_model;
     life.phone.charger.steps = policy.driver;
     life.phone.battery.charge_full_design_uah = profile.design_mah * 1e3;
-    life.phone.battery.resistance_mohm = profile.resistance_mohm;
+    life.phone.battery.resistance_mohm =
+        profile.resistance_mohm * resistance_factor(life.cell, life.phone.battery.temp_c);
     life.phone.battery.soc = profile.soc_percent / 100;
-    life.phone.battery.state_of_health = profile.capacity_percent / 100;
+    life.phone.battery.state_of_health = life.cell.soh * profile.capacity_percent / 100;
     for (const AttributeFile& attribute : start_attributes(life.phone)) {
         life.device.attributes[attribute_path(life.phone, attribute.id)] = attribute.text;
     }

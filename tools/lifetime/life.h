@@ -11,6 +11,7 @@
 #include "policies/policy_file.h"
 #include "tools/lifetime/cell.h"
 #include "tools/lifetime/gauge.h"
+#include "tools/lifetime/past.h"
 #include "tools/lifetime/profile.h"
 #include "tools/lifetime/usage.h"
 
@@ -41,9 +42,11 @@ struct Life {
     uint32_t restarts = 0;
 };
 
-// Returns a new phone, switched on. It has no statistics unit; device.units has the dates that the
-// factory writes.
-Life begin_life(const Profile& profile, const CarePolicy& policy, uint64_t seed);
+// Returns a phone, switched on. A new phone has no statistics unit. A phone with a past has the
+// record of `past` and its aged cell; `profile` must be profile_of() it. device.units also has the
+// dates that the factory writes.
+Life begin_life(const Profile& profile, const CarePolicy& policy, uint64_t seed,
+                const Past* past = nullptr);
 
 // Simulates a step: a cycle of the daemon, then the time until the next cycle.
 void live_on(Life& life);

@@ -6,14 +6,18 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <sstream>
 #include <thread>
 #include <tuple>
 
 #include "common/command_line.h"
 #include "common/installation.h"
 #include "common/json_reader.h"
+#include "common/text.h"
+#include "decode/reading.h"
 #include "tools/lifetime/figures.h"
 #include "tools/lifetime/fit.h"
+#include "tools/lifetime/progress.h"
 #include "tools/lifetime/run_directory.h"
 #include "tools/lifetime/runner.h"
 #include "tools/lifetime/shipped.h"
@@ -36,6 +40,8 @@ struct RunOptions {
     std::vector<std::string> profiles;
     std::string policy = "shipped";
     bool overwrite = false;
+    std::string from;
+    std::vector<std::string> phones;
     fs::path out = "lifetime-runs";
     uint64_t seed = 1;
     double years = 0;  // 0: the profile's own
@@ -54,17 +60,71 @@ int list() {
 }
 
 int print_policy(const std::string& name) {
-    std::cout << policy_json(find_policy(name)).dump(4) << '\n';
+    std::cout << printable_lines(policy_json(find_policy(name)).dump(4)) << '\n';
     return 0;
+}
+
+std::optional<Past> past_of(const RunOptions& options) {
+    if (options.from.empty()) {
+        if (!options.phones.empty()) {
+            throw InputError("--phone chooses a phone of --from, which is missing");
+        }
+        return {};
+    }
+    return load_past(options.from, options.phones,
+                     [](const std::string& text) { complain(PROGRAM, text); });
+}
+
+void print_past(const Past& past) {
+    printf("From %s: %s\n", printable(past.name).c_str(), printable(past.source).c_str());
+    std::string list;
+    for (const std::string& name : past.missing) {
+        list += (list.empty() ? "" : ", ") + name;
+    }
+    if (!list.empty()) {
+        printf("Not in the event, so as in a fresh record: %s\n", list.c_str());
+    }
+    for (const std::string& oddity : past.oddities) {
+        printf("Odd: %s\n", printable(oddity).c_str());
+    }
+}
+
+// Prints from what a life goes on.
+void print_start(const Job& job) {
+    const Profile& profile = job.profile;
+    const BattStat& stat = job.past->stat;
+    const Cell cell = aged_cell(profile, stat, job.policy.rules.bins);
+    printf("%s: from %.10s on, level %u, %.1f full charges, %.1f days online, %s %.2f %%",
+           printable(profile.name).c_str(),
+           decode::reading_text(decode::FieldUnit::WALL_S, profile.start_wall_s).c_str(),
+           stat.soft_charge_mode, stat.total_cycle_count / 1e4,
+           stat.online_time / double{SECONDS_PER_DAY},
+           learned_loss(profile, stat) ? "lost" : "no capacity learned, assumed to have lost",
+           100 * (1 - cell.soh));
+    const char* separator = " (";
+    for (const TermState& state : cell.capacity) {
+        printf("%s%s %.2f", separator, printable(state.term.name).c_str(), state.lost_percent);
+        separator = ", ";
+    }
+    printf(") of %.0f mAh\n", profile.design_mah * profile.capacity_percent / 100);
 }
 
 int run(const RunOptions& options) {
     const CarePolicy policy = find_policy(options.policy);
+    const std::optional<Past> past = past_of(options);
     std::vector<Job> jobs;
     std::set<fs::path> directories;
     for (const std::string& name :
          options.profiles.empty() ? shipped_profiles() : options.profiles) {
         Profile profile = find_profile(name);
+        if (past) {
+            const double design_mah = profile.design_mah;
+            profile = profile_of(std::move(profile), *past);
+            if (profile.design_mah != design_mah) {
+                printf("%s: the record shows a design capacity of %.0f mAh, the profile has %.0f\n",
+                       printable(name).c_str(), profile.design_mah, design_mah);
+            }
+        }
         profile.years = options.years > 0 ? options.years : profile.years;
         const fs::path directory = options.out / profile.name;
         if (!directories.insert(directory).second) {
@@ -72,13 +132,20 @@ int run(const RunOptions& options) {
                              directory.string());
         }
         refuse_to_overwrite(directory, options.overwrite);
-        jobs.push_back({std::move(profile), policy, options.seed, directory});
+        jobs.push_back({std::move(profile), policy, options.seed, directory, past});
     }
     printf("Seed %llu, policy %s, at most %u threads\n",
-           static_cast<unsigned long long>(options.seed), policy.name.c_str(), options.threads);
+           static_cast<unsigned long long>(options.seed), printable(policy.name).c_str(),
+           options.threads);
+    if (past) {
+        print_past(*past);
+    }
     for (const Job& job : jobs) {
-        printf("%s: %g years, %s\n", job.profile.name.c_str(), job.profile.years,
-               job.profile.about.c_str());
+        printf("%s: %g years, %s\n", printable(job.profile.name).c_str(), job.profile.years,
+               printable(job.profile.about).c_str());
+        if (past) {
+            print_start(job);
+        }
     }
     const UsageBins& bins = policy.rules.bins;
     if (std::tie(bins.voltage_uv, bins.temperature_decic, bins.soc) !=
@@ -95,18 +162,31 @@ int run(const RunOptions& options) {
 int compare(const std::vector<std::string>& runs) {
     const nlohmann::ordered_json a = read_summary(runs[0]);
     const nlohmann::ordered_json b = read_summary(runs[1]);
-    const auto print_run = [](const char* name, const std::string& run,
-                              const nlohmann::ordered_json& summary) {
-        std::cout << name << " = " << run << ": " << summary.at("profile").get<std::string>()
-                  << ", policy " << policy_name(summary) << ", seed " << summary.at("seed")
-                  << (summary.at("complete").get<bool>() ? "" : ", ended early") << '\n';
+    std::ostringstream page;
+    const auto print_run = [&](const char* name, const std::string& run,
+                               const nlohmann::ordered_json& summary) {
+        page << name << " = " << printable(run) << ": "
+             << printable(summary.at("profile").get<std::string>()) << ", policy "
+             << printable(policy_name(summary)) << ", seed " << summary.at("seed").get<uint64_t>();
+        if (summary.contains("from")) {
+            page << ", from " << printable(summary.at("from").at("name").get<std::string>());
+        }
+        page << (summary.at("complete").get<bool>() ? "" : ", ended early") << '\n';
     };
-    print_run("A", runs[0], a);
-    print_run("B", runs[1], b);
-    for (const std::string& doubt : doubts_of_comparison(a, b)) {
-        std::cout << "Not comparable: " << doubt << '\n';
+    bool equal = false;
+    try {
+        print_run("A", runs[0], a);
+        print_run("B", runs[1], b);
+        for (const std::string& doubt : doubts_of_comparison(a, b)) {
+            page << "Not comparable: " << printable(doubt) << '\n';
+        }
+        equal = print_comparison(page, a, b);
+    } catch (const nlohmann::json::exception&) {
+        throw InputError(runs[0] + " and " + runs[1] +
+                         ": cannot be compared: one has a value of another type than a run stores");
     }
-    return print_comparison(std::cout, a, b) ? 0 : 1;
+    std::cout << page.str();
+    return equal ? 0 : 1;
 }
 
 void add_run_command(CommandLine& line, RunOptions& options) {
@@ -121,6 +201,11 @@ void add_run_command(CommandLine& line, RunOptions& options) {
         .add("--policy", options.policy,
              "Name of a shipped policy or policy file: the daemon's figures and the driver's steps")
         .show_default();
+    command.add("--from", options.from,
+                "Go on from a phone in use: its statistics record (unit 2491), an ageing event, or "
+                "a directory or stream of events, whose newest ageing event counts");
+    command.add("--phone", options.phones,
+                "Key of the phone to go on from if a stream has several");
     command.add_flag("--overwrite", options.overwrite, "Replace the results of earlier runs");
     command.add("--seed", options.seed, "Seed of the random numbers").show_default();
     command.add("--years", options.years, "Years to simulate; default: those of the profile")
@@ -186,7 +271,7 @@ int main(int argc, char** argv) {
         return cellwarden::finish(CELLWARDEN_TOOL_NAME,
                                   cellwarden::lifetime::parse_and_do(argc, argv));
     } catch (const std::exception& error) {
-        std::cerr << "cellwarden-lifetime: " << error.what() << '\n';
+        cellwarden::complain(CELLWARDEN_TOOL_NAME, error.what());
         return TROUBLE;
     }
 }

@@ -3,12 +3,12 @@
 #include <cmath>
 #include <cstdio>
 
+#include "tools/lifetime/figures.h"
 #include "tools/lifetime/run.h"
 
 namespace cellwarden::lifetime {
 namespace {
 
-constexpr double SOH_PER_PERCENT = 1000;
 constexpr double REFERENCE_WATTS = 25;
 constexpr double REFERENCE_C = 25;
 constexpr double STEP_S = 10;

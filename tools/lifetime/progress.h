@@ -6,6 +6,11 @@
 
 namespace cellwarden::lifetime {
 
+inline constexpr const char* PROGRAM = "cellwarden-lifetime";
+
+// How often a run looks at its threads.
+inline constexpr int LOOKS_PER_SECOND = 5;
+
 // The number of the signal that ends all runs; 0 at first.
 extern std::atomic<int> stop_signal;
 

@@ -27,6 +27,22 @@ void store_effect(RunDirectory& run, const Life& life, const Effect& effect) {
     }
 }
 
+nlohmann::ordered_json past_json(const Profile& profile, const Past& past, const Cell& cell) {
+    nlohmann::ordered_json lost = nlohmann::ordered_json::array();
+    for (const TermState& state : cell.capacity) {
+        lost.push_back({{"term", state.term.name}, {"percent", state.lost_percent}});
+    }
+    return {{"name", past.name},
+            {"digest", past.digest},
+            {"source", past.source},
+            {"missing", past.missing},
+            {"oddities", past.oddities},
+            {"start_s", profile.start_wall_s},
+            {"design_mah", profile.design_mah},
+            {"capacity_percent", profile.capacity_percent},
+            {"lost", lost}};
+}
+
 }  // namespace
 
 double years_of(int64_t seconds) {
@@ -44,14 +60,16 @@ int64_t life_span_s(const Profile& profile) {
 Ending run_job(const Job& job, const std::atomic<int>& stop, const Watch& watch) {
     RunDirectory run = make_run_directory(job.directory);
     const Profile& profile = job.profile;
-    Life life = begin_life(profile, job.policy, job.seed);
+    Life life = begin_life(profile, job.policy, job.seed, job.past ? &*job.past : nullptr);
+    const nlohmann::ordered_json from =
+        job.past ? past_json(profile, *job.past, life.cell) : nlohmann::ordered_json();
     life.watch_effect = [&run](const Life& lived, const Effect& effect) {
         store_effect(run, lived, effect);
     };
 
     Series series = begin_series(run.series.get());
     std::vector<LevelChange> changes;
-    int32_t level = 0;
+    int32_t level = life.state.levels.soft_charge_mode;
     int64_t watched_day = 0;
     while (life.time_s < life_span_s(profile) && stop == 0) {
         live_on(life);
@@ -77,6 +95,9 @@ Ending run_job(const Job& job, const std::atomic<int>& stop, const Watch& watch)
                                       {"profile_digest", digest_of(profile.source)},
                                       {"cell_digest", digest_of(profile.cell.source)},
                                       {"policy", policy_provenance(job.policy)}};
+    if (job.past) {
+        summary["from"] = from;
+    }
     summary.update(figures_of(life, run.event_count, changes));
     finish_run_directory(run, life.device.units, summary);
     return ending;

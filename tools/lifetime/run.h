@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 
 #include "tools/lifetime/life.h"
 
@@ -20,6 +21,7 @@ struct Job {
     CarePolicy policy;
     uint64_t seed;
     std::filesystem::path directory;
+    std::optional<Past> past{};  // of the phone; a new phone without it
 };
 
 // Simulates the profile from its start to its last year or until `stop` is set, and stores the

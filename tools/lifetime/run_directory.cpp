@@ -37,20 +37,20 @@ File create(const fs::path& path) {
     return file;
 }
 
-void close(File file, const fs::path& path) {
+void close_file(File file, const fs::path& path) {
     const bool failed = ferror(file.get()) != 0;
     if (fclose(file.release()) != 0 || failed) {
         throw std::runtime_error(path.string() + ": could not be written completely");
     }
 }
 
+}  // namespace
+
 void write_file(const fs::path& path, std::string_view bytes) {
     File file = create(path);
     (void)fwrite(bytes.data(), 1, bytes.size(), file.get());
-    close(std::move(file), path);
+    close_file(std::move(file), path);
 }
-
-}  // namespace
 
 void refuse_to_overwrite(const fs::path& path, bool overwrite) {
     if (!overwrite && fs::exists(path / SUMMARY)) {
@@ -94,9 +94,11 @@ void finish_run_directory(RunDirectory& run, const std::map<uint32_t, std::strin
     for (const auto& [unit, bytes] : units) {
         write_file(run.path / "units" / std::to_string(unit), bytes);
     }
-    close(std::move(run.series), run.path / "series.csv");
-    close(std::move(run.log), run.path / "daemon.log");
-    write_file(run.path / SUMMARY, summary.dump(2) + "\n");
+    close_file(std::move(run.series), run.path / "series.csv");
+    close_file(std::move(run.log), run.path / "daemon.log");
+    write_file(
+        run.path / SUMMARY,
+        summary.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
 }
 
 nlohmann::ordered_json read_summary(const fs::path& run) {

@@ -22,6 +22,9 @@ struct CloseFile {
 };
 using File = std::unique_ptr<FILE, CloseFile>;
 
+// Writes a file. Throws std::runtime_error.
+void write_file(const std::filesystem::path& path, std::string_view bytes);
+
 struct RunDirectory {
     std::filesystem::path path;
     File series;

@@ -6,10 +6,10 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <iostream>
 #include <stdexcept>
 #include <thread>
 
+#include "common/text.h"
 #include "tools/lifetime/progress.h"
 
 namespace cellwarden::lifetime {
@@ -17,7 +17,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int LOOKS_PER_SECOND = 5;
 constexpr double PERCENT = 100;
 constexpr double SHORTEST_DAYS = 0.1;  // outside a range, worth showing
 
@@ -54,7 +53,7 @@ std::string outside_text(const Life& life) {
     return text;
 }
 
-void run(Running& running) {
+void live(Running& running) {
     const auto span = static_cast<double>(life_span_s(running.job->profile));
     try {
         (void)run_job(*running.job, stop_signal, [&](const Life& life) {
@@ -66,7 +65,7 @@ void run(Running& running) {
         });
         running.progress = Progress::DONE;
     } catch (const std::exception& error) {
-        std::cerr << std::string("cellwarden-lifetime: ") + error.what() + "\n" << std::flush;
+        complain(PROGRAM, error.what());
         running.progress = Progress::FAILED;
     }
 }
@@ -74,7 +73,7 @@ void run(Running& running) {
 void start(Running& running) {
     running.started = Clock::now();
     running.progress = Progress::RUNNING;
-    running.thread = std::jthread(run, std::ref(running));
+    running.thread = std::jthread(live, std::ref(running));
 }
 
 std::string progress_line(const Running& running) {
@@ -89,8 +88,8 @@ std::string progress_line(const Running& running) {
     }
     char line[128];
     (void)snprintf(line, sizeof line, "%-12.12s [%s] %3.0f %%  level %d  %s",
-                   running.job->profile.name.c_str(), bar_text(share).c_str(), share * PERCENT,
-                   running.level.load(), rest.c_str());
+                   printable(running.job->profile.name).c_str(), bar_text(share).c_str(),
+                   share * PERCENT, running.level.load(), rest.c_str());
     return line;
 }
 
@@ -106,18 +105,19 @@ void draw(const std::vector<Running>& all, bool first) {
 
 void print_result(const Running& running) {
     const Progress progress = running.progress;
+    const std::string name = printable(running.job->profile.name);
     if (progress != Progress::DONE) {
-        printf("%s: %s\n", running.job->profile.name.c_str(),
+        printf("%s: %s\n", name.c_str(),
                progress == Progress::FAILED ? "failed" : "was not started");
         return;
     }
-    printf("%s: %.2f years, %u cycles, level %d, true state of health %.1f %%; %s\n",
-           running.job->profile.name.c_str(), running.share * running.job->profile.years,
-           running.cycles.load(), running.level.load(), running.true_soh * PERCENT,
-           running.job->directory.c_str());
+    printf("%s: %.2f years, %u cycles, level %d, true state of health %.1f %%; %s\n", name.c_str(),
+           running.share * running.job->profile.years, running.cycles.load(), running.level.load(),
+           running.true_soh * PERCENT, printable(running.job->directory.string()).c_str());
     if (!running.outside.empty()) {
-        printf("%s: outside the ranges of cell %s: %s\n", running.job->profile.name.c_str(),
-               running.job->profile.cell.name.c_str(), running.outside.c_str());
+        printf("%s: outside the ranges of cell %s: %s\n", name.c_str(),
+               printable(running.job->profile.cell.name).c_str(),
+               printable(running.outside).c_str());
     }
 }
 

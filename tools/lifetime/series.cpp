@@ -4,11 +4,11 @@
 #include <ctime>
 
 #include "state/batt_stat.h"
+#include "tools/lifetime/figures.h"
 
 namespace cellwarden::lifetime {
 namespace {
 
-constexpr double SOH_PER_PERCENT = 1000;
 constexpr double CYCLE_COUNT_PER_CHARGE = 10'000;
 
 void write_row(const Series& series, const Life& life) {

@@ -61,6 +61,11 @@ void add_study_command(CommandLine& line, StudyOptions& options) {
         .between(0.001, 20.0);
     command.add("--seed", options.changes.seed,
                 "Seed of the random numbers; default: the study's own");
+    command.add("--policies", options.changes.policies,
+                "Names of policies or policy files; all others are compared with the first; "
+                "default: the study's own");
+    command.add("--cell", options.changes.cell,
+                "Name of a cell or cell file, for all phones; default: the profiles' own");
     command.add("--jobs", options.threads, "Number of lives that run at the same time")
         .between(1, 1024)
         .show_default();

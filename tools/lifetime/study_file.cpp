@@ -8,14 +8,12 @@
 #include <set>
 
 #include "common/json_reader.h"
+#include "state/facts.h"
 #include "tools/lifetime/provenance.h"
 #include "tools/lifetime/shipped.h"
 
 namespace cellwarden::lifetime {
 namespace {
-
-constexpr int SECONDS_PER_HOUR = 3600;
-constexpr int DAY_S = 86'400;
 
 void scale_loads(Profile& profile, double factor) {
     profile.idle_ma = std::min(profile.idle_ma * factor, 6000.0);
@@ -30,7 +28,7 @@ void scale_loads(Profile& profile, double factor) {
 void shift_day(Profile& profile, double hours) {
     const int shift_s = static_cast<int>(std::lround(hours * SECONDS_PER_HOUR));
     for (Occasion& occasion : profile.occasions) {
-        occasion.at_s = (occasion.at_s + shift_s + DAY_S) % DAY_S;
+        occasion.at_s = (occasion.at_s + shift_s + SECONDS_PER_DAY) % SECONDS_PER_DAY;
     }
 }
 
@@ -137,14 +135,18 @@ void read_varies(const JsonPlace& at, Study& study) {
 }
 
 // Names stand in the columns of the results.
+constexpr const char* PLAIN_NAMES =
+    "names of files that differ, and consist of letters, digits and any of -_.+";
+bool is_plain(const std::string& name) {
+    return std::all_of(name.begin(), name.end(), [](unsigned char c) {
+        return isalnum(c) != 0 || strchr("-_.+", c) != nullptr;
+    });
+}
+
 template <typename Named>
 void check_name(const JsonPlace& at, const Named& named, std::set<std::string>& names) {
-    const auto is_plain = [](unsigned char c) {
-        return isalnum(c) != 0 || strchr("-_.+", c) != nullptr;
-    };
-    if (!std::all_of(named.name.begin(), named.name.end(), is_plain) ||
-        !names.insert(named.name).second) {
-        fail(at, "names of files that differ, and consist of letters, digits and any of -_.+");
+    if (!is_plain(named.name) || !names.insert(named.name).second) {
+        fail(at, PLAIN_NAMES);
     }
 }
 
@@ -173,6 +175,18 @@ void read_policies(const JsonPlace& at, Study& study) {
     }
 }
 
+void change_policies(const std::vector<std::string>& names, Study& study) {
+    study.policies.clear();
+    std::set<std::string> differing;
+    for (const std::string& name : names) {
+        study.policies.push_back(find_policy(name));
+        if (!is_plain(study.policies.back().name) ||
+            !differing.insert(study.policies.back().name).second) {
+            throw InputError("--policies " + name + ": expected " + PLAIN_NAMES);
+        }
+    }
+}
+
 }  // namespace
 
 double draw(const Distribution& distribution, Random& random) {
@@ -194,6 +208,10 @@ Study load_study(const std::filesystem::path& file, const StudyChanges& changes)
     const nlohmann::json document = parse_document({bytes.begin(), bytes.end()}, file);
     Study study;
     study.name = file.stem();
+    if (!is_plain(study.name)) {
+        throw InputError(file.string() +
+                         ": the name of a study consists of letters, digits and any of -_.+");
+    }
     const JsonPlace top{document, "", file};
     require(top, "profiles");
     require(top, "policies");
@@ -211,8 +229,14 @@ Study load_study(const std::filesystem::path& file, const StudyChanges& changes)
     study.phones = changes.phones > 0 ? changes.phones : study.phones;
     study.years = changes.years > 0 ? changes.years : study.years;
     study.seed = changes.seed > 0 ? changes.seed : study.seed;
+    if (!changes.policies.empty()) {
+        change_policies(changes.policies, study);
+    }
     for (StudyProfile& one : study.profiles) {
         one.profile.years = study.years;
+        if (!changes.cell.empty()) {
+            one.profile.cell = load_cell(cell_file(changes.cell, "."));
+        }
     }
     return study;
 }

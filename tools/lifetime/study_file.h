@@ -58,15 +58,18 @@ struct Study {
     std::string varies_json = "null";  // as in the file
 };
 
-// Figures of the command line; 0 keeps the file's own.
+// What the command line replaces; 0 and empty keep the file's own.
 struct StudyChanges {
     int phones = 0;
     double years = 0;
     uint64_t seed = 0;
+    std::vector<std::string> policies{};
+    std::string cell{};  // of all phones
 };
 
-// Reads a study, its profiles and its policies; paths in it are relative to its folder. Throws
-// InputError with the file, the position and the expected value.
+// Reads a study, its profiles and its policies; paths in it are relative to its folder, those of
+// the changes to the current one. Throws InputError with the file, the position and the expected
+// value.
 Study load_study(const std::filesystem::path& file, const StudyChanges& changes = {});
 
 // Returns what the results depend on: the program, the study, its profiles and policies, and as

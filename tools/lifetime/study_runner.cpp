@@ -8,6 +8,7 @@
 #include <sstream>
 #include <thread>
 
+#include "common/text.h"
 #include "decode/event_stream.h"
 #include "tools/lifetime/outcomes.h"
 #include "tools/lifetime/progress.h"
@@ -17,8 +18,6 @@ namespace cellwarden::lifetime {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr int LOOKS_PER_SECOND = 5;
 
 struct LifeName {
     int phone;
@@ -89,7 +88,8 @@ void work(Crew& crew) {
         }
     } catch (const std::exception& error) {
         if (!crew.failed.exchange(true)) {
-            std::cerr << std::string("\ncellwarden-lifetime: ") + error.what() + "\n";
+            (void)fputs("\n", stderr);
+            complain(PROGRAM, error.what());
         }
     }
     crew.running--;

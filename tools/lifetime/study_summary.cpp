@@ -195,7 +195,7 @@ ordered_json lose_most(const Study& study, const Values& true_soh, const Values&
     return json;
 }
 
-std::string number_text(const ordered_json& value) {
+std::string fixed_text(const ordered_json& value) {
     char text[32] = "-";
     if (value.is_number()) {
         (void)snprintf(text, sizeof text, "%.3f", value.get<double>());
@@ -205,20 +205,20 @@ std::string number_text(const ordered_json& value) {
 
 std::string interval_text(const ordered_json& estimate) {
     return estimate.contains("mean")
-               ? number_text(estimate.at("mean")) + " (" + number_text(estimate.at("low")) +
-                     " to " + number_text(estimate.at("high")) + ")"
+               ? fixed_text(estimate.at("mean")) + " (" + fixed_text(estimate.at("low")) + " to " +
+                     fixed_text(estimate.at("high")) + ")"
                : "-";
 }
 
 template <typename... Cells>
 void print_row(std::ostream& out, const std::string& first, const Cells&... cells) {
-    constexpr size_t NAME_WIDTH = 48;
+    constexpr size_t FIRST_WIDTH = 48;
     constexpr size_t WIDTH = 14;
     const auto padded = [](const std::string& text, size_t width) {
         return text.size() < width ? std::string(width - text.size(), ' ') + text : " " + text;
     };
     out << "  " << first
-        << std::string(first.size() < NAME_WIDTH ? NAME_WIDTH - first.size() : 1, ' ');
+        << std::string(first.size() < FIRST_WIDTH ? FIRST_WIDTH - first.size() : 1, ' ');
     (void)(out << ... << padded(cells, WIDTH));
     out << '\n';
 }
@@ -281,7 +281,7 @@ void print_summary(std::ostream& out, const ordered_json& summary) {
             print_row(
                 out,
                 row.at("column").get<std::string>() + ", " + row.at("policy").get<std::string>(),
-                number_text(row.at("p5")), number_text(row.at("p50")), number_text(row.at("p95")));
+                fixed_text(row.at("p5")), fixed_text(row.at("p50")), fixed_text(row.at("p95")));
         }
     }
     if (!summary.at("above_80").empty()) {
@@ -289,7 +289,7 @@ void print_summary(std::ostream& out, const ordered_json& summary) {
     }
     for (const auto& row : summary.at("above_80")) {
         print_row(out, row.at("policy").get<std::string>() + ", year " + row.at("year").dump(),
-                  number_text(row.at("share")));
+                  fixed_text(row.at("share")));
     }
     if (!summary.at("differences").empty()) {
         out << "\nDifferences per phone after " << last << " years: mean (95 % interval)\n";
@@ -320,8 +320,8 @@ void print_summary(std::ostream& out, const ordered_json& summary) {
             print_row(
                 out,
                 "phone " + phone.at("phone").dump() + ", " + phone.at("profile").get<std::string>(),
-                number_text(phone.at("full_charge_mah")) + " mAh",
-                number_text(phone.at("gained_percent")) + " points");
+                fixed_text(phone.at("full_charge_mah")) + " mAh",
+                fixed_text(phone.at("gained_percent")) + " points");
         }
     }
 }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "state/facts.h"
 #include "state/wrapping.h"
 #include "tools/lifetime/random.h"
 
@@ -14,7 +15,6 @@ constexpr double DAYS_PER_MONTH = DAYS_PER_YEAR / 12;
 constexpr double WARMEST_DAY = 200;  // day of the year
 constexpr double WARMEST_HOUR = 15;  // hour of the day
 
-constexpr double SECONDS_PER_HOUR = 3600;
 constexpr int64_t FIRST_HOUR_AWAKE = 7;
 constexpr int64_t FIRST_HOUR_ASLEEP = 23;
 constexpr double HALF_FORGOTTEN_S = 30.0 * SECONDS_PER_DAY;
@@ -91,7 +91,7 @@ double limit_of_worry(const UsagePlan& plan, const Worry& worry, int64_t time_s)
 
 // Starts a charge if the user sees a low battery and decides to charge.
 void watch_battery(UsagePlan& plan, const Worry& worry, int64_t time_s, int capacity_percent) {
-    const int64_t hour = time_s / static_cast<int64_t>(SECONDS_PER_HOUR);
+    const int64_t hour = time_s / SECONDS_PER_HOUR;
     const bool awake = hour % 24 >= FIRST_HOUR_AWAKE && hour % 24 < FIRST_HOUR_ASLEEP;
     if (!awake || hour == plan.judged_hour ||
         capacity_percent >= limit_of_worry(plan, worry, time_s)) {

@@ -7,12 +7,12 @@
 #include <optional>
 #include <vector>
 
+#include "state/facts.h"
 #include "tools/lifetime/profile.h"
 
 namespace cellwarden::lifetime {
 
 // Times are in seconds since midnight of the first day.
-inline constexpr int64_t SECONDS_PER_DAY = 86'400;
 inline constexpr double DAYS_PER_YEAR = 365.25;
 
 struct Usage {

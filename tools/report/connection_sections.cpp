@@ -7,6 +7,7 @@
 
 #include "common/text.h"
 #include "decode/reading.h"
+#include "state/facts.h"
 #include "tools/report/section.h"
 
 namespace cellwarden::report {
@@ -15,7 +16,6 @@ namespace {
 using decode::Connection;
 using nlohmann::ordered_json;
 
-constexpr double SECONDS_PER_HOUR = 3600;
 constexpr double UV_PER_V = 1e6;
 constexpr size_t MOST_ROWS = 2000;    // of single connections: the newest
 constexpr size_t MOST_CHARGERS = 12;  // kinds of chargers; the others are summed up

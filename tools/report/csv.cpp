@@ -27,11 +27,12 @@ Csv read_csv(const std::filesystem::path& path) {
     if (!std::getline(stream, line)) {
         throw InputError(path.string() + ": cannot be read or is empty");
     }
-    Csv csv{.path = path, .names = cells_of(line), .rows = {}};
-    while (std::getline(stream, line)) {
+    Csv csv{.path = path, .names = cells_of(line), .rows = {}, .lines = {}};
+    for (size_t number = 2; std::getline(stream, line); number++) {
         std::vector<std::string> cells = cells_of(line);
         if (cells.size() == csv.names.size()) {
             csv.rows.push_back(std::move(cells));
+            csv.lines.push_back(number);
         }
     }
     return csv;
@@ -49,9 +50,11 @@ double number_at(const Csv& csv, size_t row, size_t column) {
     const std::string& cell = csv.rows[row][column];
     double number = 0;
     const auto [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), number);
-    if (error != std::errc() || end != cell.data() + cell.size()) {
-        throw InputError(csv.path.string() + ": row " + std::to_string(row + 1) + ", " +
-                         csv.names[column] + ": expected a number, found " + cell);
+    if (error != std::errc() || end != cell.data() + cell.size() ||
+        !(number >= -1e6 && number <= 1e6)) {
+        throw InputError(csv.path.string() + ":" + std::to_string(csv.lines[row]) + ": " +
+                         csv.names[column] + ": expected a number from -1e6 to 1e6, found '" +
+                         cell.substr(0, 40) + "'");
     }
     return number;
 }

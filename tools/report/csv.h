@@ -11,6 +11,7 @@ struct Csv {
     std::filesystem::path path;
     std::vector<std::string> names;
     std::vector<std::vector<std::string>> rows;  // each with a cell per name
+    std::vector<size_t> lines;                   // of the rows in the file, from 1
 };
 
 // Reads a file. A row with another number of cells is left out: the last row of a stopped run may
@@ -20,7 +21,7 @@ Csv read_csv(const std::filesystem::path& path);
 // Returns the position of a column. Throws InputError if it is missing.
 size_t column_of(const Csv& csv, const std::string& name);
 
-// Returns the number in a cell. Throws InputError if it is not a number.
+// Returns the number in a cell. Throws InputError if it is not a number from -1e6 to 1e6.
 double number_at(const Csv& csv, size_t row, size_t column);
 
 }  // namespace cellwarden::report

@@ -9,6 +9,7 @@
 
 #include "common/input.h"
 #include "common/json_reader.h"
+#include "state/facts.h"
 #include "tools/report/csv.h"
 #include "tools/report/section.h"
 
@@ -19,7 +20,6 @@ namespace fs = std::filesystem;
 using Document = nlohmann::json;
 using nlohmann::ordered_json;
 
-constexpr int64_t SECONDS_PER_DAY = 86'400;
 constexpr int64_t CHART_DAYS = 400;  // about; more than a chart has pixels help nobody
 
 struct Quantity {
@@ -84,7 +84,7 @@ ordered_json rows_of(const std::vector<Csv>& series, const std::vector<DayRows>&
     ordered_json rows = ordered_json::array();
     const int64_t step = length / CHART_DAYS + 1;
     for (int64_t day = 1; day <= length; day += step) {
-        ordered_json row = {day};
+        ordered_json row = ordered_json::array({day});
         for (size_t i = 0; i < series.size(); i++) {
             const auto found = days[i].find(starts[i] + day);
             row.push_back(found == days[i].end()
@@ -104,7 +104,7 @@ ordered_json rows_of(const std::vector<Csv>& series, const std::vector<DayRows>&
 ordered_json overlay_section(const std::vector<Run>& runs) {
     std::vector<Csv> series;
     std::vector<DayRows> days;
-    ordered_json columns = {column("day", "Day of life")};
+    ordered_json columns = ordered_json::array({column("day", "Day of life")});
     ordered_json names = ordered_json::array();
     for (const Run& run : runs) {
         series.push_back(read_csv(run.path / "series.csv"));
@@ -151,7 +151,7 @@ std::string text_at(const Document& run, const char* pointer) {
 }
 
 ordered_json provenance_section(const std::vector<Run>& runs) {
-    ordered_json columns = {column("what", "What")};
+    ordered_json columns = ordered_json::array({column("what", "What")});
     std::vector<Document> documents;
     for (const Run& run : runs) {
         const fs::path file = run.path / "run.json";
@@ -167,7 +167,7 @@ ordered_json provenance_section(const std::vector<Run>& runs) {
           std::pair{"Digest of the cell", "/cell_digest"}, std::pair{"Policy", "/policy/name"},
           std::pair{"Digest of the policy", "/policy/digest"}, std::pair{"Seed", "/seed"},
           std::pair{"Years asked", "/years_asked"}, std::pair{"Years lived", "/years_lived"}}) {
-        ordered_json row = {title};
+        ordered_json row = ordered_json::array({title});
         for (const Document& document : documents) {
             row.push_back(text_at(document, pointer));
         }
@@ -176,7 +176,7 @@ ordered_json provenance_section(const std::vector<Run>& runs) {
     ordered_json json = section("provenance", "table", "Where the runs come from",
                                 "What the results of a run depend on.", columns);
     json["names"] = {"Runs"};
-    json["tables"] = {rows};
+    json["tables"] = ordered_json::array({rows});
     return json;
 }
 

@@ -8,6 +8,7 @@
 #include "decode/labels.h"
 #include "decode/reading.h"
 #include "decode/record_layout.h"
+#include "state/facts.h"
 #include "tools/report/connection_sections.h"
 #include "tools/report/milestones.h"
 #include "tools/report/section.h"
@@ -18,8 +19,6 @@ namespace {
 using decode::FieldUnit;
 using nlohmann::ordered_json;
 
-constexpr double SECONDS_PER_HOUR = 3600;
-constexpr double SECONDS_PER_DAY = 86'400;
 constexpr double UNITS_PER_CHARGE = 1e4;
 constexpr double MICROPERCENT = 1e6;
 constexpr size_t PERIOD_DAYS = 10;
@@ -66,7 +65,7 @@ size_t period_count(const BattStat& stat) {
 // Returns the day of online time at which the period ended or the record was stored.
 double last_day(const BattStat& stat, size_t period) {
     return std::min(static_cast<double>((period + 1) * PERIOD_DAYS),
-                    stat.online_time / SECONDS_PER_DAY);
+                    static_cast<double>(stat.online_time) / SECONDS_PER_DAY);
 }
 
 // Soft charge did not run in a period without a number.
@@ -312,22 +311,23 @@ ordered_json charger_section(const std::vector<Subject>& subjects) {
         {column("class", "Class"), column("hours", "Attached", "h", 3),
          column("count", "Attachments"), column("charges", "Charge put in", "full charges", 4)});
     json["bars"] = bars("class", "hours", "hours attached", ",.1f");
-    return filled(std::move(json), subjects,
-                  {"dev_attach_count", "dev_attach_total_time", "dev_charge_count"},
-                  [](const Subject& subject) {
-                      ordered_json rows = ordered_json::array();
-                      for (size_t i = 0; i < CHARGER_CLASS_COUNT; i++) {
-                          const DevAttachEntry& entry = subject.battery.stat.dev_attach[i];
-                          if ((entry.dev_attach_count | entry.dev_attach_total_time |
-                               entry.dev_charge_count) != 0) {
-                              rows.push_back({decode::element_label("dev_attach_count", i),
-                                              entry.dev_attach_total_time / SECONDS_PER_HOUR,
-                                              entry.dev_attach_count,
-                                              entry.dev_charge_count / UNITS_PER_CHARGE});
-                          }
-                      }
-                      return rows;
-                  });
+    return filled(
+        std::move(json), subjects,
+        {"dev_attach_count", "dev_attach_total_time", "dev_charge_count"},
+        [](const Subject& subject) {
+            ordered_json rows = ordered_json::array();
+            for (size_t i = 0; i < CHARGER_CLASS_COUNT; i++) {
+                const DevAttachEntry& entry = subject.battery.stat.dev_attach[i];
+                if ((entry.dev_attach_count | entry.dev_attach_total_time |
+                     entry.dev_charge_count) != 0) {
+                    rows.push_back(
+                        {decode::element_label("dev_attach_count", i),
+                         static_cast<double>(entry.dev_attach_total_time) / SECONDS_PER_HOUR,
+                         entry.dev_attach_count, entry.dev_charge_count / UNITS_PER_CHARGE});
+                }
+            }
+            return rows;
+        });
 }
 
 ordered_json current_section(const std::vector<Subject>& subjects) {
@@ -363,8 +363,8 @@ ordered_json discharge_section(const std::vector<Subject>& subjects) {
         for (size_t i = 0; i < subject.battery.stat.total_discharge_time.size(); i++) {
             const uint32_t seconds = subject.battery.stat.total_discharge_time[i];
             if (seconds != 0) {
-                rows.push_back(
-                    {decode::element_label("total_discharge_time", i), seconds / SECONDS_PER_HOUR});
+                rows.push_back({decode::element_label("total_discharge_time", i),
+                                static_cast<double>(seconds) / SECONDS_PER_HOUR});
             }
         }
         return rows;

@@ -19,29 +19,29 @@ using nlohmann::ordered_json;
 
 constexpr const char* BIAS = "predicted_minus_true_percent";
 
-struct Quantity {
+struct Outcome {
     const char* column;
     const char* title;
 };
 
 // Columns of outcomes.csv in the order of the page.
-constexpr std::array QUANTITIES = {
-    Quantity{"true_soh_percent", "true state of health, %"},
-    Quantity{"shown_soh_percent", "shown state of health, %"},
-    Quantity{"full_charge_mah", "usable full charge, mAh"},
-    Quantity{"withheld_percent", "capacity withheld, %"},
-    Quantity{"use_hours", "use of a full charge, h"},
-    Quantity{"charge_minutes", "from 20 to 80 %, min"},
-    Quantity{"times_empty", "times empty in the year"},
+constexpr std::array OUTCOMES = {
+    Outcome{"true_soh_percent", "true state of health, %"},
+    Outcome{"shown_soh_percent", "shown state of health, %"},
+    Outcome{"full_charge_mah", "usable full charge, mAh"},
+    Outcome{"withheld_percent", "capacity withheld, %"},
+    Outcome{"use_hours", "use of a full charge, h"},
+    Outcome{"charge_minutes", "from 20 to 80 %, min"},
+    Outcome{"times_empty", "times empty in the year"},
 };
-constexpr Quantity BIAS_QUANTITY = {BIAS, "predicted minus true, %"};
+constexpr Outcome BIAS_OUTCOME = {BIAS, "predicted minus true, %"};
 
 std::string text_of(const ordered_json& value) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
 // Adds a table for a quantity: the rows of the summary's list about its column that have a value.
-void add_table(ordered_json& section, const Quantity& quantity, const ordered_json& list) {
+void add_table(ordered_json& section, const Outcome& quantity, const ordered_json& list) {
     ordered_json rows = ordered_json::array();
     for (const ordered_json& one : list) {
         const bool has_value =
@@ -72,7 +72,7 @@ ordered_json quantile_section(const ordered_json& summary) {
     ordered_json json = bands("quantiles", "Over the years",
                               "The line is the median phone; 5 % of the phones are below the band "
                               "and 5 % above it. A point is the end of a year.");
-    for (const Quantity& quantity : QUANTITIES) {
+    for (const Outcome& quantity : OUTCOMES) {
         add_table(json, quantity, summary.at("quantiles"));
     }
     return json;
@@ -84,7 +84,7 @@ ordered_json bias_section(const ordered_json& summary) {
                               "one. Above 0 the daemon believes the battery to be better than it "
                               "is. Bands as above.");
     json["zero"] = true;
-    add_table(json, BIAS_QUANTITY, summary.at("quantiles"));
+    add_table(json, BIAS_OUTCOME, summary.at("quantiles"));
     return json;
 }
 
@@ -102,10 +102,10 @@ ordered_json difference_section(const ordered_json& summary) {
                     "is a difference that the study can tell from chance.";
     json["bands"] = {{"low", "low"}, {"middle", "mean"}, {"high", "high"}};
     json["zero"] = true;
-    for (const Quantity& quantity : QUANTITIES) {
+    for (const Outcome& quantity : OUTCOMES) {
         add_table(json, quantity, summary.at("differences"));
     }
-    add_table(json, BIAS_QUANTITY, summary.at("differences"));
+    add_table(json, BIAS_OUTCOME, summary.at("differences"));
     return json;
 }
 
@@ -176,7 +176,7 @@ ordered_json decision_section(const ordered_json& summary, const Csv& outcomes) 
         rows.push_back(std::move(row));
     }
     json["names"] = {"All phones"};
-    json["tables"] = {rows};
+    json["tables"] = ordered_json::array({rows});
     json["points"] = points_of(outcomes, first_policy(summary));
     return json;
 }
@@ -222,7 +222,7 @@ ordered_json above_80_section(const ordered_json& summary) {
         rows.push_back({one.at("policy"), one.at("year"), one.at("share")});
     }
     json["names"] = {"After three and five years"};
-    json["tables"] = {rows};
+    json["tables"] = ordered_json::array({rows});
     return json;
 }
 

@@ -1,18 +1,17 @@
 #include "tools/report/subject.h"
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
-#include <sstream>
 
 #include "common/input.h"
 #include "common/json_reader.h"
 #include "common/text.h"
 #include "platform/unit_store.h"
 #include "policies/policy_file.h"
+#include "tools/report/csv.h"
 
 namespace cellwarden::report {
 namespace {
@@ -23,59 +22,18 @@ constexpr size_t MOST_PHONES = 12;  // as many as a page can show
 
 // --- The series of a life-time run
 
-std::vector<std::string> cells_of(const std::string& line) {
-    std::vector<std::string> cells;
-    std::istringstream stream(line);
-    for (std::string cell; std::getline(stream, cell, ',');) {
-        cells.push_back(cell);
-    }
-    return cells;
-}
-
-// The place of a cell, for messages.
-struct SeriesPlace {
-    const fs::path& path;
-    size_t line;
-};
-
-size_t column_of(const std::vector<std::string>& names, const std::string& name,
-                 const fs::path& path) {
-    const auto found = std::find(names.begin(), names.end(), name);
-    if (found == names.end()) {
-        throw InputError(path.string() + ": column is missing: " + name);
-    }
-    return static_cast<size_t>(found - names.begin());
-}
-
-double number_of(const std::string& cell, const std::string& column, const SeriesPlace& place) {
-    double number = 0;
-    const char* const end = cell.data() + cell.size();
-    const auto [at, error] = std::from_chars(cell.data(), end, number);
-    if (error != std::errc() || at != end || !(number >= -1e6 && number <= 1e6)) {
-        throw InputError(place.path.string() + ":" + std::to_string(place.line) + ": " + column +
-                         ": expected a number from -1e6 to 1e6, found '" + cell.substr(0, 40) +
-                         "'");
-    }
-    return number;
-}
-
-// Reads the time series of a life-time run; empty if there is no series.
+// Returns the time series of a life-time run; empty if there is none.
 std::vector<TrueHealth> true_health_of(const fs::path& path) {
-    std::vector<TrueHealth> days;
-    std::ifstream stream(path);
-    std::string line;
-    if (!std::getline(stream, line)) {
-        return days;
+    std::error_code error;
+    if (const uintmax_t size = fs::file_size(path, error); error || size == 0) {
+        return {};
     }
-    const std::vector<std::string> names = cells_of(line);
-    const size_t day = column_of(names, "online_days", path);
-    const size_t health = column_of(names, "true_soh", path);
-    for (SeriesPlace place{path, 2}; std::getline(stream, line); place.line++) {
-        const std::vector<std::string> cells = cells_of(line);
-        if (cells.size() == names.size()) {  // the last row of a stopped run may be truncated
-            days.push_back({number_of(cells[day], names[day], place),
-                            number_of(cells[health], names[health], place)});
-        }
+    const Csv csv = read_csv(path);
+    const size_t day = column_of(csv, "online_days");
+    const size_t health = column_of(csv, "true_soh");
+    std::vector<TrueHealth> days;
+    for (size_t row = 0; row < csv.rows.size(); row++) {
+        days.push_back({number_at(csv, row, day), number_at(csv, row, health)});
     }
     std::stable_sort(days.begin(), days.end(), [](const TrueHealth& a, const TrueHealth& b) {
         return a.online_days < b.online_days;
@@ -196,9 +154,8 @@ std::vector<Subject> load_subjects(const Request& request) {
         for (decode::BatteryHistory& battery : batteries) {
             const std::string key =
                 inputs.size() == 1 ? battery.phone : name + ": " + battery.phone;
-            subjects.push_back(
-                {printable(is_one ? name : key), std::move(battery), policy_of(path),
-                 fs::exists(series) ? true_health_of(series) : std::vector<TrueHealth>{}});
+            subjects.push_back({printable(is_one ? name : key), std::move(battery), policy_of(path),
+                                true_health_of(series)});
         }
     }
     return subjects;
