@@ -119,9 +119,9 @@ void update_arrhenius(ServiceState& state, const SysfsParams& snapshot, const Po
                 period_value(state.ageing, &AgeingState::arrhenius_per_10days, online_time);
             Unpacked period = unpack(stored != nullptr ? *stored : 0);
             for (; from < end; from++) {
-                const Unpacked rate = arrhenius_rate(model, memory.arrhenius_terms,
-                                                     static_cast<int32_t>(temperature.value),
-                                                     static_cast<int32_t>(voltage.value));
+                const Unpacked& rate = arrhenius_rate(model, memory.arrhenius_terms,
+                                                      static_cast<int32_t>(temperature.value),
+                                                      static_cast<int32_t>(voltage.value));
                 total = add(total, rate);
                 period = add(period, rate);
                 step(temperature);

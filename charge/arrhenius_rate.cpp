@@ -19,8 +19,8 @@ Unpacked temperature_term(const ArrheniusModel& model, int32_t temperature_decic
 
 }  // namespace
 
-Unpacked arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
-                        int32_t temperature_decic, int32_t voltage_uv) {
+const Unpacked& arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
+                               int32_t temperature_decic, int32_t voltage_uv) {
     const bool new_temperature = temperature_decic != terms.temperature_decic;
     const bool new_voltage = voltage_uv != terms.voltage_uv;
     if (!new_temperature && !new_voltage) {
@@ -29,7 +29,8 @@ Unpacked arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
     if (temperature_decic < -SAMPLE_TEMPERATURE_LIMIT_DECIC ||
         temperature_decic > SAMPLE_TEMPERATURE_LIMIT_DECIC || voltage_uv < SAMPLE_VOLTAGE_MIN_UV ||
         voltage_uv > SAMPLE_VOLTAGE_MAX_UV) {
-        return unpack(0);
+        static constexpr Unpacked NO_AGEING = unpack(0);
+        return NO_AGEING;
     }
     if (new_temperature) {
         terms.temperature_term = temperature_term(model, temperature_decic);

@@ -42,7 +42,7 @@ constexpr ArrheniusModel arrhenius_model(const ArrheniusConstants& constants) {
 // Consecutive seconds often share a reading: `terms` keeps the latest terms, and a term is computed
 // only if its input has changed. Do not pass the same `terms` with another model. The result has
 // the same bits as the formula in extended precision, with each operation rounded once.
-Unpacked arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
-                        int32_t temperature_decic, int32_t voltage_uv);
+const Unpacked& arrhenius_rate(const ArrheniusModel& model, ArrheniusTerms& terms,
+                               int32_t temperature_decic, int32_t voltage_uv);
 
 }  // namespace cellwarden
