@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "decode/reading.h"
+#include "decode/record_layout.h"
 #include "product/limits.h"
 #include "stats/batt_stat_update.h"
 
@@ -137,6 +138,11 @@ std::string soc_bin_label(size_t bin, const UsageBins& bins) {
 }
 
 std::string element_label(std::string_view field, size_t index) {
+    // An event from a stranger may have more elements than the record.
+    const RecordField* const stored = find_record_field(field);
+    if (stored != nullptr && index >= stored->count) {
+        return index_label(index);
+    }
     if (field == "vt_cet_table") {
         return grid_label(voltage_bin_label(index / TEMPERATURE_BIN_COUNT) + " V", index);
     }

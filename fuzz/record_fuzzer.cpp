@@ -181,7 +181,7 @@ void run_cycle(Life& life, bool is_full) {
 
 void pass_time(CycleClock& clock, uint32_t times) {
     const uint32_t seconds = times & 0x3FF;
-    const int32_t days = static_cast<int16_t>(times) >> 10;
+    const int64_t days = static_cast<int16_t>(times) >> 10;
     clock.cycle_boot_time += seconds;
     clock.cycle_wall_time += seconds + days * SECONDS_PER_DAY;
 }

@@ -229,7 +229,7 @@ extended exp_of_large(extended x) {
     if (overflows || (rest < HALF && rest + ERROR > HALF)) {
         return unpack(wide_exp(number, multiple.power));
     }
-    const uint128 significand = (result_127 >> 15) + (rest >= HALF ? 1 : 0);
+    const uint128 significand = ((result_127 >> 1) + HALF / 2) >> 14;  // no carry out of 128 bits
     const bool carries = significand >> SIGNIFICAND_BITS != 0;
     return {carries ? significand >> 1 : significand, multiple.power + (carries ? 1 : 0), false};
 }

@@ -54,14 +54,14 @@ inline extended pack(const Unpacked& number) {
     return std::bit_cast<extended>(Halves{low_half(number.significand), high});
 }
 
-// Returns value * 2^(exponent - 112 - excess), rounded. Requires 0 < excess < 64 and a value of 113
-// + excess bits. `is_exact` returns whether no bits were truncated below the value; it is called
-// only for a possible tie.
+// Returns value * 2^(exponent - 112 - excess), rounded. Requires 0 < excess < 15 and a value of 113
+// + excess bits, so that half of the last bit can be added before the shift. `is_exact` returns
+// whether no bits were truncated below the value; it is called only for a possible tie.
 template <typename IsExact>
 [[gnu::always_inline]] inline Unpacked round_off(uint128 value, int excess, IsExact is_exact,
                                                  int exponent, bool negative) {
     const uint64_t half = uint64_t{1} << (excess - 1);
-    uint128 rounded = (value >> excess) + (low_half(value) >> (excess - 1) & 1);
+    uint128 rounded = (value + half) >> excess;
     if ((low_half(value) & (2 * half - 1)) == half && is_exact()) {
         rounded &= ~uint128{1};
     }
@@ -72,7 +72,7 @@ template <typename IsExact>
 }
 
 [[gnu::always_inline]] inline Unpacked add(Unpacked a, Unpacked b) {
-    constexpr int SPARE = 14;  // bits below the significand; one bit above it holds the carry
+    constexpr int SPARE = 13;  // bits below the significand; one bit above it holds the carry
     if (a.exponent < b.exponent) {
         std::swap(a, b);
     }
@@ -86,7 +86,7 @@ template <typename IsExact>
     const auto is_exact = [&] { return shifted << distance == small; };
     if (a.negative == b.negative) {
         const uint128 sum = large + shifted;
-        return sum >> 127 == 0 ? round_off(sum, SPARE, is_exact, a.exponent, a.negative)
+        return sum >> 126 == 0 ? round_off(sum, SPARE, is_exact, a.exponent, a.negative)
                                : round_off(sum, SPARE + 1, is_exact, a.exponent + 1, a.negative);
     }
     // With equal exponents, b may be larger.
@@ -97,13 +97,13 @@ template <typename IsExact>
         return {0, MIN_EXPONENT, false};
     }
     // Only an exact difference loses more than two bits.
-    const int zeros = leading_zeros(difference);
+    const int zeros = leading_zeros(difference) - 1;
     return round_off(difference << zeros, SPARE + 1, is_exact, a.exponent + 1 - zeros, negative);
 }
 
 // Requires nonzero factors.
 [[gnu::always_inline]] inline Unpacked multiply(const Unpacked& a, const Unpacked& b) {
-    // The product has 225 or 226 bits; `leading` has the highest 127 or 128.
+    // The product has 225 or 226 bits; `leading` has the highest 126 or 127.
     const uint64_t a_high = high_half(a.significand);
     const uint64_t b_high = high_half(b.significand);
     const uint128 low = uint128{low_half(a.significand)} * low_half(b.significand);
@@ -111,11 +111,11 @@ template <typename IsExact>
                            uint128{low_half(a.significand)} * b_high + high_half(low);
     const uint128 high = uint128{a_high} * b_high + high_half(middle);
     const int carry = static_cast<int>(high >> 97);
-    const uint128 leading = high << 30 | low_half(middle) >> 34;
+    const uint128 leading = high << 29 | low_half(middle) >> 35;
     const auto is_exact = [&] {
-        return low_half(low) == 0 && low_half(middle) % (uint64_t{1} << 34) == 0;
+        return low_half(low) == 0 && low_half(middle) % (uint64_t{1} << 35) == 0;
     };
-    return round_off(leading << (1 - carry), 15, is_exact, a.exponent + b.exponent + carry,
+    return round_off(leading << (1 - carry), 14, is_exact, a.exponent + b.exponent + carry,
                      a.negative != b.negative);
 }
 

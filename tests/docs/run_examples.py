@@ -38,13 +38,14 @@ def masked(text):
 
 
 def prepare(build, work):
-    """Makes what the pages take as given: a profile of the reader's, older records, runs and a study."""
+    """Makes what the pages take as given: a profile of the reader's, older records, runs and studies."""
     shutil.copy(build / "data/profiles/overnight.json", work / "my-user.json")
     for run in ("before", "after"):
         subprocess.run([build / "cellwarden-lifetime", "run", "overnight", "--years", YEARS, "--out", work / run],
                        stdout=subprocess.DEVNULL, check=True)
-    subprocess.run([build / "cellwarden-lifetime", "study", "care", "--phones", "2", "--years", "0.01", "--out", work / "care"],
-                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=True)
+    for study in ("care", "level-3"):
+        subprocess.run([build / "cellwarden-lifetime", "study", study, "--phones", "2", "--years", "0.01", "--out", work / study],
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=True)
     shutil.copy(work / "before/overnight/units/2491", work / "2491.old")
     shutil.copy(work / "after/overnight/units/2491", work / "2491")
 

@@ -376,6 +376,15 @@ TEST(Fitting, WritesACellThatAgesLikeTheTables) {
         EXPECT_NEAR(lost_percent(cell), row.lost_percent, 0.01);
         EXPECT_TRUE(outside_of(cell).empty());
     }
+    for (const CyclingRow& row : tables.cycling) {
+        Cell cell = begin_cell(model);
+        keep_cycling(cell);
+        const auto half_cycles = static_cast<int>(std::lround(2 * row.charges / row.depth));
+        cycle(cell, row.temp_c, row.voltage_v, half_cycles, row.depth, row.c_rate);
+        EXPECT_NEAR(lost_percent(cell), row.lost_percent, 0.002 * row.lost_percent)
+            << row.temp_c << " degC, " << row.c_rate << " C, " << row.depth << ", " << row.voltage_v << " V, "
+            << row.charges << " charges";
+    }
     const std::string text = policy_text(fit);
     EXPECT_THAT(text,
                 testing::HasSubstr(".activation_k = " + fitted_policy(fit).at("arrhenius").at("activation_k").dump()));

@@ -50,7 +50,11 @@ const with_names = (columns, rows) =>
 
 async function draw(box, description, label) {
   const view = new View(parse(description, config), {renderer: 'svg', container: box, logger});
-  const fit = (width = box.clientWidth) => view.width(Math.max(120, width - 10 - (view.inset || 0)));
+  let width;
+  const fit = (target = box.clientWidth) => {
+    width = target;
+    return view.width(Math.max(120, width - 10 - (view.inset || 0)));
+  };
   await fit().runAsync();
   // Charts that are laid out in panels do not count their axes into the width.
   if (description.autosize.type === 'pad') {
@@ -62,10 +66,9 @@ async function draw(box, description, label) {
   // A wider chart would be scaled down to the paper, with its text.
   addEventListener('beforeprint', () => fit(PAPER_WIDTH).run());
   addEventListener('afterprint', () => fit().run());
-  let width = box.clientWidth;
+  // Also if the box has changed since the first layout, for example by a scroll bar.
   new ResizeObserver(() => requestAnimationFrame(() => {
     if (box.clientWidth === width) return;
-    width = box.clientWidth;
     fit().runAsync().catch(report);
   })).observe(box);
   state.drawn = Number(state.drawn) + 1;
